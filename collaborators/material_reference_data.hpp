@@ -1,0 +1,14 @@
+// The known chemical elements: the contract of the agent's material reference data.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+namespace qelda_agent {
+
+/// Every element symbol that structure files may name, in canonical form (Fe, not FE). Declared
+/// here and defined by whoever supplies the agent's modules; without it the library does not link.
+/// It must be constant-initialised, so that it can be read at any time.
+extern const std::span<const std::string_view> KNOWN_ELEMENT_SYMBOLS;
+
+}  // namespace qelda_agent

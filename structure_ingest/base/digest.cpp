@@ -1,0 +1,62 @@
+#include "structure_ingest/base/digest.hpp"
+
+#include <openssl/evp.h>
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "structure_ingest/base/file.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+class Sha256 {
+ public:
+  Sha256() : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
+    check(context_ ? EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) : 0);
+  }
+  void add(std::string_view bytes) {
+    check(EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()));
+  }
+  std::string hex() {
+    std::array<unsigned char, 32> digest{};
+    check(EVP_DigestFinal_ex(context_.get(), digest.data(), nullptr));
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string out;
+    out.reserve(2 * digest.size());
+    for (const unsigned char byte : digest) {
+      out += digits[byte >> 4];
+      out += digits[byte & 0xF];
+    }
+    return out;
+  }
+
+ private:
+  static void check(int success) {
+    if (success != 1) throw std::runtime_error("the SHA-256 digest is not available");
+  }
+  std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_;
+};
+
+}  // namespace
+
+std::string sha256_hex(std::string_view bytes) {
+  Sha256 digest;
+  digest.add(bytes);
+  return digest.hex();
+}
+
+std::string sha256_hex_of_file(const std::string& path) {
+  InputFile file(path);
+  Sha256 digest;
+  std::vector<char> piece(std::size_t{1} << 18);
+  while (const std::size_t count = file.read(piece.data(), piece.size())) {
+    digest.add({piece.data(), count});
+  }
+  return digest.hex();
+}
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,39 @@
+// Files: reading regular files in pieces or whole, and replacing a file as one step.
+// All errors here are std::filesystem::filesystem_error, with the path and the system's reason.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace structure_ingest::internal {
+
+/// A regular file open for reading. Anything else (a folder, FIFO, device, socket) is refused
+/// without waiting for it, so that no name can make a reader hang.
+class InputFile {
+ public:
+  explicit InputFile(const std::string& path);
+  ~InputFile();
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+
+  /// Reads up to `size` bytes into `buffer`; 0 at the end of the file.
+  std::size_t read(char* buffer, std::size_t size);
+
+ private:
+  std::string path_;
+  int descriptor_;
+};
+
+/// The bytes of a regular file.
+std::string read_file(const std::string& path);
+
+/// Creates `path` or replaces its whole content, so that a reader sees the old file or the new one
+/// and a failure leaves the old one: a temporary file in the same folder takes its place once it is
+/// on the disk. A symbolic link at `path` is replaced, not followed; the folder must exist.
+void replace_file(const std::string& path, std::string_view content);
+
+/// Creates a folder with all missing parents; an existing folder is no error.
+void create_folders(const std::string& path);
+
+}  // namespace structure_ingest::internal

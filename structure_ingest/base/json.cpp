@@ -1,0 +1,283 @@
+#include "structure_ingest/base/json.hpp"
+
+#include <cmath>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "structure_ingest/base/number.hpp"
+#include "structure_ingest/base/text.hpp"
+
+namespace structure_ingest {
+namespace {
+
+constexpr std::size_t MAX_DEPTH = 500;
+
+void append_unicode_escape(std::string& out, char32_t character) {
+  constexpr std::string_view hex = "0123456789abcdef";
+  out += "\\u00";
+  out += hex[character >> 4 & 0xF];
+  out += hex[character & 0xF];
+}
+
+void append_string(std::string& out, std::string_view text) {
+  out += '"';
+  for (std::size_t position = 0; position < text.size();) {
+    // Most text needs no escapes: copy up to the next character that might.
+    const std::size_t start = position;
+    while (position < text.size() && text[position] >= 0x20 && text[position] < 0x7F &&
+           text[position] != '"' && text[position] != '\\') {
+      ++position;
+    }
+    out += text.substr(start, position - start);
+    if (position == text.size()) break;
+    const internal::Character character = internal::character_at(text, position);
+    switch (character.value) {
+      case U'"':
+        out += "\\\"";
+        break;
+      case U'\\':
+        out += "\\\\";
+        break;
+      case U'\b':
+        out += "\\b";
+        break;
+      case U'\f':
+        out += "\\f";
+        break;
+      case U'\n':
+        out += "\\n";
+        break;
+      case U'\r':
+        out += "\\r";
+        break;
+      case U'\t':
+        out += "\\t";
+        break;
+      case internal::INVALID_CHARACTER:
+        internal::append_utf8(out, 0xFFFD);
+        break;
+      default:
+        if (character.value < 0x20 || (character.value >= 0x7F && character.value < 0xA0)) {
+          append_unicode_escape(out, character.value);
+        } else {
+          out += text.substr(position, character.length);
+        }
+    }
+    position += character.length;
+  }
+  out += '"';
+}
+
+/// Writes values into one growing text; `indent` below zero means one line.
+struct Writer {
+  std::string& out;
+  int indent;
+  std::size_t level = 0;
+
+  void new_line() {
+    if (indent < 0) return;
+    out += '\n';
+    out.append(level * static_cast<std::size_t>(indent), ' ');
+  }
+
+  template <typename Items, typename WriteItem>
+  void list(char open, char close, const Items& items, WriteItem write_item) {
+    out += open;
+    if (!items.empty()) {
+      ++level;
+      bool first = true;
+      for (const auto& item : items) {
+        if (!first) out += indent < 0 ? ", " : ",";
+        first = false;
+        new_line();
+        write_item(item);
+      }
+      --level;
+      new_line();
+    }
+    out += close;
+  }
+
+  void write(const Json& value) {
+    switch (value.type()) {
+      case Json::value_t::object:
+        list('{', '}', value.get_ref<const Json::object_t&>(), [this](const auto& member) {
+          append_string(out, member.first);
+          out += ": ";
+          write(member.second);
+        });
+        break;
+      case Json::value_t::array:
+        list('[', ']', value.get_ref<const Json::array_t&>(),
+             [this](const Json& item) { write(item); });
+        break;
+      case Json::value_t::string:
+        append_string(out, value.get_ref<const std::string&>());
+        break;
+      case Json::value_t::boolean:
+        out += value.get<bool>() ? "true" : "false";
+        break;
+      case Json::value_t::number_integer:
+        out += std::to_string(value.get<std::int64_t>());
+        break;
+      case Json::value_t::number_unsigned:
+        out += std::to_string(value.get<std::uint64_t>());
+        break;
+      case Json::value_t::number_float: {
+        const double number = value.get<double>();
+        if (std::isfinite(number)) {
+          internal::append_shortest(out, number);
+        } else {
+          out += "null";
+        }
+        break;
+      }
+      default:  // null, and what JSON text cannot hold
+        out += "null";
+    }
+  }
+};
+
+/// Builds the value from the parser's events, and refuses what would be lost: integers that fit
+/// no machine integer, and nesting so deep that copying the value could exhaust the stack.
+class Builder : public Json::json_sax_t {
+ public:
+  explicit Builder(Json& root) : root_(root) {}
+
+  bool null() override { return add(nullptr); }
+  bool boolean(bool value) override { return add(value); }
+  bool number_integer(std::int64_t value) override { return add(value); }
+  bool number_unsigned(std::uint64_t value) override { return add(value); }
+  bool number_float(double value, const std::string& text) override {
+    if (text.find_first_of(".eE") == std::string::npos) {
+      throw JsonError("the integer " + text.substr(0, 40) + " is too large to be kept exactly");
+    }
+    return add(value);
+  }
+  bool string(std::string& value) override { return add(std::move(value)); }
+  bool binary(Json::binary_t& value) override { return add(Json::binary(std::move(value))); }
+  bool start_object(std::size_t /*size*/) override { return open(Json::object()); }
+  bool start_array(std::size_t /*size*/) override { return open(Json::array()); }
+  bool end_object() override { return close(); }
+  bool end_array() override { return close(); }
+  bool key(std::string& name) override {
+    // Of repeated keys the last value counts, at the place of the first.
+    member_ = &(*open_.back())[std::move(name)];
+    return true;
+  }
+  bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+                   const Json::exception& error) override {
+    // The library's message starts with its own error number in brackets, which says nothing here.
+    const std::string_view message = error.what();
+    const std::size_t end = message.find("] ");
+    throw JsonError(std::string(message.substr(end == std::string_view::npos ? 0 : end + 2)));
+  }
+
+ private:
+  Json* place(Json&& value) {
+    if (open_.empty()) {
+      root_ = std::move(value);
+      return &root_;
+    }
+    Json& parent = *open_.back();
+    if (parent.is_array()) {
+      parent.push_back(std::move(value));
+      return &parent.back();
+    }
+    *member_ = std::move(value);
+    return member_;
+  }
+  bool add(Json&& value) {
+    place(std::move(value));
+    return true;
+  }
+  bool open(Json&& value) {
+    if (open_.size() == MAX_DEPTH) {
+      throw JsonError("nested deeper than " + std::to_string(MAX_DEPTH) + " levels");
+    }
+    // Only the innermost value grows, so the places of those around it do not move.
+    open_.push_back(place(std::move(value)));
+    return true;
+  }
+  bool close() {
+    open_.pop_back();
+    return true;
+  }
+
+  Json& root_;
+  std::vector<Json*> open_;
+  Json* member_ = nullptr;
+};
+
+}  // namespace
+
+Json parse_json(std::string_view text) {
+  Json value;
+  Builder builder(value);
+  Json::sax_parse(text.begin(), text.end(), &builder);
+  return value;
+}
+
+std::string json_text(const Json& value, int indent) {
+  std::string out;
+  Writer{out, indent}.write(value);
+  return out;
+}
+
+namespace internal {
+
+bool is_empty(const Json& value) {
+  switch (value.type()) {
+    case Json::value_t::null:
+    case Json::value_t::discarded:
+      return true;
+    case Json::value_t::boolean:
+      return !value.get<bool>();
+    case Json::value_t::number_integer:
+    case Json::value_t::number_unsigned:
+    case Json::value_t::number_float:
+      return value.get<double>() == 0.0;
+    case Json::value_t::string:
+      return value.get_ref<const std::string&>().empty();
+    default:
+      return value.empty();
+  }
+}
+
+const Json& value_at(const Json& mapping, const char* key) {
+  static const Json absent;
+  if (!mapping.is_object()) return absent;
+  const auto found = mapping.find(key);
+  return found == mapping.end() ? absent : *found;
+}
+
+std::string text_of(const Json& value) {
+  if (value.is_string()) return value.get<std::string>();
+  if (is_empty(value)) return {};
+  return value.is_boolean() ? "True" : json_text(value);
+}
+
+std::vector<Json> elements_of(const Json& value) {
+  if (is_empty(value)) return {};
+  std::vector<Json> elements;
+  if (value.is_array()) {
+    elements.assign(value.begin(), value.end());
+  } else if (value.is_object()) {
+    for (const auto& member : value.get_ref<const Json::object_t&>())
+      elements.emplace_back(member.first);
+  } else if (value.is_string()) {
+    const std::string text = utf8_text(value.get_ref<const std::string&>());
+    for (std::size_t position = 0; position < text.size();) {
+      const std::size_t length = character_at(text, position).length;
+      elements.emplace_back(text.substr(position, length));
+      position += length;
+    }
+  } else {
+    throw std::invalid_argument("a list is expected, not " + json_text(value));
+  }
+  return elements;
+}
+
+}  // namespace internal
+}  // namespace structure_ingest

@@ -1,0 +1,103 @@
+#include "structure_ingest/base/line_reader.hpp"
+
+#include <array>
+
+#include "structure_ingest/base/text.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+/// Bytes at which a line boundary may start.
+constexpr std::array<bool, 256> MAY_END_LINE = [] {
+  std::array<bool, 256> table{};
+  for (const int c : {0x0A, 0x0B, 0x0C, 0x0D, 0x1C, 0x1D, 0x1E, 0xC2, 0xE2}) table[c] = true;
+  return table;
+}();
+
+/// The length of the line boundary at `position` of valid UTF-8; 0 when there is none.
+std::size_t boundary_length(std::string_view text, std::size_t position) {
+  switch (static_cast<unsigned char>(text[position])) {
+    case '\r':
+      return position + 1 < text.size() && text[position + 1] == '\n' ? 2 : 1;
+    case 0xC2:
+      return text[position + 1] == '\x85' ? 2 : 0;
+    case 0xE2: {
+      const std::string_view character = text.substr(position, 3);
+      return character == "\u2028" || character == "\u2029" ? 3 : 0;
+    }
+    default:
+      return 1;
+  }
+}
+
+/// How many bytes at the end of `text` are the start of a character whose rest may still come.
+std::size_t cut_off_character(std::string_view text) {
+  for (std::size_t back = 1; back <= 3 && back <= text.size(); ++back) {
+    const auto byte = static_cast<unsigned char>(text[text.size() - back]);
+    if (byte < 0x80) return 0;
+    if (byte < 0xC0) continue;
+    const std::size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : 2;
+    return length > back ? back : 0;
+  }
+  return 0;
+}
+
+}  // namespace
+
+LineReader::LineReader(const std::string& path, std::size_t piece_size)
+    : file_(path), piece_size_(piece_size) {}
+
+bool LineReader::read_more() {
+  if (at_end_) return false;
+  // What was handed out already goes, so that the text does not grow with the file.
+  text_.erase(0, position_);
+  valid_end_ -= position_;
+  position_ = 0;
+  const std::size_t old_size = text_.size();
+  text_.resize(old_size + piece_size_);
+  const std::size_t count = file_.read(text_.data() + old_size, piece_size_);
+  text_.resize(old_size + count);
+  at_end_ = count == 0;
+
+  const std::string_view fresh = std::string_view(text_).substr(valid_end_);
+  const std::size_t held_back = at_end_ ? 0 : cut_off_character(fresh);
+  const std::string_view complete = fresh.substr(0, fresh.size() - held_back);
+  if (valid_utf8_prefix(complete) < complete.size()) {
+    const std::string tail(fresh.substr(complete.size()));
+    const std::string cleaned = without_invalid_utf8(complete);
+    text_.replace(valid_end_, std::string::npos, cleaned + tail);
+  }
+  valid_end_ = text_.size() - held_back;
+  return true;
+}
+
+std::optional<std::string_view> LineReader::next() {
+  for (std::size_t scanned = 0;;) {
+    const std::string_view text = std::string_view(text_).substr(0, valid_end_);
+    for (std::size_t end = position_ + scanned; end < text.size(); ++end) {
+      if (!MAY_END_LINE[static_cast<unsigned char>(text[end])]) continue;
+      const std::size_t length = boundary_length(text, end);
+      if (length == 0) continue;
+      // A line feed that belongs to this carriage return may not have been read yet.
+      if (text[end] == '\r' && end + 1 == text.size() && !at_end_) break;
+      const std::string_view line = text.substr(position_, end - position_);
+      position_ = end + length;
+      return line;
+    }
+    scanned = text.size() - position_;
+    if (scanned > 0 && text.back() == '\r') --scanned;
+    if (read_more()) continue;
+    if (position_ == valid_end_) return std::nullopt;
+    const std::string_view line = text.substr(position_);
+    position_ = valid_end_;
+    return line;
+  }
+}
+
+void LineReader::skip_rest() {
+  text_.resize(piece_size_);
+  position_ = valid_end_ = 0;
+  while (!at_end_) at_end_ = file_.read(text_.data(), text_.size()) == 0;
+}
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,144 @@
+#include "structure_ingest/base/number.hpp"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <system_error>
+
+#include "structure_ingest/base/text.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+/// The plain ASCII form of number text: digits of other scripts become ASCII digits, underscores
+/// between two digits go. Nothing when the token holds what no number does.
+std::optional<std::string> plain_form(std::string_view token) {
+  std::string out;
+  out.reserve(token.size());
+  bool after_underscore = false;
+  for (std::size_t position = 0; position < token.size();) {
+    const Character character = character_at(token, position);
+    position += character.length;
+    if (character.value == U'_') {
+      if (after_underscore || out.empty() || !is_digit(out.back())) return std::nullopt;
+      after_underscore = true;
+      continue;
+    }
+    const int digit = decimal_digit(character.value);
+    if (digit < 0 && (after_underscore || character.value >= 128)) return std::nullopt;
+    out += digit >= 0 ? static_cast<char>('0' + digit) : static_cast<char>(character.value);
+    after_underscore = false;
+  }
+  if (after_underscore) return std::nullopt;
+  return out;
+}
+
+/// Takes a sign off the front of `text`; true for a minus.
+bool cut_sign(std::string_view& text) {
+  if (text.empty() || (text.front() != '+' && text.front() != '-')) return false;
+  const bool negative = text.front() == '-';
+  text.remove_prefix(1);
+  return negative;
+}
+
+/// What a number outside the range of a double becomes: zero when it is smaller than 1, infinity
+/// when it is larger. `text` is a valid unsigned decimal number.
+double out_of_range_value(std::string_view text) {
+  // The power of ten of the first significant digit decides; exponents too long for a machine
+  // integer decide by their sign alone.
+  const std::size_t e = text.find_first_of("eE");
+  const std::string_view mantissa = text.substr(0, e);
+  const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
+  const std::size_t first = mantissa.find_first_not_of("0.");
+  if (first == std::string_view::npos) return 0.0;
+  const auto leading = static_cast<long long>(point) - static_cast<long long>(first);
+  long long exponent = 0;
+  if (e != std::string_view::npos) {
+    std::string_view digits = text.substr(e + 1);
+    const bool negative = cut_sign(digits);
+    const auto [end, error] =
+        std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
+    constexpr long long huge = std::numeric_limits<long long>::max() / 2;
+    if (error == std::errc::result_out_of_range || exponent > huge) exponent = huge;
+    if (negative) exponent = -exponent;
+  }
+  return leading + exponent > 0 ? std::numeric_limits<double>::infinity() : 0.0;
+}
+
+std::optional<double> named_value(std::string_view text) {
+  const std::string name = ascii_lower_cased(text);
+  if (name == "inf" || name == "infinity") return std::numeric_limits<double>::infinity();
+  if (name == "nan") return std::numeric_limits<double>::quiet_NaN();
+  return std::nullopt;
+}
+
+std::optional<double> plain_float(std::string_view text) {
+  const bool negative = cut_sign(text);
+  if (text.empty()) return std::nullopt;
+  double value = 0.0;
+  if (is_digit(text.front()) || text.front() == '.') {
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (stop != end || error == std::errc::invalid_argument) return std::nullopt;
+    if (error == std::errc::result_out_of_range) value = out_of_range_value(text);
+  } else {
+    const std::optional<double> named = named_value(text);
+    if (!named) return std::nullopt;
+    value = *named;
+  }
+  return negative ? -value : value;
+}
+
+}  // namespace
+
+std::optional<std::string> integer_text(std::string_view token) {
+  const std::optional<std::string> plain = plain_form(token);
+  if (!plain) return std::nullopt;
+  std::string_view digits = *plain;
+  const bool negative = cut_sign(digits);
+  if (digits.empty() || !std::all_of(digits.begin(), digits.end(), is_digit)) return std::nullopt;
+  digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size() - 1));
+  return (negative && digits != "0" ? "-" : "") + std::string(digits);
+}
+
+std::optional<double> float_value(std::string_view token) {
+  if (const std::optional<double> value = plain_float(token)) return value;
+  // Rare: underscores or the digits of another script.
+  const std::optional<std::string> plain = plain_form(token);
+  if (!plain || *plain == token) return std::nullopt;
+  return plain_float(*plain);
+}
+
+void append_ten_decimals(std::string& out, double value) {
+  if (std::isnan(value)) {
+    out += "nan";
+    return;
+  }
+  std::array<char, 352> buffer{};  // 309 integer digits, sign, point, ten decimals
+  const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
+                                    std::chars_format::fixed, 10);
+  out.append(buffer.data(), result.ptr);
+}
+
+void append_shortest(std::string& out, double value) {
+  const double magnitude = std::abs(value);
+  // From the tenth decimal, the last one that canonical copies hold, up to the largest integers
+  // that a double holds exactly.
+  const bool ordinary = value == 0.0 || (magnitude >= 1e-10 && magnitude < 1e16);
+  std::array<char, 64> buffer{};
+  const auto result =
+      std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
+                    ordinary ? std::chars_format::fixed : std::chars_format::scientific);
+  const std::string_view text(buffer.data(), static_cast<std::size_t>(result.ptr - buffer.data()));
+  out += text;
+  if (ordinary && text.find('.') == std::string_view::npos) out += ".0";
+}
+
+}  // namespace structure_ingest::internal

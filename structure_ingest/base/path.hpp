@@ -1,0 +1,43 @@
+// Paths as text: their normal form and parts, the home directory, resolution and identity.
+// A path is a byte string; nothing here asks that it be valid UTF-8.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace structure_ingest::internal {
+
+/// The normal text of a path: repeated separators merged, single-dot components and a trailing
+/// separator dropped, ".." kept. The empty text is the current directory, ".".
+std::string path_text(std::string_view text);
+
+/// The last component of a path; empty for "/" and ".".
+std::string file_name(std::string_view path);
+
+/// The folder of a path in normal form: all but the last component ("." where none is left).
+std::string parent_folder(std::string_view path);
+
+bool is_absolute(std::string_view path);
+
+/// `path` under `folder`, or `path` itself when it is absolute.
+std::string join_path(std::string_view folder, std::string_view path);
+
+/// Replaces a leading "~" or "~user" by that user's home directory.
+/// Throws std::runtime_error when there is no telling where it is.
+std::string expand_home(std::string_view path);
+
+/// The absolute path with symbolic links followed and "." and ".." removed; it need not exist.
+/// A path that the system refuses to follow for a loop of links keeps its own components.
+/// Throws std::invalid_argument for text with a NUL character, and
+/// std::filesystem::filesystem_error when the current directory of a relative path cannot be told.
+std::string resolve_path(std::string_view path);
+
+/// What names one file for de-duplication and for discovery kinds: the resolved path, case-folded.
+std::string source_identity(std::string_view path);
+
+/// Whether an existing regular file or directory stands at `path`, symbolic links followed.
+/// A test that the system refuses to answer is false.
+bool is_regular_file(const std::string& path);
+bool is_directory(const std::string& path);
+
+}  // namespace structure_ingest::internal

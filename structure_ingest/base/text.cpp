@@ -1,0 +1,314 @@
+#include "structure_ingest/base/text.hpp"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+
+namespace structure_ingest::internal {
+namespace {
+
+char ascii_lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+bool is_ascii(char c) {
+  return static_cast<unsigned char>(c) < 0x80;
+}
+
+constexpr std::array<bool, 128> ASCII_SPACE = [] {
+  std::array<bool, 128> table{};
+  for (const int c : {0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x1C, 0x1D, 0x1E, 0x1F, 0x20}) table[c] = true;
+  return table;
+}();
+
+/// The length of the white-space character at `position`, or 0 when another character stands there.
+std::size_t space_length(std::string_view text, std::size_t position) {
+  const char c = text[position];
+  if (is_ascii(c)) return ASCII_SPACE[static_cast<unsigned char>(c)] ? 1 : 0;
+  const Character character = character_at(text, position);
+  return is_space(character.value) ? character.length : 0;
+}
+
+bool is_printable(char32_t character) {
+  switch (utf8proc_category(static_cast<utf8proc_int32_t>(character))) {
+    case UTF8PROC_CATEGORY_CN:
+    case UTF8PROC_CATEGORY_CC:
+    case UTF8PROC_CATEGORY_CF:
+    case UTF8PROC_CATEGORY_CS:
+    case UTF8PROC_CATEGORY_CO:
+    case UTF8PROC_CATEGORY_ZL:
+    case UTF8PROC_CATEGORY_ZP:
+      return false;
+    case UTF8PROC_CATEGORY_ZS:
+      return character == U' ';
+    default:
+      return true;
+  }
+}
+
+void append_escape(std::string& out, char32_t character) {
+  std::array<char, 12> buffer{};
+  const char* format = character <= 0xFF ? "\\x%02x" : character <= 0xFFFF ? "\\u%04x" : "\\U%08x";
+  std::snprintf(buffer.data(), buffer.size(), format, static_cast<unsigned>(character));
+  out += buffer.data();
+}
+
+constexpr char32_t CAPITAL_SIGMA = 0x03A3;
+constexpr char32_t FINAL_SIGMA = 0x03C2;
+constexpr char32_t CAPITAL_I_WITH_DOT = 0x0130;
+
+bool is_cased(char32_t character) {
+  const auto c = static_cast<utf8proc_int32_t>(character);
+  return utf8proc_category(c) == UTF8PROC_CATEGORY_LT || utf8proc_tolower(c) != c ||
+         utf8proc_toupper(c) != c;
+}
+
+/// Characters that do not end a word when it is asked whether a sigma is its last letter.
+bool is_case_ignorable(char32_t character) {
+  switch (utf8proc_category(static_cast<utf8proc_int32_t>(character))) {
+    case UTF8PROC_CATEGORY_MN:
+    case UTF8PROC_CATEGORY_ME:
+    case UTF8PROC_CATEGORY_CF:
+    case UTF8PROC_CATEGORY_LM:
+    case UTF8PROC_CATEGORY_SK:
+      return true;
+    default: {
+      // The punctuation inside words: Word_Break MidLetter, MidNumLet and Single_Quote.
+      constexpr std::u32string_view inside_words =
+          U"'.:"
+          U"\u00B7\u0387\u055F\u05F4\u2018\u2019\u2024\u2027\uFE13\uFE52\uFE55\uFF07\uFF0E\uFF1A";
+      return inside_words.find(character) != std::u32string_view::npos;
+    }
+  }
+}
+
+bool cased_letter_follows(std::string_view text, std::size_t position) {
+  while (position < text.size()) {
+    const Character next = character_at(text, position);
+    if (next.value == INVALID_CHARACTER) return false;
+    if (!is_case_ignorable(next.value)) return is_cased(next.value);
+    position += next.length;
+  }
+  return false;
+}
+
+}  // namespace
+
+Character character_at(std::string_view text, std::size_t position) {
+  const char c = text[position];
+  if (is_ascii(c)) return {static_cast<char32_t>(c), 1};
+  utf8proc_int32_t value = 0;
+  const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data() + position);
+  const auto left = static_cast<utf8proc_ssize_t>(std::min<std::size_t>(text.size() - position, 4));
+  const utf8proc_ssize_t length = utf8proc_iterate(bytes, left, &value);
+  if (length <= 0) return {INVALID_CHARACTER, 1};
+  return {static_cast<char32_t>(value), static_cast<std::size_t>(length)};
+}
+
+void append_utf8(std::string& out, char32_t code_point) {
+  std::array<utf8proc_uint8_t, 4> bytes{};
+  const utf8proc_ssize_t length =
+      utf8proc_encode_char(static_cast<utf8proc_int32_t>(code_point), bytes.data());
+  out.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
+}
+
+std::size_t valid_utf8_prefix(std::string_view text) {
+  std::size_t position = 0;
+  while (position < text.size()) {
+    if (is_ascii(text[position])) {
+      ++position;
+      continue;
+    }
+    const Character character = character_at(text, position);
+    if (character.value == INVALID_CHARACTER) break;
+    position += character.length;
+  }
+  return position;
+}
+
+std::string without_invalid_utf8(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  while (!text.empty()) {
+    const std::size_t valid = valid_utf8_prefix(text);
+    out += text.substr(0, valid);
+    text.remove_prefix(std::min(valid + 1, text.size()));
+  }
+  return out;
+}
+
+std::string utf8_text(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  while (!text.empty()) {
+    const std::size_t valid = valid_utf8_prefix(text);
+    out += text.substr(0, valid);
+    text.remove_prefix(valid);
+    if (text.empty()) break;
+    append_utf8(out, 0xFFFD);
+    text.remove_prefix(1);
+  }
+  return out;
+}
+
+bool is_space(char32_t character) {
+  if (character < 128) return ASCII_SPACE[character];
+  switch (character) {
+    case 0x0085:
+    case 0x00A0:
+    case 0x1680:
+    case 0x2028:
+    case 0x2029:
+    case 0x202F:
+    case 0x205F:
+    case 0x3000:
+      return true;
+    default:
+      return character >= 0x2000 && character <= 0x200A;
+  }
+}
+
+std::string_view stripped(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t length = space_length(text, 0);
+    if (length == 0) break;
+    text.remove_prefix(length);
+  }
+  // The end of the last character that is not white space; going forward keeps decoding simple.
+  std::size_t end = 0;
+  for (std::size_t position = 0; position < text.size();) {
+    const std::size_t space = space_length(text, position);
+    position += space > 0 ? space : character_at(text, position).length;
+    if (space == 0) end = position;
+  }
+  return text.substr(0, end);
+}
+
+std::string_view next_token(std::string_view& rest) {
+  std::size_t begin = 0;
+  while (begin < rest.size()) {
+    const std::size_t length = space_length(rest, begin);
+    if (length == 0) break;
+    begin += length;
+  }
+  std::size_t end = begin;
+  while (end < rest.size()) {
+    if (is_ascii(rest[end])) {
+      if (ASCII_SPACE[static_cast<unsigned char>(rest[end])]) break;
+      ++end;
+      continue;
+    }
+    const Character character = character_at(rest, end);
+    if (is_space(character.value)) break;
+    end += character.length;
+  }
+  const std::string_view token = rest.substr(begin, end - begin);
+  rest.remove_prefix(end);
+  return token;
+}
+
+int decimal_digit(char32_t character) {
+  if (character < 128)
+    return character >= '0' && character <= '9' ? static_cast<int>(character - '0') : -1;
+  const auto is_digit = [](char32_t c) {
+    return utf8proc_category(static_cast<utf8proc_int32_t>(c)) == UTF8PROC_CATEGORY_ND;
+  };
+  if (character == INVALID_CHARACTER || !is_digit(character)) return -1;
+  // Unicode encodes the digits of every script as an unbroken run 0 to 9; runs may adjoin.
+  char32_t first = character;
+  while (is_digit(first - 1)) --first;
+  return static_cast<int>((character - first) % 10);
+}
+
+std::string case_folded(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t position = 0; position < text.size();) {
+    const Character character = character_at(text, position);
+    if (character.value < 128) {
+      out += ascii_lower(text[position]);
+    } else if (character.value == INVALID_CHARACTER) {
+      out += text[position];
+    } else {
+      std::array<utf8proc_int32_t, 8> folded{};
+      int boundary = 0;
+      const utf8proc_ssize_t count =
+          utf8proc_decompose_char(static_cast<utf8proc_int32_t>(character.value), folded.data(),
+                                  folded.size(), UTF8PROC_CASEFOLD, &boundary);
+      for (utf8proc_ssize_t i = 0; i < count; ++i)
+        append_utf8(out, static_cast<char32_t>(folded[i]));
+    }
+    position += character.length;
+  }
+  return out;
+}
+
+std::string lower_cased(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  bool after_cased_letter = false;
+  for (std::size_t position = 0; position < text.size();) {
+    const Character character = character_at(text, position);
+    const std::size_t next = position + character.length;
+    if (character.value == INVALID_CHARACTER) {
+      out += text[position];
+      after_cased_letter = false;
+    } else {
+      if (character.value == CAPITAL_SIGMA && after_cased_letter &&
+          !cased_letter_follows(text, next)) {
+        append_utf8(out, FINAL_SIGMA);
+      } else if (character.value == CAPITAL_I_WITH_DOT) {
+        out += "i\u0307";
+      } else {
+        append_utf8(out, static_cast<char32_t>(
+                             utf8proc_tolower(static_cast<utf8proc_int32_t>(character.value))));
+      }
+      if (!is_case_ignorable(character.value)) after_cased_letter = is_cased(character.value);
+    }
+    position = next;
+  }
+  return out;
+}
+
+std::string ascii_lower_cased(std::string_view text) {
+  std::string out(text);
+  std::transform(out.begin(), out.end(), out.begin(), ascii_lower);
+  return out;
+}
+
+bool contains_ignoring_ascii_case(std::string_view text, std::string_view lower_word) {
+  const auto same = [](char a, char b) { return ascii_lower(a) == b; };
+  return std::search(text.begin(), text.end(), lower_word.begin(), lower_word.end(), same) !=
+         text.end();
+}
+
+std::string quoted_form(std::string_view text) {
+  const bool has_single = text.find('\'') != std::string_view::npos;
+  const bool has_double = text.find('"') != std::string_view::npos;
+  const char quote = has_single && !has_double ? '"' : '\'';
+  std::string out(1, quote);
+  for (std::size_t position = 0; position < text.size();) {
+    const Character character = character_at(text, position);
+    if (character.value == U'\\') {
+      out += "\\\\";
+    } else if (character.value == U'\t') {
+      out += "\\t";
+    } else if (character.value == U'\'' && quote == '\'') {
+      out += "\\'";
+    } else if (character.value == INVALID_CHARACTER) {
+      append_escape(out, static_cast<unsigned char>(text[position]));
+    } else if (is_printable(character.value)) {
+      out += text.substr(position, character.length);
+    } else {
+      append_escape(out, character.value);
+    }
+    position += character.length;
+  }
+  out += quote;
+  return out;
+}
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,64 @@
+// Text as UTF-8 bytes: decoding, white space, tokens, case and the quoted form.
+// Bytes that are no valid UTF-8 never fail: each function says what becomes of them.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace structure_ingest::internal {
+
+/// The value of a byte that does not belong to a valid UTF-8 sequence.
+inline constexpr char32_t INVALID_CHARACTER = 0xFFFFFFFF;
+
+struct Character {
+  char32_t value;      // code point, or INVALID_CHARACTER
+  std::size_t length;  // bytes it takes; 1 for an invalid byte
+};
+
+/// The character that starts at `position`, which must lie inside `text`.
+Character character_at(std::string_view text, std::size_t position);
+
+/// Appends the UTF-8 form of a code point.
+void append_utf8(std::string& out, char32_t code_point);
+
+/// The length of the longest prefix of `text` that is valid UTF-8.
+std::size_t valid_utf8_prefix(std::string_view text);
+
+/// A copy without the bytes that are not valid UTF-8.
+std::string without_invalid_utf8(std::string_view text);
+
+/// A copy in which each byte that is not valid UTF-8 reads as U+FFFD.
+std::string utf8_text(std::string_view text);
+
+/// White space: the Unicode white-space characters, and the information separators
+/// U+001C to U+001F, three of which are line boundaries as well.
+bool is_space(char32_t character);
+
+/// `text` without leading and trailing white space.
+std::string_view stripped(std::string_view text);
+
+/// Cuts the next run of non-space characters off the front of `rest`; empty at the end.
+std::string_view next_token(std::string_view& rest);
+
+/// The value 0 to 9 of a decimal digit of any script, or -1.
+int decimal_digit(char32_t character);
+
+/// Full Unicode case folding (`ß` becomes `ss`). Invalid bytes stay as they are.
+std::string case_folded(std::string_view text);
+
+/// Full Unicode lower case, with a capital sigma at the end of a word becoming a final sigma.
+/// Invalid bytes stay as they are.
+std::string lower_cased(std::string_view text);
+
+/// Lower case of the ASCII letters only.
+std::string ascii_lower_cased(std::string_view text);
+
+/// Whether `text` holds `lower_word` (lower-case ASCII) in any letter case.
+bool contains_ignoring_ascii_case(std::string_view text, std::string_view lower_word);
+
+/// `text` in quotes, with backslash escapes for what cannot be printed: single quotes, or
+/// double quotes when the text holds a single quote and no double quote.
+std::string quoted_form(std::string_view text);
+
+}  // namespace structure_ingest::internal

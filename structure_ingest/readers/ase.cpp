@@ -1,0 +1,52 @@
+#include "structure_ingest/readers/ase.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "structure_ingest/record/chemistry.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+/// Takes over what ASE gave, step by step; returns the warning of the step that failed.
+std::optional<std::string> take_answer(AseAnswer&& answer, IngestedStructure& record) {
+  using Failure = AseAnswer::Failure;
+  if (answer.failure == Failure::unavailable) {
+    return "Parsing " + record.format +
+           " files requires the 'ase' package, which is not installed. "
+           "Install ase or provide an XYZ file.";
+  }
+  if (answer.failure == Failure::read) return "ASE could not parse the file: " + answer.message;
+
+  const std::string extraction_failed = "Failed to extract structure data: " + answer.message;
+  if (!answer.labels) return extraction_failed;
+  std::vector<std::string> symbols;
+  for (const std::string& label : *answer.labels) symbols.push_back(canonical_symbol(label));
+  if (std::any_of(symbols.begin(), symbols.end(), [](const auto& s) { return s.empty(); })) {
+    return "File contains unrecognized element symbols.";
+  }
+  record.symbols = std::move(symbols);
+  record.natoms = static_cast<std::int64_t>(record.symbols.size());
+  if (!answer.positions_ang) return extraction_failed;
+  record.positions_ang = *std::move(answer.positions_ang);
+  if (answer.failure == Failure::extraction) return extraction_failed;
+  record.cell_ang = std::move(answer.cell_ang);
+  record.species = species_of(record.symbols);
+  record.formula = formula_from_symbols(record.symbols);
+  record.ok = record.natoms > 0;
+  if (!record.ok) return "No atoms found in the file.";
+  return std::nullopt;
+}
+
+}  // namespace
+
+IngestedStructure parse_with_ase(const std::string& path, const std::string& format,
+                                 const AskAse& ask_ase) {
+  IngestedStructure record{.source_path = path, .format = format};
+  if (std::optional<std::string> warning = take_answer(ask_ase(path), record)) {
+    record.warnings.push_back(*std::move(warning));
+  }
+  return record;
+}
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,243 @@
+#include "structure_ingest/readers/companion_cell.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <system_error>
+
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/number.hpp"
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/text.hpp"
+
+// The file consists of lines "key = value". The keys and values are defined by these patterns
+// (flags: i ignores case, m lets ^ match at each line, s lets . match line breaks):
+//
+//   atom file   (?im)^\s*system\.atomFile\s*=\s*['"]?([^'"\s%#]+)
+//   vectors (?ims)^\s*system\.centralCellVectors\s*=\s*(.+?)(?=^\s*[A-Za-z][A-Za-z0-9_.]*\s*=|\Z)
+//   unit        (?im)^\s*calculation\.control\.lengthUnit\s*=\s*['"]?([^'"\s%#]+)
+//   number      [-+]?(?:\d+(?:\.\d*)?|\.\d+)(?:[eE][-+]?\d+)?
+//
+// A regular-expression engine backtracks over white space that spans lines and takes quadratic time
+// on files with many blank lines. The patterns need no backtracking when they are read by hand,
+// since no part of them can begin with a character that the part before it may end with; so each
+// search below goes over the text once. The tests compare it with the patterns themselves.
+
+namespace structure_ingest::internal {
+namespace {
+
+constexpr std::string_view COMPANION_NAME = "scf.input";
+constexpr std::array<std::string_view, 5> BOHR_NAMES = {"bohr", "au", "a.u.", "atomicunit",
+                                                        "atomicunits"};
+
+/// The ASCII letter that `character` stands for when case is ignored: besides the capitals these
+/// are the long s and the Kelvin sign. Other characters are themselves.
+char32_t folded(char32_t character) {
+  if (character >= U'A' && character <= U'Z') return character + (U'a' - U'A');
+  if (character == 0x017F) return U's';
+  if (character == 0x212A) return U'k';
+  return character;
+}
+
+/// A place in the text, with the steps that the patterns consist of.
+struct Cursor {
+  std::string_view text;
+  std::size_t position = 0;
+
+  bool at_end() const { return position == text.size(); }
+  Character next() const { return character_at(text, position); }
+
+  void skip_space() {
+    while (!at_end() && is_space(next().value)) position += next().length;
+  }
+  bool skip(char character) {
+    if (at_end() || text[position] != character) return false;
+    ++position;
+    return true;
+  }
+  bool skip_key(std::string_view key) {
+    std::size_t place = position;
+    for (const char expected : key) {
+      if (place == text.size()) return false;
+      const Character character = character_at(text, place);
+      if (folded(character.value) != folded(static_cast<char32_t>(expected))) return false;
+      place += character.length;
+    }
+    position = place;
+    return true;
+  }
+  bool skip_any_key() {
+    const auto is_letter = [](char32_t c) { return folded(c) >= U'a' && folded(c) <= U'z'; };
+    if (at_end() || !is_letter(next().value)) return false;
+    const auto is_inner = [&](char32_t c) {
+      return is_letter(c) || (c >= U'0' && c <= U'9') || c == U'_' || c == U'.';
+    };
+    while (!at_end() && is_inner(next().value)) position += next().length;
+    return true;
+  }
+  bool skip_assignment() {
+    skip_space();
+    return skip('=');
+  }
+  /// Goes to the first character of the next line that is not white space.
+  bool next_line_start() {
+    const std::size_t line_feed = text.find('\n', position);
+    if (line_feed == std::string_view::npos) return false;
+    position = line_feed + 1;
+    skip_space();
+    return true;
+  }
+};
+
+/// Where the value of the next assignment of `key` starts, white space skipped; the search begins
+/// at a line whose first character that is not white space is at `line`.
+std::optional<Cursor> find_value(Cursor& line, std::string_view key) {
+  do {
+    Cursor value = line;
+    if (value.skip_key(key) && value.skip_assignment()) {
+      value.skip_space();
+      return value;
+    }
+  } while (line.next_line_start());
+  return std::nullopt;
+}
+
+Cursor first_line(std::string_view text) {
+  Cursor start{text};
+  start.skip_space();
+  return start;
+}
+
+/// The value of the first assignment of `key` that has one: up to a quote, white space, % or #,
+/// without one opening quote.
+std::optional<std::string_view> word_value(std::string_view text, std::string_view key) {
+  Cursor line = first_line(text);
+  while (std::optional<Cursor> value = find_value(line, key)) {
+    if (!value->skip('\'')) value->skip('"');
+    const std::size_t start = value->position;
+    while (!value->at_end()) {
+      const Character character = value->next();
+      const bool ends = character.value == U'\'' || character.value == U'"' ||
+                        character.value == U'%' || character.value == U'#' ||
+                        is_space(character.value);
+      if (ends) break;
+      value->position += character.length;
+    }
+    if (value->position > start) return text.substr(start, value->position - start);
+    if (!line.next_line_start()) break;
+  }
+  return std::nullopt;
+}
+
+/// The block of the vectors: from the value's first character up to the next line that begins with
+/// a key assignment.
+std::optional<std::string_view> vector_block(std::string_view text) {
+  Cursor line = first_line(text);
+  const std::optional<Cursor> value = find_value(line, "system.centralCellVectors");
+  if (!value) return std::nullopt;
+  Cursor end = *value;
+  while (end.next_line_start()) {
+    Cursor key = end;
+    if (key.skip_any_key() && key.skip_assignment()) {
+      return text.substr(value->position, end.position - value->position);
+    }
+  }
+  return text.substr(value->position);
+}
+
+/// Cuts the next number text off the front of `rest`; nothing when there is none left.
+std::optional<double> next_number(std::string_view& rest) {
+  const auto digits = [&rest](std::size_t position) {
+    while (position < rest.size()) {
+      const Character character = character_at(rest, position);
+      if (decimal_digit(character.value) < 0) break;
+      position += character.length;
+    }
+    return position;
+  };
+  const auto skip_one_of = [&rest](std::size_t position, std::string_view characters) {
+    const bool found =
+        position < rest.size() && characters.find(rest[position]) != std::string_view::npos;
+    return found ? position + 1 : position;
+  };
+  for (std::size_t start = 0; start < rest.size(); start += character_at(rest, start).length) {
+    const std::size_t whole = skip_one_of(start, "+-");
+    std::size_t end = digits(whole);
+    const std::size_t point = skip_one_of(end, ".");
+    if (end > whole) {
+      end = point > end ? digits(point) : end;
+    } else if (point > end && digits(point) > point) {
+      end = digits(point);
+    } else {
+      continue;
+    }
+    const std::size_t e = skip_one_of(end, "eE");
+    const std::size_t exponent = skip_one_of(e, "+-");
+    if (e > end && digits(exponent) > exponent) end = digits(exponent);
+    const std::optional<double> number = float_value(rest.substr(start, end - start));
+    rest.remove_prefix(end);
+    return number;
+  }
+  return std::nullopt;
+}
+
+/// The nine numbers of the block as rows, or nothing when there are not exactly nine.
+std::optional<std::vector<Vector3>> rows_in(std::string_view block, double factor) {
+  std::vector<Vector3> rows(3);
+  for (Vector3& row : rows) {
+    for (double& value : row) {
+      const std::optional<double> number = next_number(block);
+      if (!number) return std::nullopt;
+      value = *number * factor;
+    }
+  }
+  if (next_number(block)) return std::nullopt;
+  return rows;
+}
+
+std::string with_line_feeds(std::string text) {
+  std::size_t out = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\r') {
+      if (i + 1 < text.size() && text[i + 1] == '\n') continue;
+      text[i] = '\n';
+    }
+    text[out++] = text[i];
+  }
+  text.resize(out);
+  return text;
+}
+
+}  // namespace
+
+std::optional<std::vector<Vector3>> companion_cell_in_text(std::string_view text,
+                                                           std::string_view structure_file_name) {
+  const auto atom_file = word_value(text, "system.atomFile");
+  if (atom_file && lower_cased(file_name(*atom_file)) != lower_cased(structure_file_name)) {
+    return std::nullopt;
+  }
+  const auto block = vector_block(text);
+  if (!block) return std::nullopt;
+  const auto unit = word_value(text, "calculation.control.lengthUnit");
+  const std::string unit_name = unit ? lower_cased(*unit) : "angstrom";
+  const bool is_bohr =
+      std::find(BOHR_NAMES.begin(), BOHR_NAMES.end(), unit_name) != BOHR_NAMES.end();
+  return rows_in(*block, is_bohr ? BOHR_TO_ANGSTROM : 1.0);
+}
+
+CompanionCell companion_vorendal_cell(const std::string& path) {
+  const std::string input_path = join_path(parent_folder(path), COMPANION_NAME);
+  if (!is_regular_file(input_path)) return {};
+  std::string text;
+  try {
+    text = read_file(input_path);
+  } catch (const std::system_error&) {
+    return {};
+  }
+  text = with_line_feeds(without_invalid_utf8(text));
+  std::optional<std::vector<Vector3>> cell = companion_cell_in_text(text, file_name(path));
+  if (!cell) return {};
+  return {std::move(cell), input_path};
+}
+
+}  // namespace structure_ingest::internal

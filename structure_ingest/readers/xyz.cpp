@@ -1,0 +1,172 @@
+#include "structure_ingest/readers/xyz.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "structure_ingest/base/line_reader.hpp"
+#include "structure_ingest/base/number.hpp"
+#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/readers/companion_cell.hpp"
+#include "structure_ingest/record/chemistry.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+constexpr std::string_view MISSING_CELL =
+    "No cell/lattice information in this XYZ file. A periodic QELDA calculation needs "
+    "domain.latvec: "
+    "confirm the cell with the user or treat the system as a molecule in a vacuum box.";
+
+/// The value of the first Lattice="..." field of the comment line: the key in any letter case, the
+/// value in double quotes and not empty.
+std::optional<std::string_view> lattice_field(std::string_view comment) {
+  constexpr std::string_view opening = "lattice=\"";
+  for (std::size_t start = 0; start + opening.size() < comment.size(); ++start) {
+    if (ascii_lower_cased(comment.substr(start, opening.size())) != opening) continue;
+    const std::string_view value = comment.substr(start + opening.size());
+    const std::size_t end = value.find('"');
+    if (end == std::string_view::npos) break;  // no later field can be closed either
+    if (end > 0) return value.substr(0, end);
+  }
+  return std::nullopt;
+}
+
+/// Takes the cell from the comment line when it gives nine numbers.
+void read_lattice(std::string_view comment, IngestedStructure& record) {
+  const std::optional<std::string_view> field = lattice_field(comment);
+  if (!field) return;
+  std::vector<double> numbers;
+  std::string_view rest = *field;
+  for (std::string_view token = next_token(rest); !token.empty(); token = next_token(rest)) {
+    const std::optional<double> number = float_value(token);
+    if (!number) {
+      record.warnings.emplace_back("Extended-XYZ Lattice field could not be parsed.");
+      return;
+    }
+    numbers.push_back(*number);
+  }
+  if (numbers.size() != 9) return;
+  record.cell_ang.emplace(3);
+  for (std::size_t i = 0; i < 9; ++i) (*record.cell_ang)[i / 3][i % 3] = numbers[i];
+}
+
+struct Atoms {
+  std::vector<std::string> symbols;
+  std::vector<Vector3> positions_ang;
+};
+
+/// Reads one atom line; returns the warning when it is no good.
+std::optional<std::string> read_atom(std::string_view line, bool vendor_orbital_column,
+                                     Atoms& atoms) {
+  std::array<std::string_view, 5> tokens;
+  std::size_t count = 0;
+  std::string_view rest = line;
+  while (count < tokens.size()) {
+    const std::string_view token = next_token(rest);
+    if (token.empty()) break;
+    tokens[count++] = token;
+  }
+  if (count < 4) return "Malformed atom line: " + quoted_form(line);
+  std::string symbol = canonical_symbol(tokens[0]);
+  if (symbol.empty()) return "Unknown element symbol: " + quoted_form(tokens[0]);
+  // A fifth token leaves room for an orbital name such as 3d before the coordinates.
+  const bool has_orbital_column = count == 5 && (vendor_orbital_column || !float_value(tokens[1]));
+  const std::size_t coordinate_start = has_orbital_column ? 2 : 1;
+  Vector3 position{};
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    const std::optional<double> coordinate = float_value(tokens[coordinate_start + axis]);
+    if (!coordinate) return "Non-numeric coordinates in line: " + quoted_form(line);
+    position[axis] = *coordinate;
+  }
+  atoms.symbols.push_back(std::move(symbol));
+  atoms.positions_ang.push_back(position);
+  return std::nullopt;
+}
+
+/// The atom count of line 1, or the warning when it is none that is supported.
+std::optional<std::string> read_count(std::string_view first_token, std::int64_t& count) {
+  const std::optional<std::string> digits = integer_text(first_token);
+  if (!digits) return "First line of XYZ file is not an atom count.";
+  const bool in_range = digits->size() <= 5 && digits->front() != '-';
+  count = in_range ? std::stoll(*digits) : 0;
+  if (count < 1 || count > MAX_ATOMS) return "Unsupported atom count: " + *digits + ".";
+  return std::nullopt;
+}
+
+/// Reads the frame into `record`; returns the warning that ended it, if any did.
+std::optional<std::string> read_frame(LineReader& lines, IngestedStructure& record) {
+  std::string first_token;
+  std::string comment;
+  std::optional<std::string_view> line = lines.next();
+  if (line) {
+    first_token = next_token(*line);
+    line = lines.next();
+  }
+  if (line) {
+    comment = *line;
+    line = lines.next();
+  }
+  if (!line) return "XYZ file is too short to contain atoms.";
+
+  std::int64_t count = 0;
+  if (std::optional<std::string> warning = read_count(first_token, count)) return warning;
+  read_lattice(comment, record);
+  const bool vendor_orbital_column = contains_ignoring_ascii_case(comment, "orbitaltype");
+
+  // Nothing is reserved on the count's word: the file may hold fewer atoms.
+  Atoms atoms;
+  std::int64_t found = 0;
+  for (; line && found < count; ++found) {
+    if (std::optional<std::string> warning = read_atom(*line, vendor_orbital_column, atoms)) {
+      return warning;
+    }
+    if (found + 1 < count) line = lines.next();
+  }
+  if (found != count) {
+    return "Expected " + std::to_string(count) + " atoms, found " + std::to_string(found) + ".";
+  }
+  record.natoms = count;
+  record.symbols = std::move(atoms.symbols);
+  record.positions_ang = std::move(atoms.positions_ang);
+  record.species = species_of(record.symbols);
+  record.formula = formula_from_symbols(record.symbols);
+  return std::nullopt;
+}
+
+}  // namespace
+
+IngestedStructure parse_xyz(const std::string& path) {
+  IngestedStructure record{.source_path = path, .format = "xyz"};
+  std::optional<std::string> warning;
+  try {
+    LineReader lines(path);
+    warning = read_frame(lines, record);
+    // A file whose end cannot be read is a file that cannot be read.
+    lines.skip_rest();
+  } catch (const std::system_error& error) {
+    record = {.source_path = path, .format = "xyz"};
+    warning = std::string("Could not read file: ") + error.what();
+  }
+  if (warning) {
+    record.warnings.push_back(*std::move(warning));
+    return record;
+  }
+  if (!record.cell_ang) {
+    CompanionCell companion = companion_vorendal_cell(path);
+    if (companion.cell_ang) {
+      record.cell_ang = std::move(companion.cell_ang);
+      record.cell_provenance = std::move(companion.provenance);
+    }
+  }
+  if (!record.cell_ang) record.warnings.emplace_back(MISSING_CELL);
+  record.ok = true;
+  return record;
+}
+
+}  // namespace structure_ingest::internal
