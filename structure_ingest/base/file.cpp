@@ -1,6 +1,7 @@
 #include "structure_ingest/base/file.hpp"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -33,6 +34,23 @@ auto retried(Call call) {
     const auto result = call();
     if (result != -1 || errno != EINTR) return result;
   }
+}
+
+/// Opens a regular file, and refuses anything else.
+int open_regular(const std::string& path, int flags, const char* what) {
+  const int descriptor =
+      retried([&] { return open(c_path(path), flags | O_CLOEXEC | O_NOCTTY, 0666); });
+  if (descriptor < 0) fail(what, path);
+  struct stat status {};
+  const int error = fstat(descriptor, &status) != 0 ? errno
+                    : S_ISDIR(status.st_mode)       ? EISDIR
+                    : !S_ISREG(status.st_mode)      ? EINVAL
+                                                    : 0;
+  if (error != 0) {
+    close(descriptor);
+    fail(what, path, error);
+  }
+  return descriptor;
 }
 
 void write_all(int descriptor, std::string_view content, const std::string& path) {
@@ -92,21 +110,8 @@ class TemporaryFile {
 }  // namespace
 
 InputFile::InputFile(const std::string& path)
-    : path_(path), descriptor_(retried([&] {
-        // Without O_NONBLOCK opening a FIFO waits for a writer.
-        return open(c_path(path), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-      })) {
-  if (descriptor_ < 0) fail("cannot read", path_);
-  struct stat status {};
-  const int error = fstat(descriptor_, &status) != 0 ? errno
-                    : S_ISDIR(status.st_mode)        ? EISDIR
-                    : !S_ISREG(status.st_mode)       ? EINVAL
-                                                     : 0;
-  if (error != 0) {
-    close(descriptor_);
-    fail("cannot read", path_, error);
-  }
-}
+    // Without O_NONBLOCK opening a FIFO waits for a writer.
+    : path_(path), descriptor_(open_regular(path, O_RDONLY | O_NONBLOCK, "cannot read")) {}
 
 InputFile::~InputFile() {
   close(descriptor_);
@@ -143,6 +148,31 @@ void replace_file(const std::string& path, std::string_view content) {
   if (retried([&] { return fsync(temporary.descriptor()); }) != 0) fail("cannot write", path);
   temporary.move_to(path);
   sync_folder(folder);
+}
+
+void append_line(const std::string& path, const std::string& line) {
+  const int descriptor = open_regular(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK,
+                                      "cannot append to");
+  const std::string text = line + '\n';
+  const ssize_t written = retried([&] { return ::write(descriptor, text.data(), text.size()); });
+  const int error = written < 0 ? errno : ENOSPC;
+  close(descriptor);
+  if (written != static_cast<ssize_t>(text.size())) fail("cannot append to", path, error);
+}
+
+FolderLock::FolderLock(const std::string& folder)
+    : descriptor_(
+          retried([&] { return open(c_path(folder), O_RDONLY | O_DIRECTORY | O_CLOEXEC); })) {
+  if (descriptor_ < 0) fail("cannot lock", folder);
+  if (retried([&] { return flock(descriptor_, LOCK_EX); }) != 0) {
+    const int error = errno;
+    close(descriptor_);
+    fail("cannot lock", folder, error);
+  }
+}
+
+FolderLock::~FolderLock() {
+  close(descriptor_);
 }
 
 void create_folders(const std::string& path) {

@@ -33,6 +33,22 @@ std::string read_file(const std::string& path);
 /// on the disk. A symbolic link at `path` is replaced, not followed; the folder must exist.
 void replace_file(const std::string& path, std::string_view content);
 
+/// Appends `line` and a line feed in one step, so that the lines of two writers never mix; creates
+/// the file when it is missing, and refuses anything but a regular file.
+void append_line(const std::string& path, const std::string& line);
+
+/// Keeps others that lock the same folder waiting, as long as it lives.
+class FolderLock {
+ public:
+  explicit FolderLock(const std::string& folder);
+  ~FolderLock();
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+ private:
+  int descriptor_;
+};
+
 /// Creates a folder with all missing parents; an existing folder is no error.
 void create_folders(const std::string& path);
 

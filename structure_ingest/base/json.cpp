@@ -252,10 +252,21 @@ const Json& value_at(const Json& mapping, const char* key) {
   return found == mapping.end() ? absent : *found;
 }
 
+const Json& member_of(const Json& mapping, const char* key) {
+  if (!is_empty(mapping) && !mapping.is_object()) {
+    throw std::invalid_argument("a mapping is expected, not " + json_text(mapping));
+  }
+  return value_at(mapping, key);
+}
+
 std::string text_of(const Json& value) {
   if (value.is_string()) return value.get<std::string>();
-  if (is_empty(value)) return {};
-  return value.is_boolean() ? "True" : json_text(value);
+  if (value.is_boolean()) return value.get<bool>() ? "True" : "False";
+  return value.is_null() ? "None" : json_text(value);
+}
+
+std::string text_or_empty(const Json& value) {
+  return is_empty(value) ? std::string() : text_of(value);
 }
 
 std::vector<Json> elements_of(const Json& value) {

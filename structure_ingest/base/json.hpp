@@ -34,9 +34,16 @@ bool is_empty(const Json& value);
 /// The value under `key`, or null when `mapping` is no mapping or lacks the key.
 const Json& value_at(const Json& mapping, const char* key);
 
-/// The text of a value: a string itself, nothing for an empty value, otherwise its string form as
-/// the agent, a Python program, writes it (True for true); lists and mappings in JSON form.
+/// The value under `key` where a mapping is expected: null when `mapping` counts as empty.
+/// Throws std::invalid_argument when it is neither empty nor a mapping.
+const Json& member_of(const Json& mapping, const char* key);
+
+/// The text of a value: a string itself, otherwise its string form as the agent, a Python program,
+/// writes it (True, None); lists and mappings in JSON form.
 std::string text_of(const Json& value);
+
+/// The text of a value, nothing for a value that counts as empty.
+std::string text_or_empty(const Json& value);
 
 /// The elements of a value where a list is expected: those of a list, none for an empty value, the
 /// characters of a string and the keys of a mapping. Throws std::invalid_argument for other values.

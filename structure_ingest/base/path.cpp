@@ -133,6 +133,11 @@ std::string join_path(std::string_view folder, std::string_view path) {
   return path_text(std::string(folder) + "/" + std::string(path));
 }
 
+bool is_within(std::string_view path, std::string_view folder) {
+  if (!path.starts_with(folder)) return false;
+  return path.size() == folder.size() || folder == "/" || path[folder.size()] == '/';
+}
+
 std::string expand_home(std::string_view path) {
   std::string text = path_text(path);
   if (text.front() != '~') return text;

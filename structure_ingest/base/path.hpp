@@ -22,6 +22,9 @@ bool is_absolute(std::string_view path);
 /// `path` under `folder`, or `path` itself when it is absolute.
 std::string join_path(std::string_view folder, std::string_view path);
 
+/// Whether a resolved path is `folder` (resolved too) or lies inside it.
+bool is_within(std::string_view path, std::string_view folder);
+
 /// Replaces a leading "~" or "~user" by that user's home directory.
 /// Throws std::runtime_error when there is no telling where it is.
 std::string expand_home(std::string_view path);

@@ -285,6 +285,19 @@ bool contains_ignoring_ascii_case(std::string_view text, std::string_view lower_
          text.end();
 }
 
+std::string with_line_feeds(std::string text) {
+  std::size_t out = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\r') {
+      if (i + 1 < text.size() && text[i + 1] == '\n') continue;
+      text[i] = '\n';
+    }
+    text[out++] = text[i];
+  }
+  text.resize(out);
+  return text;
+}
+
 std::string quoted_form(std::string_view text) {
   const bool has_single = text.find('\'') != std::string_view::npos;
   const bool has_double = text.find('"') != std::string_view::npos;

@@ -57,6 +57,9 @@ std::string ascii_lower_cased(std::string_view text);
 /// Whether `text` holds `lower_word` (lower-case ASCII) in any letter case.
 bool contains_ignoring_ascii_case(std::string_view text, std::string_view lower_word);
 
+/// `text` with each CR LF and each lone CR turned into LF.
+std::string with_line_feeds(std::string text);
+
 /// `text` in quotes, with backslash escapes for what cannot be printed: single quotes, or
 /// double quotes when the text holds a single quote and no double quote.
 std::string quoted_form(std::string_view text);

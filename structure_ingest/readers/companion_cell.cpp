@@ -195,19 +195,6 @@ std::optional<std::vector<Vector3>> rows_in(std::string_view block, double facto
   return rows;
 }
 
-std::string with_line_feeds(std::string text) {
-  std::size_t out = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\r') {
-      if (i + 1 < text.size() && text[i + 1] == '\n') continue;
-      text[i] = '\n';
-    }
-    text[out++] = text[i];
-  }
-  text.resize(out);
-  return text;
-}
-
 }  // namespace
 
 std::optional<std::vector<Vector3>> companion_cell_in_text(std::string_view text,

@@ -1,0 +1,71 @@
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "apps/commands.hpp"
+#include "apps/outcome.hpp"
+#include "apps/terminal.hpp"
+#include "collaborators/atomic_io.hpp"
+
+namespace apps {
+namespace {
+
+using structure_ingest::Json;
+
+struct Arguments {
+  std::string project;
+  int limit = structure_ingest::IngestOptions{}.limit;
+  std::string discovery;
+  bool json = false;
+  std::vector<std::string> paths;
+};
+
+std::map<std::string, std::string> read_discovery(const std::string& path) {
+  std::map<std::string, std::string> kinds;
+  if (path.empty()) return kinds;
+  const Json mapping = qelda_agent::read_json(path, nullptr);
+  if (!mapping.is_object()) throw WrongInput(path + ": not a JSON object");
+  for (const auto& [identity, kind] : mapping.items()) {
+    if (!kind.is_string())
+      throw WrongInput(path + ": the kind of \"" + identity + "\" is not a string");
+    kinds[identity] = kind.get<std::string>();
+  }
+  return kinds;
+}
+
+Status run(const Arguments& arguments) {
+  structure_ingest::IngestOptions options;
+  options.limit = arguments.limit;
+  options.discovery_by_path = read_discovery(arguments.discovery);
+  WriteFailures failures;
+  failures.watch(options.collaborators);
+  const std::vector<Json> entries =
+      structure_ingest::ingest_structure_files(arguments.project, arguments.paths, options);
+  if (arguments.json) {
+    print_line(structure_ingest::json_text(Json(entries)));
+  } else {
+    for (const Json& entry : entries) show_entry(entry);
+    if (entries.empty()) print_line("Nothing to ingest.");
+  }
+  return status_of(entries, failures);
+}
+
+}  // namespace
+
+Command add_ingest(CLI::App& program) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* command =
+      program.add_subcommand("ingest", "Take structure files into a project, with their manifest");
+  command->add_option("--project", arguments->project, "The project folder")->required();
+  command->add_option("--limit", arguments->limit, "How many paths are considered")
+      ->capture_default_str();
+  command->add_option(
+      "--discovery", arguments->discovery,
+      "JSON file: source identities (resolved, case-folded paths) to discovery kinds");
+  command->add_flag("--json", arguments->json, "One JSON array of the source entries");
+  command->add_option("PATH", arguments->paths, "Structure files")->required();
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace apps

@@ -1,0 +1,63 @@
+// The program structure-ingest: reads its arguments, runs one subcommand, and tells how it went.
+#include <exception>
+#include <iostream>
+#include <map>
+#include <string>
+#include <system_error>
+
+#include "apps/commands.hpp"
+#include "apps/outcome.hpp"
+#include "apps/terminal.hpp"
+
+namespace {
+
+int run(int argc, char** argv) {
+  CLI::App program("Takes the atomic-structure files that a user supplies into a project.",
+                   "structure-ingest");
+  program.footer(
+      "Exit status: 0 all well, 1 some file could not be parsed, 2 wrong usage or an unreadable\n"
+      "state, 3 the state or the project could not be written.");
+  program.require_subcommand(1, 1);
+  const std::map<std::string, apps::Command> commands = {
+      {"parse", apps::add_parse(program)},     {"ingest", apps::add_ingest(program)},
+      {"hydrate", apps::add_hydrate(program)}, {"owner", apps::add_owner(program)},
+      {"belongs", apps::add_belongs(program)},
+  };
+  const std::string version = std::string("structure-ingest ") + STRUCTURE_INGEST_VERSION;
+  program.set_version_flag("--version", version);
+  for (CLI::App* command : program.get_subcommands({}))
+    command->set_version_flag("--version", version);
+
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::Success& request) {
+    return program.exit(request);  // --help or --version
+  } catch (const CLI::ParseError& error) {
+    apps::print_error(std::string(error.what()) + " (see --help)");
+    return apps::WRONG_USAGE;
+  }
+  const apps::Status status = commands.at(program.get_subcommands().front()->get_name())();
+  std::cout.flush();
+  if (!std::cout) {
+    apps::print_error("cannot write to standard output");
+    return apps::CANNOT_WRITE;
+  }
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const apps::WrongInput& error) {
+    apps::print_error(error.what());
+    return apps::WRONG_USAGE;
+  } catch (const std::system_error& error) {
+    apps::print_error(error.what());
+    return apps::CANNOT_WRITE;
+  } catch (const std::exception& error) {
+    apps::print_error(error.what());
+    return apps::WRONG_USAGE;
+  }
+}

@@ -1,0 +1,50 @@
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "apps/commands.hpp"
+#include "apps/terminal.hpp"
+#include "structure_ingest/structure_ingest.hpp"
+
+namespace apps {
+namespace {
+
+struct Arguments {
+  std::string path;
+  std::string stop_at;
+  std::string project;
+};
+
+}  // namespace
+
+Command add_owner(CLI::App& program) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* command =
+      program.add_subcommand("owner", "Print the project folder that a path lies in, if any");
+  command->add_option("--stop-at", arguments->stop_at, "Look only below this folder");
+  command->add_option("PATH", arguments->path)->required();
+  return [arguments] {
+    structure_ingest::OwnerOptions options;
+    if (!arguments->stop_at.empty()) options.stop_at = arguments->stop_at;
+    const std::optional<std::string> owner =
+        structure_ingest::owning_project_root(arguments->path, options);
+    if (owner) print_line(printable(*owner));
+    return ALL_WELL;
+  };
+}
+
+Command add_belongs(CLI::App& program) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* command = program.add_subcommand(
+      "belongs", "Print whether a path belongs to a project other than the given one");
+  command->add_option("PATH", arguments->path)->required();
+  command->add_option("PROJECT", arguments->project)->required();
+  return [arguments] {
+    const bool other =
+        structure_ingest::belongs_to_another_project(arguments->path, arguments->project);
+    print_line(other ? "true" : "false");
+    return ALL_WELL;
+  };
+}
+
+}  // namespace apps

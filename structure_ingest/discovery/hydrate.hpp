@@ -1,0 +1,29 @@
+// The main entry point: the structures that a user supplied enter the agent state.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "collaborators/collaborators.hpp"
+#include "structure_ingest/base/json.hpp"
+
+namespace structure_ingest {
+
+struct HydrateOptions {
+  /// Structure files that the caller names; they count as attached.
+  std::vector<std::string> extra_paths{};
+  Collaborators collaborators = agent_modules();
+};
+
+/// Finds the structure files that the state and the caller name, ingests the first eight into the
+/// state's project, drops those unrelated to the request, and puts the new ones at the head of
+/// state["structure_sources"], with notes in state["structure_notes"].
+///
+/// Returns the new entries: a view of the head of state["structure_sources"], valid as long as that
+/// list is not changed; empty when there are none. `state` is a mapping that the caller owns; it
+/// must not be used by two calls at once. Throws nothing: an error that no step expects is reported
+/// through `record_suppressed_error`, and the result is empty.
+std::span<Json> hydrate_user_structures(Json& state, const HydrateOptions& options = {});
+
+}  // namespace structure_ingest

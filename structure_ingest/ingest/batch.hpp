@@ -1,0 +1,39 @@
+// Batch ingestion: candidate paths become source entries of a project, and the batch its manifest.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "collaborators/collaborators.hpp"
+#include "structure_ingest/base/json.hpp"
+
+namespace structure_ingest {
+
+/// The manifest of the latest batch, relative to the project folder.
+inline constexpr std::string_view INGEST_MANIFEST_REL = ".diagnostics/ingested_structures.json";
+
+struct IngestOptions {
+  /// How many candidates are considered; one that is skipped takes its place all the same.
+  /// At least the first is always considered.
+  int limit = 8;
+  /// The discovery kind of a candidate by its source identity (the resolved absolute path,
+  /// case-folded). A candidate without one is not taken from another project.
+  std::map<std::string, std::string> discovery_by_path{};
+  Collaborators collaborators = agent_modules();
+};
+
+/// Ingests the candidates in order into the project: skips names of no structure file, repeats, the
+/// project's canonical copies and, unless attached, files of other projects; parses, fingerprints
+/// and copies the rest. Returns one source entry each, "ok" being its last key, and writes the
+/// manifest when there are any. A relative candidate lies under the project folder, one that begins
+/// with "~" under that home directory.
+/// A file that cannot be read, copied or recorded costs only itself. Throws
+/// std::invalid_argument for a path with a NUL character, and what the collaborators throw that is
+/// no std::system_error.
+std::vector<Json> ingest_structure_files(const std::string& project_path,
+                                         const std::vector<std::string>& candidate_paths,
+                                         const IngestOptions& options = {});
+
+}  // namespace structure_ingest

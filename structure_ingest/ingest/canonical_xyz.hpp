@@ -1,0 +1,26 @@
+// The canonical extended-XYZ copy of a structure in its project.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "structure_ingest/record/ingested_structure.hpp"
+
+namespace structure_ingest {
+
+/// The folder of all canonical copies, relative to the project folder.
+inline constexpr std::string_view INGESTED_DIRNAME = "project_root/structures";
+
+namespace internal {
+
+/// The canonical text of a record: the same record always gives the same bytes. Numbers have ten
+/// decimals, lines end with LF.
+std::string canonical_xyz_text(const IngestedStructure& record);
+
+/// Writes the canonical copy of `record` into the project, unless an identical one is there, and
+/// returns its project-relative path: the name holds the source file's stem and the first eight
+/// digits of the SHA-256 digest of the text. Errors of the file system reach the caller.
+std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record);
+
+}  // namespace internal
+}  // namespace structure_ingest

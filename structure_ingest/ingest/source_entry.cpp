@@ -1,0 +1,49 @@
+#include "structure_ingest/ingest/source_entry.hpp"
+
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/text.hpp"
+
+namespace structure_ingest {
+
+Json structure_source_entry(const IngestedStructure& record, std::string_view discovery) {
+  using internal::utf8_text;
+  const std::string kind = utf8_text(discovery.empty() ? DISCOVERY_ATTACHMENT : discovery);
+  const std::string source_path = utf8_text(record.source_path);
+  const std::string xyz_path = utf8_text(record.canonical_xyz_rel);
+  const std::string formula = utf8_text(record.formula);
+
+  Json metadata = Json::object();
+  metadata["xyz_path"] = xyz_path;
+  metadata["provenance"] = "user_file";
+  metadata["discovery"] = kind;
+  metadata["source_file"] = source_path;
+  metadata["cell_provenance"] = utf8_text(record.cell_provenance);
+  metadata["parser"] = "structure_ingest";
+
+  Json entry = Json::object();
+  entry["path"] = xyz_path.empty() ? source_path : xyz_path;
+  entry["kind"] = "structure_file";
+  entry["origin"] = "user_file";
+  entry["discovery"] = kind;
+  entry["format"] = utf8_text(record.format);
+  entry["formula"] = formula;
+  entry["natoms"] = record.natoms;
+  entry["species"] = internal::json_list(record.species);
+  entry["has_cell"] = record.cell_ang && !record.cell_ang->empty();
+  entry["cell_ang"] = internal::json_cell(record.cell_ang);
+  entry["symbols"] = internal::json_list(record.symbols);
+  entry["positions_ang"] = internal::json_list(record.positions_ang);
+  entry["fractional"] = record.fractional;
+  entry["source_path"] = source_path;
+  entry["sha256"] = utf8_text(record.sha256);
+  entry["warnings"] = internal::json_list(record.warnings);
+  entry["related_steps"] = {"SCF", "RELAXATION"};
+  entry["metadata"] = std::move(metadata);
+  entry["description"] =
+      "User-provided structure (" + formula + ", " + std::to_string(record.natoms) +
+      " atoms) parsed deterministically from " + internal::file_name(source_path) +
+      ". Coordinates in the canonical XYZ copy are exact; do NOT re-type or invent coordinates.";
+  return entry;
+}
+
+}  // namespace structure_ingest

@@ -1,0 +1,25 @@
+// Whose project a path belongs to. A folder is a project root when it holds one of the marker
+// files ".strataquill_state.json" and ".strataquill_workspace.json" or the folder ".strataquill".
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace structure_ingest {
+
+struct OwnerOptions {
+  /// The walk ends before this folder, which is not examined itself.
+  std::optional<std::string> stop_at{};
+};
+
+/// The nearest project root above `path` (which is not examined itself), as a resolved path, or
+/// nothing. A leading "~" is expanded. Whatever cannot be expanded, resolved or tested counts as
+/// not there; nothing is reported.
+std::optional<std::string> owning_project_root(const std::string& path,
+                                               const OwnerOptions& options = {});
+
+/// Whether `path` lies in a project other than `project_path`: its nearest project root is neither
+/// that project nor a folder that contains it.
+bool belongs_to_another_project(const std::string& path, const std::string& project_path);
+
+}  // namespace structure_ingest

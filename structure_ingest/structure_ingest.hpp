@@ -1,0 +1,25 @@
+// structure_ingest: takes the atomic-structure files that a user supplies into a project.
+//
+// All that a caller includes. To read one file:
+//
+//   const structure_ingest::IngestedStructure water =
+//       structure_ingest::parse_structure_file("water.xyz");
+//   if (!water.ok) report(water.warnings);
+//
+// To take the files that an agent state names into its project:
+//
+//   structure_ingest::Json state = {{"project_path", "my_project"}};
+//   for (const structure_ingest::Json& entry :
+//        structure_ingest::hydrate_user_structures(state, {.extra_paths = {"water.xyz"}})) {
+//     show(entry["path"], entry["formula"]);
+//   }
+#pragma once
+
+#include "collaborators/collaborators.hpp"                 // IWYU pragma: export
+#include "structure_ingest/base/json.hpp"                  // IWYU pragma: export
+#include "structure_ingest/discovery/hydrate.hpp"          // IWYU pragma: export
+#include "structure_ingest/ingest/batch.hpp"               // IWYU pragma: export
+#include "structure_ingest/ingest/source_entry.hpp"        // IWYU pragma: export
+#include "structure_ingest/project/ownership.hpp"          // IWYU pragma: export
+#include "structure_ingest/readers/dispatch.hpp"           // IWYU pragma: export
+#include "structure_ingest/record/ingested_structure.hpp"  // IWYU pragma: export
