@@ -4,6 +4,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "apps/commands.hpp"
@@ -80,7 +81,9 @@ Status run(const Arguments& arguments) {
     missing = {{"project_path", std::filesystem::absolute(arguments.project).string()}};
   }
   Status status = ALL_WELL;
+  bool was_read = false;
   const auto change = [&](Json& state) {
+    was_read = true;
     if (state.is_null()) throw WrongInput(path + ": no such file");
     if (!state.is_object()) throw WrongInput(path + ": the state is not a JSON object");
     const Json notes_before = state.value("structure_notes", Json::array());
@@ -97,6 +100,9 @@ Status run(const Arguments& arguments) {
     qelda_agent::update_json(path, missing, change);
   } catch (const structure_ingest::JsonError& error) {
     throw WrongInput(path + ": the state is malformed: " + error.what());
+  } catch (const std::system_error& error) {
+    if (was_read) throw;
+    throw WrongInput(error.what());
   }
   if (!suppressed.empty()) throw WrongInput(path + ": nothing was taken in: " + suppressed);
   return status;

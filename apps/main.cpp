@@ -3,13 +3,27 @@
 #include <iostream>
 #include <map>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "apps/commands.hpp"
 #include "apps/outcome.hpp"
 #include "apps/terminal.hpp"
 
 namespace {
+
+/// The arguments, last one first as the option parser takes them. It would read a path in square
+/// brackets as a list of several; the same path with "./" in front it leaves alone.
+std::vector<std::string> reversed_arguments(int argc, char** argv) {
+  std::vector<std::string> arguments;
+  for (int i = argc - 1; i > 0; --i) {
+    const std::string_view argument = argv[i];
+    const bool in_brackets = argument.starts_with('[') && argument.ends_with(']');
+    arguments.push_back((in_brackets ? "./" : "") + std::string(argument));
+  }
+  return arguments;
+}
 
 int run(int argc, char** argv) {
   CLI::App program("Takes the atomic-structure files that a user supplies into a project.",
@@ -29,7 +43,7 @@ int run(int argc, char** argv) {
     command->set_version_flag("--version", version);
 
   try {
-    program.parse(argc, argv);
+    program.parse(reversed_arguments(argc, argv));
   } catch (const CLI::Success& request) {
     return program.exit(request);  // --help or --version
   } catch (const CLI::ParseError& error) {
