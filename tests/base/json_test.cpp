@@ -1,0 +1,75 @@
+#include "structure_ingest/base/json.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace structure_ingest {
+namespace {
+
+TEST(JsonText, IsAlwaysValidAndReadsAsTheFileDid) {
+  const Json value = {{"b", {1, -2, 53.44071748, 1.0, NAN, -INFINITY}},
+                      {"a", {{"empty", Json::array()}, {"none", nullptr}, {"yes", true}}},
+                      {"text", "\"\\/\b\f\n\r\t\x01\x7F\u0085\u00E9\U0001F600\xFF"}};
+  const std::string text =
+      R"({"b": [1, -2, 53.44071748, 1.0, null, null], "a": {"empty": [], "none": null, "yes": true}, )"
+      R"("text": "\"\\/\b\f\n\r\t\u0001\u007f\u0085)"
+      "\u00E9\U0001F600\uFFFD\"}";
+  EXPECT_EQ(json_text(value), text);
+  EXPECT_EQ(json_text(Json{{"a", {1, Json::object()}}}, 2),
+            "{\n  \"a\": [\n    1,\n    {}\n  ]\n}");
+  EXPECT_EQ(json_text(18446744073709551615U), "18446744073709551615");
+}
+
+TEST(JsonText, ComesBackAsTheSameValue) {
+  for (const char* text : {"{}", "[]", "0", "-0.0", "\"\"", "null", "[[[]],{}]", "[1e-300,0.1]",
+                           "{\"k\": {\"k\": [true, false, 9007199254740993]}}"}) {
+    const Json value = parse_json(text);
+    EXPECT_EQ(parse_json(json_text(value)), value) << text;
+    EXPECT_EQ(parse_json(json_text(value, 2)), value) << text;
+  }
+}
+
+TEST(ParseJson, SaysWhatIsWrongAndLosesNothing) {
+  for (const std::string& text :
+       {std::string(""), std::string("{"), std::string("[1,]"), std::string("{} x"),
+        std::string("[NaN]"), std::string("\"\xFF\""), std::string("[1e400]"),
+        std::string("[123456789012345678901]"), std::string(100000, '['),
+        std::string(501, '[') + std::string(501, ']')}) {
+    EXPECT_THROW(parse_json(text), JsonError) << text.substr(0, 40);
+  }
+  EXPECT_NO_THROW(parse_json(std::string(500, '[') + std::string(500, ']')));
+  EXPECT_EQ(json_text(parse_json(R"({"a": 1, "b": 2, "a": 3})")), R"({"a": 3, "b": 2})");
+  try {
+    parse_json("{\"a\": 1,\n oops}");
+    FAIL();
+  } catch (const JsonError& error) {
+    EXPECT_NE(std::string(error.what()).find("line 2"), std::string::npos) << error.what();
+  }
+}
+
+TEST(JsonValues, EmptinessTextAndElements) {
+  using namespace internal;
+  for (const Json& value :
+       {Json(), Json(false), Json(0), Json(-0.0), Json(""), Json::array(), Json::object()}) {
+    EXPECT_TRUE(is_empty(value)) << value;
+    EXPECT_EQ(text_or_empty(value), "");
+    EXPECT_TRUE(elements_of(value).empty());
+  }
+  for (const Json& value : {Json(true), Json(0.1), Json(" "), Json{0}, Json{{"a", nullptr}}}) {
+    EXPECT_FALSE(is_empty(value)) << value;
+  }
+  EXPECT_EQ(text_of("x"), "x");
+  EXPECT_EQ(text_of(12), "12");
+  EXPECT_EQ(text_of(true), "True");
+  EXPECT_EQ(text_of(nullptr), "None");
+  EXPECT_EQ(text_of(Json{1, "a"}), "[1, \"a\"]");
+  EXPECT_EQ(elements_of("a\u00E9"), (std::vector<Json>{"a", "\u00E9"}));
+  EXPECT_EQ(elements_of(Json{{"k", 1}}), std::vector<Json>{"k"});
+  EXPECT_THROW(elements_of(5), std::invalid_argument);
+  EXPECT_THROW(member_of("text", "k"), std::invalid_argument);
+  EXPECT_EQ(member_of(0, "k"), Json());
+}
+
+}  // namespace
+}  // namespace structure_ingest

@@ -1,0 +1,71 @@
+#include "structure_ingest/base/line_reader.hpp"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "tests/scratch_folder.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+Lines lines_of(const std::string& path, std::size_t piece_size) {
+  LineReader reader(path, piece_size);
+  Lines lines;
+  while (const auto line = reader.next()) lines.emplace_back(*line);
+  EXPECT_FALSE(reader.next());
+  return lines;
+}
+
+TEST(LineReader, SplitsAtEveryBoundaryWhateverThePieces) {
+  const tests::ScratchFolder folder;
+  struct Case {
+    std::string_view text;
+    Lines lines;
+  };
+  for (const auto& [text, lines] : {
+           Case{"", {}},
+           Case{"a", {"a"}},
+           Case{"a\n", {"a"}},
+           Case{"\n", {""}},
+           Case{"a\n\nb", {"a", "", "b"}},
+           Case{"a\r\nb\rc\r\r\nd\r", {"a", "b", "c", "", "d"}},
+           Case{"1\v2\f3\x1C"
+                "4\x1D"
+                "5\x1E"
+                "6\u0085"
+                "7\u2028"
+                "8\u2029"
+                "9\x1F!",
+                {"1", "2", "3", "4", "5", "6", "7", "8", "9\x1F!"}},
+           Case{"\u00C2\u00A9\u2027x\u2030", {"\u00C2\u00A9\u2027x\u2030"}},  // look alike
+           Case{"\uFEFF3\n", {"\uFEFF3"}},
+           // Invalid bytes go before lines are split: these two ends of line become one.
+           Case{"a\r\xFF\nb\xE2\x80\n\xC2", {"a", "b"}},
+           Case{"a\xE2\x80", {"a"}},
+       }) {
+    const std::string path = folder.write("text", text);
+    for (const std::size_t piece_size : {1, 2, 3, 5, 1000}) {
+      EXPECT_EQ(lines_of(path, piece_size), lines) << text << " in pieces of " << piece_size;
+    }
+  }
+}
+
+TEST(LineReader, ReadsALongTextLineByLine) {
+  const tests::ScratchFolder folder;
+  std::string text;
+  for (int i = 0; i < 5000; ++i)
+    text += std::string(static_cast<std::size_t>(i % 97), 'x') + "\u20AC\r\n";
+  const std::string path = folder.write("text", text);
+  EXPECT_EQ(lines_of(path, 64), lines_of(path, 1 << 20));
+  EXPECT_EQ(lines_of(path, 64).size(), 5000U);
+  LineReader reader(path, 64);
+  EXPECT_EQ(*reader.next(), "\u20AC");
+  reader.skip_rest();
+  EXPECT_FALSE(reader.next());
+}
+
+}  // namespace
+}  // namespace structure_ingest::internal

@@ -1,0 +1,159 @@
+#include "structure_ingest/base/number.hpp"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <random>
+
+namespace structure_ingest::internal {
+namespace {
+
+TEST(Number, IntegerText) {
+  struct Case {
+    const char* token;
+    const char* number;
+  };
+  for (const auto& [token, number] :
+       {Case{"3", "3"}, Case{"+003", "3"}, Case{"-2", "-2"}, Case{"-0", "0"}, Case{"000", "0"},
+        Case{"1_000", "1000"}, Case{"\u0661\u0662", "12"},
+        Case{"99999999999999999999", "99999999999999999999"}}) {
+    EXPECT_EQ(integer_text(token), number) << token;
+  }
+  for (const char* token : {"", "+", "-", "3.0", "1e3", "_1", "1_", "1__0", "+_1", "0x10", "1,000",
+                            "\uFEFF3", "--1", "\u00B2", "3\xFF", "Fe"}) {
+    EXPECT_EQ(integer_text(token), std::nullopt) << token;
+  }
+}
+
+TEST(Number, FloatText) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  struct Case {
+    const char* token;
+    double value;
+  };
+  for (const auto& [token, value] :
+       {Case{"3", 3.0},
+        Case{"+3.5", 3.5},
+        Case{".5", 0.5},
+        Case{"5.", 5.0},
+        Case{"-1e-3", -1e-3},
+        Case{"1.5E+2", 150.0},
+        Case{"5.e1", 50.0},
+        Case{"1_0.2_5e0_1", 102.5},
+        Case{"-0", -0.0},
+        Case{"\uFF11.\u0665", 1.5},
+        Case{"inf", infinity},
+        Case{"-Infinity", -infinity},
+        Case{"+INF", infinity},
+        Case{"1e400", infinity},
+        Case{"-1e99999999999999999999", -infinity},
+        Case{"1e-400", 0.0},
+        Case{"-1e-400", -0.0},
+        Case{"0e99999", 0.0},
+        Case{"1e-99999999999999999999", 0.0},
+        Case{"4.9e-324", 4.9e-324},
+        Case{"0.1000000000000000055511151231257827021181583404541015625", 0.1}}) {
+    const std::optional<double> number = float_value(token);
+    ASSERT_TRUE(number) << token;
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(*number), std::bit_cast<std::uint64_t>(value)) << token;
+  }
+  // Zeros move the point: what decides is the size of the number, not its exponent.
+  EXPECT_EQ(float_value("0." + std::string(400, '0') + "1e401"), 1.0);
+  EXPECT_EQ(float_value("1" + std::string(400, '0')), infinity);
+  EXPECT_EQ(float_value("0." + std::string(400, '0') + "1e10"), 0.0);
+  for (const char* token : {"nan", "-NaN", "+nan"}) EXPECT_TRUE(std::isnan(*float_value(token)));
+  for (const char* token : {"",
+                            ".",
+                            "+",
+                            "-.",
+                            "e5",
+                            "1e",
+                            "1e+",
+                            "1,5",
+                            "1_",
+                            "_1",
+                            "1._5",
+                            "1_.5",
+                            "1e_5",
+                            "0x1p3",
+                            "nan(1)",
+                            "infinit",
+                            "i_nf",
+                            "1.2.3",
+                            "1d5",
+                            "--1",
+                            "+-1",
+                            "1 ",
+                            "\u2212"
+                            "1",
+                            "1\xFF"}) {
+    EXPECT_EQ(float_value(token), std::nullopt) << token;
+  }
+}
+
+std::string ten_decimals(double value) {
+  std::string out;
+  append_ten_decimals(out, value);
+  return out;
+}
+
+std::string shortest(double value) {
+  std::string out;
+  append_shortest(out, value);
+  return out;
+}
+
+TEST(Number, TenDecimals) {
+  EXPECT_EQ(ten_decimals(2.715), "2.7150000000");
+  EXPECT_EQ(ten_decimals(-1e-12), "-0.0000000000");
+  EXPECT_EQ(ten_decimals(-0.0), "-0.0000000000");
+  EXPECT_EQ(ten_decimals(5e-11), "0.0000000001");               // the double lies above the half
+  EXPECT_EQ(ten_decimals(std::ldexp(1, -11)), "0.0004882812");  // ties go to the even digit
+  EXPECT_EQ(ten_decimals(3 * std::ldexp(1, -11)), "0.0014648438");
+  EXPECT_EQ(ten_decimals(1e20), "100000000000000000000.0000000000");
+  EXPECT_EQ(ten_decimals(5e-324), "0.0000000000");
+  EXPECT_EQ(ten_decimals(INFINITY), "inf");
+  EXPECT_EQ(ten_decimals(-INFINITY), "-inf");
+  EXPECT_EQ(ten_decimals(-NAN), "nan");
+}
+
+TEST(Number, ShortestReadsAsInTheFile) {
+  struct Case {
+    double value;
+    const char* text;
+  };
+  for (const auto& [value, text] :
+       {Case{53.44071748, "53.44071748"}, Case{0.1173, "0.1173"}, Case{10, "10.0"},
+        Case{-0.0, "-0.0"}, Case{0.00000001, "0.00000001"}, Case{1e-11, "1e-11"},
+        Case{1e15, "1000000000000000.0"}, Case{1e16, "1e+16"},
+        Case{1.7976931348623157e308, "1.7976931348623157e+308"}, Case{5e-324, "5e-324"}}) {
+    EXPECT_EQ(shortest(value), text);
+  }
+}
+
+// The same on many values of all magnitudes, against the C library's own exact conversions.
+TEST(Number, AgreesWithTheCLibrary) {
+  std::mt19937_64 random(1);
+  char expected[400];
+  for (int i = 0; i < 200000; ++i) {
+    const std::uint64_t bits = random();
+    const double value = i % 2 == 0 ? std::bit_cast<double>(bits)
+                                    : static_cast<double>(static_cast<std::int64_t>(bits)) *
+                                          std::pow(2.0, static_cast<double>(random() % 80) - 90.0);
+    if (!std::isfinite(value)) continue;
+    std::snprintf(expected, sizeof expected, "%.10f", value);
+    ASSERT_EQ(ten_decimals(value), expected);
+    const std::string text = shortest(value);
+    ASSERT_EQ(std::strtod(text.c_str(), nullptr), value) << text;
+    ASSERT_EQ(float_value(text), value) << text;
+    ASSERT_EQ(float_value(expected), std::strtod(expected, nullptr)) << expected;
+  }
+}
+
+}  // namespace
+}  // namespace structure_ingest::internal

@@ -1,0 +1,116 @@
+#include "structure_ingest/base/path.hpp"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "tests/scratch_folder.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+TEST(Path, NormalFormAndParts) {
+  struct Case {
+    const char* path;
+    const char* text;
+    const char* name;
+    const char* parent;
+  };
+  for (const auto& [path, text, name, parent] : {
+           Case{"", ".", "", "."},
+           Case{"/", "/", "", "/"},
+           Case{"a.xyz", "a.xyz", "a.xyz", "."},
+           Case{"./a//b/./c/", "a/b/c", "c", "a/b"},
+           Case{"//a/../b", "/a/../b", "b", "/a/.."},
+           Case{"/a", "/a", "a", "/"},
+           Case{"..", "..", "..", "."},
+           Case{"x/.", "x", "x", "."},
+           Case{"a b\n\xFF/c'd", "a b\n\xFF/c'd", "c'd", "a b\n\xFF"},
+       }) {
+    EXPECT_EQ(path_text(path), text);
+    EXPECT_EQ(file_name(path), name) << path;
+    EXPECT_EQ(parent_folder(path_text(path)), parent) << path;
+  }
+  EXPECT_EQ(join_path("/p", "a/./b"), "/p/a/b");
+  EXPECT_EQ(join_path("/p", "/a//b"), "/a/b");
+  EXPECT_EQ(join_path("/", "a"), "/a");
+}
+
+TEST(Path, IsWithinComparesComponents) {
+  EXPECT_TRUE(is_within("/a/b", "/a"));
+  EXPECT_TRUE(is_within("/a", "/a"));
+  EXPECT_TRUE(is_within("/a", "/"));
+  EXPECT_FALSE(is_within("/ab", "/a"));
+  EXPECT_FALSE(is_within("/a", "/a/b"));
+}
+
+TEST(Path, ResolvesLinksThatNeedNotLeadAnywhere) {
+  const tests::ScratchFolder folder;
+  folder.make_folder("real/sub");
+  folder.link("to_sub", "real/sub");
+  folder.link("chain", "to_sub");
+  folder.link("absolute", folder / "real");
+  folder.link("dangling", "nowhere/x");
+  folder.link("loop", "loop/y");
+  struct Case {
+    const char* path;
+    const char* resolved;
+  };
+  for (const auto& [path, resolved] : {
+           Case{"real//sub/../a.xyz", "real/a.xyz"},
+           Case{"to_sub/../a.xyz", "real/a.xyz"},  // ".." leaves what the link points to
+           Case{"chain/a.xyz", "real/sub/a.xyz"},
+           Case{"absolute/./sub", "real/sub"},
+           Case{"dangling/z", "nowhere/x/z"},
+           Case{"missing/../other", "other"},
+           Case{"loop/../z", "z"},
+           Case{"loop", "loop"},
+       }) {
+    EXPECT_EQ(resolve_path(folder / path), folder / resolved) << path;
+  }
+  EXPECT_EQ(resolve_path("/../.."), "/");
+  EXPECT_EQ(resolve_path("a/../b"), std::filesystem::current_path().string() + "/b");
+  EXPECT_THROW(resolve_path(std::string_view("a\0b", 3)), std::invalid_argument);
+  EXPECT_EQ(source_identity(folder / "chain/\u00DF.XYZ"),
+            source_identity(folder / "REAL/sub/SS.xyz"));
+}
+
+TEST(Path, FollowsAsManyLinksAsTheSystem) {
+  const tests::ScratchFolder folder;
+  folder.write("link0", "");
+  for (int i = 1; i <= 41; ++i) {
+    folder.link("link" + std::to_string(i), "link" + std::to_string(i - 1));
+  }
+  EXPECT_EQ(resolve_path(folder / "link40"), folder / "link0");
+  EXPECT_TRUE(is_regular_file(folder / "link40"));
+  EXPECT_EQ(resolve_path(folder / "link41"), folder / "link41");
+  EXPECT_FALSE(is_regular_file(folder / "link41"));
+}
+
+TEST(Path, ExpandsTheHomeDirectory) {
+  const char* const old_home = getenv("HOME");
+  const std::string kept = old_home == nullptr ? "" : old_home;
+  setenv("HOME", "/home/of user/", 1);
+  EXPECT_EQ(expand_home("~"), "/home/of user");
+  EXPECT_EQ(expand_home("~//a.xyz"), "/home/of user/a.xyz");
+  EXPECT_EQ(expand_home("a/~"), "a/~");
+  EXPECT_EQ(expand_home("/~"), "/~");
+  EXPECT_EQ(expand_home("~root/x"), "/root/x");
+  EXPECT_THROW(expand_home("~no such user/x"), std::runtime_error);
+  setenv("HOME", kept.c_str(), 1);
+}
+
+TEST(Path, TestsForObjects) {
+  const tests::ScratchFolder folder;
+  const std::string file = folder.write("a", "");
+  EXPECT_TRUE(is_regular_file(file));
+  EXPECT_FALSE(is_directory(file));
+  EXPECT_TRUE(is_directory(folder.path()));
+  EXPECT_FALSE(is_regular_file(file + std::string("\0b", 2)));  // no shorter path in its place
+  EXPECT_FALSE(is_regular_file("/dev/null"));
+}
+
+}  // namespace
+}  // namespace structure_ingest::internal

@@ -1,0 +1,160 @@
+#include "structure_ingest/readers/xyz.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/scratch_folder.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+const std::string NO_CELL =
+    "No cell/lattice information in this XYZ file. A periodic QELDA calculation needs "
+    "domain.latvec: "
+    "confirm the cell with the user or treat the system as a molecule in a vacuum box.";
+
+IngestedStructure parsed(const tests::ScratchFolder& folder, std::string_view content) {
+  return parse_xyz(folder.write("test.xyz", content));
+}
+
+TEST(Xyz, RefusesBadFilesWithTheReason) {
+  const tests::ScratchFolder folder;
+  const std::string too_short = "XYZ file is too short to contain atoms.";
+  const std::string no_count = "First line of XYZ file is not an atom count.";
+  struct Case {
+    std::string_view content;
+    std::string warning;
+  };
+  for (const auto& [content, warning] : {
+           Case{"", too_short},
+           Case{"0\ncomment", too_short},
+           Case{"1\ncomment\n", too_short},
+           Case{"x\r\r\n", too_short},
+           Case{"\nc\nH 0 0 0", no_count},
+           Case{"3.0\nc\nH 0 0 0", no_count},
+           Case{"\uFEFF1\nc\nH 0 0 0", no_count},
+           Case{"-2\nc\nH 0 0 0", "Unsupported atom count: -2."},
+           Case{"-0\nc\nH 0 0 0", "Unsupported atom count: 0."},
+           Case{"20_001\nc\nH 0 0 0", "Unsupported atom count: 20001."},
+           Case{"+099999999999999999999 x\nc\nH 0 0 0",
+                "Unsupported atom count: 99999999999999999999."},
+           Case{"1\nc\n\n", "Malformed atom line: ''"},
+           Case{"1\nc\n H\t0 0\n", R"(Malformed atom line: ' H\t0 0')"},
+           Case{"1\nc\nXx 0 0 0\n", "Unknown element symbol: 'Xx'"},
+           Case{"1\nc\nX'1\\ 0 0 zero\n", R"(Unknown element symbol: "X'1\\")"},
+           Case{"1\nc\nH 0 0 zero", "Non-numeric coordinates in line: 'H 0 0 zero'"},
+           Case{"1\nc\nH 0,0 0 0", "Non-numeric coordinates in line: 'H 0,0 0 0'"},
+           Case{"1\nc\nFe 3d 1 2", "Non-numeric coordinates in line: 'Fe 3d 1 2'"},
+           Case{"1\norbitaltype\nFe 1 2 3 x", "Non-numeric coordinates in line: 'Fe 1 2 3 x'"},
+           Case{"2\nc\nH 0 0 0\n", "Expected 2 atoms, found 1."},
+           Case{"20000\nc\nH 0 0 0\nHe 0 0 0", "Expected 20000 atoms, found 2."},
+       }) {
+    const IngestedStructure record = parsed(folder, content);
+    EXPECT_EQ(record,
+              (IngestedStructure{
+                  .source_path = folder / "test.xyz", .format = "xyz", .warnings = {warning}}))
+        << content;
+  }
+  const IngestedStructure unreadable = parse_xyz(folder / "missing.xyz");
+  EXPECT_EQ(unreadable.warnings.size(), 1U);
+  EXPECT_EQ(unreadable.warnings[0].find("Could not read file: "), 0U);
+  EXPECT_NE(unreadable.warnings[0].find("No such file or directory"), std::string::npos);
+}
+
+TEST(Xyz, ReadsAtoms) {
+  const tests::ScratchFolder folder;
+  struct Case {
+    std::string_view content;
+    std::vector<std::string> symbols;
+    std::vector<Vector3> positions_ang;
+  };
+  for (const auto& [content, symbols, positions_ang] : {
+           Case{"1\n\nFe1 0 -1.5 +2e0", {"Fe"}, {{0, -1.5, 2}}},
+           Case{" 2 atoms follow\r\nc\r\nO 1 2 3 force 4 5\r\nH .5 5. 1_0\r\nHe 0 0 0\r\n",
+                {"O", "H"},
+                {{1, 2, 3}, {0.5, 5, 10}}},
+           Case{"1\u2028c\u0085h\u00A01\u30032\u20033\v", {}, {}},  // U+3003 is no white space
+           Case{"1\u2028c\u0085h\u00A01\u30002\u20033\v", {"H"}, {{1, 2, 3}}},
+           Case{"1\nc\nFe 1.0 2.0 3.0 4.0", {"Fe"}, {{1, 2, 3}}},
+           Case{"1\nc\nFe 3d 2.0 3.0 4.0", {"Fe"}, {{2, 3, 4}}},
+           Case{"1\nwith OrbitalType column\nFe 1 2.0 3.0 4.0", {"Fe"}, {{2, 3, 4}}},
+           Case{"1\nORBITALTYPE\nFe 2.0 3.0 4.0", {"Fe"}, {{2, 3, 4}}},
+           Case{"1\nc\nC inf 1e999 -1e-999", {"C"}, {{INFINITY, INFINITY, -0.0}}},
+           Case{"1\nc\nC\xFF 1\xFE.5 2 3", {"C"}, {{1.5, 2, 3}}},  // invalid bytes are dropped
+           Case{"1\nfirst frame\nH 0 0 0\n1\nsecond\nXx 0 0", {"H"}, {{0, 0, 0}}},
+       }) {
+    const IngestedStructure record = parsed(folder, content);
+    EXPECT_EQ(record.symbols, symbols) << content;
+    EXPECT_EQ(record.positions_ang, positions_ang) << content;
+    EXPECT_EQ(record.ok, !symbols.empty()) << content;
+    EXPECT_EQ(record.natoms, static_cast<std::int64_t>(symbols.size()));
+  }
+  const IngestedStructure water = parsed(folder, "3\n\nO 0 0 0\nH 0 0 1\nH 0 1 0");
+  EXPECT_EQ(water.formula, "H2O");
+  EXPECT_EQ(water.species, (std::vector<std::string>{"H", "O"}));
+  EXPECT_EQ(water.warnings, std::vector<std::string>{NO_CELL});
+}
+
+TEST(Xyz, ReadsTheLargestFile) {
+  const tests::ScratchFolder folder;
+  std::string content = "20000\n\n";
+  for (int i = 0; i < 20000; ++i) content += "H 0 0 " + std::to_string(i) + "\n";
+  const IngestedStructure record = parsed(folder, content);
+  EXPECT_TRUE(record.ok);
+  EXPECT_EQ(record.positions_ang.back()[2], 19999);
+}
+
+TEST(Xyz, TakesTheCellFromTheLatticeField) {
+  const tests::ScratchFolder folder;
+  const std::string unreadable = "Extended-XYZ Lattice field could not be parsed.";
+  struct Case {
+    std::string_view comment;
+    bool has_cell;
+    std::vector<std::string> warnings;
+  };
+  for (const auto& [comment, has_cell, warnings] : {
+           Case{R"(Lattice="1 2 3 4 5 6 7 8 9" pbc="T T T")", true, {}},
+           Case{"x superLATTICE=\"1\t2 3 4 5 6 7 8 +9.0\"", true, {}},
+           Case{R"(lattice="" lattice="1 2 3 4 5 6 7 8 9)", false, {NO_CELL}},
+           Case{R"(lattice="" lattice="1 2 3 4 5 6 7 8 9")", true, {}},
+           Case{R"(lattice="3 4 5" lattice="1 2 3 4 5 6 7 8 9")", false, {NO_CELL}},
+           Case{R"(Lattice="10 10 10")", false, {NO_CELL}},
+           Case{R"(Lattice="1 2 3 4 5 6 7 8 9 10")", false, {NO_CELL}},
+           Case{R"(Lattice=" ")", false, {NO_CELL}},
+           Case{R"(Lattice="1,2,3 4,5,6 7,8,9")", false, {unreadable, NO_CELL}},
+           Case{R"(Lattice='1 2 3 4 5 6 7 8 9')", false, {NO_CELL}},
+           Case{R"(Lattice ="1 2 3 4 5 6 7 8 9")", false, {NO_CELL}},
+           Case{R"(Lattice= "1 2 3 4 5 6 7 8 9")", false, {NO_CELL}},
+       }) {
+    const IngestedStructure record = parsed(folder, "1\n" + std::string(comment) + "\nH 0 0 0\n");
+    EXPECT_TRUE(record.ok);
+    EXPECT_EQ(record.warnings, warnings) << comment;
+    EXPECT_EQ(record.cell_ang.has_value(), has_cell) << comment;
+    if (has_cell) {
+      EXPECT_EQ(record.cell_ang, (std::vector<Vector3>{{1, 2, 3}, {4, 5, 6}, {7, 8, 9}}));
+    }
+    EXPECT_EQ(record.cell_provenance, "");
+  }
+  // A record that is given up keeps the cell that was read before.
+  const IngestedStructure failed = parsed(folder, "1\nLattice=\"1 2 3 4 5 6 7 8 9\"\nH 0\n");
+  EXPECT_TRUE(failed.cell_ang);
+  EXPECT_FALSE(failed.ok);
+  EXPECT_EQ(parsed(folder, "1\nLattice=\"1;\"\nH 0\n").warnings,
+            (std::vector<std::string>{unreadable, "Malformed atom line: 'H 0'"}));
+}
+
+TEST(Xyz, FallsBackToTheCompanionCell) {
+  const tests::ScratchFolder folder;
+  folder.write("scf.input", "system.centralCellVectors = 1 0 0 0 2 0 0 0 3\n");
+  const IngestedStructure record = parsed(folder, "1\nLattice=\"5\"\nH 0 0 0\n");
+  EXPECT_EQ(record.cell_ang, (std::vector<Vector3>{{1, 0, 0}, {0, 2, 0}, {0, 0, 3}}));
+  EXPECT_EQ(record.cell_provenance, folder / "scf.input");
+  EXPECT_TRUE(record.warnings.empty());
+  const IngestedStructure own = parsed(folder, "1\nLattice=\"4 0 0 0 4 0 0 0 4\"\nH 0 0 0\n");
+  EXPECT_EQ(own.cell_ang->front()[0], 4);
+  EXPECT_EQ(own.cell_provenance, "");
+}
+
+}  // namespace
+}  // namespace structure_ingest::internal
