@@ -1,0 +1,212 @@
+#include "structure_ingest/discovery/hydrate.hpp"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/discovery/candidates.hpp"
+#include "tests/fake_modules.hpp"
+#include "tests/scratch_folder.hpp"
+
+namespace structure_ingest {
+namespace {
+
+using Paths = std::vector<std::string>;
+
+const char* const HELIUM = "1\n\nHe 0 0 0\n";
+const std::string NO_CELL =
+    "No cell/lattice information in this XYZ file. A periodic QELDA calculation needs "
+    "domain.latvec: "
+    "confirm the cell with the user or treat the system as a molecule in a vacuum box.";
+
+struct Hydrate : testing::Test {
+  Hydrate() : modules(tests::fake_modules(calls)) {
+    modules.inventory_workspace = [this](const std::string& root) {
+      calls->inventoried.push_back(root);
+      return WorkspaceInventory{{"found.xyz", "notes.txt", root + "/found.xyz"}};
+    };
+    w.make_folder("ws/proj");
+    state = {{"project_path", w / "ws/proj"}};
+  }
+  internal::Candidates discover(const Paths& extra_paths = {}) {
+    return internal::discover_candidates(state, extra_paths, modules);
+  }
+  std::string kind_of(const std::string& path, const Paths& extra_paths = {}) {
+    const auto discovery = discover(extra_paths).discovery;
+    const auto found = discovery.find(internal::source_identity(path));
+    return found == discovery.end() ? "none" : found->second;
+  }
+  std::span<Json> hydrate(const Paths& extra_paths = {}) {
+    return hydrate_user_structures(state, {.extra_paths = extra_paths, .collaborators = modules});
+  }
+
+  tests::ScratchFolder w;
+  std::shared_ptr<tests::Calls> calls = std::make_shared<tests::Calls>();
+  Collaborators modules;
+  Json state;
+};
+
+TEST_F(Hydrate, GathersCandidatesInTheirOrder) {
+  state["attachments"] = {
+      {{"path", " att.xyz\n"}}, {{"path", ""}}, "plain.xyz", {{"name", "x"}}, 7};
+  state["attached_workspace"] = {
+      {"project_path", w / "ws/attached"},
+      {"inventory", {{"structure_files", {"in.cif", "/abs/POSCAR", nullptr}}}}};
+  state["project_resolution"] = {{"requested_path", w / "ws/proj"}};
+  state["selected_workroot"] = w / "ws";
+  state["source_workspace_root"] = w / "missing";
+  const internal::Candidates candidates =
+      discover({"  ", "", "extra.xyz", "extra.xyz", "notes.txt", "./extra.xyz"});
+  EXPECT_EQ(candidates.project_path, w / "ws/proj");
+  EXPECT_EQ(candidates.paths,
+            (Paths{"extra.xyz", "./extra.xyz", "att.xyz", w / "ws/attached/in.cif", "/abs/POSCAR",
+                   w / "ws/proj/found.xyz", w / "ws/found.xyz"}));
+  EXPECT_EQ(calls->inventoried, (Paths{w / "ws/proj", w / "ws"}));
+}
+
+TEST_F(Hydrate, RemembersTheStrongestKind) {
+  state["attached_workspace"] = {
+      {"inventory", {{"structure_files", {w / "ws/proj/found.xyz", "only.xyz"}}}}};
+  state["selected_workroot"] = w / "ws";
+  state["source_workspace_root"] = w.make_folder("elsewhere");
+  const std::string found = w / "ws/found.xyz";
+  EXPECT_EQ(kind_of(found), "project_folder");
+  EXPECT_EQ(kind_of(found, {found}), "attachment");
+  EXPECT_EQ(kind_of(w / "elsewhere/found.xyz"), "workspace_scan");
+  EXPECT_EQ(kind_of(w / "ws/proj/found.xyz"), "workspace_scan");
+  EXPECT_EQ(kind_of(w / "ws/proj/only.xyz"), "workspace_scan");
+  state["project_resolution"] = {{"requested_path", w / "ws/proj"}};
+  EXPECT_EQ(kind_of(w / "ws/proj/found.xyz"), "project_folder");
+  EXPECT_EQ(discover({std::string("nul\0.xyz", 8)}).paths[0], std::string("nul\0.xyz", 8));
+}
+
+TEST_F(Hydrate, OnlyAnUntrustedProjectIsNotSwept) {
+  state["attached_workspace"] = {{"inventory", {{"structure_files", {"in.xyz"}}}}};
+  state["selected_workroot"] = w / "ws";
+  struct Case {
+    Collaborators::TrustStateFor trust;
+    std::size_t candidates;
+  };
+  const auto says = [](const char* text) {
+    return [text](const auto&) { return TrustRecord{text}; };
+  };
+  for (const auto& [trust, candidates] :
+       {Case{says("untrusted"), 1}, Case{says("trusted"), 3}, Case{says("UNTRUSTED"), 3},
+        Case{nullptr, 3}, Case{[](const auto&) -> TrustRecord { throw 1; }, 3}}) {
+    modules.trust_state_for = trust;
+    EXPECT_EQ(discover({"extra.xyz"}).paths.size(), candidates);
+  }
+}
+
+TEST_F(Hydrate, LearnsTheFolderAboveTheAgentsOutputs) {
+  state["project_path"] = w.make_folder("root/StrataQuill_Outputs/proj");
+  discover();
+  EXPECT_EQ(state["source_workspace_root"], w / "root");
+  EXPECT_EQ(calls->inventoried, Paths{w / "root"});
+  discover();
+  EXPECT_EQ(calls->inventoried, (Paths{w / "root", w / "root"}));
+  state["source_workspace_root"] = nullptr;  // a key that is there is left alone
+  discover();
+  EXPECT_EQ(state["source_workspace_root"], nullptr);
+}
+
+TEST_F(Hydrate, MergesTheNewEntriesAndNotes) {
+  const std::string good = w.write("good.xyz", HELIUM);
+  const std::string bad = w.write("bad.xyz", "1\n\nQq 1\n");
+  const Json old = {{"metadata", Json::object()}, {"source_path", "/old.xyz"}};
+  state["structure_sources"] = {old, "no mapping", 5};
+  state["structure_notes"] = {"kept", "kept", 3};
+  const Json* const old_entry = &state["structure_sources"][0];
+  const std::string* const old_text = (*old_entry)["source_path"].get_ptr<const Json::string_t*>();
+
+  const std::span<Json> entries = hydrate({good, bad});
+  ASSERT_EQ(entries.size(), 2U);
+  const Json& sources = state["structure_sources"];
+  EXPECT_EQ(sources.size(), 3U);
+  EXPECT_EQ(sources[2], old);
+  EXPECT_EQ(sources[2]["source_path"].get_ptr<const Json::string_t*>(), old_text);  // moved
+  EXPECT_EQ(&entries[0], &sources[0]);
+  EXPECT_EQ(
+      state["structure_notes"],
+      (Json{"kept", "kept", 3,
+            "User structure ingested deterministically: He (1 atoms) -> " +
+                sources[0]["path"].get<std::string>() + ".",
+            NO_CELL, "Structure file could not be parsed: bad.xyz (Malformed atom line: 'Qq 1')"}));
+
+  const Json before = state;
+  EXPECT_TRUE(hydrate({good, bad}).empty());
+  EXPECT_EQ(state, before);
+  EXPECT_EQ(calls->written.size(), 2U);  // ingested again all the same
+}
+
+TEST_F(Hydrate, KnowsASourceInAnyCaseAndWithAnySlashes) {
+  const std::string path = w.write("Stra\u00DFe.xyz", HELIUM);
+  std::string other = w / "STRASSE.XYZ";
+  std::replace(other.begin(), other.end(), '/', '\\');
+  state["structure_sources"] = {{{"metadata", {{"source_file", other}}}}};
+  EXPECT_TRUE(hydrate({path}).empty());
+  state["structure_sources"] = {{{"metadata", {{"source_file", other + " "}}}},
+                                {{"source_path", " "}}};
+  EXPECT_EQ(hydrate({path}).size(), 1U);
+}
+
+TEST_F(Hydrate, NotesWhatIsDropped) {
+  const std::string path = w.write("a.xyz", HELIUM);
+  state["user_request"] = "iron";
+  state["structure_sources"] = {1, {{"source_path", "/old.xyz"}}};
+  modules.assess_structure_relevance = [](const auto&, const auto&, const auto&) {
+    return RelevanceReport{{{"a.xyz", "unrelated", 0.9, "no iron"}}};
+  };
+  EXPECT_TRUE(hydrate({path}).empty());
+  EXPECT_EQ(state["structure_sources"], (Json::parse(R"([{"source_path": "/old.xyz"}])")));
+  EXPECT_EQ(state["structure_notes"], Json{"Ignored 'a.xyz' (He): no iron."});
+}
+
+TEST_F(Hydrate, ReportsWhatNobodyExpectedAndReturnsNothing) {
+  const std::string path = w.write("a.xyz", HELIUM);
+  struct Case {
+    const char* key;
+    Json value;
+  };
+  for (const auto& [key, value] : {
+           Case{"attachments", true},
+           Case{"structure_sources", 5},
+           Case{"structure_notes", 2.5},
+           Case{"structure_sources", Json::parse(R"([{"metadata": "text"}])")},
+           Case{"project_path", std::string("nul\0", 4)},
+           Case{"attached_workspace", {{"project_path", "~no such user"}}},
+           Case{"attachments", Json::parse(R"([{"path": "nul\u0000.xyz"}])")},
+       }) {
+    Json broken = state;
+    broken[key] = value;
+    calls->suppressed.clear();
+    EXPECT_TRUE(
+        hydrate_user_structures(broken, {.extra_paths = {path}, .collaborators = modules}).empty());
+    ASSERT_EQ(calls->suppressed.size(), 1U) << key << " " << value;
+    EXPECT_EQ(calls->suppressed[0].first, broken["project_path"]);
+    EXPECT_EQ(calls->suppressed[0].second.node, "structure_ingest");
+    EXPECT_EQ(calls->suppressed[0].second.op, "hydrate_user_structures");
+    EXPECT_TRUE(calls->suppressed[0].second.exc);
+  }
+  modules.inventory_workspace = nullptr;
+  EXPECT_EQ(hydrate({path}).size(), 1U);  // no scan is due
+  state["selected_workroot"] = w.path();
+  calls->suppressed.clear();
+  EXPECT_TRUE(hydrate({path}).empty());
+  EXPECT_EQ(calls->suppressed.size(), 1U);
+  modules.record_suppressed_error = [](const auto&, const auto&) { throw std::logic_error("x"); };
+  EXPECT_TRUE(hydrate({path}).empty());
+  Json no_mapping = Json::array();
+  EXPECT_TRUE(hydrate_user_structures(no_mapping, {.collaborators = modules}).empty());
+}
+
+TEST_F(Hydrate, ANoteListThatIsNoneFailsOnlyAfterTheSources) {
+  state["structure_notes"] = 5;
+  EXPECT_TRUE(hydrate({w.write("a.xyz", HELIUM)}).empty());
+  EXPECT_EQ(state["structure_sources"].size(), 1U);
+  EXPECT_EQ(state["structure_notes"], 5);
+}
+
+}  // namespace
+}  // namespace structure_ingest

@@ -1,0 +1,33 @@
+// Stand-ins for the agent's modules that record how they are called.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "collaborators/collaborators.hpp"
+
+namespace tests {
+
+/// What the stand-ins were asked.
+struct Calls {
+  std::vector<std::pair<std::string, structure_ingest::Json>> written;
+  std::vector<std::string> inventoried;
+  std::vector<std::string> trust_asked;
+  std::vector<std::pair<structure_ingest::Json, structure_ingest::SuppressedError>> suppressed;
+  std::vector<std::string> requests;
+};
+
+/// Modules of which only the writer and the diagnostics work; tests fill in the other slots.
+inline structure_ingest::Collaborators fake_modules(const std::shared_ptr<Calls>& calls) {
+  structure_ingest::Collaborators modules([calls](const std::string& path, const auto& value) {
+    calls->written.emplace_back(path, value);
+  });
+  modules.record_suppressed_error = [calls](const auto& project_path, const auto& error) {
+    calls->suppressed.emplace_back(project_path, error);
+  };
+  return modules;
+}
+
+}  // namespace tests

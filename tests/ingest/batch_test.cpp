@@ -1,0 +1,154 @@
+#include "structure_ingest/ingest/batch.hpp"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <stdexcept>
+#include <system_error>
+
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
+#include "tests/fake_modules.hpp"
+#include "tests/scratch_folder.hpp"
+
+namespace structure_ingest {
+namespace {
+
+using Paths = std::vector<std::string>;
+
+const char* const HELIUM = "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n";
+
+class Batch : public testing::Test {
+ protected:
+  std::vector<Json> ingest(const Paths& candidates, IngestOptions options) {
+    options.collaborators = tests::fake_modules(calls);
+    return ingest_structure_files(w / "proj", candidates, options);
+  }
+  std::vector<Json> ingest(const Paths& candidates) { return ingest(candidates, IngestOptions{}); }
+  static Paths sources(const std::vector<Json>& entries) {
+    Paths paths;
+    for (const Json& entry : entries) paths.push_back(entry["source_path"].get<std::string>());
+    return paths;
+  }
+
+  tests::ScratchFolder w;
+  std::shared_ptr<tests::Calls> calls = std::make_shared<tests::Calls>();
+};
+
+TEST_F(Batch, MakesAnEntryOfEachFile) {
+  w.write("proj/he.xyz", HELIUM);
+  const std::vector<Json> entries = ingest({"he.xyz"});
+  ASSERT_EQ(entries.size(), 1U);
+  const std::string copy = "project_root/structures/ingested_he_005dfc29.xyz";
+  const std::string source = w / "proj/he.xyz";
+  const std::string expected =
+      R"({"path": ")" + copy +
+      R"(", "kind": "structure_file", "origin": "user_file", "discovery": "attachment", )"
+      R"("format": "xyz", "formula": "He", "natoms": 1, "species": ["He"], "has_cell": true, )"
+      R"("cell_ang": [[5.0, 0.0, 0.0], [0.0, 5.0, 0.0], [0.0, 0.0, 5.0]], "symbols": ["He"], )"
+      R"("positions_ang": [[0.0, 0.0, 0.0]], "fractional": false, "source_path": ")" +
+      source +
+      R"(", "sha256": "aadcc5ba6368ac29", "warnings": [], "related_steps": ["SCF", "RELAXATION"], )"
+      R"("metadata": {"xyz_path": ")" +
+      copy + R"(", "provenance": "user_file", "discovery": "attachment", "source_file": ")" +
+      source +
+      R"(", "cell_provenance": "", "parser": "structure_ingest"}, )"
+      R"("description": "User-provided structure (He, 1 atoms) parsed deterministically from )"
+      R"(he.xyz. Coordinates in the canonical XYZ copy are exact; do NOT re-type or invent )"
+      R"(coordinates.", "ok": true})";
+  EXPECT_EQ(json_text(entries[0]), expected);
+  ASSERT_EQ(calls->written.size(), 1U);
+  EXPECT_EQ(calls->written[0].first, w / "proj/.diagnostics/ingested_structures.json");
+  EXPECT_EQ(calls->written[0].second, (Json{{"version", 1}, {"structures", Json(entries)}}));
+}
+
+TEST_F(Batch, FailedFilesHaveEntriesToo) {
+  const std::vector<Json> entries = ingest({"missing.xyz", w.write("bad.xyz", "x")});
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[0]["sha256"], "");
+  EXPECT_EQ(entries[1]["sha256"], "2d711642b726b044");
+  EXPECT_EQ(entries[0]["path"], w / "proj/missing.xyz");
+  EXPECT_EQ(entries[0]["metadata"]["xyz_path"], "");
+  EXPECT_EQ(
+      entries[0]["description"],
+      "User-provided structure (, 0 atoms) parsed deterministically from missing.xyz. "
+      "Coordinates in the canonical XYZ copy are exact; do NOT re-type or invent coordinates.");
+  for (const Json& entry : entries) EXPECT_EQ(entry["ok"], false);
+  EXPECT_EQ(calls->written.size(), 1U);
+}
+
+TEST_F(Batch, TheBudgetCountsWhatIsSkipped) {
+  Paths ten;
+  for (int i = 0; i < 10; ++i) ten.push_back(std::to_string(i) + (i == 3 ? ".txt" : ".xyz"));
+  EXPECT_EQ(ingest(ten).size(), 7U);
+  EXPECT_EQ(ingest(ten, {.limit = 20}).size(), 9U);
+  EXPECT_EQ(ingest(ten, {.limit = 0}).size(), 1U);
+  EXPECT_EQ(ingest(ten, {.limit = -5}).size(), 1U);
+  calls->written.clear();
+  EXPECT_TRUE(ingest({"notes.txt"}).empty());
+  EXPECT_TRUE(ingest({}).empty());
+  EXPECT_TRUE(calls->written.empty());
+}
+
+TEST_F(Batch, TakesEachSourceOnce) {
+  w.write("proj/a.xyz", HELIUM);
+  w.link("proj/link1.xyz", "a.xyz");
+  w.link("proj/link2.xyz", "a.xyz");
+  EXPECT_EQ(sources(ingest({"link1.xyz", "link2.xyz", "a.xyz", w / "proj/./A.XYZ", "b.xyz"})),
+            (Paths{w / "proj/link1.xyz", w / "proj/b.xyz"}));
+  const std::string copy = "project_root/structures/ingested_water_1a2b3c4d.xyz";
+  EXPECT_EQ(sources(ingest({copy, "x/" + copy, "x\\project_root\\structures\\ingested_1.xyz",
+                            "project_root/structures/own.xyz"})),
+            Paths{w / "proj/project_root/structures/own.xyz"});
+}
+
+TEST_F(Batch, LeavesOtherProjectsAloneUnlessAttached) {
+  w.write("other/.strataquill_state.json", "");
+  const std::string path = w.write("other/a.xyz", HELIUM);
+  const std::string identity = internal::source_identity(path);
+  EXPECT_TRUE(ingest({path}).empty());
+  for (const std::string kind : {"project_folder", "workspace_scan", ""}) {
+    EXPECT_TRUE(ingest({path}, {.discovery_by_path = {{identity, kind}}}).empty()) << kind;
+  }
+  EXPECT_EQ(ingest({path}, {.discovery_by_path = {{identity, "attachment"}}}).size(), 1U);
+  const std::string own = w.write("proj/a.xyz", HELIUM);
+  const std::vector<Json> entries =
+      ingest({own}, {.discovery_by_path = {{internal::source_identity(own), "workspace_scan"}}});
+  EXPECT_EQ(entries[0]["discovery"], "workspace_scan");
+  EXPECT_EQ(entries[0]["metadata"]["discovery"], "workspace_scan");
+}
+
+TEST_F(Batch, ExpandsTheHomeDirectoryFirst) {
+  const char* const old_home = getenv("HOME");
+  const std::string kept = old_home == nullptr ? "" : old_home;
+  setenv("HOME", w.path().c_str(), 1);
+  EXPECT_EQ(sources(ingest({"~/a.xyz", "~no such user/a.xyz"})),
+            (Paths{w / "a.xyz", w / "proj/~no such user/a.xyz"}));
+  setenv("HOME", kept.c_str(), 1);
+}
+
+TEST_F(Batch, FailuresToWriteCostOnlyWhatTheyHit) {
+  w.write("proj/a.xyz", HELIUM);
+  w.write("proj/project_root", "a file where a folder is needed");
+  IngestOptions options{.collaborators = tests::fake_modules(calls)};
+  options.collaborators.atomic_write_json = [](const std::string&, const Json&) {
+    throw std::system_error(ENOSPC, std::generic_category());
+  };
+  const std::vector<Json> entries = ingest_structure_files(w / "proj", {"a.xyz"}, options);
+  ASSERT_EQ(entries.size(), 1U);
+  EXPECT_EQ(entries[0]["ok"], true);
+  EXPECT_EQ(entries[0]["path"], w / "proj/a.xyz");
+  const std::string warning = entries[0]["warnings"].at(0).get<std::string>();
+  EXPECT_EQ(warning.find("Could not write canonical XYZ copy: "), 0U);
+  EXPECT_NE(warning.find("Not a directory"), std::string::npos) << warning;
+
+  options.collaborators.atomic_write_json = [](const std::string&, const Json&) {
+    throw std::logic_error("broken writer");
+  };
+  EXPECT_THROW(ingest_structure_files(w / "proj", {"a.xyz"}, options), std::logic_error);
+  EXPECT_THROW(ingest({std::string("a\0.xyz", 6)}), std::invalid_argument);
+  EXPECT_THROW(Collaborators(nullptr), std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace structure_ingest

@@ -1,0 +1,104 @@
+#include "structure_ingest/ingest/canonical_xyz.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "structure_ingest/readers/dispatch.hpp"
+#include "tests/scratch_folder.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+namespace fs = std::filesystem;
+
+IngestedStructure water(const std::string& source_path) {
+  IngestedStructure record{.source_path = source_path, .format = "xyz"};
+  record.natoms = 3;
+  record.symbols = {"O", "H", "H"};
+  record.positions_ang = {{0, 0, 0.1173}, {0, 0.7572, -0.4692}, {0, -0.7572, -0.4692}};
+  return record;
+}
+
+const std::string WATER_TEXT =
+    "3\n"
+    "ingested from water.xyz (no cell information)\n"
+    "O 0.0000000000 0.0000000000 0.1173000000\n"
+    "H 0.0000000000 0.7572000000 -0.4692000000\n"
+    "H 0.0000000000 -0.7572000000 -0.4692000000\n";
+const std::string WATER_REL = "project_root/structures/ingested_water_e78b2589.xyz";
+
+TEST(CanonicalXyz, WritesTheCopyOfAMolecule) {
+  const tests::ScratchFolder project;
+  EXPECT_EQ(write_canonical_xyz(project.path(), water("/some/where/water.xyz")), WATER_REL);
+  EXPECT_EQ(tests::content_of(project / WATER_REL), WATER_TEXT);
+}
+
+TEST(CanonicalXyz, WritesTheCopyOfACrystal) {
+  const tests::ScratchFolder project;
+  IngestedStructure record{.source_path = "Si bulk.xyz", .format = "xyz"};
+  record.natoms = 2;
+  record.symbols = {"Si", "Si"};
+  record.positions_ang = {{0, 0, 0}, {1.3575, 1.3575, 1.3575}};
+  record.cell_ang = {{0, 2.715, 2.715}, {2.715, 0, 2.715}, {2.715, 2.715, 0}};
+  const std::string rel = "project_root/structures/ingested_Si_bulk_af5b527c.xyz";
+  EXPECT_EQ(write_canonical_xyz(project.path(), record), rel);
+  EXPECT_EQ(tests::content_of(project / rel),
+            "2\n"
+            "Lattice=\"0.0000000000 2.7150000000 2.7150000000 2.7150000000 0.0000000000 "
+            "2.7150000000 2.7150000000 2.7150000000 0.0000000000\" "
+            "Properties=species:S:1:pos:R:3 pbc=\"T T T\"\n"
+            "Si 0.0000000000 0.0000000000 0.0000000000\n"
+            "Si 1.3575000000 1.3575000000 1.3575000000\n");
+  const IngestedStructure back = structure_ingest::parse_structure_file(project / rel);
+  EXPECT_EQ(back.positions_ang, record.positions_ang);
+  EXPECT_EQ(back.cell_ang, record.cell_ang);
+}
+
+TEST(CanonicalXyz, CleansTheStem) {
+  const tests::ScratchFolder project;
+  struct Case {
+    const char* name;
+    const char* stem;
+  };
+  for (const auto& [name, stem] :
+       {Case{"my file (1).xyz", "my_file_1_"}, Case{"\u03B1\u03B2.xyz", "_"}, Case{"", "structure"},
+        Case{"a.b.cif", "a.b"}, Case{"POSCAR", "POSCAR"}, Case{".hidden", ".hidden"},
+        Case{"data.", "data."}, Case{"a-_\n\xFF\"z.xyz", "a-__z"}, Case{"/", "structure"}}) {
+    const std::string rel = write_canonical_xyz(project.path(), water(name));
+    const std::string prefix = "project_root/structures/ingested_";
+    EXPECT_EQ(rel.substr(prefix.size(), rel.size() - prefix.size() - 13), stem) << name;
+  }
+}
+
+TEST(CanonicalXyz, WritesOnlyWhatIsNotThere) {
+  const tests::ScratchFolder project;
+  const std::string copy = project / WATER_REL;
+  const fs::file_time_type long_ago{};
+  std::string crlf = WATER_TEXT;
+  for (std::size_t at = 0; (at = crlf.find('\n', at)) != std::string::npos; at += 2) {
+    crlf.insert(at, "\r");
+  }
+  for (const std::string& same : {WATER_TEXT, crlf}) {
+    project.write(WATER_REL, same);
+    fs::last_write_time(copy, long_ago);
+    write_canonical_xyz(project.path(), water("water.xyz"));
+    EXPECT_EQ(fs::last_write_time(copy), long_ago);
+    EXPECT_EQ(tests::content_of(copy), same);
+  }
+  for (const std::string& other : {WATER_TEXT + "\xFF", std::string(), WATER_TEXT + "\n"}) {
+    project.write(WATER_REL, other);
+    write_canonical_xyz(project.path(), water("water.xyz"));
+    EXPECT_EQ(tests::content_of(copy), WATER_TEXT);
+  }
+  // What a link points to stays as it is.
+  fs::remove(copy);
+  const std::string precious = project.write("precious", "mine");
+  project.link(WATER_REL, precious);
+  write_canonical_xyz(project.path(), water("water.xyz"));
+  EXPECT_EQ(tests::content_of(precious), "mine");
+  EXPECT_EQ(tests::content_of(copy), WATER_TEXT);
+}
+
+}  // namespace
+}  // namespace structure_ingest::internal
