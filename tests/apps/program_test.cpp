@@ -1,0 +1,178 @@
+// The program as a user meets it: arguments in, output and exit status out.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/path.hpp"
+#include "tests/scratch_folder.hpp"
+
+namespace {
+
+using structure_ingest::Json;
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+struct Program : testing::Test {
+  void SetUp() override {
+    w.write("he.xyz", "1\n\nHe 0 0 0\n");
+    w.write("cell.xyz", "1\nLattice=\"2 0 0 0 3 0 0 0 4\"\nFe 0 0 nan\n");
+    w.write("bad.xyz", "1\n\nQq\x1B[31m 0 0 0\n");
+    w.make_folder("proj");
+  }
+  /// Runs the program in the scratch folder; `name` keeps the outputs of runs at once apart.
+  Outcome run(const std::string& arguments, const std::string& name = "run") {
+    const std::string command = "cd '" + w.path() + "' && XDG_CONFIG_HOME='" + (w / "config") +
+                                "' '" + STRUCTURE_INGEST_PROGRAM + "' " + arguments + " >" + name +
+                                ".out 2>" + name + ".err";
+    const int status = std::system(command.c_str());
+    return {WEXITSTATUS(status), tests::content_of(w / (name + ".out")),
+            tests::content_of(w / (name + ".err"))};
+  }
+  tests::ScratchFolder w;
+};
+
+TEST_F(Program, ParsesFilesForPeople) {
+  const Outcome outcome = run("parse he.xyz cell.xyz bad.xyz");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.out,
+            "he.xyz: He, 1 atom\n"
+            "  No cell/lattice information in this XYZ file. A periodic QELDA calculation needs "
+            "domain.latvec: confirm the cell with the user or treat the system as a molecule in a "
+            "vacuum box.\n"
+            "cell.xyz: Fe, 1 atom\n"
+            "  cell a b c = 2 3 4 \u00C5, alpha beta gamma = 90 90 90\u00B0\n"
+            "bad.xyz: not parsed\n"
+            "  Unknown element symbol: 'Qq\\x1b[31m'\n");
+}
+
+TEST_F(Program, ParsesFilesAsJsonLines) {
+  w.write("odd\n\x1B\xFF.xyz", "");
+  const Outcome outcome =
+      run("parse --json -- cell.xyz \"$(printf 'odd\\n\\033\\377.xyz')\" '[x]' --json");
+  EXPECT_EQ(outcome.status, 1);
+  std::vector<Json> lines;
+  for (std::size_t at = 0; at < outcome.out.size();) {
+    const std::size_t end = outcome.out.find('\n', at);
+    lines.push_back(structure_ingest::parse_json(outcome.out.substr(at, end - at)));
+    at = end + 1;
+  }
+  ASSERT_EQ(lines.size(), 4U);
+  EXPECT_EQ(lines[0]["positions_ang"], Json::parse("[[0.0, 0.0, null]]"));
+  EXPECT_EQ(lines[1]["source_path"], "odd\n\x1B\uFFFD.xyz");
+  EXPECT_EQ(lines[2]["source_path"], "[x]");
+  EXPECT_EQ(lines[3]["source_path"], "--json");
+}
+
+TEST_F(Program, IngestsIntoAProject) {
+  const std::string kinds = structure_ingest::json_text(
+      Json{{structure_ingest::internal::source_identity(w / "he.xyz"), "workspace_scan"}});
+  w.write("kinds.json", kinds);
+  const Outcome json = run("ingest --project proj --discovery kinds.json --json '" +
+                           (w / "he.xyz") + "' missing.xyz");
+  EXPECT_EQ(json.status, 1);
+  const Json entries = structure_ingest::parse_json(json.out);
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[0]["discovery"], "workspace_scan");
+  EXPECT_EQ(entries[1]["source_path"], w / "proj/missing.xyz");
+  EXPECT_EQ(structure_ingest::parse_json(
+                tests::content_of(w / "proj/.diagnostics/ingested_structures.json"))["structures"],
+            entries);
+  EXPECT_EQ(run("ingest --project proj --limit 1 ../he.xyz missing.xyz").status, 0);
+  w.write("file", "");
+  EXPECT_EQ(run("ingest --project file ../he.xyz").status, 3);
+}
+
+TEST_F(Program, HydratesAStateFile) {
+  w.write("state.json", "{\"project_path\": \"" + (w / "proj") + "\", \"mine\": 0.1}");
+  const Outcome outcome = run("hydrate --state state.json '" + (w / "cell.xyz") + "'");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_NE(outcome.out.find("User structure ingested deterministically: Fe (1 atoms) -> "),
+            std::string::npos)
+      << outcome.out;
+  const Json state = structure_ingest::parse_json(tests::content_of(w / "state.json"));
+  EXPECT_EQ(state["mine"], 0.1);
+  EXPECT_EQ(state["structure_sources"].size(), 1U);
+  const auto written = std::filesystem::last_write_time(w / "state.json");
+  EXPECT_EQ(run("hydrate --state state.json --json '" + (w / "cell.xyz") + "'").out, "[]\n");
+  EXPECT_EQ(std::filesystem::last_write_time(w / "state.json"), written);
+
+  EXPECT_EQ(run("hydrate --project fresh '" + (w / "bad.xyz") + "'").status, 1);
+  EXPECT_TRUE(structure_ingest::parse_json(
+                  tests::content_of(w / "fresh/.strataquill_state.json"))["structure_sources"]
+                  .is_array());
+}
+
+TEST_F(Program, TwoHydratesAtOnceLoseNothing) {
+  w.write("state.json", "{\"project_path\": \"" + (w / "proj") + "\"}");
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    const std::string name = "n" + std::to_string(i);
+    const std::string file = w.write(name + ".xyz", "1\n\nHe 0 0 " + std::to_string(i) + "\n");
+    threads.emplace_back([this, name, file] {
+      EXPECT_EQ(run("hydrate --state state.json '" + file + "'", name).status, 0);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(
+      structure_ingest::parse_json(tests::content_of(w / "state.json"))["structure_sources"].size(),
+      8U);
+}
+
+TEST_F(Program, TellsOwners) {
+  w.write("other/.strataquill_state.json", "{}");
+  EXPECT_EQ(run("owner other/a.xyz").out, (w / "other") + "\n");
+  EXPECT_EQ(run("owner --stop-at other other/a.xyz").out, "");
+  EXPECT_EQ(run("belongs other/a.xyz proj").out, "true\n");
+  EXPECT_EQ(run("belongs proj/a.xyz proj").out, "false\n");
+}
+
+TEST_F(Program, SaysWhatIsWrongInOneLine) {
+  w.write("list.json", "[]");
+  w.write("broken.json", "{\"a\": }");
+  w.write("odd.json", "{\"project_path\": \"" + (w / "proj") + "\", \"attachments\": 5}");
+  w.write("kinds.json", "{\"a\": 1}");
+  w.make_folder("unwritable/.strataquill_state.json");
+  struct Case {
+    const char* arguments;
+    int status;
+    const char* message;
+  };
+  for (const auto& [arguments, status, message] : {
+           Case{"", 2, "A subcommand is required"},
+           Case{"parse", 2, "PATH is required"},
+           Case{"parse --nonsense he.xyz", 2, "--nonsense"},
+           Case{"ingest he.xyz", 2, "--project is required"},
+           Case{"ingest --project proj --limit x he.xyz", 2, "--limit"},
+           Case{"ingest --project proj --discovery kinds.json he.xyz", 2, "kinds.json: "},
+           Case{"hydrate he.xyz", 2, "--state or --project is required"},
+           Case{"hydrate --state a --project b", 2, "--project"},
+           Case{"hydrate --state missing.json", 2, "missing.json: no such file"},
+           Case{"hydrate --state list.json", 2, "list.json: the state is not a JSON object"},
+           Case{"hydrate --state broken.json", 2, "broken.json: the state is malformed: "},
+           Case{"hydrate --state proj", 2, "Is a directory"},
+           Case{"hydrate --state odd.json", 2, "nothing was taken in: a list is expected, not 5"},
+           Case{"hydrate --project he.xyz", 3, "he.xyz"},
+           Case{"parse he.xyz >/dev/full 2>run.err #", 3, "cannot write to standard output"},
+       }) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, status) << arguments;
+    EXPECT_EQ(outcome.err.find("structure-ingest: "), 0U) << outcome.err;
+    EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+  }
+  for (const char* arguments : {"--help", "parse --help", "hydrate --version", "--version"}) {
+    EXPECT_EQ(run(arguments).status, 0) << arguments;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,46 @@
+#include "collaborators/workspace_inventory.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "tests/scratch_folder.hpp"
+
+namespace qelda_agent {
+namespace {
+
+using Paths = std::vector<std::string>;
+
+TEST(WorkspaceInventory, ListsTheTreeInAFixedOrder) {
+  const tests::ScratchFolder w;
+  for (const char* file :
+       {"b.xyz", "B.cif", "a b\n.xyz", "notes.txt", "sub/POSCAR", "sub/deep/c.vasp", "sub.d/x.xyz",
+        ".hidden.xyz", ".git/x.xyz", "node_modules/x.xyz", "__pycache__/x.xyz", "CVS/x.xyz",
+        ".diagnostics/x.xyz", "project_root/structures/ingested_a_12345678.xyz",
+        "project_root/structures/own.xyz", "sub/project_root/structures/ingested_b_12345678.xyz",
+        "structures/ingested_mine.xyz", "\xFF/x.xyz"}) {
+    w.write(file, "");
+  }
+  w.make_folder("folder.xyz/empty");
+  w.link("to_file.xyz", "b.xyz");
+  w.link("to_folder", "sub");
+  w.link("sub/loop", "..");
+  w.link("dangling.xyz", "nowhere");
+  ASSERT_EQ(mkfifo((w / "fifo.xyz").c_str(), 0600), 0);
+  const Paths expected = {".hidden.xyz",
+                          "B.cif",
+                          "a b\n.xyz",
+                          "b.xyz",
+                          "to_file.xyz",
+                          "project_root/structures/own.xyz",
+                          "structures/ingested_mine.xyz",
+                          "sub/POSCAR",
+                          "sub/deep/c.vasp",
+                          "sub.d/x.xyz",
+                          "\xFF/x.xyz"};
+  EXPECT_EQ(inventory_workspace(w.path()).structure_files, expected);
+  EXPECT_EQ(inventory_workspace(w / "project_root/structures").structure_files, Paths{"own.xyz"});
+  EXPECT_EQ(inventory_workspace(w / "missing").structure_files, Paths{});
+}
+
+}  // namespace
+}  // namespace qelda_agent

@@ -1,0 +1,65 @@
+// The commands and the code in the documentation are what they claim to be.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include "tests/scratch_folder.hpp"
+
+namespace {
+
+const std::string ROOT = STRUCTURE_INGEST_SOURCE_DIR;
+
+/// The contents of the fenced blocks of one language.
+std::vector<std::string> blocks(const std::string& text, const std::string& language) {
+  std::vector<std::string> found;
+  const std::string fence = "```" + language + "\n";
+  for (std::size_t at = 0; (at = text.find(fence, at)) != std::string::npos;) {
+    at += fence.size();
+    const std::size_t end = text.find("```", at);
+    found.push_back(text.substr(at, end - at));
+    at = end;
+  }
+  return found;
+}
+
+std::string output_of(const std::string& command) {
+  const std::string in_root = "cd '" + ROOT + "' && PATH=\"" + STRUCTURE_INGEST_BINARIES +
+                              ":$PATH\" && " + command + " 2>&1";
+  std::string output;
+  FILE* const pipe = popen(in_root.c_str(), "r");
+  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
+  pclose(pipe);
+  return output;
+}
+
+TEST(Documentation, CommandsPrintWhatIsShown) {
+  int commands = 0;
+  std::vector<std::string> pages = {ROOT + "/README.md"};
+  for (const auto& page : std::filesystem::directory_iterator(ROOT + "/docs")) {
+    if (page.path().extension() == ".md") pages.push_back(page.path().string());
+  }
+  for (const std::string& page : pages) {
+    for (const std::string& block : blocks(tests::content_of(page), "console")) {
+      for (std::size_t at = 0; at < block.size();) {
+        ASSERT_EQ(block.substr(at, 2), "$ ") << page << ": " << block;
+        const std::size_t line_end = block.find('\n', at);
+        const std::string command = block.substr(at + 2, line_end - at - 2);
+        const std::size_t next = block.find("\n$ ", line_end);
+        const std::size_t end = next == std::string::npos ? block.size() : next + 1;
+        EXPECT_EQ(output_of(command), block.substr(line_end + 1, end - line_end - 1)) << command;
+        ++commands;
+        at = end;
+      }
+    }
+  }
+  EXPECT_GE(commands, 3);
+}
+
+TEST(Documentation, CodeIsThatOfTheExamples) {
+  const std::vector<std::string> code = blocks(tests::content_of(ROOT + "/README.md"), "cpp");
+  ASSERT_EQ(code.size(), 1U);
+  EXPECT_EQ(code[0], tests::content_of(ROOT + "/examples/library_use.cpp"));
+}
+
+}  // namespace
