@@ -23,5 +23,7 @@ Command add_ingest(CLI::App& program);
 Command add_hydrate(CLI::App& program);
 Command add_owner(CLI::App& program);
 Command add_belongs(CLI::App& program);
+Command add_trust(CLI::App& program);
+Command add_scan(CLI::App& program);
 
 }  // namespace apps

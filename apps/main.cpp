@@ -35,7 +35,8 @@ int run(int argc, char** argv) {
   const std::map<std::string, apps::Command> commands = {
       {"parse", apps::add_parse(program)},     {"ingest", apps::add_ingest(program)},
       {"hydrate", apps::add_hydrate(program)}, {"owner", apps::add_owner(program)},
-      {"belongs", apps::add_belongs(program)},
+      {"belongs", apps::add_belongs(program)}, {"trust", apps::add_trust(program)},
+      {"scan", apps::add_scan(program)},
   };
   const std::string version = std::string("structure-ingest ") + STRUCTURE_INGEST_VERSION;
   program.set_version_flag("--version", version);

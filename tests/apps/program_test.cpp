@@ -136,6 +136,61 @@ TEST_F(Program, TellsOwners) {
   EXPECT_EQ(run("belongs proj/a.xyz proj").out, "false\n");
 }
 
+TEST_F(Program, ShowsAndChangesTrust) {
+  struct Case {
+    const char* arguments;
+    std::string out;
+  };
+  for (const auto& [arguments, out] : {
+           Case{"trust", "unknown\n"},
+           Case{"trust --untrusted proj", "untrusted\n"},
+           Case{"trust --trusted proj/sub", "trusted\n"},
+           Case{"trust proj/other", "untrusted\n"},
+           Case{"trust --list",
+                "untrusted  " + (w / "proj") + "\ntrusted  " + (w / "proj/sub") + "\n"},
+           Case{"trust --forget proj", "unknown\n"},
+       }) {
+    EXPECT_EQ(run(arguments).out, out) << arguments;
+  }
+  w.write("config/structure_ingest/directory_trust.json", "[]");
+  EXPECT_EQ(run("trust").status, 2);
+  EXPECT_EQ(run("trust --list --forget").status, 2);
+}
+
+// A workspace with this project, one inside it and one beside it, swept as hydrate sweeps it.
+TEST_F(Program, SweepsAWorkspace) {
+  w.write("ws/proj/.strataquill_state.json", "{}");
+  w.write("ws/proj/own.xyz", "1\n\nHe 0 0 1\n");
+  w.write("ws/proj/nested/.strataquill/x", "");
+  w.write("ws/proj/nested/n.xyz", "1\n\nHe 0 0 2\n");
+  w.write("ws/other/.strataquill_workspace.json", "{}");
+  w.write("ws/other/o.xyz", "1\n\nHe 0 0 3\n");
+  w.write("ws/loose.xyz", "1\n\nHe 0 0 4\n");
+  const std::string ws = w / "ws";
+  EXPECT_EQ(run("scan ws --project ws/proj").out,
+            ws + "/loose.xyz\n  project_folder, no project\n" +  //
+                ws + "/other/o.xyz\n  project_folder, project " + ws +
+                "/other: another project's, left alone\n" +                          //
+                ws + "/proj/own.xyz\n  project_folder, project " + ws + "/proj\n" +  //
+                ws + "/proj/nested/n.xyz\n  project_folder, project " + ws +
+                "/proj/nested: another project's, left alone\n");
+  const Json state = {{"project_path", ws + "/proj"}, {"selected_workroot", ws}};
+  const auto swept = [&] {
+    w.write("state.json", structure_ingest::json_text(state));
+    std::vector<std::string> found;
+    for (const Json& entry :
+         structure_ingest::parse_json(run("hydrate --state state.json --json").out)) {
+      found.push_back(entry["discovery"].get<std::string>() + " " +
+                      entry["source_path"].get<std::string>());
+    }
+    return found;
+  };
+  EXPECT_EQ(swept(), (std::vector<std::string>{"project_folder " + ws + "/loose.xyz",
+                                               "project_folder " + ws + "/proj/own.xyz"}));
+  run("trust --untrusted ws");
+  EXPECT_EQ(swept(), std::vector<std::string>{});
+}
+
 TEST_F(Program, SaysWhatIsWrongInOneLine) {
   w.write("list.json", "[]");
   w.write("broken.json", "{\"a\": }");

@@ -1,0 +1,77 @@
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "apps/commands.hpp"
+#include "apps/outcome.hpp"
+#include "apps/terminal.hpp"
+#include "collaborators/workspace_inventory.hpp"
+
+namespace apps {
+namespace {
+
+using structure_ingest::Json;
+
+struct Arguments {
+  std::string directory;
+  std::string project;
+  bool json = false;
+};
+
+/// What a scan of `root` would make of one of its files.
+Json scanned_file(const std::string& path, std::string_view kind, const std::string& project) {
+  const std::optional<std::string> owner = structure_ingest::owning_project_root(path);
+  return {{"path", path},
+          {"discovery", kind},
+          {"owner", owner ? Json(*owner) : Json()},
+          {"taken", !structure_ingest::belongs_to_another_project(path, project)}};
+}
+
+std::string resolved(const std::string& directory) {
+  return std::filesystem::weakly_canonical(std::filesystem::absolute(directory)).string();
+}
+
+Status run(const Arguments& arguments) {
+  const std::string root = resolved(arguments.directory);
+  const std::string project = arguments.project.empty() ? root : resolved(arguments.project);
+  if (!std::filesystem::is_directory(root)) {
+    throw WrongInput(arguments.directory + ": not a directory");
+  }
+  const bool above_project = (project + "/").starts_with(root == "/" ? root : root + "/");
+  const std::string_view kind = above_project ? structure_ingest::DISCOVERY_PROJECT_FOLDER
+                                              : structure_ingest::DISCOVERY_WORKSPACE_SCAN;
+  Json files = Json::array();
+  for (const std::string& file : qelda_agent::inventory_workspace(root).structure_files) {
+    files.push_back(scanned_file((std::filesystem::path(root) / file).string(), kind, project));
+  }
+  if (arguments.json) {
+    print_line(structure_ingest::json_text(files));
+    return ALL_WELL;
+  }
+  for (const Json& file : files) {
+    print_line(printable(file["path"].get<std::string>()));
+    const Json& owner = file["owner"];
+    const std::string of = owner.is_null() ? "no project" : "project " + owner.get<std::string>();
+    print_line("  " + std::string(kind) + ", " + printable(of) +
+               (file["taken"].get<bool>() ? "" : ": another project's, left alone"));
+  }
+  if (files.empty()) print_line("No structure files.");
+  return ALL_WELL;
+}
+
+}  // namespace
+
+Command add_scan(CLI::App& program) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* command = program.add_subcommand(
+      "scan", "List the structure files under a directory, with their kind and project");
+  command->add_option("--project", arguments->project,
+                      "The project that scans (default: the directory itself)");
+  command->add_flag("--json", arguments->json, "One JSON array of the files");
+  command->add_option("DIR", arguments->directory, "The directory")->required();
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace apps

@@ -1,0 +1,61 @@
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "apps/commands.hpp"
+#include "apps/outcome.hpp"
+#include "apps/terminal.hpp"
+#include "collaborators/directory_trust.hpp"
+
+namespace apps {
+namespace {
+
+struct Arguments {
+  bool list = false;
+  bool trusted = false;
+  bool untrusted = false;
+  bool forget = false;
+  std::string directory = ".";
+};
+
+Status run(const Arguments& arguments) {
+  try {
+    if (arguments.list) {
+      const structure_ingest::Json list = qelda_agent::trust_list();
+      for (const auto& [directory, state] : list.items()) {
+        print_line(state.get<std::string>() + "  " + printable(directory));
+      }
+      return ALL_WELL;
+    }
+    if (arguments.trusted) qelda_agent::set_trust(arguments.directory, "trusted");
+    if (arguments.untrusted) qelda_agent::set_trust(arguments.directory, "untrusted");
+    if (arguments.forget) qelda_agent::set_trust(arguments.directory, std::nullopt);
+    print_line(qelda_agent::trust_state_for(arguments.directory).state);
+    return ALL_WELL;
+  } catch (const std::system_error&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    throw WrongInput(error.what());
+  }
+}
+
+}  // namespace
+
+Command add_trust(CLI::App& program) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* command =
+      program.add_subcommand("trust", "Show or change which directories are trusted to be scanned");
+  CLI::Option_group* const action = command->add_option_group("action");
+  action->add_flag("--list", arguments->list, "Print the list of directories");
+  action->add_flag("--trusted", arguments->trusted, "List DIR as trusted");
+  action->add_flag("--untrusted", arguments->untrusted, "List DIR as untrusted: it is not scanned");
+  action->add_flag("--forget", arguments->forget, "Take DIR off the list");
+  action->require_option(0, 1);
+  command->add_option("DIR", arguments->directory, "The directory")->capture_default_str();
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace apps
