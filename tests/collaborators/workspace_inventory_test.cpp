@@ -1,7 +1,11 @@
 #include "collaborators/workspace_inventory.hpp"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
 
 #include "tests/scratch_folder.hpp"
 
@@ -40,6 +44,21 @@ TEST(WorkspaceInventory, ListsTheTreeInAFixedOrder) {
   EXPECT_EQ(inventory_workspace(w.path()).structure_files, expected);
   EXPECT_EQ(inventory_workspace(w / "project_root/structures").structure_files, Paths{"own.xyz"});
   EXPECT_EQ(inventory_workspace(w / "missing").structure_files, Paths{});
+}
+
+TEST(WorkspaceInventory, DepthIsNoDanger) {
+  const tests::ScratchFolder w;
+  const auto start = std::filesystem::current_path();
+  std::filesystem::current_path(w.path());
+  std::string folder;
+  for (int i = 0; i < 5000; ++i) {
+    ASSERT_EQ(mkdir("d", 0700), 0);
+    ASSERT_EQ(chdir("d"), 0);
+    folder += "d/";
+  }
+  close(open("deep.xyz", O_CREAT | O_WRONLY, 0600));
+  std::filesystem::current_path(start);
+  EXPECT_TRUE(inventory_workspace(w.path()).structure_files == Paths{folder + "deep.xyz"});
 }
 
 }  // namespace
