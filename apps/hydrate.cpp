@@ -48,9 +48,24 @@ std::vector<Json> new_notes(const Json& state, const Json& notes_before) {
   return notes;
 }
 
-void show(std::span<const Json> entries, const std::vector<Json>& notes) {
+/// Why an entry was kept: the assessor's verdict on it, if it was asked.
+std::string reason_kept(const Json& entry, const structure_ingest::RelevanceReport& report) {
+  const std::string path = entry["path"].get<std::string>();
+  for (const structure_ingest::RelevanceVerdict& verdict : report.verdicts) {
+    if (verdict.source == path) {
+      return verdict.role + (verdict.reason.empty() ? "" : ": " + verdict.reason);
+    }
+  }
+  return "there is no request to judge it by";
+}
+
+void show(std::span<const Json> entries, const structure_ingest::RelevanceReport& report,
+          const std::vector<Json>& notes) {
   if (entries.empty() && notes.empty()) print_line("Nothing new.");
-  for (const Json& entry : entries) show_entry(entry);
+  for (const Json& entry : entries) {
+    show_entry(entry);
+    print_line("  kept: " + printable(reason_kept(entry, report)));
+  }
   for (const Json& note : notes) {
     const std::string text = note.get<std::string>();
     const bool dropped = text.starts_with("Ignored '");
@@ -75,6 +90,14 @@ Status run(const Arguments& arguments) {
         record(project_path, error);
       };
 
+  structure_ingest::RelevanceReport report;
+  options.collaborators.assess_structure_relevance =
+      [&report, assess = options.collaborators.assess_structure_relevance](
+          const std::vector<Json>& entries, const std::string& request, const Json& state) {
+        report = assess(entries, request, state);
+        return report;
+      };
+
   Json missing = nullptr;
   if (!arguments.project.empty()) {
     std::filesystem::create_directories(arguments.project);
@@ -92,7 +115,7 @@ Status run(const Arguments& arguments) {
       print_line(
           structure_ingest::json_text(Json(std::vector<Json>(entries.begin(), entries.end()))));
     } else {
-      show(entries, new_notes(state, notes_before));
+      show(entries, report, new_notes(state, notes_before));
     }
     status = status_of(entries, failures);
   };
