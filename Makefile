@@ -15,7 +15,9 @@ packages:
 	@tools/install-packages
 
 tidy: release
+	@tools/install-packages clang-tidy
 	tools/tidy build/release
 
 format:
+	@tools/install-packages clang-format
 	git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
