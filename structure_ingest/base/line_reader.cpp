@@ -1,5 +1,6 @@
 #include "structure_ingest/base/line_reader.hpp"
 
+#include <algorithm>
 #include <array>
 
 #include "structure_ingest/base/text.hpp"
@@ -28,6 +29,19 @@ std::size_t boundary_length(std::string_view text, std::size_t position) {
     default:
       return 1;
   }
+}
+
+/// Whether a line feed is all that can end a line: then it is found by memchr, and the search for
+/// it costs next to nothing.
+bool is_plain(std::string_view text) {
+  unsigned odd = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    odd |= static_cast<unsigned>(byte >= 0x80) |
+           (static_cast<unsigned>(byte < 0x20) & static_cast<unsigned>(byte != '\n') &
+            static_cast<unsigned>(byte != '\t'));
+  }
+  return odd == 0;
 }
 
 /// How many bytes at the end of `text` are the start of a character whose rest may still come.
@@ -67,25 +81,35 @@ bool LineReader::read_more() {
     const std::string cleaned = without_invalid_utf8(complete);
     text_.replace(valid_end_, std::string::npos, cleaned + tail);
   }
+  // Fresh text beside what is left of the old: one odd byte makes both take the slow way.
+  plain_ = (plain_ || valid_end_ == 0) && is_plain(std::string_view(text_).substr(valid_end_));
   valid_end_ = text_.size() - held_back;
   return true;
+}
+
+/// Where the first line boundary at or after `from` starts; the size of `text` when there is none.
+std::size_t LineReader::find_boundary(std::string_view text, std::size_t from) const {
+  if (plain_) return std::min(text.find('\n', from), text.size());
+  std::size_t end = from;
+  while (end < text.size() && (!MAY_END_LINE[static_cast<unsigned char>(text[end])] ||
+                               boundary_length(text, end) == 0)) {
+    ++end;
+  }
+  return end;
 }
 
 std::optional<std::string_view> LineReader::next() {
   for (std::size_t scanned = 0;;) {
     const std::string_view text = std::string_view(text_).substr(0, valid_end_);
-    for (std::size_t end = position_ + scanned; end < text.size(); ++end) {
-      if (!MAY_END_LINE[static_cast<unsigned char>(text[end])]) continue;
-      const std::size_t length = boundary_length(text, end);
-      if (length == 0) continue;
-      // A line feed that belongs to this carriage return may not have been read yet.
-      if (text[end] == '\r' && end + 1 == text.size() && !at_end_) break;
+    const std::size_t end = find_boundary(text, position_ + scanned);
+    // A line feed that belongs to a final carriage return may not have been read yet.
+    const bool may_go_on = end + 1 == text.size() && text[end] == '\r' && !at_end_;
+    if (end < text.size() && !may_go_on) {
       const std::string_view line = text.substr(position_, end - position_);
-      position_ = end + length;
+      position_ = end + boundary_length(text, end);
       return line;
     }
-    scanned = text.size() - position_;
-    if (scanned > 0 && text.back() == '\r') --scanned;
+    scanned = end - position_;
     if (read_more()) continue;
     if (position_ == valid_end_) return std::nullopt;
     const std::string_view line = text.substr(position_);

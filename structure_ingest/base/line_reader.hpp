@@ -28,12 +28,14 @@ class LineReader {
 
  private:
   bool read_more();
+  std::size_t find_boundary(std::string_view text, std::size_t from) const;
 
   InputFile file_;
   std::size_t piece_size_;
   std::string text_;           // valid UTF-8 up to valid_end_, then a cut-off character
   std::size_t valid_end_ = 0;  // lines are taken from the text before this
   std::size_t position_ = 0;   // start of the next line
+  bool plain_ = true;          // only line feeds end lines
   bool at_end_ = false;        // nothing more to read
 };
 

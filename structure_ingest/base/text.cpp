@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 namespace structure_ingest::internal {
 namespace {
@@ -118,6 +119,15 @@ void append_utf8(std::string& out, char32_t code_point) {
 std::size_t valid_utf8_prefix(std::string_view text) {
   std::size_t position = 0;
   while (position < text.size()) {
+    // Nearly all text is ASCII: eight bytes at once while it is.
+    std::uint64_t eight = 0;
+    if (position + sizeof eight <= text.size()) {
+      std::memcpy(&eight, text.data() + position, sizeof eight);
+      if ((eight & 0x8080808080808080) == 0) {
+        position += sizeof eight;
+        continue;
+      }
+    }
     if (is_ascii(text[position])) {
       ++position;
       continue;
@@ -188,26 +198,24 @@ std::string_view stripped(std::string_view text) {
 }
 
 std::string_view next_token(std::string_view& rest) {
-  std::size_t begin = 0;
-  while (begin < rest.size()) {
-    const std::size_t length = space_length(rest, begin);
-    if (length == 0) break;
-    begin += length;
-  }
-  std::size_t end = begin;
-  while (end < rest.size()) {
-    if (is_ascii(rest[end])) {
-      if (ASCII_SPACE[static_cast<unsigned char>(rest[end])]) break;
-      ++end;
-      continue;
+  const char* const text_end = rest.data() + rest.size();
+  const auto skip_while = [text_end](const char* at, bool space) {
+    while (at != text_end) {
+      if (is_ascii(*at)) {
+        if (ASCII_SPACE[static_cast<unsigned char>(*at)] != space) break;
+        ++at;
+        continue;
+      }
+      const Character character = character_at({at, static_cast<std::size_t>(text_end - at)}, 0);
+      if (is_space(character.value) != space) break;
+      at += character.length;
     }
-    const Character character = character_at(rest, end);
-    if (is_space(character.value)) break;
-    end += character.length;
-  }
-  const std::string_view token = rest.substr(begin, end - begin);
-  rest.remove_prefix(end);
-  return token;
+    return at;
+  };
+  const char* const begin = skip_while(rest.data(), true);
+  const char* const end = skip_while(begin, false);
+  rest = {end, static_cast<std::size_t>(text_end - end)};
+  return {begin, static_cast<std::size_t>(end - begin)};
 }
 
 int decimal_digit(char32_t character) {

@@ -1,5 +1,6 @@
 #include "structure_ingest/record/chemistry.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <map>
@@ -36,7 +37,12 @@ KnownSymbols known_symbols() {
 
 std::map<std::string_view, std::size_t> counts_of(const std::vector<std::string>& symbols) {
   std::map<std::string_view, std::size_t> counts;
-  for (const std::string& symbol : symbols) ++counts[symbol];
+  // Files often list the atoms of an element in a row: each run is looked up once.
+  for (auto run = symbols.begin(); run != symbols.end();) {
+    const auto end = std::find_if(run, symbols.end(), [&](const auto& s) { return s != *run; });
+    counts[*run] += static_cast<std::size_t>(end - run);
+    run = end;
+  }
   return counts;
 }
 
@@ -44,7 +50,9 @@ std::map<std::string_view, std::size_t> counts_of(const std::vector<std::string>
 
 std::string canonical_symbol(std::string_view token) {
   static const KnownSymbols known = known_symbols();
-  const std::string_view label = stripped(token);
+  std::string_view rest = token;
+  const std::string_view label =
+      is_letter(token.empty() ? ' ' : token[0]) ? token : next_token(rest);
   if (label.empty() || !is_letter(label[0])) return {};
   const std::size_t first = letter_index(label[0]);
   std::string symbol(1, static_cast<char>('A' + first));
