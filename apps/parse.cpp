@@ -33,8 +33,9 @@ void show(const Json& record) {
 
 Status run(const Arguments& arguments) {
   Status status = ALL_WELL;
+  structure_ingest::StructureParser parser;
   for (const std::string& path : arguments.paths) {
-    const structure_ingest::IngestedStructure record = structure_ingest::parse_structure_file(path);
+    const structure_ingest::IngestedStructure record = parser.parse(path);
     if (!record.ok) status = SOME_FILE_UNPARSED;
     if (arguments.json) {
       print_line(structure_ingest::json_text(record.as_dict()));

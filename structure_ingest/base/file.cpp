@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/system_call.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -25,15 +26,6 @@ namespace {
 const char* c_path(const std::string& path) {
   if (path.find('\0') != std::string::npos) fail("cannot use path", path, EINVAL);
   return path.c_str();
-}
-
-/// Repeats a system call while a signal interrupts it.
-template <typename Call>
-auto retried(Call call) {
-  for (;;) {
-    const auto result = call();
-    if (result != -1 || errno != EINTR) return result;
-  }
 }
 
 /// Opens a regular file, and refuses anything else.

@@ -38,9 +38,9 @@ bool is_canonical_copy(std::string path) {
   return path.find(copies) != std::string::npos;
 }
 
-Json ingest_file(const std::string& project, const std::string& path,
+Json ingest_file(StructureParser& parser, const std::string& project, const std::string& path,
                  const std::string& discovery) {
-  IngestedStructure record = parse_structure_file(path);
+  IngestedStructure record = parser.parse(path);
   try {
     record.sha256 = internal::sha256_hex_of_file(path).substr(0, FINGERPRINT_DIGITS);
   } catch (const std::system_error&) {
@@ -80,6 +80,7 @@ std::vector<Json> ingest_structure_files(const std::string& project_path,
   const std::string project = internal::resolve_path(project_path);
   const std::size_t budget = static_cast<std::size_t>(std::max(1, options.limit));
   const std::size_t considered = std::min(budget, candidate_paths.size());
+  StructureParser parser;
   std::vector<Json> entries;
   std::set<std::string> seen_sources;
   for (std::size_t i = 0; i < considered; ++i) {
@@ -91,7 +92,7 @@ std::vector<Json> ingest_structure_files(const std::string& project_path,
     const auto known = options.discovery_by_path.find(identity);
     const std::string discovery = known == options.discovery_by_path.end() ? "" : known->second;
     if (discovery != DISCOVERY_ATTACHMENT && belongs_to_another_project(path, project)) continue;
-    entries.push_back(ingest_file(project, path, discovery));
+    entries.push_back(ingest_file(parser, project, path, discovery));
   }
   if (!entries.empty()) write_manifest(project, entries, options.collaborators);
   return entries;

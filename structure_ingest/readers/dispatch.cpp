@@ -4,6 +4,7 @@
 
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
+#include "structure_ingest/readers/ase_session.hpp"
 #include "structure_ingest/readers/xyz.hpp"
 
 namespace structure_ingest {
@@ -30,10 +31,19 @@ bool is_structure_file(const std::string& path) {
 }
 
 IngestedStructure parse_structure_file(const std::string& path) {
-  return internal::parse_structure_file(path, [](const std::string& /*path*/) {
-    return internal::AseAnswer{.failure = internal::AseAnswer::Failure::unavailable};
-  });
+  StructureParser parser;
+  return parser.parse(path);
 }
+
+IngestedStructure StructureParser::parse(const std::string& path) {
+  return internal::parse_structure_file(
+      path, [this](const std::string& file) { return ase_->read(file); });
+}
+
+StructureParser::StructureParser() : ase_(std::make_unique<internal::AseSession>()) {}
+StructureParser::~StructureParser() = default;
+StructureParser::StructureParser(StructureParser&&) noexcept = default;
+StructureParser& StructureParser::operator=(StructureParser&&) noexcept = default;
 
 namespace internal {
 

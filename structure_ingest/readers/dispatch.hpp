@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,26 @@ bool is_structure_file(const std::string& path);
 /// Reads one structure file (`path` is used as it is: no "~", no resolution). Always returns a
 /// record; what is wrong with the file is a warning in it.
 IngestedStructure parse_structure_file(const std::string& path);
+
+namespace internal {
+class AseSession;
+}
+
+/// Reads many files: CIF and VASP files share one process that runs ASE, which is started for the
+/// first of them and ended with the parser. For one thread at a time.
+class StructureParser {
+ public:
+  StructureParser();
+  ~StructureParser();
+  StructureParser(StructureParser&&) noexcept;
+  StructureParser& operator=(StructureParser&&) noexcept;
+
+  /// As `parse_structure_file`.
+  IngestedStructure parse(const std::string& path);
+
+ private:
+  std::unique_ptr<internal::AseSession> ase_;
+};
 
 namespace internal {
 

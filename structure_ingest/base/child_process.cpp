@@ -1,0 +1,228 @@
+#include "structure_ingest/base/child_process.hpp"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <system_error>
+
+#include "structure_ingest/base/system_call.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// How long a child that hung up may take to be gone: its descriptors close a moment earlier.
+constexpr milliseconds TIME_TO_END{200};
+
+[[noreturn]] void fail(int error) {
+  throw std::system_error(error, std::generic_category(), "cannot start a process");
+}
+
+void require(int error) {
+  if (error != 0) fail(error);
+}
+
+/// A child's end of a connection, away from the numbers that it gets in the child.
+Descriptor moved_up(const Descriptor& descriptor) {
+  const int number = fcntl(descriptor.number(), F_DUPFD_CLOEXEC, ChildProcess::LIFELINE + 1);
+  if (number < 0) fail(errno);
+  return Descriptor(number);
+}
+
+/// What the child finds open.
+class FileActions {
+ public:
+  FileActions(const Descriptor& channel, const Descriptor& lifeline) {
+    require(posix_spawn_file_actions_init(&actions_));
+    int error = 0;
+    const auto add = [&](int result) { error = error != 0 ? error : result; };
+    add(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDWR, 0));
+    add(posix_spawn_file_actions_adddup2(&actions_, STDIN_FILENO, STDOUT_FILENO));
+    add(posix_spawn_file_actions_adddup2(&actions_, STDIN_FILENO, STDERR_FILENO));
+    add(posix_spawn_file_actions_adddup2(&actions_, channel.number(), ChildProcess::CHANNEL));
+    add(posix_spawn_file_actions_adddup2(&actions_, lifeline.number(), ChildProcess::LIFELINE));
+    // The host may have opened files without the close-on-exec flag.
+    add(posix_spawn_file_actions_addclosefrom_np(&actions_, ChildProcess::LIFELINE + 1));
+    add(posix_spawn_file_actions_addchdir_np(&actions_, "/"));
+    if (error == 0) return;
+    posix_spawn_file_actions_destroy(&actions_);
+    fail(error);
+  }
+  ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
+  FileActions(const FileActions&) = delete;
+  FileActions& operator=(const FileActions&) = delete;
+
+  const posix_spawn_file_actions_t* get() const { return &actions_; }
+
+ private:
+  posix_spawn_file_actions_t actions_;
+};
+
+/// A session of its own keeps the terminal and its signals away; signals that the host ignores or
+/// blocks would otherwise stay so in the child.
+class Attributes {
+ public:
+  Attributes() {
+    require(posix_spawnattr_init(&attributes_));
+    sigset_t signals;
+    sigemptyset(&signals);
+    posix_spawnattr_setsigmask(&attributes_, &signals);
+    sigfillset(&signals);
+    posix_spawnattr_setsigdefault(&attributes_, &signals);
+    posix_spawnattr_setflags(&attributes_,
+                             POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  }
+  ~Attributes() { posix_spawnattr_destroy(&attributes_); }
+  Attributes(const Attributes&) = delete;
+  Attributes& operator=(const Attributes&) = delete;
+
+  const posix_spawnattr_t* get() const { return &attributes_; }
+
+ private:
+  posix_spawnattr_t attributes_;
+};
+
+/// Waits until `channel` is ready for `events` or hangs up; false when it is not in time.
+bool wait_for(int channel, short events, Deadline deadline) {
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now()).count();
+    if (left <= 0) return false;
+    constexpr milliseconds::rep most = std::numeric_limits<int>::max();
+    pollfd waited{.fd = channel, .events = events, .revents = 0};
+    const int ready = poll(&waited, 1, static_cast<int>(std::min(left, most)));
+    if (ready > 0 || (ready < 0 && errno != EINTR)) return true;
+  }
+}
+
+bool would_block(int error) {
+  return error == EAGAIN || error == EWOULDBLOCK;
+}
+
+/// Sends what fits now of the bytes.
+ssize_t send_some(int channel, std::string_view bytes, int attached) {
+  iovec piece{.iov_base = const_cast<char*>(bytes.data()), .iov_len = bytes.size()};
+  msghdr message{};
+  message.msg_iov = &piece;
+  message.msg_iovlen = 1;
+  alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof attached)> control{};
+  if (attached >= 0) {
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    cmsghdr* header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(sizeof attached);
+    std::memcpy(CMSG_DATA(header), &attached, sizeof attached);
+  }
+  return retried([&] { return sendmsg(channel, &message, MSG_NOSIGNAL | MSG_DONTWAIT); });
+}
+
+/// Whether the child is there to be signalled: a process that was waited for may have given its
+/// number to another. A host that waits for whatever child ends, or a copy of the host that forked
+/// while a child was running, has no child of this number.
+bool is_ours(pid_t id) {
+  siginfo_t ignored{};
+  return retried([&] {
+           return waitid(P_PID, static_cast<id_t>(id), &ignored, WEXITED | WNOHANG | WNOWAIT);
+         }) == 0;
+}
+
+}  // namespace
+
+Descriptor::~Descriptor() {
+  if (number_ >= 0) close(number_);
+}
+
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
+  std::array<int, 2> channel{};
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel.data()) != 0) fail(errno);
+  channel_ = Descriptor(channel[0]);
+  const Descriptor low_child_channel(channel[1]);
+  std::array<int, 2> lifeline{};
+  if (pipe2(lifeline.data(), O_CLOEXEC) != 0) fail(errno);
+  lifeline_ = Descriptor(lifeline[1]);
+  const Descriptor low_child_lifeline(lifeline[0]);
+  const Descriptor child_channel = moved_up(low_child_channel);
+  const Descriptor child_lifeline = moved_up(low_child_lifeline);
+
+  std::vector<char*> texts;
+  texts.reserve(arguments.size() + 1);
+  for (const std::string& argument : arguments) texts.push_back(const_cast<char*>(argument.data()));
+  texts.push_back(nullptr);
+  const FileActions actions(child_channel, child_lifeline);
+  const Attributes attributes;
+  require(posix_spawn(&id_, texts[0], actions.get(), attributes.get(), texts.data(), environ));
+}
+
+ChildProcess::~ChildProcess() {
+  if (id_ < 0 || !is_ours(id_)) return;
+  kill(-id_, SIGKILL);
+  retried([&] { return waitpid(id_, nullptr, 0); });
+}
+
+ChildProcess::Transfer ChildProcess::send(std::string_view bytes, int attached, Deadline deadline) {
+  while (!bytes.empty()) {
+    const ssize_t count = send_some(channel(), bytes, attached);
+    if (count > 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+      attached = -1;
+    } else if (!would_block(errno)) {
+      return Transfer::closed;
+    } else if (!wait_for(channel(), POLLOUT, deadline)) {
+      return Transfer::late;
+    }
+  }
+  return Transfer::done;
+}
+
+ChildProcess::Transfer ChildProcess::receive(std::string& bytes, std::size_t size,
+                                             Deadline deadline) {
+  for (;;) {
+    const Transfer transfer = receive_present(bytes, size);
+    if (transfer != Transfer::late) return transfer;
+    if (!wait_for(channel(), POLLIN, deadline)) return Transfer::late;
+  }
+}
+
+ChildProcess::Transfer ChildProcess::receive_present(std::string& bytes, std::size_t size) {
+  std::array<char, 1 << 16> piece{};
+  while (bytes.size() < size) {
+    const std::size_t wanted = std::min(size - bytes.size(), piece.size());
+    const ssize_t count =
+        retried([&] { return recv(channel(), piece.data(), wanted, MSG_DONTWAIT); });
+    if (count < 0 && would_block(errno)) return Transfer::late;
+    if (count <= 0) return Transfer::closed;
+    bytes.append(piece.data(), static_cast<std::size_t>(count));
+  }
+  return Transfer::done;
+}
+
+std::string ChildProcess::end() {
+  const Deadline deadline = steady_clock::now() + TIME_TO_END;
+  do {
+    int status = 0;
+    const pid_t ended = retried([&] { return waitpid(id_, &status, WNOHANG); });
+    if (ended != 0) id_ = -1;
+    if (ended > 0 && WIFSIGNALED(status)) {
+      return "was ended by signal " + std::to_string(WTERMSIG(status));
+    }
+    if (ended > 0) return "ended with status " + std::to_string(WEXITSTATUS(status));
+    if (ended < 0) break;
+    poll(nullptr, 0, 1);
+  } while (steady_clock::now() < deadline);
+  return "closed its channel";
+}
+
+}  // namespace structure_ingest::internal
