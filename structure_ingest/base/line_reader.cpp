@@ -11,7 +11,8 @@ namespace {
 /// Bytes at which a line boundary may start.
 constexpr std::array<bool, 256> MAY_END_LINE = [] {
   std::array<bool, 256> table{};
-  for (const int c : {0x0A, 0x0B, 0x0C, 0x0D, 0x1C, 0x1D, 0x1E, 0xC2, 0xE2}) table[c] = true;
+  for (const unsigned c : {0x0AU, 0x0BU, 0x0CU, 0x0DU, 0x1CU, 0x1DU, 0x1EU, 0xC2U, 0xE2U})
+    table[c] = true;
   return table;
 }();
 

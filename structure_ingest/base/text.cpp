@@ -21,7 +21,8 @@ bool is_ascii(char c) {
 
 constexpr std::array<bool, 128> ASCII_SPACE = [] {
   std::array<bool, 128> table{};
-  for (const int c : {0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x1C, 0x1D, 0x1E, 0x1F, 0x20}) table[c] = true;
+  for (const unsigned c : {0x09U, 0x0AU, 0x0BU, 0x0CU, 0x0DU, 0x1CU, 0x1DU, 0x1EU, 0x1FU, 0x20U})
+    table[c] = true;
   return table;
 }();
 
@@ -243,11 +244,10 @@ std::string case_folded(std::string_view text) {
     } else {
       std::array<utf8proc_int32_t, 8> folded{};
       int boundary = 0;
-      const utf8proc_ssize_t count =
+      const auto count = static_cast<std::size_t>(
           utf8proc_decompose_char(static_cast<utf8proc_int32_t>(character.value), folded.data(),
-                                  folded.size(), UTF8PROC_CASEFOLD, &boundary);
-      for (utf8proc_ssize_t i = 0; i < count; ++i)
-        append_utf8(out, static_cast<char32_t>(folded[i]));
+                                  folded.size(), UTF8PROC_CASEFOLD, &boundary));
+      for (std::size_t i = 0; i < count; ++i) append_utf8(out, static_cast<char32_t>(folded[i]));
     }
     position += character.length;
   }

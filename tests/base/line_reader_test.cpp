@@ -47,7 +47,7 @@ TEST(LineReader, SplitsAtEveryBoundaryWhateverThePieces) {
            Case{"a\xE2\x80", {"a"}},
        }) {
     const std::string path = folder.write("text", text);
-    for (const std::size_t piece_size : {1, 2, 3, 5, 1000}) {
+    for (const std::size_t piece_size : {1U, 2U, 3U, 5U, 1000U}) {
       EXPECT_EQ(lines_of(path, piece_size), lines) << text << " in pieces of " << piece_size;
     }
   }
