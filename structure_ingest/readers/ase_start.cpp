@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -10,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/readers/ase_protocol.hpp"
 
 namespace structure_ingest::internal {
@@ -20,6 +22,17 @@ using std::chrono::steady_clock;
 
 /// An interpreter takes some 20 ms to say that it has ASE, and 200 ms to load it.
 constexpr milliseconds HEAD_START{40};
+
+/// A wrapper script that looks for an interpreter takes longer than that in any case.
+milliseconds head_start(const std::string& interpreter) {
+  try {
+    std::array<char, 2> beginning{};
+    InputFile(interpreter).read(beginning.data(), beginning.size());
+    return beginning == std::array{'#', '!'} ? milliseconds(0) : HEAD_START;
+  } catch (const std::system_error&) {
+    return HEAD_START;
+  }
+}
 
 /// A worker that has not loaded ASE yet.
 struct Starting {
@@ -83,8 +96,8 @@ std::unique_ptr<ChildProcess> start_ase_worker(const std::vector<std::string>& i
       if (auto process = start(interpreters[next], script)) {
         workers.push_back({.place = next, .process = std::move(process)});
       }
+      head_start_end = steady_clock::now() + head_start(interpreters[next]);
       ++next;
-      head_start_end = steady_clock::now() + HEAD_START;
     } else if (workers.empty()) {
       return nullptr;
     } else {

@@ -23,6 +23,7 @@ where the sections, each only as far as extraction came, are
 """
 
 import fcntl
+import gc
 import importlib.util
 import os
 import select
@@ -161,10 +162,13 @@ def main():
         os._exit(0)
     os.write(CHANNEL, FOUND)
 
+    gc.disable()  # loading makes no garbage worth the search
     import socket
 
     from ase.io import read
 
+    gc.freeze()
+    gc.enable()
     channel = socket.socket(fileno=CHANNEL)
     channel.sendall(READY)
     serve(channel, read, owner)
