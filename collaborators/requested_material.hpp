@@ -1,0 +1,34 @@
+// Which materials and files a free-text request in English names.
+#pragma once
+
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "collaborators/chemical_formula.hpp"
+
+namespace qelda_agent {
+
+struct RequestedMaterial {
+  std::string name;  // as the request writes it
+  Elements elements;
+};
+
+struct RequestedMaterials {
+  std::vector<RequestedMaterial> certain;  // the different ones, in the order of the request
+  Elements elements;                       // of all that may be meant, the uncertain ones too
+  /// A word that stands for a further material without its name ("substrate"); empty for none.
+  std::string unnamed;
+  /// All that is named are parts or guests of something without a name (oxygen vacancy).
+  bool only_parts = false;
+};
+
+/// What a request names. In doubt a mention is not certain, yet its elements are listed.
+RequestedMaterials requested_materials(std::string_view request);
+
+/// Those of `names` (file names, or their stems) that occur in the request as whole words, in any
+/// letter case and with any marks between their parts.
+std::set<std::string> mentioned_names(std::string_view request, const std::set<std::string>& names);
+
+}  // namespace qelda_agent
