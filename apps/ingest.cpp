@@ -27,8 +27,7 @@ std::map<std::string, std::string> read_discovery(const std::string& path) {
   const Json mapping = qelda_agent::read_json(path, nullptr);
   if (!mapping.is_object()) throw WrongInput(path + ": not a JSON object");
   for (const auto& [identity, kind] : mapping.items()) {
-    if (!kind.is_string())
-      throw WrongInput(path + ": the kind of \"" + identity + "\" is not a string");
+    if (!kind.is_string()) throw WrongInput(path + ": not every kind is a string");
     kinds[identity] = kind.get<std::string>();
   }
   return kinds;

@@ -82,9 +82,8 @@ std::string canonical_xyz_text(const IngestedStructure& record) {
 
 std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record) {
   const std::string text = canonical_xyz_text(record);
-  const std::string rel = std::string(INGESTED_DIRNAME) + "/ingested_" +
-                          clean_stem(record.source_path) + '_' +
-                          sha256_hex(text).substr(0, DIGEST_DIGITS) + ".xyz";
+  std::string rel = std::string(INGESTED_DIRNAME) + "/ingested_" + clean_stem(record.source_path) +
+                    '_' + sha256_hex(text).substr(0, DIGEST_DIGITS) + ".xyz";
   const std::string target = join_path(project_path, rel);
   create_folders(parent_folder(target));
   if (!holds_text(target, text)) replace_file(target, text);
