@@ -148,7 +148,7 @@ class WordCutter {
       if (!is_one_of(c, marks) || (depth > 0 && i < chunk.size())) continue;
       if (i > begin) {
         add_part(chunk.substr(begin, i - begin), marks, before);
-        words_.back().after = i < chunk.size() ? c : ' ';
+        if (!words_.empty()) words_.back().after = i < chunk.size() ? c : ' ';
       }
       if (i < chunk.size()) before = c;
       begin = i + 1;
