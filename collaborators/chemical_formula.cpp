@@ -1,11 +1,11 @@
 #include "collaborators/chemical_formula.hpp"
 
-#include <algorithm>
 #include <array>
 #include <initializer_list>
 #include <utility>
 #include <vector>
 
+#include "collaborators/plain_letters.hpp"
 #include "structure_ingest/base/text.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 
@@ -15,18 +15,6 @@ namespace {
 using structure_ingest::internal::canonical_symbol;
 using structure_ingest::internal::Character;
 using structure_ingest::internal::character_at;
-
-bool is_upper(char c) {
-  return c >= 'A' && c <= 'Z';
-}
-
-bool is_lower(char c) {
-  return c >= 'a' && c <= 'z';
-}
-
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
 
 /// Reads one formula from left to right.
 class FormulaReader {
@@ -149,43 +137,18 @@ class FormulaReader {
   ChemicalFormula formula_;
 };
 
-/// The formula character that a character of another script stands for, or '\0'.
-char plain_character(char32_t c) {
-  if (c >= 0x2080 && c <= 0x2089) return static_cast<char>('0' + (c - 0x2080));
-  if (c == 0x2070 || (c >= 0x2074 && c <= 0x2079)) return static_cast<char>('0' + (c - 0x2070));
-  switch (c) {
-    case 0x00B9:
-      return '1';
-    case 0x00B2:
-      return '2';
-    case 0x00B3:
-      return '3';
-    case 0x207A:
-    case 0x208A:
-      return '+';
-    case 0x207B:
-    case 0x208B:
-    case 0x2212:
-      return '-';
-    case 0x00B7:
-    case 0x2022:
-    case 0x2219:
-    case 0x22C5:
-    case 0x30FB:
-      return '*';
-    case 0x2018:
-    case 0x2019:
-    case 0x02BC:
-      return '\'';
-    case 0x201C:
-    case 0x201D:
-      return '"';
-    case 0x2093:
-      return 'x';
-    default:
-      return c >= 0x2010 && c <= 0x2015 ? '-' : '\0';
-  }
-}
+// Characters of other scripts, and below them the formula characters that they stand for.
+constexpr std::u32string_view FOREIGN =
+    U"\u2080\u2081\u2082\u2083\u2084\u2085\u2086\u2087\u2088\u2089"
+    U"\u2070\u00B9\u00B2\u00B3\u2074\u2075\u2076\u2077\u2078\u2079"
+    U"\u207A\u208A\u207B\u208B\u2212\u2010\u2011\u2012\u2013\u2014\u2015"
+    U"\u00B7\u2022\u2219\u22C5\u30FB\u2018\u2019\u02BC\u201C\u201D\u2093";
+constexpr std::string_view PLAIN =
+    "0123456789"
+    "0123456789"
+    "++---------"
+    "*****'''\"\"x";
+static_assert(FOREIGN.size() == PLAIN.size());
 
 bool is_invisible(char32_t c) {
   return c == structure_ingest::internal::INVALID_CHARACTER || c == 0x00AD ||
@@ -263,9 +226,8 @@ std::string plain_formula_text(std::string_view text) {
     } else {
       const Character character = character_at(text, 0);
       length = character.length;
-      const char replacement = character.value < 0x80 ? '\0' : plain_character(character.value);
-      if (replacement != '\0') {
-        plain += replacement;
+      if (const std::size_t at = FOREIGN.find(character.value); at != FOREIGN.npos) {
+        plain += PLAIN[at];
       } else if (!is_invisible(character.value)) {
         plain += text.substr(0, length);
       }

@@ -1,11 +1,11 @@
 #include "collaborators/material_names.hpp"
 
-#include <algorithm>
 #include <array>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
 
+#include "collaborators/plain_letters.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace qelda_agent {
@@ -615,11 +615,8 @@ void add_rows(NameTable& table, auto rows, const NamedMaterial& traits) {
       if (symbol.empty()) break;
       material.elements.emplace(symbol);
     }
-    for (std::string_view names = row.names; !names.empty();) {
-      const std::string_view name = names.substr(0, names.find(','));
-      table.insert_or_assign(std::string(name), material);
-      names.remove_prefix(std::min(name.size() + 1, names.size()));
-    }
+    for (std::string_view names = row.names; !names.empty();)
+      table.insert_or_assign(std::string(cut_item(names)), material);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "collaborators/chemical_formula.hpp"
+#include "collaborators/plain_letters.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace qelda_agent {
@@ -24,10 +25,6 @@ constexpr std::string_view CLOSING = ")]}";
 constexpr std::string_view STRONG_MARKS = "/@|:;=";  // between formulas
 constexpr std::string_view WEAK_MARKS = "-+,*_";     // inside them too
 constexpr std::string_view BRACKETS = "()[]{}\\<>&\"";
-
-bool is_one_of(char c, std::string_view characters) {
-  return characters.find(c) != std::string_view::npos;
-}
 
 bool is_file_name(std::string_view chunk) {
   const std::string lower = ascii_lower_cased(chunk);
@@ -171,19 +168,16 @@ class WordCutter {
     RequestWord& word = add_word(bare, before);
     word.has_plane = flags.has_plane;
     word.has_state = flags.has_state;
-    word.is_number = !whole && word.text[0] >= '0' && word.text[0] <= '9';
+    word.is_number = !whole && is_digit(word.text[0]);
   }
 
   void cut_at_brackets(std::string_view part, char before) {
     while (!part.empty()) {
       const std::size_t end = std::min(part.find_first_of(BRACKETS), part.size());
-      if (end > 0) {
-        add_parts(part.substr(0, end), STRONG_MARKS, before);
-      }
+      add_parts(part.substr(0, end), STRONG_MARKS, before);
       before = end < part.size() ? part[end] : ' ';
       part.remove_prefix(std::min(end + 1, part.size()));
     }
-    if (words_.empty()) add_word("?", before);
   }
 
   /// "N-P" and "H-" are joined letters rather than a formula with a charge.
@@ -228,7 +222,7 @@ bool is_in_capitals(const std::vector<RequestWord>& words) {
     const bool is_word = word.text.size() >= 3 && !word.is_number && !word.is_file;
     if (!is_word) continue;
     ++all;
-    capital += word.text.find_first_of("abcdefghijklmnopqrstuvwxyz") == std::string::npos;
+    capital += std::none_of(word.text.begin(), word.text.end(), is_lower);
   }
   return all >= FEWEST && capital * 10 >= all * 8;
 }

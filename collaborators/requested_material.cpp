@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "collaborators/material_names.hpp"
+#include "collaborators/plain_letters.hpp"
 #include "collaborators/request_text.hpp"
 #include "collaborators/request_words.hpp"
 #include "structure_ingest/base/text.hpp"
@@ -45,22 +46,6 @@ constexpr auto CHEMICAL_ENDINGS = std::to_array<std::string_view>(
 
 bool is_among(const auto& list, std::string_view word) {
   return std::find(list.begin(), list.end(), word) != list.end();
-}
-
-bool is_upper(char c) {
-  return c >= 'A' && c <= 'Z';
-}
-
-bool is_lower(char c) {
-  return c >= 'a' && c <= 'z';
-}
-
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-bool has_digit(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), is_digit);
 }
 
 struct Mention {
