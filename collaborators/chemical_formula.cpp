@@ -3,7 +3,6 @@
 #include <array>
 #include <initializer_list>
 #include <utility>
-#include <vector>
 
 #include "collaborators/plain_letters.hpp"
 #include "structure_ingest/base/text.hpp"
@@ -182,34 +181,23 @@ std::optional<ChemicalFormula> read_formula(std::string_view text) {
 Elements elements_in_any_case(std::string_view text) {
   constexpr std::size_t LONGEST = 24;
   if (text.empty() || text.size() > LONGEST) return {};
-  struct Step {
-    std::size_t from;
-    std::size_t to;
-    std::string symbol;
-  };
-  std::vector<Step> steps;
-  std::array<bool, LONGEST + 1> reached{};
-  reached[0] = true;
-  for (std::size_t from = 0; from < text.size(); ++from) {
-    for (std::size_t length = 1; reached[from] && length <= 2; ++length) {
-      const std::string_view letters = text.substr(from, length);
+  // For each place, the elements in the readings of the text from there to its end.
+  std::array<std::optional<Elements>, LONGEST + 1> from;
+  from[text.size()] = Elements();
+  for (std::size_t begin = text.size(); begin-- > 0;) {
+    for (const std::size_t length : {1U, 2U}) {
+      const std::string_view letters = text.substr(begin, length);
       std::string symbol = canonical_symbol(letters);
       if (letters.size() != length || symbol.size() != length) continue;
-      std::size_t to = from + length;
-      while (to < text.size() && is_digit(text[to])) ++to;
-      reached[to] = true;
-      steps.push_back({from, to, std::move(symbol)});
+      std::size_t end = begin + length;
+      while (end < text.size() && is_digit(text[end])) ++end;
+      if (!from[end]) continue;
+      if (!from[begin]) from[begin].emplace();
+      from[begin]->insert(from[end]->begin(), from[end]->end());
+      from[begin]->insert(std::move(symbol));
     }
   }
-  std::array<bool, LONGEST + 1> leads_to_end{};
-  leads_to_end[text.size()] = true;
-  Elements elements;
-  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
-    if (!leads_to_end[step->to]) continue;
-    leads_to_end[step->from] = true;
-    elements.insert(std::move(step->symbol));
-  }
-  return elements;
+  return std::move(from[0]).value_or(Elements());
 }
 
 std::string plain_formula_text(std::string_view text) {

@@ -1,7 +1,6 @@
-// Which materials and files a free-text request in English names.
+// Which materials a free-text request in English names.
 #pragma once
 
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,9 +25,5 @@ struct RequestedMaterials {
 
 /// What a request names. In doubt a mention is not certain, yet its elements are listed.
 RequestedMaterials requested_materials(std::string_view request);
-
-/// Those of `names` (file names, or their stems) that occur in the request as whole words, in any
-/// letter case and with any marks between their parts.
-std::set<std::string> mentioned_names(std::string_view request, const std::set<std::string>& names);
 
 }  // namespace qelda_agent

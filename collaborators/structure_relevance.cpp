@@ -1,10 +1,12 @@
 #include "collaborators/structure_relevance.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <utility>
 
+#include "collaborators/mentioned_names.hpp"
 #include "collaborators/request_text.hpp"
 #include "collaborators/requested_material.hpp"
 #include "structure_ingest/base/path.hpp"
@@ -71,19 +73,12 @@ Structure structure_of(const Json& entry) {
   return structure;
 }
 
-bool share_one(const Elements& a, const Elements& b) {
-  return std::any_of(a.begin(), a.end(), [&](const auto& element) { return b.contains(element); });
-}
-
-bool holds_all(const Elements& all, const Elements& some) {
-  return std::includes(all.begin(), all.end(), some.begin(), some.end());
-}
-
 /// Whether the elements are those of one requested material, or of several together.
 bool is_made_of(const Elements& elements, const std::vector<RequestedMaterial>& materials) {
   Elements covered;
   for (const RequestedMaterial& material : materials)
-    if (holds_all(elements, material.elements))
+    if (std::includes(elements.begin(), elements.end(), material.elements.begin(),
+                      material.elements.end()))
       covered.insert(material.elements.begin(), material.elements.end());
   return !elements.empty() && covered == elements;
 }
@@ -112,12 +107,8 @@ std::string what_is_named(const std::vector<RequestedMaterial>& materials) {
 
 RelevanceVerdict verdict_on(const Structure& structure, const RequestedMaterials& requested,
                             const std::set<std::string>& mentioned) {
-  RelevanceVerdict verdict{structure.path, std::string(ROLE_UNKNOWN), UNSURE, ""};
   const auto decide = [&](std::string_view role, double confidence, std::string reason) {
-    verdict.role = role;
-    verdict.confidence = confidence;
-    verdict.reason = std::move(reason);
-    return verdict;
+    return RelevanceVerdict{structure.path, std::string(role), confidence, std::move(reason)};
   };
   for (const std::string& name : structure.names)
     if (mentioned.contains(name))
@@ -127,13 +118,13 @@ RelevanceVerdict verdict_on(const Structure& structure, const RequestedMaterials
       requested.certain.empty() ? std::string() : what_is_named(requested.certain);
   if (is_made_of(structure.elements, requested.certain))
     return decide(ROLE_REQUESTED, SURE, "the request names " + named);
-  if (share_one(structure.elements, requested.elements)) {
-    Elements shared;
-    for (const std::string& element : structure.elements)
-      if (requested.elements.contains(element)) shared.insert(element);
+  Elements shared;
+  std::set_intersection(structure.elements.begin(), structure.elements.end(),
+                        requested.elements.begin(), requested.elements.end(),
+                        std::inserter(shared, shared.end()));
+  if (!shared.empty())
     return decide(ROLE_RELATED, requested.certain.empty() ? UNSURE : SURE,
                   "the request may mean something with " + list_of(shared));
-  }
   if (requested.certain.empty())
     return decide(ROLE_UNKNOWN, UNSURE, "the request names no material with certainty");
   if (!requested.unnamed.empty())

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "collaborators/chemical_formula.hpp"
+#include "collaborators/mentioned_names.hpp"
 #include "collaborators/requested_material.hpp"
 
 namespace qelda_agent {
