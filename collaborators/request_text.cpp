@@ -108,21 +108,26 @@ class WordCutter {
     sentence_start_ |= sentence;
   }
 
+  /// A request may begin with nothing but marks, such as "+/-".
+  void mark_after(char mark) {
+    if (!words_.empty()) words_.back().after = mark;
+  }
+
   void add_chunk(std::string_view raw) {
     const std::string_view name = trimmed(raw);
     if (is_file_name(name)) {
       add_word(name, ' ').is_file = true;
     } else {
       const std::string plain = plain_formula_text(raw);
-      if (is_one_of(plain.empty() ? ' ' : plain.front(), "(") && !words_.empty()) end_clause(false);
+      if (plain.starts_with('(') && !words_.empty()) end_clause(false);
       const std::string_view chunk = trimmed(plain);
       if (chunk.empty()) {
-        if (!plain.empty() && !words_.empty()) words_.back().after = plain.front();
+        if (!plain.empty()) mark_after(plain.front());
         if (plain == "..." || plain == "\u2026") add_word("...", ' ');
         if (plain == "-" || plain == "--") end_clause(false);
       } else {
         add_parts(chunk, STRONG_MARKS, ' ');
-        if (plain.back() == '=' || plain.back() == ':') words_.back().after = plain.back();
+        if (is_one_of(plain.back(), "=:")) mark_after(plain.back());
       }
     }
     const std::size_t last = raw.find_last_not_of("'\"`)]}*");
@@ -145,7 +150,7 @@ class WordCutter {
       if (!is_one_of(c, marks) || (depth > 0 && i < chunk.size())) continue;
       if (i > begin) {
         add_part(chunk.substr(begin, i - begin), marks, before);
-        if (!words_.empty()) words_.back().after = i < chunk.size() ? c : ' ';
+        mark_after(i < chunk.size() ? c : ' ');
       }
       if (i < chunk.size()) before = c;
       begin = i + 1;
@@ -219,8 +224,7 @@ bool is_in_capitals(const std::vector<RequestWord>& words) {
   std::size_t all = 0;
   std::size_t capital = 0;
   for (const RequestWord& word : words) {
-    const bool is_word = word.text.size() >= 3 && !word.is_number && !word.is_file;
-    if (!is_word) continue;
+    if (word.text.size() < 3 || word.is_number || word.is_file) continue;
     ++all;
     capital += std::none_of(word.text.begin(), word.text.end(), is_lower);
   }

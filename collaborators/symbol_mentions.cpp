@@ -149,8 +149,9 @@ bool sounds_chemical(const RequestReading& reading, std::size_t i) {
 /// What is no formula as it is written.
 void read_any_case(RequestReading& reading, std::size_t i) {
   const RequestWord& word = reading.word(i);
-  const Elements elements = elements_in_any_case(word.lower);
-  const auto add = [&](bool certain) { add_formula(reading, i, elements, certain); };
+  const auto add = [&](bool certain) {
+    add_formula(reading, i, elements_in_any_case(word.lower), certain);
+  };
   const bool is_jargon = reading.is(i, jargon);
   const bool ligand = word.before == '(' && reading.mention(i - 1) != nullptr &&
                       word.text.size() > 1 && is_upper(word.text[0]);

@@ -197,6 +197,7 @@ TEST(RequestedMaterials, TellsCertainMentionsFromPossibleOnes) {
            Case{"bands of bi2te3", "bi2te3", "B Bi I Te"},
            Case{"+/- 2 meV", "", ""},
            Case{"-@TiO2", "TiO2", "O Ti"},
+           Case{"-: TiO2", "TiO2", "O Ti"},
            Case{"\xFF\xFE TiO2\xFF \xC3", "TiO2", "O Ti"},
        }) {
     const RequestedMaterials materials = requested_materials(request);
