@@ -186,12 +186,11 @@ Elements elements_in_any_case(std::string_view text) {
   from[text.size()] = Elements();
   for (std::size_t begin = text.size(); begin-- > 0;) {
     for (const std::size_t length : {1U, 2U}) {
-      const std::string_view letters = text.substr(begin, length);
-      std::string symbol = canonical_symbol(letters);
-      if (letters.size() != length || symbol.size() != length) continue;
       std::size_t end = begin + length;
       while (end < text.size() && is_digit(text[end])) ++end;
-      if (!from[end]) continue;
+      if (end > text.size() || !from[end]) continue;
+      std::string symbol = canonical_symbol(text.substr(begin, length));
+      if (symbol.size() != length) continue;
       if (!from[begin]) from[begin].emplace();
       from[begin]->insert(from[end]->begin(), from[end]->end());
       from[begin]->insert(std::move(symbol));
