@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <limits>
 #include <random>
 
@@ -136,22 +138,42 @@ TEST(Number, ShortestReadsAsInTheFile) {
   }
 }
 
-// The same on many values of all magnitudes, against the C library's own exact conversions.
-TEST(Number, AgreesWithTheCLibrary) {
+// The fast ways, on many values, against the C and C++ libraries' own exact conversions: raw bit
+// patterns, all magnitudes, halves at the tenth decimal, and decimals as files hold them.
+TEST(Number, AgreesWithTheLibraries) {
   std::mt19937_64 random(1);
+  const auto integer = [&random] {
+    return static_cast<double>(static_cast<std::int64_t>(random()));
+  };
   char expected[400];
-  for (int i = 0; i < 200000; ++i) {
-    const std::uint64_t bits = random();
-    const double value = i % 2 == 0 ? std::bit_cast<double>(bits)
-                                    : static_cast<double>(static_cast<std::int64_t>(bits)) *
-                                          std::pow(2.0, static_cast<double>(random() % 80) - 90.0);
+  for (int i = 0; i < 400000; ++i) {
+    const double candidates[] = {
+        std::bit_cast<double>(random()),
+        integer() * std::pow(2.0, static_cast<double>(random() % 90) - 100.0),
+        std::floor(integer() / 1e10) /
+            2048.0,  // multiples of 2^-11 end in 5 at the eleventh decimal
+        std::floor(integer() / 1e6) / 1e10,
+        std::floor(integer() / 1e10) / 1e8,
+    };
+    const double value = candidates[i % 5];
     if (!std::isfinite(value)) continue;
     std::snprintf(expected, sizeof expected, "%.10f", value);
     ASSERT_EQ(ten_decimals(value), expected);
-    const std::string text = shortest(value);
-    ASSERT_EQ(std::strtod(text.c_str(), nullptr), value) << text;
-    ASSERT_EQ(float_value(text), value) << text;
     ASSERT_EQ(float_value(expected), std::strtod(expected, nullptr)) << expected;
+    const std::string text = shortest(value);
+    ASSERT_EQ(float_value(text), value) << text;
+    // No shorter than the library's, and the same digits.
+    std::string digits = text.substr(0, text.find('e'));
+    std::erase_if(digits, [](char c) { return c < '0' || c > '9'; });
+    digits.erase(0, digits.find_first_not_of('0'));
+    digits.erase(digits.find_last_not_of('0') + 1);
+    const auto end =
+        std::to_chars(expected, std::end(expected), value, std::chars_format::scientific);
+    std::string shortest_digits(expected, end.ptr);
+    shortest_digits.erase(shortest_digits.find('e'));
+    std::erase_if(shortest_digits, [](char c) { return c < '0' || c > '9'; });
+    shortest_digits.erase(shortest_digits.find_last_not_of('0') + 1);
+    ASSERT_EQ(digits, shortest_digits) << text;
   }
 }
 
