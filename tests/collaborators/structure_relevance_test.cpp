@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
-#include <chrono>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -252,15 +251,14 @@ TEST(StructureRelevance, DropsNoNamesakeOfWhatItDrops) {
   EXPECT_TRUE(drops(verdict_on(salt, "Bands of silicon")));
 }
 
-TEST(StructureRelevance, ReadsAMegabyteInTime) {
+// Requests made to be long: a cost that grew with their square would run into the test's time limit.
+TEST(StructureRelevance, ReadsLongRequestsToTheirEnd) {
   const Json salt = entry_of("a.cif", "ClNa");
   for (const char* piece : {"silicon on NaX ", "((((", "H-", "Fe2O3", "a.b/c_d-e,f ", "done "}) {
     std::string request;
-    while (request.size() < 1000000) request += piece;
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(verdict_on(salt, request).source, salt["path"]);
-    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-    EXPECT_LT(time.count(), 20.0) << piece;
+    while (request.size() < 300000) request += piece;
+    EXPECT_NE(verdict_on(salt, request).role, ROLE_REQUESTED) << piece;
+    EXPECT_EQ(verdict_on(salt, request + " a.cif").role, ROLE_REQUESTED) << piece;
   }
 }
 
