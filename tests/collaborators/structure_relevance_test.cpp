@@ -33,7 +33,7 @@ Json entry_of(const std::string& file, const std::string& formula) {
   entry["path"] = ".diagnostics/structures/0f1e2d3c.xyz";
   entry["formula"] = formula;
   entry["species"] = species_of(formula);
-  entry["metadata"]["source_file"] = "/work/inputs/" + file;
+  entry["metadata"]["source_file"] = "/data/inputs/" + file;
   return entry;
 }
 
