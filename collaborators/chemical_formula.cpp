@@ -213,7 +213,7 @@ std::string plain_formula_text(std::string_view text) {
     } else {
       const Character character = character_at(text, 0);
       length = character.length;
-      if (const std::size_t at = FOREIGN.find(character.value); at != FOREIGN.npos) {
+      if (const std::size_t at = FOREIGN.find(character.value); at != std::u32string_view::npos) {
         plain += PLAIN[at];
       } else if (!is_invisible(character.value)) {
         plain += text.substr(0, length);
