@@ -1,4 +1,4 @@
-#include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -36,16 +36,10 @@ std::string message_of(const std::exception_ptr& error) {
   }
 }
 
-/// The notes that the state has now and had not before.
-std::vector<Json> new_notes(const Json& state, const Json& notes_before) {
-  std::vector<Json> notes;
-  if (!state.contains("structure_notes") || !state["structure_notes"].is_array()) return notes;
-  for (const Json& note : state["structure_notes"]) {
-    const bool known =
-        std::find(notes_before.begin(), notes_before.end(), note) != notes_before.end();
-    if (!known && note.is_string()) notes.push_back(note);
-  }
-  return notes;
+/// The list of notes in the state; empty where it is none.
+Json notes_in(const Json& state) {
+  const auto notes = state.find("structure_notes");
+  return notes != state.end() && notes->is_array() ? *notes : Json::array();
 }
 
 /// Why an entry was kept: the assessor's verdict on it, if it was asked.
@@ -59,76 +53,115 @@ std::string reason_kept(const Json& entry, const structure_ingest::RelevanceRepo
   return "there is no request to judge it by";
 }
 
-void show(std::span<const Json> entries, const structure_ingest::RelevanceReport& report,
-          const std::vector<Json>& notes) {
-  if (entries.empty() && notes.empty()) print_line("Nothing new.");
-  for (const Json& entry : entries) {
+/// What a hydration did, told once the state is saved.
+struct Hydration {
+  std::vector<Json> entries;
+  std::vector<Json> notes;  // the new ones
+  structure_ingest::RelevanceReport report;
+  WriteFailures failures;
+  std::string suppressed;  // the error that ended it, if any
+};
+
+void show(const Hydration& hydration) {
+  if (hydration.entries.empty() && hydration.notes.empty()) print_line("Nothing new.");
+  for (const Json& entry : hydration.entries) {
     show_entry(entry);
-    print_line("  kept: " + printable(reason_kept(entry, report)));
+    print_line("  kept: " + printable(reason_kept(entry, hydration.report)));
   }
-  for (const Json& note : notes) {
+  for (const Json& note : hydration.notes) {
+    if (!note.is_string()) continue;
     const std::string text = note.get<std::string>();
     const bool dropped = text.starts_with("Ignored '");
-    print_line((dropped ? coloured("dropped", YELLOW) : "note") + std::string("  ") +
-               printable(text));
+    print_line((dropped ? coloured("dropped", YELLOW) : "note") + "  " + printable(text));
+  }
+}
+
+/// The agent's modules, with what passes through them noted in `hydration`, which must outlive
+/// them.
+structure_ingest::Collaborators watched_modules(Hydration& hydration) {
+  structure_ingest::Collaborators modules = structure_ingest::agent_modules();
+  hydration.failures.watch(modules);
+  modules.record_suppressed_error = [&hydration, record = modules.record_suppressed_error](
+                                        const Json& project_path,
+                                        const structure_ingest::SuppressedError& error) {
+    hydration.suppressed = message_of(error.exc);
+    record(project_path, error);
+  };
+  modules.trust_state_for = [ask = modules.trust_state_for](const std::string& folder) {
+    try {
+      return ask(folder);
+    } catch (const std::exception& error) {
+      print_error(std::string("taken as trusted: ") + error.what());
+      throw;
+    }
+  };
+  modules.assess_structure_relevance = [&hydration, assess = modules.assess_structure_relevance](
+                                           const std::vector<Json>& entries,
+                                           const std::string& request, const Json& state) {
+    hydration.report = assess(entries, request, state);
+    return hydration.report;
+  };
+  return modules;
+}
+
+void hydrate(Json& state, const Arguments& arguments, Hydration& hydration) {
+  const std::size_t notes_before = notes_in(state).size();
+  const std::span<const Json> entries = structure_ingest::hydrate_user_structures(
+      state, {.extra_paths = arguments.paths, .collaborators = watched_modules(hydration)});
+  hydration.entries.assign(entries.begin(), entries.end());
+  const Json notes = notes_in(state);
+  hydration.notes.assign(notes.begin() + static_cast<std::ptrdiff_t>(notes_before), notes.end());
+}
+
+/// Has the state of a project's own say that project: one that says another was moved or copied.
+void adopt_project(Json& state, const std::string& project) {
+  const std::string folder = std::filesystem::absolute(project).lexically_normal().string();
+  const std::string kept = structure_ingest::parse_json(structure_ingest::json_text(Json(folder)));
+  if (kept != folder) throw WrongInput(folder + ": a state can hold no path that is not UTF-8");
+  Json& named = state["project_path"];
+  if (named.is_null() || named == "") named = folder;
+  std::error_code error;
+  if (!named.is_string() || !std::filesystem::equivalent(named.get<std::string>(), folder, error)) {
+    throw WrongInput(folder + ": its state says that its \"project_path\" is " +
+                     structure_ingest::json_text(named));
   }
 }
 
 Status run(const Arguments& arguments) {
-  const std::string path =
-      arguments.project.empty()
-          ? arguments.state
-          : (std::filesystem::path(arguments.project) / PROJECT_STATE).string();
-  structure_ingest::HydrateOptions options{.extra_paths = arguments.paths};
-  WriteFailures failures;
-  failures.watch(options.collaborators);
-  std::string suppressed;
-  options.collaborators.record_suppressed_error =
-      [&suppressed, record = options.collaborators.record_suppressed_error](
-          const Json& project_path, const structure_ingest::SuppressedError& error) {
-        suppressed = message_of(error.exc);
-        record(project_path, error);
-      };
-
-  structure_ingest::RelevanceReport report;
-  options.collaborators.assess_structure_relevance =
-      [&report, assess = options.collaborators.assess_structure_relevance](
-          const std::vector<Json>& entries, const std::string& request, const Json& state) {
-        report = assess(entries, request, state);
-        return report;
-      };
-
-  Json missing = nullptr;
-  if (!arguments.project.empty()) {
-    std::filesystem::create_directories(arguments.project);
-    missing = {{"project_path", std::filesystem::absolute(arguments.project).string()}};
+  const bool own_state = !arguments.project.empty();
+  if (own_state) std::filesystem::create_directories(arguments.project);
+  const std::string path = own_state
+                               ? (std::filesystem::path(arguments.project) / PROJECT_STATE).string()
+                               : arguments.state;
+  std::error_code error;
+  if (!own_state && !std::filesystem::exists(path, error)) {
+    throw WrongInput(path + ": no such file");
   }
-  Status status = ALL_WELL;
+
+  Hydration hydration;
   bool was_read = false;
-  const auto change = [&](Json& state) {
-    was_read = true;
-    if (state.is_null()) throw WrongInput(path + ": no such file");
-    if (!state.is_object()) throw WrongInput(path + ": the state is not a JSON object");
-    const Json notes_before = state.value("structure_notes", Json::array());
-    const std::span<const Json> entries = structure_ingest::hydrate_user_structures(state, options);
-    if (arguments.json) {
-      print_line(
-          structure_ingest::json_text(Json(std::vector<Json>(entries.begin(), entries.end()))));
-    } else {
-      show(entries, report, new_notes(state, notes_before));
-    }
-    status = status_of(entries, failures);
-  };
   try {
-    qelda_agent::update_json(path, missing, change);
+    qelda_agent::update_json(path, Json::object(), [&](Json& state) {
+      was_read = true;
+      if (!state.is_object()) throw WrongInput(path + ": the state is not a JSON object");
+      if (own_state) adopt_project(state, arguments.project);
+      hydrate(state, arguments, hydration);
+    });
   } catch (const structure_ingest::JsonError& error) {
     throw WrongInput(path + ": the state is malformed: " + error.what());
   } catch (const std::system_error& error) {
     if (was_read) throw;
     throw WrongInput(error.what());
   }
-  if (!suppressed.empty()) throw WrongInput(path + ": nothing was taken in: " + suppressed);
-  return status;
+  if (arguments.json) {
+    print_line(structure_ingest::json_text(Json(hydration.entries)));
+  } else {
+    show(hydration);
+  }
+  if (!hydration.suppressed.empty()) {
+    throw WrongInput(path + ": nothing was taken in: " + hydration.suppressed);
+  }
+  return status_of(hydration.entries, hydration.failures);
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
+#include <charconv>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "apps/commands.hpp"
@@ -15,7 +18,7 @@ using structure_ingest::Json;
 
 struct Arguments {
   std::string project;
-  int limit = structure_ingest::IngestOptions{}.limit;
+  std::string limit = std::to_string(structure_ingest::IngestOptions{}.limit);
   std::string discovery;
   bool json = false;
   std::vector<std::string> paths;
@@ -24,7 +27,16 @@ struct Arguments {
 std::map<std::string, std::string> read_discovery(const std::string& path) {
   std::map<std::string, std::string> kinds;
   if (path.empty()) return kinds;
-  const Json mapping = qelda_agent::read_json(path, nullptr);
+  std::error_code error;
+  if (!std::filesystem::exists(path, error)) throw WrongInput(path + ": no such file");
+  Json mapping;
+  try {
+    mapping = qelda_agent::read_json(path, nullptr);
+  } catch (const structure_ingest::JsonError& error) {
+    throw WrongInput(path + ": " + error.what());
+  } catch (const std::system_error& error) {
+    throw WrongInput(error.what());
+  }
   if (!mapping.is_object()) throw WrongInput(path + ": not a JSON object");
   for (const auto& [identity, kind] : mapping.items()) {
     if (!kind.is_string()) throw WrongInput(path + ": not every kind is a string");
@@ -33,9 +45,21 @@ std::map<std::string, std::string> read_discovery(const std::string& path) {
   return kinds;
 }
 
+/// The number of --limit; a leading zero makes it no octal number, as the option parser would have
+/// it.
+int read_limit(const std::string& text) {
+  int limit = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, limit);
+  if (error != std::errc() || stop != end) {
+    throw WrongInput("--limit: " + text + " is not a number that can be used");
+  }
+  return limit;
+}
+
 Status run(const Arguments& arguments) {
   structure_ingest::IngestOptions options;
-  options.limit = arguments.limit;
+  options.limit = read_limit(arguments.limit);
   options.discovery_by_path = read_discovery(arguments.discovery);
   WriteFailures failures;
   failures.watch(options.collaborators);

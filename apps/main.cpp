@@ -25,6 +25,14 @@ std::vector<std::string> reversed_arguments(int argc, char** argv) {
   return arguments;
 }
 
+/// `status`, unless what was printed cannot be written.
+apps::Status flushed(apps::Status status) {
+  std::cout.flush();
+  if (std::cout) return status;
+  apps::print_error("cannot write to standard output");
+  return apps::CANNOT_WRITE;
+}
+
 int run(int argc, char** argv) {
   CLI::App program("Takes the atomic-structure files that a user supplies into a project.",
                    "structure-ingest");
@@ -46,18 +54,13 @@ int run(int argc, char** argv) {
   try {
     program.parse(reversed_arguments(argc, argv));
   } catch (const CLI::Success& request) {
-    return program.exit(request);  // --help or --version
+    program.exit(request);  // prints the help or the version
+    return flushed(apps::ALL_WELL);
   } catch (const CLI::ParseError& error) {
     apps::print_error(std::string(error.what()) + " (see --help)");
     return apps::WRONG_USAGE;
   }
-  const apps::Status status = commands.at(program.get_subcommands().front()->get_name())();
-  std::cout.flush();
-  if (!std::cout) {
-    apps::print_error("cannot write to standard output");
-    return apps::CANNOT_WRITE;
-  }
-  return status;
+  return flushed(commands.at(program.get_subcommands().front()->get_name())());
 }
 
 }  // namespace

@@ -39,10 +39,15 @@ Status status_of(std::span<const Json> entries, const WriteFailures& failures) {
   const auto copy_failed = [](const Json& entry) {
     return entry["ok"].get<bool>() && entry["metadata"]["xyz_path"].get<std::string>().empty();
   };
+  bool cannot_write = !failures.messages.empty();
   for (const std::string& message : failures.messages) print_error(message);
-  if (!failures.messages.empty() || std::any_of(entries.begin(), entries.end(), copy_failed)) {
-    return CANNOT_WRITE;
+  for (const Json& entry : entries) {
+    if (!copy_failed(entry)) continue;
+    cannot_write = true;
+    print_error(entry["source_path"].get<std::string>() + ": " +
+                entry["warnings"].back().get<std::string>());
   }
+  if (cannot_write) return CANNOT_WRITE;
   const bool all_parsed = std::all_of(entries.begin(), entries.end(),
                                       [](const Json& entry) { return entry["ok"].get<bool>(); });
   return all_parsed ? ALL_WELL : SOME_FILE_UNPARSED;

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "apps/commands.hpp"
 #include "apps/outcome.hpp"
@@ -30,13 +31,17 @@ Json scanned_file(const std::string& path, std::string_view kind, const std::str
 }
 
 std::string resolved(const std::string& directory) {
-  return std::filesystem::weakly_canonical(std::filesystem::absolute(directory)).string();
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(directory);
+  const std::filesystem::path path = std::filesystem::weakly_canonical(absolute, error);
+  return error ? absolute.string() : path.string();
 }
 
 Status run(const Arguments& arguments) {
   const std::string root = resolved(arguments.directory);
   const std::string project = arguments.project.empty() ? root : resolved(arguments.project);
-  if (!std::filesystem::is_directory(root)) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(root, error)) {
     throw WrongInput(arguments.directory + ": not a directory");
   }
   const bool above_project = (project + "/").starts_with(root == "/" ? root : root + "/");

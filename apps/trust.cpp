@@ -21,7 +21,21 @@ struct Arguments {
   std::string directory = ".";
 };
 
+/// Changes the list; one that is malformed is wrong input, one that cannot be written is not.
+void change(const std::string& directory, const std::optional<std::string>& state) {
+  try {
+    qelda_agent::set_trust(directory, state);
+  } catch (const std::system_error&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    throw WrongInput(error.what());
+  }
+}
+
 Status run(const Arguments& arguments) {
+  if (arguments.trusted) change(arguments.directory, "trusted");
+  if (arguments.untrusted) change(arguments.directory, "untrusted");
+  if (arguments.forget) change(arguments.directory, std::nullopt);
   try {
     if (arguments.list) {
       const structure_ingest::Json list = qelda_agent::trust_list();
@@ -30,14 +44,9 @@ Status run(const Arguments& arguments) {
       }
       return ALL_WELL;
     }
-    if (arguments.trusted) qelda_agent::set_trust(arguments.directory, "trusted");
-    if (arguments.untrusted) qelda_agent::set_trust(arguments.directory, "untrusted");
-    if (arguments.forget) qelda_agent::set_trust(arguments.directory, std::nullopt);
     print_line(qelda_agent::trust_state_for(arguments.directory).state);
     return ALL_WELL;
-  } catch (const std::system_error&) {
-    throw;
-  } catch (const std::runtime_error& error) {
+  } catch (const std::runtime_error& error) {  // among them those of the file system
     throw WrongInput(error.what());
   }
 }

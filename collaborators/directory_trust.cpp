@@ -6,6 +6,7 @@
 #include "collaborators/atomic_io.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/text.hpp"
 
 namespace qelda_agent {
 namespace {
@@ -62,6 +63,10 @@ void set_trust(const std::string& directory, const std::optional<std::string>& s
     update_json(path, Json::object(), [&](Json& list) {
       check_list(list);
       const std::string folder = base::resolve_path(directory);
+      if (base::valid_utf8_prefix(folder) < folder.size()) {
+        throw std::runtime_error("the trust list can hold no name that is not UTF-8: " +
+                                 base::quoted_form(folder));
+      }
       if (state) {
         list[folder] = *state;
       } else {

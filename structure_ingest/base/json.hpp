@@ -38,8 +38,8 @@ const Json& value_at(const Json& mapping, const char* key);
 /// Throws std::invalid_argument when it is neither empty nor a mapping.
 const Json& member_of(const Json& mapping, const char* key);
 
-/// The text of a value: a string itself, otherwise its string form as the agent, a Python program,
-/// writes it (True, None); lists and mappings in JSON form.
+/// The text of a value: a string itself, True, False and None as the agent, a Python program,
+/// writes them, and otherwise the value's JSON text.
 std::string text_of(const Json& value);
 
 /// The text of a value, nothing for a value that counts as empty.

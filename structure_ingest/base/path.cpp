@@ -56,6 +56,11 @@ std::string without_dots(std::string_view absolute_path) {
   }
 }
 
+void refuse_nul(std::string_view path) {
+  if (path.find('\0') == std::string_view::npos) return;
+  throw std::invalid_argument("a path cannot hold a NUL character: " + quoted_form(path));
+}
+
 /// Where the symbolic link at `path` points; nothing when there is no link there.
 std::optional<std::string> link_target(const std::string& path) {
   std::string target(256, '\0');
@@ -139,6 +144,7 @@ bool is_within(std::string_view path, std::string_view folder) {
 }
 
 std::string expand_home(std::string_view path) {
+  refuse_nul(path);
   std::string text = path_text(path);
   if (text.front() != '~') return text;
   const std::size_t end = std::min(text.find('/'), text.size());
@@ -149,9 +155,7 @@ std::string expand_home(std::string_view path) {
 }
 
 std::string resolve_path(std::string_view path) {
-  if (path.find('\0') != std::string_view::npos) {
-    throw std::invalid_argument("a path cannot hold a NUL character: " + quoted_form(path));
-  }
+  refuse_nul(path);
   const std::string start = absolute(path);
   std::string resolved = "/";
   std::string rest_text = start;
@@ -165,12 +169,12 @@ std::string resolve_path(std::string_view path) {
       remove_last_component(resolved);
       continue;
     }
-    const std::string folder = resolved;
+    const std::size_t folder_size = resolved.size();
     append_component(resolved, component);
     const std::optional<std::string> target = link_target(resolved);
     if (!target) continue;
     if (++links > MAX_LINKS) return without_dots(start);
-    resolved = is_absolute(*target) ? "/" : folder;
+    resolved.resize(is_absolute(*target) ? 1 : folder_size);
     rest_text = *target + "/" + std::string(rest);
     rest = rest_text;
   }

@@ -26,7 +26,8 @@ std::string join_path(std::string_view folder, std::string_view path);
 bool is_within(std::string_view path, std::string_view folder);
 
 /// Replaces a leading "~" or "~user" by that user's home directory.
-/// Throws std::runtime_error when there is no telling where it is.
+/// Throws std::runtime_error when there is no telling where it is, and std::invalid_argument for
+/// text with a NUL character.
 std::string expand_home(std::string_view path);
 
 /// The absolute path with symbolic links followed and "." and ".." removed; it need not exist.

@@ -64,8 +64,9 @@ constexpr char32_t CAPITAL_I_WITH_DOT = 0x0130;
 
 bool is_cased(char32_t character) {
   const auto c = static_cast<utf8proc_int32_t>(character);
-  return utf8proc_category(c) == UTF8PROC_CATEGORY_LT || utf8proc_tolower(c) != c ||
-         utf8proc_toupper(c) != c;
+  const utf8proc_category_t category = utf8proc_category(c);
+  return category == UTF8PROC_CATEGORY_LU || category == UTF8PROC_CATEGORY_LL ||
+         category == UTF8PROC_CATEGORY_LT || utf8proc_tolower(c) != c || utf8proc_toupper(c) != c;
 }
 
 /// Characters that do not end a word when it is asked whether a sigma is its last letter.

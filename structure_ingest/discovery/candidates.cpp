@@ -1,5 +1,7 @@
 #include "structure_ingest/discovery/candidates.hpp"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <exception>
 #include <optional>
@@ -48,6 +50,8 @@ void offer(Candidates& candidates, std::string_view raw, std::string_view how) {
 bool is_sweep_allowed(const std::string& project_path, const Collaborators& collaborators) {
   try {
     return collaborators.trust_state_for(project_path).state != "untrusted";
+  } catch (const abi::__forced_unwind&) {
+    throw;  // the end of the thread is no error
   } catch (...) {
     return true;  // only a plain "untrusted" keeps the workspace out
   }

@@ -1,5 +1,7 @@
 #include "structure_ingest/discovery/hydrate.hpp"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <exception>
 #include <iterator>
@@ -78,19 +80,29 @@ void add_notes_on(const Json& entry, Json::array_t& notes) {
   }
 }
 
-/// Puts the entries before those that the state has. The old list's entries move over, once nothing
-/// can fail any more.
+/// Puts the entries before those that the state has. The old entries move over, once nothing can
+/// fail any more; the state gets room for its two keys while they are out of it, since a mapping
+/// that grows copies its values.
 void prepend_sources(Json& state, std::vector<Json>&& entries) {
-  Json merged(std::move(entries));
-  Json::array_t& list = merged.get_ref<Json::array_t&>();
-  Json& sources = state["structure_sources"];
-  if (sources.is_array()) {
-    list.reserve(list.size() + sources.size());
-    for (Json& old : sources) {
-      if (old.is_object()) list.push_back(std::move(old));
+  Json old;
+  if (const auto found = state.find("structure_sources"); found != state.end()) old.swap(*found);
+  Json merged;
+  try {
+    Json::object_t& members = state.get_ref<Json::object_t&>();
+    members.reserve(members.size() + 2);
+    merged = Json(std::move(entries));
+    merged.get_ref<Json::array_t&>().reserve(merged.size() + old.size());
+    state["structure_sources"];
+  } catch (...) {
+    if (const auto found = state.find("structure_sources"); found != state.end()) found->swap(old);
+    throw;
+  }
+  if (old.is_array()) {
+    for (Json& entry : old) {
+      if (entry.is_object()) merged.push_back(std::move(entry));
     }
   }
-  sources = std::move(merged);
+  state["structure_sources"] = std::move(merged);
 }
 
 std::span<Json> hydrate(Json& state, const HydrateOptions& options) {
@@ -126,11 +138,15 @@ std::span<Json> hydrate(Json& state, const HydrateOptions& options) {
 std::span<Json> hydrate_user_structures(Json& state, const HydrateOptions& options) {
   try {
     return hydrate(state, options);
+  } catch (const abi::__forced_unwind&) {
+    throw;  // the end of the thread is no error
   } catch (...) {
     try {
       options.collaborators.record_suppressed_error(
           value_at(state, "project_path"),
           {"structure_ingest", "hydrate_user_structures", std::current_exception()});
+    } catch (const abi::__forced_unwind&) {
+      throw;  // the end of the thread is no error
     } catch (...) {
       // Who cannot even be told of a failure must not be failed by it.
     }

@@ -20,10 +20,10 @@ struct HydrateOptions {
 /// state's project, drops those unrelated to the request, and puts the new ones at the head of
 /// state["structure_sources"], with notes in state["structure_notes"].
 ///
-/// Returns the new entries: a view of the head of state["structure_sources"], valid as long as that
-/// list is not changed; empty when there are none. `state` is a mapping that the caller owns; it
-/// must not be used by two calls at once. Throws nothing: an error that no step expects is reported
-/// through `record_suppressed_error`, and the result is empty.
+/// Returns the new entries: a view of the head of state["structure_sources"], valid until that list
+/// changes or the state gets a new key; empty when there are none. `state` is a mapping that the
+/// caller owns; it must not be used by two calls at once. Throws nothing: an error that no step
+/// expects is reported through `record_suppressed_error`, and the result is empty.
 std::span<Json> hydrate_user_structures(Json& state, const HydrateOptions& options = {});
 
 }  // namespace structure_ingest

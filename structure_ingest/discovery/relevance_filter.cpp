@@ -1,5 +1,7 @@
 #include "structure_ingest/discovery/relevance_filter.hpp"
 
+#include <cxxabi.h>
+
 #include <map>
 #include <utility>
 
@@ -49,6 +51,8 @@ FilteredEntries drop_unrelated_structures(std::vector<Json> entries, const Json&
     unrelated =
         unrelated_verdicts(collaborators.assess_structure_relevance(entries, request, state),
                            collaborators.ROLE_UNRELATED);
+  } catch (const abi::__forced_unwind&) {
+    throw;  // the end of the thread is no error
   } catch (...) {
     // Nobody can tell what is unrelated: everything passes.
     return {std::move(entries), {}};

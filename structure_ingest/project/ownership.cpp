@@ -23,12 +23,13 @@ std::optional<std::string> expanded_and_resolved(const std::string& path) {
 }
 
 bool is_project_root(const std::string& folder) {
-  using internal::join_path;
+  // The folder is resolved already; joining text keeps the walk up a long path cheap.
+  const std::string prefix = folder == "/" ? folder : folder + "/";
   return std::any_of(
              PROJECT_MARKERS.begin(), PROJECT_MARKERS.end(),
-             [&](auto name) { return internal::is_regular_file(join_path(folder, name)); }) ||
+             [&](auto name) { return internal::is_regular_file(prefix + std::string(name)); }) ||
          std::any_of(PROJECT_MARKER_DIRS.begin(), PROJECT_MARKER_DIRS.end(),
-                     [&](auto name) { return internal::is_directory(join_path(folder, name)); });
+                     [&](auto name) { return internal::is_directory(prefix + std::string(name)); });
 }
 
 }  // namespace

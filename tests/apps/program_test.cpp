@@ -89,6 +89,10 @@ TEST_F(Program, IngestsIntoAProject) {
   EXPECT_EQ(run("ingest --project proj --limit 1 ../he.xyz missing.xyz").status, 0);
   w.write("file", "");
   EXPECT_EQ(run("ingest --project file ../he.xyz").status, 3);
+  w.write("blocked/project_root", "");
+  const Outcome blocked = run("ingest --project blocked --limit 010 ../he.xyz");
+  EXPECT_EQ(blocked.status, 3);
+  EXPECT_NE(blocked.err.find("he.xyz: Could not write canonical XYZ copy: "), std::string::npos);
 }
 
 TEST_F(Program, HydratesAStateFile) {
@@ -193,6 +197,8 @@ TEST_F(Program, SweepsAWorkspace) {
 
 TEST_F(Program, SaysWhatIsWrongInOneLine) {
   w.write("list.json", "[]");
+  w.write("null.json", "null");
+  w.write("moved/.strataquill_state.json", R"({"project_path": "/else"})");
   w.write("broken.json", "{\"a\": }");
   w.write("odd.json", "{\"project_path\": \"" + (w / "proj") + "\", \"attachments\": 5}");
   w.write("kinds.json", "{\"a\": 1}");
@@ -211,6 +217,15 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
            Case{"ingest --project proj --discovery kinds.json he.xyz", 2, "kinds.json: "},
            Case{"hydrate he.xyz", 2, "--state or --project is required"},
            Case{"hydrate --state a --project b", 2, "--project"},
+           Case{"ingest --project proj --discovery broken.json he.xyz", 2,
+                "broken.json: parse error"},
+           Case{"ingest --project proj --discovery nowhere he.xyz", 2, "nowhere: no such file"},
+           Case{"ingest --project proj --discovery proj he.xyz", 2, "Is a directory"},
+           Case{"hydrate --state null.json", 2, "null.json: the state is not a JSON object"},
+           Case{"hydrate --project moved he.xyz", 2,
+                "its state says that its \"project_path\" is \"/else\""},
+           Case{"hydrate --project odd$(printf '\\377') he.xyz", 2, "no path that is not UTF-8"},
+           Case{"--help >/dev/full 2>run.err #", 3, "cannot write to standard output"},
            Case{"hydrate --state missing.json", 2, "missing.json: no such file"},
            Case{"hydrate --state list.json", 2, "list.json: the state is not a JSON object"},
            Case{"hydrate --state broken.json", 2, "broken.json: the state is malformed: "},

@@ -73,7 +73,8 @@ TEST(Diagnostics, AppendsALine) {
             R"({"node": "node", "op": "op", "error_type": "std::logic_error", )"
             R"("message": "two\nlines"})");
   EXPECT_EQ(structure_ingest::parse_json(log.substr(end))["error_type"], "unknown");
-  for (const Json& nowhere : {Json(project / "missing"), Json("nul\0"), Json("/dev/null")}) {
+  for (const Json& nowhere :
+       {Json(project / "missing"), Json(std::string("nul\0", 4)), Json("/dev/null")}) {
     EXPECT_NO_THROW(record_suppressed_error(nowhere, {"node", "op", error}));
   }
   EXPECT_FALSE(std::filesystem::exists(project / "missing"));

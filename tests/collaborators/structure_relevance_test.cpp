@@ -251,7 +251,8 @@ TEST(StructureRelevance, DropsNoNamesakeOfWhatItDrops) {
   EXPECT_TRUE(drops(verdict_on(salt, "Bands of silicon")));
 }
 
-// Requests made to be long: a cost that grew with their square would run into the test's time limit.
+// Requests made to be long: a cost that grew with their square would run into the test's time
+// limit.
 TEST(StructureRelevance, ReadsLongRequestsToTheirEnd) {
   const Json salt = entry_of("a.cif", "ClNa");
   for (const char* piece : {"silicon on NaX ", "((((", "H-", "Fe2O3", "a.b/c_d-e,f ", "done "}) {

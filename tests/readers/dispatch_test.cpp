@@ -76,7 +76,7 @@ TEST(Dispatch, KeepsThePathInItsNormalForm) {
   EXPECT_EQ(parse_structure_file(folder.path() + "//./sub/..//a.xyz/").source_path,
             folder.path() + "/sub/../a.xyz");
   EXPECT_EQ(parse_structure_file("").source_path, ".");
-  EXPECT_EQ(parse_structure_file("a\0b.xyz").warnings,
+  EXPECT_EQ(parse_structure_file(std::string("a\0b.xyz", 7)).warnings,
             std::vector<std::string>{"File does not exist."});
 }
 
