@@ -133,8 +133,8 @@ Status run(const Arguments& arguments) {
   const std::string path = own_state
                                ? (std::filesystem::path(arguments.project) / PROJECT_STATE).string()
                                : arguments.state;
-  std::error_code error;
-  if (!own_state && !std::filesystem::exists(path, error)) {
+  std::error_code ignored;
+  if (!own_state && !std::filesystem::exists(path, ignored)) {
     throw WrongInput(path + ": no such file");
   }
 

@@ -27,8 +27,8 @@ struct Arguments {
 std::map<std::string, std::string> read_discovery(const std::string& path) {
   std::map<std::string, std::string> kinds;
   if (path.empty()) return kinds;
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) throw WrongInput(path + ": no such file");
+  std::error_code ignored;
+  if (!std::filesystem::exists(path, ignored)) throw WrongInput(path + ": no such file");
   Json mapping;
   try {
     mapping = qelda_agent::read_json(path, nullptr);
