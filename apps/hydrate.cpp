@@ -119,7 +119,9 @@ void adopt_project(Json& state, const std::string& project) {
   const std::string kept = structure_ingest::parse_json(structure_ingest::json_text(Json(folder)));
   if (kept != folder) throw WrongInput(folder + ": a state can hold no path that is not UTF-8");
   Json& named = state["project_path"];
-  if (named.is_null() || named == "") named = folder;
+  const bool is_missing =
+      named.is_null() || (named.is_string() && named.get_ref<const std::string&>().empty());
+  if (is_missing) named = folder;
   std::error_code error;
   if (!named.is_string() || !std::filesystem::equivalent(named.get<std::string>(), folder, error)) {
     throw WrongInput(folder + ": its state says that its \"project_path\" is " +
