@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <optional>
 #include <set>
 #include <string_view>
 #include <utility>

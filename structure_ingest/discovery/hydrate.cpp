@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <iterator>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -130,7 +129,7 @@ std::span<Json> hydrate(Json& state, const HydrateOptions& options) {
   for (const std::string& note : filtered.notes) add_note(notes, note);
   for (const Json& entry : result) add_notes_on(entry, notes);
   state["structure_notes"] = std::move(notes);
-  return std::span<Json>(state["structure_sources"].get_ref<Json::array_t&>().data(), added);
+  return result;
 }
 
 }  // namespace
