@@ -27,11 +27,16 @@ Json read_json(const std::string& path, const Json& missing) {
 
 void update_json(const std::string& path, const Json& missing,
                  const std::function<void(Json&)>& change) {
-  const base::FolderLock lock(base::parent_folder(base::path_text(path)));
-  const Json before = read_json(path, missing);
-  Json value = before;
+  // The folder may be reached through links: it is the caller's own choice.
+  const std::string given = base::path_text(path);
+  const std::string folder = base::resolve_path(base::parent_folder(given));
+  const base::FolderLock lock(folder);
+  Json value = read_json(path, missing);
+  // Texts are compared, not values: a copy of a large value takes several times the room.
+  const std::string before = structure_ingest::json_text(value, 2);
   change(value);
-  if (value != before) atomic_write_json(path, value);
+  std::string after = structure_ingest::json_text(value, 2);
+  if (after != before) base::replace_file(base::join_path(folder, base::file_name(given)), after += '\n');
 }
 
 }  // namespace qelda_agent

@@ -1,21 +1,28 @@
 #include "structure_ingest/base/file.hpp"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <limits>
 #include <random>
 #include <system_error>
+#include <utility>
 
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/system_call.hpp"
 
 namespace structure_ingest::internal {
 namespace {
+
+constexpr std::size_t MAX_WHOLE_FILE = std::size_t{1} << 30;
 
 [[noreturn]] void fail(const char* what, const std::string& path, int error = errno) {
   throw std::filesystem::filesystem_error(what, path,
@@ -28,21 +35,49 @@ const char* c_path(const std::string& path) {
   return path.c_str();
 }
 
-/// Opens a regular file, and refuses anything else.
-int open_regular(const std::string& path, int flags, const char* what) {
-  const int descriptor =
-      retried([&] { return open(c_path(path), flags | O_CLOEXEC | O_NOCTTY, 0666); });
-  if (descriptor < 0) fail(what, path);
-  struct stat status {};
-  const int error = fstat(descriptor, &status) != 0 ? errno
-                    : S_ISDIR(status.st_mode)       ? EISDIR
-                    : !S_ISREG(status.st_mode)      ? EINVAL
-                                                    : 0;
-  if (error != 0) {
-    close(descriptor);
-    fail(what, path, error);
+/// An open file or folder, closed at the end.
+class Descriptor {
+ public:
+  explicit Descriptor(int value) : value_(value) {}
+  Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(value_, other.value_);
+    return *this;
   }
-  return descriptor;
+  ~Descriptor() {
+    if (value_ >= 0) close(value_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return value_; }
+  int release() { return std::exchange(value_, -1); }
+
+ private:
+  int value_;
+};
+
+/// Opens a file in `folder` (AT_FDCWD: at a path); the descriptor is negative on failure.
+Descriptor open_at(int folder, const std::string& name, int flags) {
+  return Descriptor(
+      retried([&] { return openat(folder, c_path(name), flags | O_CLOEXEC | O_NOCTTY, 0666); }));
+}
+
+/// Whether the kernel makes the file up as it is read: such a file may have no end, and its size
+/// says nothing.
+bool is_made_up(int descriptor) {
+  struct statfs system {};
+  if (fstatfs(descriptor, &system) != 0) return false;
+  const auto type = static_cast<unsigned long>(system.f_type);
+  return type == PROC_SUPER_MAGIC || type == SYSFS_MAGIC || type == DEBUGFS_MAGIC ||
+         type == TRACEFS_MAGIC;
+}
+
+/// What keeps an open file from being used as a regular file; 0 for nothing.
+int objection(const Descriptor& file, struct stat& status) {
+  if (file.get() < 0 || fstat(file.get(), &status) != 0) return errno;
+  if (S_ISDIR(status.st_mode)) return EISDIR;
+  return !S_ISREG(status.st_mode) || is_made_up(file.get()) ? EINVAL : 0;
 }
 
 void write_all(int descriptor, std::string_view content, const std::string& path) {
@@ -54,65 +89,104 @@ void write_all(int descriptor, std::string_view content, const std::string& path
   }
 }
 
-void sync_folder(const std::string& folder) {
-  const int descriptor =
-      retried([&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
-  if (descriptor < 0) return;  // a folder that may be written but not read cannot be synced
-  fsync(descriptor);           // the new name is in place; some file systems cannot sync folders
-  close(descriptor);
+void sync_folder(const Descriptor& folder) {
+  const Descriptor readable = open_at(folder.get(), ".", O_RDONLY | O_DIRECTORY);
+  // A folder that may be written but not read cannot be synced, and some file systems cannot sync
+  // folders; the new name is in place all the same.
+  if (readable.get() >= 0) fsync(readable.get());
+}
+
+/// A folder to write to, by its name in `parent`; a link in its place is refused.
+Descriptor open_folder(int parent, const std::string& name, const std::string& purpose) {
+  Descriptor folder = open_at(parent, name, O_PATH | O_DIRECTORY | O_NOFOLLOW);
+  if (folder.get() >= 0) return folder;
+  const int error = errno;
+  struct stat status {};
+  const bool is_link =
+      fstatat(parent, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
+  if (is_link) fail("cannot write through a symbolic link", purpose, ELOOP);
+  fail("cannot write", purpose, error);
 }
 
 /// A file of an unused name in `folder`, removed again unless it is moved to its place.
 class TemporaryFile {
  public:
-  TemporaryFile(const std::string& folder, const std::string& purpose) {
+  TemporaryFile(const Descriptor& folder, const std::string& purpose)
+      : folder_(folder), purpose_(purpose) {
     std::random_device random;
     do {
-      std::array<char, 48> name{};
-      std::snprintf(name.data(), name.size(), ".structure_ingest-%08x%08x.tmp", random(), random());
-      path_ = join_path(folder, name.data());
-      descriptor_ = retried([&] {
-        return open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
-      });
-    } while (descriptor_ < 0 && errno == EEXIST);
-    if (descriptor_ < 0) fail("cannot write", purpose);
+      std::snprintf(name_.data(), name_.size(), ".structure_ingest-%08x%08x.tmp", random(),
+                    random());
+      file_ = open_at(folder_.get(), name_.data(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW);
+    } while (file_.get() < 0 && errno == EEXIST);
+    if (file_.get() < 0) fail("cannot write", purpose);
   }
   ~TemporaryFile() {
-    if (descriptor_ >= 0) close(descriptor_);
-    if (!path_.empty()) unlink(path_.c_str());
+    if (!moved_) unlinkat(folder_.get(), name_.data(), 0);
   }
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-  int descriptor() const { return descriptor_; }
+  int descriptor() const { return file_.get(); }
 
-  void move_to(const std::string& target) {
-    const int descriptor = descriptor_;
-    descriptor_ = -1;
-    if (close(descriptor) != 0 && errno != EINTR) fail("cannot write", target);
-    if (rename(path_.c_str(), target.c_str()) != 0) fail("cannot replace", target);
-    path_.clear();
+  void move_to(const std::string& name) {
+    if (close(file_.release()) != 0 && errno != EINTR) fail("cannot write", purpose_);
+    if (renameat(folder_.get(), name_.data(), folder_.get(), name.c_str()) != 0) {
+      fail("cannot replace", purpose_);
+    }
+    moved_ = true;
   }
 
  private:
-  std::string path_;
-  int descriptor_ = -1;
+  const Descriptor& folder_;
+  const std::string& purpose_;
+  std::array<char, 48> name_{};
+  Descriptor file_{-1};
+  bool moved_ = false;
 };
+
+/// Replaces the file `name` in `folder`; errors name it by `path`.
+void replace_in(const Descriptor& folder, const std::string& name, std::string_view content,
+                const std::string& path) {
+  struct stat old {};
+  const bool keeps_mode = fstatat(folder.get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
+                          S_ISREG(old.st_mode);
+  TemporaryFile temporary(folder, path);
+  if (keeps_mode) static_cast<void>(fchmod(temporary.descriptor(), old.st_mode & 0777));
+  write_all(temporary.descriptor(), content, path);
+  if (retried([&] { return fsync(temporary.descriptor()); }) != 0) fail("cannot write", path);
+  temporary.move_to(name);
+  sync_folder(folder);
+}
 
 }  // namespace
 
-InputFile::InputFile(const std::string& path)
-    // Without O_NONBLOCK opening a FIFO waits for a writer.
-    : path_(path), descriptor_(open_regular(path, O_RDONLY | O_NONBLOCK, "cannot read")) {}
+InputFile::InputFile(const std::string& path) : path_(path), descriptor_(-1), remaining_(0) {
+  // Without O_NONBLOCK opening a FIFO waits for a writer.
+  Descriptor file = open_at(AT_FDCWD, path, O_RDONLY | O_NONBLOCK);
+  struct stat status {};
+  if (const int error = objection(file, status); error != 0) fail("cannot read", path, error);
+  // Some file systems do not know the size of what they hold and say zero.
+  remaining_ = status.st_size > 0 ? static_cast<std::uint64_t>(status.st_size)
+                                  : std::numeric_limits<std::uint64_t>::max();
+  descriptor_ = file.release();
+}
 
 InputFile::~InputFile() {
   close(descriptor_);
 }
 
 std::size_t InputFile::read(char* buffer, std::size_t size) {
-  const ssize_t count = retried([&] { return ::read(descriptor_, buffer, size); });
+  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, remaining_));
+  if (wanted == 0) return 0;
+  const ssize_t count = retried([&] { return ::read(descriptor_, buffer, wanted); });
   if (count < 0) fail("cannot read", path_);
+  remaining_ -= static_cast<std::uint64_t>(count);
   return static_cast<std::size_t>(count);
+}
+
+void InputFile::refuse_as_too_large() const {
+  fail("cannot read", path_, EFBIG);
 }
 
 std::string read_file(const std::string& path) {
@@ -123,6 +197,7 @@ std::string read_file(const std::string& path) {
     if (content.size() - used < piece) content.resize(2 * content.size() + piece);
     const std::size_t count = file.read(content.data() + used, content.size() - used);
     used += count;
+    if (used > MAX_WHOLE_FILE) file.refuse_as_too_large();
     if (count == 0) {
       content.resize(used);
       return content;
@@ -131,36 +206,48 @@ std::string read_file(const std::string& path) {
 }
 
 void replace_file(const std::string& path, std::string_view content) {
-  const std::string folder = parent_folder(path);
-  struct stat old {};
-  const bool keeps_mode = lstat(c_path(path), &old) == 0 && S_ISREG(old.st_mode);
-  TemporaryFile temporary(folder, path);
-  if (keeps_mode) static_cast<void>(fchmod(temporary.descriptor(), old.st_mode & 0777));
-  write_all(temporary.descriptor(), content, path);
-  if (retried([&] { return fsync(temporary.descriptor()); }) != 0) fail("cannot write", path);
-  temporary.move_to(path);
-  sync_folder(folder);
+  const std::string text = path_text(c_path(path));
+  replace_in(open_folder(AT_FDCWD, parent_folder(text), path), file_name(text), content, path);
+}
+
+void replace_file_beneath(const std::string& root, const std::string& relative,
+                          std::string_view content) {
+  const std::string path = join_path(root, relative);
+  create_folders(root);
+  Descriptor folder = open_at(AT_FDCWD, root, O_PATH | O_DIRECTORY);
+  if (folder.get() < 0) fail("cannot write", path);
+  std::size_t start = 0;
+  for (std::size_t slash = 0; (slash = relative.find('/', start)) != std::string::npos;
+       start = slash + 1) {
+    const std::string name = relative.substr(start, slash - start);
+    if (mkdirat(folder.get(), name.c_str(), 0777) != 0 && errno != EEXIST) {
+      fail("cannot write", path);
+    }
+    folder = open_folder(folder.get(), name, path);
+  }
+  replace_in(folder, relative.substr(start), content, path);
 }
 
 void append_line(const std::string& path, const std::string& line) {
-  const int descriptor = open_regular(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK,
-                                      "cannot append to");
+  constexpr const char* what = "cannot append to";
+  const std::string normal = path_text(c_path(path));
+  const Descriptor folder = open_folder(AT_FDCWD, parent_folder(normal), path);
+  Descriptor file = open_at(folder.get(), file_name(normal),
+                            O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
+  struct stat status {};
+  if (const int error = objection(file, status); error != 0) fail(what, path, error);
   const std::string text = line + '\n';
-  const ssize_t written = retried([&] { return ::write(descriptor, text.data(), text.size()); });
-  const int error = written < 0 ? errno : ENOSPC;
-  close(descriptor);
-  if (written != static_cast<ssize_t>(text.size())) fail("cannot append to", path, error);
+  const ssize_t written = retried([&] { return ::write(file.get(), text.data(), text.size()); });
+  if (written < 0) fail(what, path);
+  if (written != static_cast<ssize_t>(text.size())) fail(what, path, ENOSPC);
 }
 
-FolderLock::FolderLock(const std::string& folder)
-    : descriptor_(
-          retried([&] { return open(c_path(folder), O_RDONLY | O_DIRECTORY | O_CLOEXEC); })) {
-  if (descriptor_ < 0) fail("cannot lock", folder);
-  if (retried([&] { return flock(descriptor_, LOCK_EX); }) != 0) {
-    const int error = errno;
-    close(descriptor_);
-    fail("cannot lock", folder, error);
+FolderLock::FolderLock(const std::string& folder) : descriptor_(-1) {
+  Descriptor opened = open_at(AT_FDCWD, folder, O_RDONLY | O_DIRECTORY);
+  if (opened.get() < 0 || retried([&] { return flock(opened.get(), LOCK_EX); }) != 0) {
+    fail("cannot lock", folder);
   }
+  descriptor_ = opened.release();
 }
 
 FolderLock::~FolderLock() {

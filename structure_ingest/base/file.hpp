@@ -3,13 +3,15 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace structure_ingest::internal {
 
-/// A regular file open for reading. Anything else (a folder, FIFO, device, socket) is refused
-/// without waiting for it, so that no name can make a reader hang.
+/// A regular file open for reading. Anything else (a folder, FIFO, device, socket, a file that the
+/// kernel makes up such as those in /proc) is refused without waiting for it, and what is appended
+/// after the opening is not read: so no name can make a reader hang or go on for ever.
 class InputFile {
  public:
   explicit InputFile(const std::string& path);
@@ -20,21 +22,32 @@ class InputFile {
   /// Reads up to `size` bytes into `buffer`; 0 at the end of the file.
   std::size_t read(char* buffer, std::size_t size);
 
+  /// Gives the file up because what must be held of it at once exceeds any sensible amount.
+  [[noreturn]] void refuse_as_too_large() const;
+
  private:
   std::string path_;
   int descriptor_;
+  std::uint64_t remaining_;  // bytes up to the end that the file had when it was opened
 };
 
-/// The bytes of a regular file.
+/// The bytes of a regular file of up to one GiB; a larger one is an error.
 std::string read_file(const std::string& path);
 
 /// Creates `path` or replaces its whole content, so that a reader sees the old file or the new one
 /// and a failure leaves the old one: a temporary file in the same folder takes its place once it is
-/// on the disk. A symbolic link at `path` is replaced, not followed; the folder must exist.
+/// on the disk. A symbolic link at `path` is replaced, not followed; the folder must exist, and is
+/// not itself reached through a link in its place.
 void replace_file(const std::string& path, std::string_view content);
 
+/// The same for the file `relative` beneath the folder `root`: missing folders are created, and no
+/// link beneath `root` is followed, so that nothing placed there can lead the file elsewhere.
+void replace_file_beneath(const std::string& root, const std::string& relative,
+                          std::string_view content);
+
 /// Appends `line` and a line feed in one step, so that the lines of two writers never mix; creates
-/// the file when it is missing, and refuses anything but a regular file.
+/// the file when it is missing, and refuses anything but a regular file, links to the file or in
+/// the place of its folder included.
 void append_line(const std::string& path, const std::string& line);
 
 /// Keeps others that lock the same folder waiting, as long as it lives.

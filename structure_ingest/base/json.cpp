@@ -1,7 +1,9 @@
 #include "structure_ingest/base/json.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -157,15 +159,26 @@ class Builder : public Json::json_sax_t {
   }
   bool string(std::string& value) override { return add(std::move(value)); }
   bool binary(Json::binary_t& value) override { return add(Json::binary(std::move(value))); }
-  bool start_object(std::size_t /*size*/) override { return open(Json::object()); }
-  bool start_array(std::size_t /*size*/) override { return open(Json::array()); }
-  bool end_object() override { return close(); }
-  bool end_array() override { return close(); }
+  bool start_object(std::size_t /*size*/) override { return open(true); }
+  bool start_array(std::size_t /*size*/) override { return open(false); }
   bool key(std::string& name) override {
+    Open& object = open_.back();
     // Of repeated keys the last value counts, at the place of the first.
-    member_ = &(*open_.back())[std::move(name)];
+    object.next = place_of(object, name);
+    if (object.next == object.names.size()) object.names.push_back(std::move(name));
     return true;
   }
+  bool end_object() override {
+    Open object = close();
+    Json value = Json::object();
+    auto& members = value.get_ref<Json::object_t&>();
+    members.reserve(object.names.size());
+    for (std::size_t i = 0; i < object.names.size(); ++i) {
+      members.emplace_back(std::move(object.names[i]), std::move(object.values[i]));
+    }
+    return add(std::move(value));
+  }
+  bool end_array() override { return add(Json(close().values)); }
   bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
                    const Json::exception& error) override {
     // The library's message starts with its own error number in brackets, which says nothing here.
@@ -175,39 +188,57 @@ class Builder : public Json::json_sax_t {
   }
 
  private:
-  Json* place(Json&& value) {
+  /// An object or array that is not closed yet. Members are kept apart until then: the mapping
+  /// itself looks a key up by going through all, and copies its values when it grows.
+  struct Open {
+    bool is_object;
+    std::vector<std::string> names{};
+    std::vector<Json> values{};
+    std::unordered_map<std::string, std::size_t> index{};  // of the names, once they are many
+    std::size_t next = 0;                                  // where the next value goes
+  };
+
+  static std::size_t place_of(Open& object, const std::string& name) {
+    constexpr std::size_t few = 16;
+    const std::vector<std::string>& names = object.names;
+    if (names.size() <= few) {
+      return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+    }
+    for (std::size_t i = object.index.size(); i < names.size(); ++i) {
+      object.index.emplace(names[i], i);
+    }
+    const auto found = object.index.find(name);
+    return found == object.index.end() ? names.size() : found->second;
+  }
+
+  bool add(Json&& value) {
     if (open_.empty()) {
       root_ = std::move(value);
-      return &root_;
+      return true;
     }
-    Json& parent = *open_.back();
-    if (parent.is_array()) {
-      parent.push_back(std::move(value));
-      return &parent.back();
+    Open& parent = open_.back();
+    if (parent.is_object && parent.next < parent.values.size()) {
+      parent.values[parent.next] = std::move(value);
+    } else {
+      parent.values.push_back(std::move(value));
     }
-    *member_ = std::move(value);
-    return member_;
-  }
-  bool add(Json&& value) {
-    place(std::move(value));
     return true;
   }
-  bool open(Json&& value) {
+  bool open(bool is_object) {
     if (open_.size() == MAX_DEPTH) {
       throw JsonError("nested deeper than " + std::to_string(MAX_DEPTH) + " levels");
     }
-    // Only the innermost value grows, so the places of those around it do not move.
-    open_.push_back(place(std::move(value)));
+    open_.push_back({.is_object = is_object});
     return true;
   }
-  bool close() {
+  Open close() {
+    Open closed = std::move(open_.back());
     open_.pop_back();
-    return true;
+    return closed;
   }
 
   Json& root_;
-  std::vector<Json*> open_;
-  Json* member_ = nullptr;
+  std::vector<Open> open_;
 };
 
 }  // namespace

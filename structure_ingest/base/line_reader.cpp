@@ -8,6 +8,8 @@
 namespace structure_ingest::internal {
 namespace {
 
+constexpr std::size_t MAX_LINE = std::size_t{1} << 29;
+
 /// Bytes at which a line boundary may start.
 constexpr std::array<bool, 256> MAY_END_LINE = [] {
   std::array<bool, 256> table{};
@@ -69,6 +71,7 @@ bool LineReader::read_more() {
   valid_end_ -= position_;
   position_ = 0;
   const std::size_t old_size = text_.size();
+  if (old_size > MAX_LINE) file_.refuse_as_too_large();
   text_.resize(old_size + piece_size_);
   const std::size_t count = file_.read(text_.data() + old_size, piece_size_);
   text_.resize(old_size + count);

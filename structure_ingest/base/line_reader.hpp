@@ -13,7 +13,7 @@ namespace structure_ingest::internal {
 
 /// Reads UTF-8 text; bytes that are not valid are dropped. A line ends at a line feed, a carriage
 /// return or both, and at U+000B, U+000C, U+001C to U+001E, U+0085, U+2028 and U+2029.
-/// Errors are those of InputFile.
+/// Errors are those of InputFile; a line of more than 512 MiB is one.
 class LineReader {
  public:
   /// `piece_size` is how much is read at once; tests make it small.

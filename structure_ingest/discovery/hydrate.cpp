@@ -79,29 +79,31 @@ void add_notes_on(const Json& entry, Json::array_t& notes) {
   }
 }
 
+/// Makes room for more keys in a mapping without copying its values, as it would when it grows.
+void make_room(Json::object_t& members, std::size_t more) {
+  if (members.capacity() - members.size() >= more) return;
+  Json::object_t roomy;
+  roomy.reserve(members.size() + more);
+  for (const auto& member : members) roomy.emplace_back(member.first, nullptr);
+  auto place = roomy.begin();
+  for (auto& member : members) (place++)->second.swap(member.second);
+  members.swap(roomy);
+}
+
 /// Puts the entries before those that the state has. The old entries move over, once nothing can
-/// fail any more; the state gets room for its two keys while they are out of it, since a mapping
-/// that grows copies its values.
+/// fail any more.
 void prepend_sources(Json& state, std::vector<Json>&& entries) {
-  Json old;
-  if (const auto found = state.find("structure_sources"); found != state.end()) old.swap(*found);
-  Json merged;
-  try {
-    Json::object_t& members = state.get_ref<Json::object_t&>();
-    members.reserve(members.size() + 2);
-    merged = Json(std::move(entries));
-    merged.get_ref<Json::array_t&>().reserve(merged.size() + old.size());
-    state["structure_sources"];
-  } catch (...) {
-    if (const auto found = state.find("structure_sources"); found != state.end()) found->swap(old);
-    throw;
-  }
-  if (old.is_array()) {
-    for (Json& entry : old) {
+  make_room(state.get_ref<Json::object_t&>(), 2);
+  Json merged(std::move(entries));
+  merged.get_ref<Json::array_t&>().reserve(merged.size() +
+                                           value_at(state, "structure_sources").size());
+  Json& sources = state["structure_sources"];
+  if (sources.is_array()) {
+    for (Json& entry : sources) {
       if (entry.is_object()) merged.push_back(std::move(entry));
     }
   }
-  state["structure_sources"] = std::move(merged);
+  sources = std::move(merged);
 }
 
 std::span<Json> hydrate(Json& state, const HydrateOptions& options) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
+#include <system_error>
 
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/file.hpp"
@@ -57,8 +59,12 @@ void append_comment(std::string& text, const IngestedStructure& record) {
 }
 
 bool holds_text(const std::string& path, const std::string& text) {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::symlink_status(path, error);
+  if (!std::filesystem::is_regular_file(status)) return false;  // a link could change its target
   // Somebody's editor may have changed the line ends; that makes it no other structure.
-  return is_regular_file(path) && with_line_feeds(read_file(path)) == text;
+  if (std::filesystem::file_size(path) > 2 * text.size()) return false;
+  return with_line_feeds(read_file(path)) == text;
 }
 
 }  // namespace
@@ -85,8 +91,7 @@ std::string write_canonical_xyz(const std::string& project_path, const IngestedS
   std::string rel = std::string(INGESTED_DIRNAME) + "/ingested_" + clean_stem(record.source_path) +
                     '_' + sha256_hex(text).substr(0, DIGEST_DIGITS) + ".xyz";
   const std::string target = join_path(project_path, rel);
-  create_folders(parent_folder(target));
-  if (!holds_text(target, text)) replace_file(target, text);
+  if (!holds_text(target, text)) replace_file_beneath(project_path, rel, text);
   return rel;
 }
 
