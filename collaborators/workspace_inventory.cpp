@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "structure_ingest/base/system_call.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 
 namespace qelda_agent {
@@ -51,7 +52,8 @@ struct CloseFolder {
 using Folder = std::unique_ptr<DIR, CloseFolder>;
 
 Folder open_folder(int parent, const std::string& name, int flags = O_NOFOLLOW) {
-  const int descriptor = openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags);
+  const int descriptor = structure_ingest::internal::retried(
+      [&] { return openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags); });
   if (descriptor < 0) return nullptr;
   Folder folder(fdopendir(descriptor));
   if (!folder) close(descriptor);

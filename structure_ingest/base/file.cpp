@@ -149,8 +149,8 @@ class TemporaryFile {
 void replace_in(const Descriptor& folder, const std::string& name, std::string_view content,
                 const std::string& path) {
   struct stat old {};
-  const bool keeps_mode = fstatat(folder.get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
-                          S_ISREG(old.st_mode);
+  const bool keeps_mode =
+      fstatat(folder.get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(old.st_mode);
   TemporaryFile temporary(folder, path);
   if (keeps_mode) static_cast<void>(fchmod(temporary.descriptor(), old.st_mode & 0777));
   write_all(temporary.descriptor(), content, path);

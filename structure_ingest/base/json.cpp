@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/number.hpp"
 #include "structure_ingest/base/text.hpp"
 
@@ -146,6 +147,11 @@ struct Writer {
 class Builder : public Json::json_sax_t {
  public:
   explicit Builder(Json& root) : root_(root) {}
+  ~Builder() override {
+    for (Open& unfinished : open_) internal::take_apart(unfinished.values);
+  }
+  Builder(const Builder&) = delete;
+  Builder& operator=(const Builder&) = delete;
 
   bool null() override { return add(nullptr); }
   bool boolean(bool value) override { return add(value); }
@@ -170,6 +176,7 @@ class Builder : public Json::json_sax_t {
   }
   bool end_object() override {
     Open object = close();
+    const internal::TakenApart values_at_end(object.values);
     Json value = Json::object();
     auto& members = value.get_ref<Json::object_t&>();
     members.reserve(object.names.size());
@@ -178,7 +185,11 @@ class Builder : public Json::json_sax_t {
     }
     return add(std::move(value));
   }
-  bool end_array() override { return add(Json(close().values)); }
+  bool end_array() override {
+    Open array = close();
+    const internal::TakenApart values_at_end(array.values);
+    return add(Json(std::move(array.values)));
+  }
   bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
                    const Json::exception& error) override {
     // The library's message starts with its own error number in brackets, which says nothing here.
@@ -212,6 +223,7 @@ class Builder : public Json::json_sax_t {
   }
 
   bool add(Json&& value) {
+    const internal::TakenApart value_at_end(value);
     if (open_.empty()) {
       root_ = std::move(value);
       return true;
@@ -300,25 +312,22 @@ std::string text_or_empty(const Json& value) {
   return is_empty(value) ? std::string() : text_of(value);
 }
 
-std::vector<Json> elements_of(const Json& value) {
-  if (is_empty(value)) return {};
-  std::vector<Json> elements;
+void for_each_element(const Json& value, const std::function<void(const Json&)>& visit) {
+  if (is_empty(value)) return;
   if (value.is_array()) {
-    elements.assign(value.begin(), value.end());
+    for (const Json& element : value) visit(element);
   } else if (value.is_object()) {
-    for (const auto& member : value.get_ref<const Json::object_t&>())
-      elements.emplace_back(member.first);
+    for (const auto& member : value.get_ref<const Json::object_t&>()) visit(member.first);
   } else if (value.is_string()) {
     const std::string text = utf8_text(value.get_ref<const std::string&>());
     for (std::size_t position = 0; position < text.size();) {
       const std::size_t length = character_at(text, position).length;
-      elements.emplace_back(text.substr(position, length));
+      visit(text.substr(position, length));
       position += length;
     }
   } else {
     throw std::invalid_argument("a list is expected, not " + json_text(value));
   }
-  return elements;
 }
 
 }  // namespace internal

@@ -1,11 +1,11 @@
 // The JSON-like value of source entries, the agent state and the manifest, and its text.
 #pragma once
 
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace structure_ingest {
 
@@ -45,9 +45,10 @@ std::string text_of(const Json& value);
 /// The text of a value, nothing for a value that counts as empty.
 std::string text_or_empty(const Json& value);
 
-/// The elements of a value where a list is expected: those of a list, none for an empty value, the
-/// characters of a string and the keys of a mapping. Throws std::invalid_argument for other values.
-std::vector<Json> elements_of(const Json& value);
+/// Visits the elements of a value where a list is expected: those of a list, none of an empty
+/// value, the characters of a string and the keys of a mapping. Throws std::invalid_argument for
+/// others.
+void for_each_element(const Json& value, const std::function<void(const Json&)>& visit);
 
 }  // namespace internal
 }  // namespace structure_ingest

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
@@ -57,9 +58,9 @@ bool is_sweep_allowed(const std::string& project_path, const Collaborators& coll
 }
 
 void offer_attachments(Candidates& candidates, const Json& state) {
-  for (const Json& attachment : elements_of(value_at(state, "attachments"))) {
+  for_each_element(value_at(state, "attachments"), [&](const Json& attachment) {
     offer(candidates, text_or_empty(value_at(attachment, "path")), DISCOVERY_ATTACHMENT);
-  }
+  });
 }
 
 void offer_attached_workspace(Candidates& candidates, const Json& state, bool sweep_allowed) {
@@ -69,9 +70,9 @@ void offer_attached_workspace(Candidates& candidates, const Json& state, bool sw
   const std::string workspace_root =
       expanded_and_resolved(is_empty(root) ? candidates.project_path : text_of(root));
   if (!sweep_allowed) return;
-  for (const Json& file : elements_of(value_at(inventory, "structure_files"))) {
+  for_each_element(value_at(inventory, "structure_files"), [&](const Json& file) {
     offer(candidates, join_path(workspace_root, text_of(file)), DISCOVERY_WORKSPACE_SCAN);
-  }
+  });
 }
 
 /// The existing folders to scan: those that the state names, and the one that holds the folder of
@@ -84,12 +85,12 @@ std::vector<std::string> find_scan_roots(const std::string& project_path, Json& 
     roots.push_back(root);
     return true;
   };
-  for (const Json& value :
-       {value_at(value_at(state, "project_resolution"), "requested_path"),
-        value_at(state, "selected_workroot"), value_at(state, "source_workspace_root")}) {
-    if (is_empty(value)) continue;
+  for (const Json* const value :
+       {&value_at(value_at(state, "project_resolution"), "requested_path"),
+        &value_at(state, "selected_workroot"), &value_at(state, "source_workspace_root")}) {
+    if (is_empty(*value)) continue;
     try {
-      add(expanded_and_resolved(text_of(value)));
+      add(expanded_and_resolved(text_of(*value)));
     } catch (const std::exception&) {
       // A root that cannot be resolved is no root.
     }
@@ -98,6 +99,7 @@ std::vector<std::string> find_scan_roots(const std::string& project_path, Json& 
   if (ascii_lower_cased(file_name(outputs)) == OUTPUT_FOLDER_NAME) {
     const std::string managed_source_root = parent_folder(outputs);
     if (add(managed_source_root) && !state.contains("source_workspace_root")) {
+      make_room(state, 1);
       state["source_workspace_root"] = utf8_text(managed_source_root);
     }
   }

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
@@ -38,15 +39,11 @@ std::string source_key(std::string text) {
 /// The source keys of the state's entries; `sources` is its "structure_sources" value.
 std::set<std::string> existing_source_keys(const Json& sources) {
   std::set<std::string> keys;
-  if (!sources.is_array()) {
-    internal::elements_of(sources);  // throws where elements cannot be had; none is a mapping
-    return keys;
-  }
-  for (const Json& entry : sources) {
-    if (!entry.is_object()) continue;
+  internal::for_each_element(sources, [&keys](const Json& entry) {
+    if (!entry.is_object()) return;
     std::string text = source_text(entry);
     if (!internal::stripped(text).empty()) keys.insert(source_key(std::move(text)));
-  }
+  });
   return keys;
 }
 
@@ -79,22 +76,12 @@ void add_notes_on(const Json& entry, Json::array_t& notes) {
   }
 }
 
-/// Makes room for more keys in a mapping without copying its values, as it would when it grows.
-void make_room(Json::object_t& members, std::size_t more) {
-  if (members.capacity() - members.size() >= more) return;
-  Json::object_t roomy;
-  roomy.reserve(members.size() + more);
-  for (const auto& member : members) roomy.emplace_back(member.first, nullptr);
-  auto place = roomy.begin();
-  for (auto& member : members) (place++)->second.swap(member.second);
-  members.swap(roomy);
-}
-
 /// Puts the entries before those that the state has. The old entries move over, once nothing can
 /// fail any more.
 void prepend_sources(Json& state, std::vector<Json>&& entries) {
-  make_room(state.get_ref<Json::object_t&>(), 2);
+  internal::make_room(state, 2);
   Json merged(std::move(entries));
+  const internal::TakenApart merged_at_end(merged);
   merged.get_ref<Json::array_t&>().reserve(merged.size() +
                                            value_at(state, "structure_sources").size());
   Json& sources = state["structure_sources"];
@@ -103,7 +90,7 @@ void prepend_sources(Json& state, std::vector<Json>&& entries) {
       if (entry.is_object()) merged.push_back(std::move(entry));
     }
   }
-  sources = std::move(merged);
+  sources.swap(merged);
 }
 
 std::span<Json> hydrate(Json& state, const HydrateOptions& options) {
@@ -117,17 +104,22 @@ std::span<Json> hydrate(Json& state, const HydrateOptions& options) {
       ingest_structure_files(candidates.project_path, candidates.paths,
                              {.discovery_by_path = std::move(candidates.discovery),
                               .collaborators = options.collaborators});
+  const internal::TakenApart entries_at_end(entries);
   std::erase_if(entries,
                 [&](const Json& entry) { return known.contains(source_key(source_text(entry))); });
   if (entries.empty()) return {};
 
   internal::FilteredEntries filtered =
       internal::drop_unrelated_structures(std::move(entries), state, options.collaborators);
+  const internal::TakenApart kept_at_end(filtered.kept);
   const std::size_t added = filtered.kept.size();
   prepend_sources(state, std::move(filtered.kept));
   const std::span<Json> result(state["structure_sources"].get_ref<Json::array_t&>().data(), added);
 
-  Json::array_t notes = internal::elements_of(value_at(state, "structure_notes"));
+  Json::array_t notes;
+  const internal::TakenApart notes_at_end(notes);
+  internal::for_each_element(value_at(state, "structure_notes"),
+                             [&notes](const Json& note) { notes.push_back(note); });
   for (const std::string& note : filtered.notes) add_note(notes, note);
   for (const Json& entry : result) add_notes_on(entry, notes);
   state["structure_notes"] = std::move(notes);

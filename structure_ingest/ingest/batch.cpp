@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
@@ -54,7 +55,7 @@ Json ingest_file(StructureParser& parser, const std::string& project, const std:
     }
   }
   Json entry = structure_source_entry(record, discovery);
-  entry["ok"] = record.ok;
+  entry["ok"] = record.ok;  // for which it has room
   return entry;
 }
 
@@ -62,6 +63,8 @@ Json ingest_file(StructureParser& parser, const std::string& project, const std:
 void write_manifest(const std::string& project, std::vector<Json>& entries,
                     const Collaborators& collaborators) {
   Json manifest = Json::object();
+  const internal::TakenApart manifest_at_end(manifest);
+  internal::make_room(manifest, 2);
   manifest["version"] = 1;
   manifest["structures"] = Json(std::move(entries));
   try {
@@ -82,6 +85,7 @@ std::vector<Json> ingest_structure_files(const std::string& project_path,
   const std::size_t considered = std::min(budget, candidate_paths.size());
   StructureParser parser;
   std::vector<Json> entries;
+  const internal::TakenApart entries_on_error(entries, internal::On::ERROR);
   std::set<std::string> seen_sources;
   for (std::size_t i = 0; i < considered; ++i) {
     const std::string path = absolute_candidate(project, candidate_paths[i]);

@@ -1,5 +1,6 @@
 #include "structure_ingest/ingest/source_entry.hpp"
 
+#include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
 
@@ -13,6 +14,7 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
   const std::string formula = utf8_text(record.formula);
 
   Json metadata = Json::object();
+  internal::make_room(metadata, 6);
   metadata["xyz_path"] = xyz_path;
   metadata["provenance"] = "user_file";
   metadata["discovery"] = kind;
@@ -21,6 +23,8 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
   metadata["parser"] = "structure_ingest";
 
   Json entry = Json::object();
+  const internal::TakenApart entry_on_error(entry, internal::On::ERROR);
+  internal::make_room(entry, 20);  // with "ok", which a batch adds
   entry["path"] = xyz_path.empty() ? source_path : xyz_path;
   entry["kind"] = "structure_file";
   entry["origin"] = "user_file";
@@ -37,7 +41,7 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
   entry["source_path"] = source_path;
   entry["sha256"] = utf8_text(record.sha256);
   entry["warnings"] = internal::json_list(record.warnings);
-  entry["related_steps"] = {"SCF", "RELAXATION"};
+  entry["related_steps"] = internal::json_list({std::string("SCF"), std::string("RELAXATION")});
   entry["metadata"] = std::move(metadata);
   entry["description"] =
       "User-provided structure (" + formula + ", " + std::to_string(record.natoms) +

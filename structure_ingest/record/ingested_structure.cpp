@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest {
@@ -16,6 +17,7 @@ Json json_list(const std::vector<std::string>& texts) {
 
 Json json_list(const std::vector<Vector3>& vectors) {
   Json::array_t list;
+  const TakenApart list_at_end(list);
   list.reserve(vectors.size());
   for (const Vector3& vector : vectors)
     list.emplace_back(Json::array_t(vector.begin(), vector.end()));
@@ -31,6 +33,8 @@ Json json_cell(const std::optional<std::vector<Vector3>>& cell_ang) {
 Json IngestedStructure::as_dict() const {
   using internal::utf8_text;
   Json dict = Json::object();
+  const internal::TakenApart dict_on_error(dict, internal::On::ERROR);
+  internal::make_room(dict, 14);
   dict["source_path"] = utf8_text(source_path);
   dict["format"] = utf8_text(format);
   dict["natoms"] = natoms;

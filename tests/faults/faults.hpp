@@ -1,0 +1,30 @@
+// Makes system calls and allocations of this process fail on purpose. Linked into a test program,
+// it takes the place of the calls that touch files and of operator new.
+#pragma once
+
+namespace tests {
+
+enum class Call { ALLOCATE, OPEN, READ, WRITE, SYNC, CLOSE, RENAME, MAKE_FOLDER, LOCK, ANY };
+
+enum class Effect {
+  FAIL,         // with the error number
+  FAIL_ALWAYS,  // so do all later calls of the kind
+  HALF,         // reading and writing handle half of the bytes
+  KILL,         // the process ends before the call, or after half of the bytes that it writes
+};
+
+/// What happens to the `at`-th call (from 1) of a kind.
+struct Fault {
+  Call call;
+  int at;
+  Effect effect;
+  int error = 0;
+};
+
+/// From now on the calls are counted, and the fault strikes.
+void arm(const Fault& fault);
+
+/// Ends that; returns whether the fault struck.
+bool disarm();
+
+}  // namespace tests

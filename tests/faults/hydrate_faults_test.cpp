@@ -1,0 +1,222 @@
+// A hydrate as the program runs it, on a state and a project on the disk, struck by one fault at a
+// time, at every place where the fault can strike.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <map>
+#include <new>
+#include <system_error>
+
+#include "collaborators/atomic_io.hpp"
+#include "structure_ingest/structure_ingest.hpp"
+#include "tests/faults/faults.hpp"
+#include "tests/scratch_folder.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Files = std::map<std::string, std::string>;
+using structure_ingest::Json;
+using tests::Call;
+using tests::Effect;
+
+constexpr const char* COPY = "project_root/structures/ingested_he_005dfc29.xyz";
+constexpr const char* STATE = "state.json";
+constexpr const char* LOG = ".diagnostics/suppressed_errors.jsonl";
+constexpr const char* MANIFEST = ".diagnostics/ingested_structures.json";
+
+/// A project with a state, an older manifest and a canonical copy that somebody has edited.
+struct Project {
+  Project() {
+    w.write("he.xyz", "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n");
+    w.write("bad.xyz", "1\n\nHe 0 0\n");
+    w.write("scan/o.xyz", "1\n\nO 0 0 0\n");
+    w.write(COPY, "edited");
+    w.write(MANIFEST, "old");
+    w.write(STATE, structure_ingest::json_text(
+                       {{"project_path", w.path()},
+                        {"attachments", {{{"path", "he.xyz"}}, {{"path", "bad.xyz"}}}},
+                        {"selected_workroot", w / "scan"},
+                        {"structure_sources", {{{"source_path", "/old.xyz"}}}}}));
+  }
+  /// One hydrate; throws what the program would report.
+  void hydrate() const {
+    qelda_agent::update_json(w / STATE, Json::object(),
+                             [](Json& state) { structure_ingest::hydrate_user_structures(state); });
+  }
+  /// The files by their names, with the folder's own name cut out of their contents.
+  Files files() const {
+    Files contents;
+    for (const auto& entry : fs::recursive_directory_iterator(w.path())) {
+      if (!entry.is_regular_file()) continue;
+      std::string& content = contents[fs::relative(entry.path(), w.path())];
+      content = tests::content_of(entry.path());
+      for (std::size_t at = 0; (at = content.find(w.path(), at)) != std::string::npos;) {
+        content.erase(at, w.path().size());
+      }
+    }
+    return contents;
+  }
+  tests::ScratchFolder w;
+};
+
+std::size_t open_descriptors() {
+  return static_cast<std::size_t>(
+      std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+}
+
+/// What a hydrate without a fault leaves.
+Files meant_files() {
+  const Project project;
+  project.hydrate();
+  return project.files();
+}
+
+struct Outcome {
+  bool struck = false;
+  std::string error;  // what the program would report
+};
+
+Outcome hydrate_with(const Project& project, const tests::Fault& fault) {
+  Outcome outcome;
+  const bool no_memory = fault.call == Call::ALLOCATE;
+  tests::arm(fault);
+  try {
+    project.hydrate();
+    outcome.struck = tests::disarm();
+  } catch (const std::system_error& error) {
+    outcome.struck = tests::disarm();
+    outcome.error = error.what();
+  } catch (const std::bad_alloc& error) {
+    outcome.struck = tests::disarm();
+    outcome.error = error.what();
+    EXPECT_TRUE(no_memory);
+  }
+  return outcome;
+}
+
+/// Each file is as it was or as it is meant to be, or tells of what failed; nothing else lies
+/// about. An entry names a copy that is there, or says why it is not.
+void expect_whole(const Files& files, const Files& before, const Files& meant) {
+  for (const auto& [path, content] : files) {
+    const auto is_in = [&path = path, &content = content](const Files& others) {
+      const auto other = others.find(path);
+      return other != others.end() && other->second == content;
+    };
+    const bool may_tell_of_failures = path == STATE || path == MANIFEST;
+    if (path == LOG || is_in(before) || is_in(meant)) continue;
+    EXPECT_TRUE(may_tell_of_failures) << path << ": " << content;
+    EXPECT_NO_THROW(structure_ingest::parse_json(content)) << content;
+  }
+  const Json state = structure_ingest::parse_json(files.at(STATE));
+  EXPECT_EQ(state["structure_sources"].back()["source_path"], "/old.xyz");
+  for (const Json& entry : state["structure_sources"]) {
+    if (entry.size() == 1 || entry["ok"] == false) continue;
+    const std::string copy = entry["metadata"]["xyz_path"].get<std::string>();
+    if (copy.empty()) {
+      EXPECT_NE(entry["warnings"].dump().find("Could not write canonical XYZ copy: "),
+                std::string::npos);
+    } else {
+      EXPECT_EQ(files.at(copy), meant.at(copy));
+    }
+  }
+}
+
+struct Case {
+  const char* name;
+  Call call;
+  Effect effect;
+  int error;
+  int fewest;  // places where it strikes at least
+};
+
+std::ostream& operator<<(std::ostream& out, const Case& fault) {
+  return out << fault.name;
+}
+
+class HydrateFault : public testing::TestWithParam<Case> {};
+
+TEST_P(HydrateFault, LeavesEachFileOldOrNew) {
+  const Case& fault = GetParam();
+  const Files meant = meant_files();
+  int at = 1;
+  for (; !HasFailure(); ++at) {
+    SCOPED_TRACE("at " + std::to_string(at));
+    const Project project;
+    const Files before = project.files();
+    const std::size_t descriptors = open_descriptors();
+    const Outcome outcome = hydrate_with(project, {fault.call, at, fault.effect, fault.error});
+    if (!outcome.struck) break;
+    EXPECT_EQ(open_descriptors(), descriptors);
+    const Files after = project.files();
+    expect_whole(after, before, meant);
+    if (fault.error == EINTR || fault.effect == Effect::HALF) {
+      EXPECT_TRUE(after == meant);
+    }
+    if (!outcome.error.empty()) {  // then nothing is taken in, and the next one takes in all
+      EXPECT_TRUE(after.at(STATE) == before.at(STATE)) << outcome.error;
+      project.hydrate();
+      EXPECT_TRUE(project.files().at(STATE) == meant.at(STATE));
+    }
+  }
+  EXPECT_GT(at, fault.fewest);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Disk, HydrateFault,
+    testing::Values(Case{"FullDisk", Call::WRITE, Effect::FAIL_ALWAYS, ENOSPC, 4},
+                    Case{"Quota", Call::WRITE, Effect::FAIL, EDQUOT, 4},
+                    Case{"ShortWrite", Call::WRITE, Effect::HALF, 0, 4},
+                    Case{"InterruptedWrite", Call::WRITE, Effect::FAIL, EINTR, 4},
+                    Case{"ShortRead", Call::READ, Effect::HALF, 0, 4},
+                    Case{"InterruptedRead", Call::READ, Effect::FAIL, EINTR, 4},
+                    Case{"UnreadableDisk", Call::READ, Effect::FAIL, EIO, 4},
+                    Case{"InterruptedOpen", Call::OPEN, Effect::FAIL, EINTR, 8},
+                    Case{"NoMoreDescriptors", Call::OPEN, Effect::FAIL_ALWAYS, EMFILE, 8},
+                    Case{"NoPermission", Call::OPEN, Effect::FAIL, EACCES, 8},
+                    Case{"ReadOnly", Call::OPEN, Effect::FAIL_ALWAYS, EROFS, 8},
+                    Case{"FailingSync", Call::SYNC, Effect::FAIL, EIO, 4},
+                    Case{"InterruptedSync", Call::SYNC, Effect::FAIL, EINTR, 4},
+                    Case{"FailingClose", Call::CLOSE, Effect::FAIL, EIO, 8},
+                    Case{"FailingRename", Call::RENAME, Effect::FAIL, EIO, 4},
+                    Case{"FailingFolder", Call::MAKE_FOLDER, Effect::FAIL, ENOSPC, 2},
+                    Case{"FailingLock", Call::LOCK, Effect::FAIL, ENOLCK, 1},
+                    Case{"InterruptedLock", Call::LOCK, Effect::FAIL, EINTR, 1},
+                    Case{"NoMemory", Call::ALLOCATE, Effect::FAIL, 0, 200},
+                    Case{"NoMemoryAnyMore", Call::ALLOCATE, Effect::FAIL_ALWAYS, 0, 200}),
+    testing::PrintToStringParamName());
+
+TEST(HydrateKilled, LeavesEachFileOldOrNewAndCanBeRepeated) {
+  const Files meant = meant_files();
+  int at = 1;
+  for (; !HasFailure(); ++at) {
+    SCOPED_TRACE("at " + std::to_string(at));
+    const Project project;
+    const Files before = project.files();
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      tests::arm({Call::ANY, at, Effect::KILL});
+      project.hydrate();
+      _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 0) break;
+    EXPECT_EQ(WEXITSTATUS(status), 9);
+    Files after = project.files();
+    // What was being written when the process ended lies beside its place, under a name of its own.
+    EXPECT_LE(std::erase_if(after, [](const auto& file) { return file.first.ends_with(".tmp"); }),
+              1U);
+    expect_whole(after, before, meant);
+    project.hydrate();
+    EXPECT_TRUE(project.files().at(STATE) == meant.at(STATE));
+  }
+  EXPECT_GT(at, 40);
+}
+
+}  // namespace
