@@ -19,6 +19,9 @@ ScratchFolder::ScratchFolder() {
 }
 
 ScratchFolder::~ScratchFolder() {
+  std::error_code error;
+  fs::remove_all(path_, error);
+  if (!error) return;
   // Some tests make trees that are too deep for the standard library.
   EXPECT_EQ(std::system(("rm -rf '" + path_ + "'").c_str()), 0);
 }

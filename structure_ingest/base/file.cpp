@@ -63,11 +63,9 @@ Descriptor open_at(int folder, const std::string& name, int flags) {
       retried([&] { return openat(folder, c_path(name), flags | O_CLOEXEC | O_NOCTTY, 0666); }));
 }
 
-/// Whether the kernel makes the file up as it is read: such a file may have no end, and its size
+/// Whether a file system holds what the kernel makes up: such a file may have no end, and its size
 /// says nothing.
-bool is_made_up(int descriptor) {
-  struct statfs system {};
-  if (fstatfs(descriptor, &system) != 0) return false;
+bool is_made_up(const struct statfs& system) {
   const auto type = static_cast<unsigned long>(system.f_type);
   return type == PROC_SUPER_MAGIC || type == SYSFS_MAGIC || type == DEBUGFS_MAGIC ||
          type == TRACEFS_MAGIC;
@@ -77,7 +75,9 @@ bool is_made_up(int descriptor) {
 int objection(const Descriptor& file, struct stat& status) {
   if (file.get() < 0 || fstat(file.get(), &status) != 0) return errno;
   if (S_ISDIR(status.st_mode)) return EISDIR;
-  return !S_ISREG(status.st_mode) || is_made_up(file.get()) ? EINVAL : 0;
+  struct statfs system {};
+  if (fstatfs(file.get(), &system) != 0) return errno;
+  return !S_ISREG(status.st_mode) || is_made_up(system) ? EINVAL : 0;
 }
 
 void write_all(int descriptor, std::string_view content, const std::string& path) {
@@ -203,6 +203,11 @@ std::string read_file(const std::string& path) {
       return content;
     }
   }
+}
+
+bool is_made_up_file(const std::string& path) {
+  struct statfs system {};
+  return retried([&] { return statfs(c_path(path), &system); }) == 0 && is_made_up(system);
 }
 
 void replace_file(const std::string& path, std::string_view content) {

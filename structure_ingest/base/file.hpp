@@ -34,6 +34,9 @@ class InputFile {
 /// The bytes of a regular file of up to one GiB; a larger one is an error.
 std::string read_file(const std::string& path);
 
+/// Whether the kernel makes the file at `path` up as it is read, as it does in /proc.
+bool is_made_up_file(const std::string& path);
+
 /// Creates `path` or replaces its whole content, so that a reader sees the old file or the new one
 /// and a failure leaves the old one: a temporary file in the same folder takes its place once it is
 /// on the disk. A symbolic link at `path` is replaced, not followed; the folder must exist, and is

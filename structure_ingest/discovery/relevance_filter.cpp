@@ -5,6 +5,7 @@
 #include <map>
 #include <utility>
 
+#include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
 
@@ -44,6 +45,7 @@ std::string source_name(const Json& entry) {
 
 FilteredEntries drop_unrelated_structures(std::vector<Json> entries, const Json& state,
                                           const Collaborators& collaborators) {
+  const TakenApart entries_at_end(entries);
   const std::string request = request_in(state);
   if (request.empty() || entries.empty()) return {std::move(entries), {}};
   std::map<std::string, RelevanceVerdict> unrelated;
@@ -58,6 +60,8 @@ FilteredEntries drop_unrelated_structures(std::vector<Json> entries, const Json&
     return {std::move(entries), {}};
   }
   FilteredEntries result;
+  const TakenApart kept_on_error(result.kept, On::ERROR);
+  result.kept.reserve(entries.size());
   for (Json& entry : entries) {
     const std::string name = source_name(entry);
     auto verdict = unrelated.find(name);

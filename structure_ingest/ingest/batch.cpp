@@ -86,6 +86,7 @@ std::vector<Json> ingest_structure_files(const std::string& project_path,
   StructureParser parser;
   std::vector<Json> entries;
   const internal::TakenApart entries_on_error(entries, internal::On::ERROR);
+  entries.reserve(considered);
   std::set<std::string> seen_sources;
   for (std::size_t i = 0; i < considered; ++i) {
     const std::string path = absolute_candidate(project, candidate_paths[i]);

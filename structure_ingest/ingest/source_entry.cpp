@@ -14,6 +14,7 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
   const std::string formula = utf8_text(record.formula);
 
   Json metadata = Json::object();
+  const internal::TakenApart metadata_at_end(metadata);
   internal::make_room(metadata, 6);
   metadata["xyz_path"] = xyz_path;
   metadata["provenance"] = "user_file";

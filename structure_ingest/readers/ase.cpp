@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 
 namespace structure_ingest::internal {
@@ -43,6 +44,10 @@ std::optional<std::string> take_answer(AseAnswer&& answer, IngestedStructure& re
 IngestedStructure parse_with_ase(const std::string& path, const std::string& format,
                                  const AskAse& ask_ase) {
   IngestedStructure record{.source_path = path, .format = format};
+  if (is_made_up_file(path)) {  // it may have no end
+    record.warnings.emplace_back("ASE could not parse the file: it is not stored on a disk");
+    return record;
+  }
   if (std::optional<std::string> warning = take_answer(ask_ase(path), record)) {
     record.warnings.push_back(*std::move(warning));
   }

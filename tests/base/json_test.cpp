@@ -5,6 +5,18 @@
 #include <cmath>
 
 namespace structure_ingest {
+namespace internal {
+namespace {
+
+std::vector<Json> elements_of(const Json& value) {
+  std::vector<Json> elements;
+  for_each_element(value, [&elements](const Json& element) { elements.push_back(element); });
+  return elements;
+}
+
+}  // namespace
+}  // namespace internal
+
 namespace {
 
 TEST(JsonText, IsAlwaysValidAndReadsAsTheFileDid) {
@@ -69,6 +81,24 @@ TEST(JsonValues, EmptinessTextAndElements) {
   EXPECT_THROW(elements_of(5), std::invalid_argument);
   EXPECT_THROW(member_of("text", "k"), std::invalid_argument);
   EXPECT_EQ(member_of(0, "k"), Json());
+}
+
+TEST(Json, OfManyKeysTheLastValueCountsAtThePlaceOfTheFirst) {
+  std::string text = "{";
+  for (int i = 0; i < 50; ++i)
+    text += "\"k" + std::to_string(i) + "\": " + std::to_string(i) + ", ";
+  const Json value = parse_json(text + "\"k3\": [1], \"k40\": {}, \"k49\": null}");
+  ASSERT_EQ(value.size(), 50U);
+  int place = 0;
+  for (const auto& [key, member] : value.items()) {
+    EXPECT_EQ(key, "k" + std::to_string(place));
+    const Json expected = place == 3    ? Json::array({1})
+                          : place == 40 ? Json::object()
+                          : place == 49 ? Json()
+                                        : Json(place);
+    EXPECT_EQ(member, expected) << place;
+    ++place;
+  }
 }
 
 }  // namespace

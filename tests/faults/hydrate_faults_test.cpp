@@ -40,6 +40,7 @@ struct Project {
                        {{"project_path", w.path()},
                         {"attachments", {{{"path", "he.xyz"}}, {{"path", "bad.xyz"}}}},
                         {"selected_workroot", w / "scan"},
+                        {"user_request", "Compute the band structure of helium"},
                         {"structure_sources", {{{"source_path", "/old.xyz"}}}}}));
   }
   /// One hydrate; throws what the program would report.

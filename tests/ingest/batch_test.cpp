@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
@@ -125,6 +126,28 @@ TEST_F(Batch, ExpandsTheHomeDirectoryFirst) {
   EXPECT_EQ(sources(ingest({"~/a.xyz", "~no such user/a.xyz"})),
             (Paths{w / "a.xyz", w / "proj/~no such user/a.xyz"}));
   setenv("HOME", kept.c_str(), 1);
+}
+
+// Somebody may have placed links where the copies go.
+TEST_F(Batch, WritesThroughNoLink) {
+  w.write("proj/a.xyz", HELIUM);
+  const std::string outside = w.write("outside/kept", "kept");
+  const std::string copy = w / "proj/project_root/structures/ingested_a_005dfc29.xyz";
+  w.link("proj/project_root/structures", w / "outside");
+  const std::string warning = ingest({"a.xyz"}).at(0)["warnings"].at(0).get<std::string>();
+  EXPECT_EQ(warning,
+            "Could not write canonical XYZ copy: filesystem error: cannot write through a symbolic "
+            "link: Too many levels of symbolic links [" +
+                copy + "]");
+  std::filesystem::remove(w / "proj/project_root/structures");
+  for (const char* target : {"../../../outside/kept", "loop", "/dev/zero", "/proc/kcore"}) {
+    std::filesystem::remove(copy);
+    w.link("proj/project_root/structures/ingested_a_005dfc29.xyz", target);
+    EXPECT_EQ(ingest({"a.xyz"}).at(0)["warnings"], Json::array()) << target;
+    EXPECT_FALSE(std::filesystem::is_symlink(copy)) << target;
+    EXPECT_EQ(tests::content_of(copy).substr(0, 10), "1\nLattice=") << target;
+  }
+  EXPECT_EQ(tests::content_of(outside), "kept");
 }
 
 TEST_F(Batch, FailuresToWriteCostOnlyWhatTheyHit) {

@@ -87,9 +87,12 @@ TEST(CompanionCell, IsLookedForBesideTheStructureFile) {
 
   folder.make_folder("folder/scf.input");
   folder.link("zero/scf.input", "/dev/zero");
+  folder.link("made_up/scf.input", "/proc/self/maps");
+  folder.link("loop/scf.input", "scf.input");
   folder.make_folder("fifo");
   ASSERT_EQ(mkfifo((folder / "fifo/scf.input").c_str(), 0600), 0);
-  for (const std::string name : {"folder/a.xyz", "zero/a.xyz", "fifo/a.xyz"}) {
+  for (const std::string name :
+       {"folder/a.xyz", "zero/a.xyz", "fifo/a.xyz", "made_up/a.xyz", "loop/a.xyz"}) {
     EXPECT_FALSE(companion_vorendal_cell(folder / name).cell_ang) << name;
   }
 }

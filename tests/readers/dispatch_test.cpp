@@ -64,6 +64,13 @@ TEST(Dispatch, TakesOnlyExistingRegularFiles) {
                                          .warnings = {"File does not exist."}}))
         << name;
   }
+  // A file that the kernel makes up is one, but may have no end.
+  folder.link("made_up.xyz", "/proc/self/maps");
+  folder.link("made_up.cif", "/proc/self/maps");
+  const std::string refused = parse_structure_file(folder / "made_up.xyz").warnings.at(0);
+  EXPECT_EQ(refused.find("Could not read file: "), 0U) << refused;
+  EXPECT_EQ(parse_structure_file(folder / "made_up.cif").warnings,
+            std::vector<std::string>{"ASE could not parse the file: it is not stored on a disk"});
   folder.write("real.xyz", "1\n\nHe 0 0 0\n");
   folder.link("link.xyz", "real.xyz");
   EXPECT_TRUE(parse_structure_file(folder / "link.xyz").ok);

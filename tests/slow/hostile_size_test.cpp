@@ -1,0 +1,135 @@
+// Inputs of many megabytes, made to be bad for what reads them. Where the time that a reader takes
+// grows with the square of the size, or its memory with the size of the file, these do not end.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+
+#include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/readers/companion_cell.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
+#include "tests/scratch_folder.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+constexpr std::size_t MEGABYTE = 1000000;
+
+std::string repeated(std::string_view unit, std::size_t size) {
+  std::string text;
+  text.reserve(size + unit.size());
+  while (text.size() < size) text += unit;
+  return text;
+}
+
+TEST(HostileSize, XyzFilesOfOneHundredMegabytes) {
+  const tests::ScratchFolder folder;
+  const std::string no_count = "First line of XYZ file is not an atom count.";
+  const std::string atom = "\nH 1 2 3\n";
+  struct Case {
+    const char* name;
+    std::string head;
+    std::string_view unit;
+    std::string tail;
+    std::string warning;  // of a file that is refused, or its beginning
+  };
+  for (const auto& [name, head, unit, tail, warning] : {
+           Case{"comment", "1\n", "lattice=\"", "9\"" + atom, ""},
+           Case{"comment of keys", "1\n", "lattice =", atom, ""},
+           Case{"comment of white space", "1\n", "\u3000\t", atom, ""},
+           Case{"first line", "", "1_", "\nc" + atom, no_count},
+           Case{"blanks before the count", "", " ", "1\nc" + atom, ""},
+           Case{"tokens", "1\nc\nH 1 2 3", " 1", "\n", ""},
+           Case{"long token", "1\nc\nH 1 2 ", "1", "x\n", "Non-numeric coordinates in line: 'H 1"},
+           Case{"long number", "1\nc\nH 1 2 3.", "0", "\n", ""},
+           Case{"line feeds", "", "\n", "", no_count},
+           Case{"separators", "", "\u2028\u0085\r", "", no_count},
+           Case{"zeroes", "", std::string_view("\0", 1), "", "XYZ file is too short"},
+           Case{"no UTF-8", "1\nc\nH 1 2 3", "\xFF\xE2\x80", "\n", ""},
+           Case{"rest", "1\nc" + atom, "\n1\nc\nX", "", ""},
+       }) {
+    const std::string path = folder.write("a.xyz", head + repeated(unit, 100 * MEGABYTE) + tail);
+    const IngestedStructure record = structure_ingest::parse_structure_file(path);
+    EXPECT_EQ(record.ok, warning.empty()) << name;
+    if (record.ok) {
+      EXPECT_EQ(record.positions_ang, (std::vector<Vector3>{{1, 2, 3}})) << name;
+    } else {
+      EXPECT_EQ(record.warnings.at(0).substr(0, warning.size()), warning) << name;
+    }
+  }
+}
+
+TEST(HostileSize, CompanionsOfOneHundredMegabytes) {
+  const tests::ScratchFolder folder;
+  const std::string structure = folder.write("a.xyz", "");
+  const std::string vectors = "system.centralCellVectors = 1 2 3 4 5 6 7 8 9\n";
+  struct Case {
+    const char* name;
+    std::string head;
+    std::string_view unit;
+    std::string tail;
+    bool has_cell;
+  };
+  for (const auto& [name, head, unit, tail, has_cell] : {
+           Case{"blank lines in the block", vectors, "\n", "", true},
+           Case{"blank lines before the next key", vectors, "\n", "a = 10", true},
+           Case{"white space lines", vectors, " \t\u3000\r\n", "x", true},
+           Case{"keys without a value", vectors, "\nkey ", "", true},
+           Case{"keys that almost match", "", "system.centralCellVector = 1\n", vectors, true},
+           Case{"beginnings of the key", "", "\nsystem.centralCellVectors ", " = 1", false},
+           Case{"one long key", vectors, "a", " = 10", true},
+           Case{"unclosed quotes", "", "system.atomFile = '\"\n", vectors, true},
+           Case{"comments", "", "system.atomFile = %\n", vectors, true},
+           Case{"one long file name", "system.atomFile = ", "a/", "A.XYZ\n" + vectors, true},
+           Case{"numbers", "system.centralCellVectors =", " 1e", "", false},
+           Case{"signs", vectors, "+-.e", "", true},
+           Case{"digits", "system.centralCellVectors = 1 2 3 4 5 6 7 8 9.", "0", "\n", true},
+           Case{"no UTF-8", vectors, "\xE2\x80\xFF", "", true},
+       }) {
+    folder.write("scf.input", head + repeated(unit, 100 * MEGABYTE) + tail);
+    const CompanionCell found = companion_vorendal_cell(structure);
+    EXPECT_EQ(found.cell_ang.has_value(), has_cell) << name;
+    if (found.cell_ang) {
+      EXPECT_EQ(*found.cell_ang, (std::vector<Vector3>{{1, 2, 3}, {4, 5, 6}, {7, 8, 9}})) << name;
+    }
+  }
+}
+
+// A trajectory of which only the first frame counts. Its other bytes take no room on the disk.
+TEST(HostileSize, ATrajectoryOfFourGigabytesTakesLittleMemory) {
+  const tests::ScratchFolder folder;
+  std::string frame = "20000\nc\n" + repeated("H 1.00000000 2.00000000 3.00000000\n", 35 * 20000);
+  const std::string path = folder.write("a.xyz", frame);
+  std::filesystem::resize_file(path, std::uintmax_t{4} << 30);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const IngestedStructure record = structure_ingest::parse_structure_file(path);
+    const std::string digest = sha256_hex_of_file(path);
+    _exit(record.natoms == 20000 && digest.size() == 64 ? 0 : 1);
+  }
+  int status = 0;
+  rusage usage{};
+  ASSERT_EQ(wait4(child, &status, 0, &usage), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_LT(usage.ru_maxrss, 100 * 1024);  // KiB
+}
+
+// A line that is never ended is given up before it takes all memory.
+TEST(HostileSize, ALineOfFourGigabytesIsRefused) {
+  const tests::ScratchFolder folder;
+  const std::string path = folder.write("a.xyz", "1\nc\nH 1 2 3");
+  std::filesystem::resize_file(path, std::uintmax_t{4} << 30);
+  const IngestedStructure record = structure_ingest::parse_structure_file(path);
+  EXPECT_EQ(record.warnings,
+            std::vector<std::string>{"Could not read file: filesystem error: cannot read: File too "
+                                     "large [" +
+                                     path + "]"});
+}
+
+}  // namespace
+}  // namespace structure_ingest::internal
