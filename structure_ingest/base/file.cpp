@@ -11,7 +11,6 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
-#include <limits>
 #include <random>
 #include <system_error>
 #include <utility>
@@ -161,14 +160,12 @@ void replace_in(const Descriptor& folder, const std::string& name, std::string_v
 
 }  // namespace
 
-InputFile::InputFile(const std::string& path) : path_(path), descriptor_(-1), remaining_(0) {
+InputFile::InputFile(const std::string& path) : path_(path), descriptor_(-1), size_(0) {
   // Without O_NONBLOCK opening a FIFO waits for a writer.
   Descriptor file = open_at(AT_FDCWD, path, O_RDONLY | O_NONBLOCK);
   struct stat status {};
   if (const int error = objection(file, status); error != 0) fail("cannot read", path, error);
-  // Some file systems do not know the size of what they hold and say zero.
-  remaining_ = status.st_size > 0 ? static_cast<std::uint64_t>(status.st_size)
-                                  : std::numeric_limits<std::uint64_t>::max();
+  size_ = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
   descriptor_ = file.release();
 }
 
@@ -177,11 +174,12 @@ InputFile::~InputFile() {
 }
 
 std::size_t InputFile::read(char* buffer, std::size_t size) {
-  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, remaining_));
+  const std::size_t wanted =
+      size_ == 0 ? size : static_cast<std::size_t>(std::min<std::uint64_t>(size, size_ - used_));
   if (wanted == 0) return 0;
   const ssize_t count = retried([&] { return ::read(descriptor_, buffer, wanted); });
   if (count < 0) fail("cannot read", path_);
-  remaining_ -= static_cast<std::uint64_t>(count);
+  used_ += static_cast<std::uint64_t>(count);
   return static_cast<std::size_t>(count);
 }
 
@@ -192,6 +190,7 @@ void InputFile::refuse_as_too_large() const {
 std::string read_file(const std::string& path) {
   constexpr std::size_t piece = 1 << 16;
   InputFile file(path);
+  if (file.size() > MAX_WHOLE_FILE) file.refuse_as_too_large();
   std::string content;
   for (std::size_t used = 0;;) {
     if (content.size() - used < piece) content.resize(2 * content.size() + piece);

@@ -22,13 +22,17 @@ class InputFile {
   /// Reads up to `size` bytes into `buffer`; 0 at the end of the file.
   std::size_t read(char* buffer, std::size_t size);
 
+  /// The size when it was opened; 0 where the file system does not know it.
+  std::uint64_t size() const { return size_; }
+
   /// Gives the file up because what must be held of it at once exceeds any sensible amount.
   [[noreturn]] void refuse_as_too_large() const;
 
  private:
   std::string path_;
   int descriptor_;
-  std::uint64_t remaining_;  // bytes up to the end that the file had when it was opened
+  std::uint64_t size_;
+  std::uint64_t used_ = 0;  // bytes read so far
 };
 
 /// The bytes of a regular file of up to one GiB; a larger one is an error.

@@ -8,6 +8,7 @@
 
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/text.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace {
@@ -130,6 +131,75 @@ TEST_F(Program, TwoHydratesAtOnceLoseNothing) {
   EXPECT_EQ(
       structure_ingest::parse_json(tests::content_of(w / "state.json"))["structure_sources"].size(),
       8U);
+}
+
+std::string shell_quoted(const std::string& text) {
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+TEST_F(Program, TakesFilesOfAnyNameAndKeepsThemOffTheTerminal) {
+  const std::vector<std::string> names = {" a b .xyz",       "q'\"uote$HOME`id`.xyz",
+                                          "new\nline\r.xyz", "esc\x1B[2J\x1B]0;t\a.xyz",
+                                          "c1\u009B31m.xyz", "no utf-8 \xFF\xC3\x9B.xyz",
+                                          "-dash.xyz",       "[x].xyz",
+                                          "*?~.xyz",         std::string(229, 'n') + ".xyz"};
+  std::string arguments = "ingest --project proj --limit 99 --";
+  for (const std::string& name : names) {
+    w.write("named/" + name, "1\n\nHe 0 0 0\n");
+    arguments += " " + shell_quoted(w / "named" + ("/" + name));
+  }
+  w.write("named/bad.xyz", "1\n\nQq\x1B]0;t\a\u009B 0 0 0\n");
+  const Outcome outcome = run(arguments + " " + w.path() + "/named/bad.xyz");
+  EXPECT_EQ(outcome.status, 1) << outcome.err;
+  for (const std::string& text : {outcome.out, outcome.err}) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const auto byte = static_cast<unsigned char>(text[i]);
+      const bool is_c1 = byte == 0xC2 && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+      EXPECT_FALSE((byte < 0x20 && byte != '\n') || byte == 0x7F || is_c1) << text.substr(i, 20);
+    }
+    EXPECT_EQ(structure_ingest::internal::valid_utf8_prefix(text), text.size());
+  }
+  const Json manifest = structure_ingest::parse_json(
+      tests::content_of(w / "proj/.diagnostics/ingested_structures.json"));
+  ASSERT_EQ(manifest["structures"].size(), names.size() + 1);
+  // A file name that leaves no room for what a copy's name adds: the file itself is taken.
+  const Outcome longest = run("ingest --project proj --json " +
+                              w.write(std::string(251, 'n') + ".xyz", "1\n\nHe 0 0 0\n"));
+  EXPECT_EQ(longest.status, 3);
+  EXPECT_NE(longest.out.find("Could not write canonical XYZ copy: "), std::string::npos);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const Json& entry = manifest["structures"][i];
+    EXPECT_EQ(entry["ok"], true) << names[i];
+    EXPECT_EQ(entry["source_path"],
+              structure_ingest::internal::utf8_text(w / "named" + ("/" + names[i])));
+    EXPECT_TRUE(std::filesystem::is_regular_file(w / "proj/" + entry["path"].get<std::string>()));
+  }
+}
+
+TEST_F(Program, AStateThatCannotBeReadIsLeftAlone) {
+  for (const std::string& content :
+       {std::string(), std::string(" \n"), std::string("{} x"), std::string("\xFF{}"),
+        std::string("{\"a\": \"\xFF\"}"), std::string("\0", 1), std::string("[{}]"),
+        std::string("{\"a\": 18446744073709551616}"), std::string("{\"a\": 1e999}"),
+        "{\"a\": " + std::string(100000, '['), std::string(100000, '['),
+        "{\"a\": " + std::string(501, '[') + std::string(501, ']') + "}"}) {
+    w.write("state.json", content);
+    const Outcome outcome = run("hydrate --state state.json he.xyz");
+    EXPECT_EQ(outcome.status, 2) << content.substr(0, 30);
+    EXPECT_EQ(outcome.err.find("structure-ingest: state.json: "), 0U) << outcome.err;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    EXPECT_EQ(tests::content_of(w / "state.json"), content);
+  }
+  // Of repeated keys the last value counts.
+  w.write("state.json", R"({"project_path": "/else", "a": 1, "project_path": ")" + (w / "proj") +
+                            R"(", "a": 2})");
+  EXPECT_EQ(run("hydrate --state state.json " + (w / "he.xyz")).status, 0);
+  const Json state = structure_ingest::parse_json(tests::content_of(w / "state.json"));
+  EXPECT_EQ(state["project_path"], w / "proj");
+  EXPECT_EQ(state["a"], 2);
+  EXPECT_EQ(state["structure_sources"].size(), 1U);
 }
 
 TEST_F(Program, TellsOwners) {

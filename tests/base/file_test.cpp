@@ -128,7 +128,7 @@ TEST(File, WritesThroughNoFolderThatIsALink) {
   folder.link("root/a", "../outside");
   folder.link("root/loop", "loop");
   folder.write("root/file", "");
-  for (const char* relative : {"a/x", "a/b/x", "loop/x", "file/x", "./x"}) {
+  for (const char* relative : {"a/x", "a/b/x", "loop/x", "file/x"}) {
     EXPECT_THROW(replace_file_beneath(folder / "root", relative, "new"), fs::filesystem_error)
         << relative;
   }

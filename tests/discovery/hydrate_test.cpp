@@ -201,6 +201,40 @@ TEST_F(Hydrate, ReportsWhatNobodyExpectedAndReturnsNothing) {
   EXPECT_TRUE(hydrate_user_structures(no_mapping, {.collaborators = modules}).empty());
 }
 
+// Whatever a state holds: the structure is taken in, or one error is reported; never both, and
+// nothing else in the state changes.
+TEST_F(Hydrate, EveryKeyMayHoldEveryKindOfValue) {
+  const std::string path = w.write("a.xyz", HELIUM);
+  const Json kinds = Json::parse(R"([null, true, false, 0, 1, -1.5, 1e300, "", " ", "text", "/",
+      "~nobody", "a\u0000b", [], [null], [1], ["a"], [[]], [{}], [{"path": 1}], [{"path": []}],
+      {}, {"a": 1}, {"path": {}}, {"inventory": 5}, {"inventory": {"structure_files": 5}},
+      {"inventory": {"structure_files": {"b.xyz": 1}}}, {"project_path": []},
+      {"requested_path": [1]}, [{"metadata": 5}], [{"source_path": [1]}]])");
+  for (const char* key :
+       {"project_path", "attachments", "attached_workspace", "project_resolution",
+        "selected_workroot", "source_workspace_root", "structure_sources", "structure_notes",
+        "project_brief", "source_query", "user_request", "unknown"}) {
+    for (const Json& kind : kinds) {
+      Json odd = state;
+      odd[key] = kind;
+      // Relative folders would lie in the current one.
+      if (std::string_view(key) == "project_path" && !kind.is_null()) {
+        odd[key] =
+            kind.is_string() && kind != "" && kind != " " && kind != "text" ? kind : state[key];
+      }
+      const Json before = odd;
+      calls->suppressed.clear();
+      const std::span<Json> result =
+          hydrate_user_structures(odd, {.extra_paths = {path}, .collaborators = modules});
+      EXPECT_EQ(result.empty(), calls->suppressed.size() == 1) << key << ": " << kind;
+      for (const auto& [name, value] : before.items()) {
+        if (name == "structure_sources" || name == "structure_notes") continue;
+        EXPECT_EQ(odd[name], value) << key << ": " << kind;
+      }
+    }
+  }
+}
+
 TEST_F(Hydrate, ANoteListThatIsNoneFailsOnlyAfterTheSources) {
   state["structure_notes"] = 5;
   EXPECT_TRUE(hydrate({w.write("a.xyz", HELIUM)}).empty());

@@ -51,7 +51,6 @@ TEST(Xyz, RefusesBadFilesWithTheReason) {
                 "Unsupported atom count: 9223372036854775808."},
            Case{"1000000000\nc\nH 0 0 0\n", "Unsupported atom count: 1000000000."},
            Case{{"\xFF\xFE\x31\0\n\0c\0\n\0H\0", 12}, no_count},  // UTF-16
-           Case{{"1\nc\nH\0 0 0 0\n", 13}, "Unknown element symbol: 'H\\x00'"},
            Case{{"1\nc\nH 0 0 0\0\n", 13}, "Non-numeric coordinates in line: 'H 0 0 0\\x00'"},
            Case{"\u2028\u2028\u2028\u2028", no_count},
            Case{"\xFF\xFE\x80\xC3\xED\xA0\x80", too_short},
@@ -84,6 +83,7 @@ TEST(Xyz, ReadsAtoms) {
                 {{1, 2, 3}, {0.5, 5, 10}}},
            Case{"1\u2028c\u0085h\u00A01\u30032\u20033\v", {}, {}},  // U+3003 is no white space
            Case{"1\u2028c\u0085h\u00A01\u30002\u20033\v", {"H"}, {{1, 2, 3}}},
+           Case{{"1\nc\nH\0 1 2 3", 12}, {"H"}, {{1, 2, 3}}},  // as any label that begins so
            Case{"1\rc\rH 1 2 3", {"H"}, {{1, 2, 3}}},
            Case{"1\nc\nFe 1.0 2.0 3.0 4.0", {"Fe"}, {{1, 2, 3}}},
            Case{"1\nc\nFe 3d 2.0 3.0 4.0", {"Fe"}, {{2, 3, 4}}},

@@ -8,8 +8,10 @@
 #include <array>
 #include <filesystem>
 
+#include "collaborators/atomic_io.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/text.hpp"
+#include "structure_ingest/discovery/hydrate.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "tests/scratch_folder.hpp"
@@ -129,6 +131,20 @@ TEST(HostileSize, ALineOfFourGigabytesIsRefused) {
             std::vector<std::string>{"Could not read file: filesystem error: cannot read: File too "
                                      "large [" +
                                      path + "]"});
+}
+
+TEST(HostileSize, AStateOfFiveHundredMegabytes) {
+  const tests::ScratchFolder folder;
+  const std::string path = folder.write("a.xyz", "1\n\nHe 0 0 0\n");
+  const std::string big = repeated("\\n0123456789\u00E9", 500 * MEGABYTE);
+  const std::string beginning = "{\n  \"project_path\": \"" + folder.path() + "\",\n  \"big\": \"";
+  folder.write("state.json", beginning + big + "\"}");
+  qelda_agent::update_json(folder / "state.json", nullptr, [&path](Json& state) {
+    EXPECT_EQ(hydrate_user_structures(state, {.extra_paths = {path}}).size(), 1U);
+  });
+  const std::string after = tests::content_of(folder / "state.json");
+  EXPECT_EQ(after.substr(0, beginning.size()), beginning);
+  EXPECT_TRUE(std::string_view(after).substr(beginning.size()).starts_with(big));
 }
 
 }  // namespace
