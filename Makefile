@@ -1,18 +1,30 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: demo test release dev asan-ubsan tidy format packages
+.PHONY: demo test release dev asan-ubsan tsan fuzz tidy format packages clang
 
 demo: release
 	tools/demo build/release
 
 test: release
-	ctest --preset release -j2
+	ctest --preset release -j2 -LE slow
 
-release dev asan-ubsan: packages
+release dev: packages
 	@test -f build/$@/build.ninja || cmake --preset $@
 	cmake --build --preset $@
 
+asan-ubsan tsan: packages clang
+	@test -f build/$@/build.ninja || cmake --preset $@
+	cmake --build --preset $@
+
+# Each fuzzer for SECONDS, from the inputs that it has found before.
+SECONDS = 60
+fuzz: asan-ubsan
+	tools/fuzz build/asan-ubsan/fuzz $(SECONDS)
+
 packages:
 	@tools/install-packages
+
+clang:
+	@tools/install-packages clang libclang-rt-14-dev
 
 tidy: release
 	@tools/install-packages clang-tidy

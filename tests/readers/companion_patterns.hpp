@@ -1,0 +1,17 @@
+// The companion lookup as its patterns define it, searched by a regular-expression engine: slow on
+// files made to be bad for it, and what the reader is compared with.
+#pragma once
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "structure_ingest/record/ingested_structure.hpp"
+
+namespace tests {
+
+/// The cell in the text of a companion file, for a structure file of that name.
+std::optional<std::vector<structure_ingest::Vector3>> slow_companion_cell(std::string_view text,
+                                                                          std::string_view name);
+
+}  // namespace tests
