@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
+#include <utility>
 
+#include "structure_ingest/base/eight_bytes.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest::internal {
@@ -34,19 +38,6 @@ std::size_t boundary_length(std::string_view text, std::size_t position) {
   }
 }
 
-/// Whether a line feed is all that can end a line: then it is found by memchr, and the search for
-/// it costs next to nothing.
-bool is_plain(std::string_view text) {
-  unsigned odd = 0;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    odd |= static_cast<unsigned>(byte >= 0x80) |
-           (static_cast<unsigned>(byte < 0x20) & static_cast<unsigned>(byte != '\n') &
-            static_cast<unsigned>(byte != '\t'));
-  }
-  return odd == 0;
-}
-
 /// How many bytes at the end of `text` are the start of a character whose rest may still come.
 std::size_t cut_off_character(std::string_view text) {
   for (std::size_t back = 1; back <= 3 && back <= text.size(); ++back) {
@@ -59,73 +50,140 @@ std::size_t cut_off_character(std::string_view text) {
   return 0;
 }
 
+/// Where the first line boundary at or after `from` starts; the size of `text` when there is none.
+std::size_t find_boundary(std::string_view text, std::size_t from) {
+  while (from < text.size() && (!MAY_END_LINE[static_cast<unsigned char>(text[from])] ||
+                                boundary_length(text, from) == 0)) {
+    ++from;
+  }
+  return from;
+}
+
 }  // namespace
 
-LineReader::LineReader(const std::string& path, std::size_t piece_size)
-    : file_(path), piece_size_(piece_size) {}
+const char* end_of_plain_text(const char* text) {
+  for (;;) {
+    const std::uint64_t eight = load_eight(text);
+    // A byte below 0x20 borrows from the next one, so that only the first mark is to be relied on.
+    const std::uint64_t marks = ((eight - EACH_BYTE * 0x20) | eight) & EACH_HIGH_BIT;
+    text += first_marked(marks);
+    if (marks == 0) continue;
+    if (*text != '\t') return text;
+    ++text;
+  }
+}
 
+LineReader::LineReader(const std::string& path, std::size_t piece_size)
+    : file_(path),
+      capacity_(2 * piece_size),
+      text_(std::make_unique_for_overwrite<char[]>(capacity_ + LOOK_AHEAD)) {
+  end_at(0);
+}
+
+void LineReader::end_at(std::size_t end) {
+  end_ = end;
+  std::memset(text_.get() + end, 0, LOOK_AHEAD);
+  const std::size_t last_feed = std::string_view(text_.get(), end).rfind('\n');
+  feeds_end_ = last_feed == std::string_view::npos ? 0 : last_feed + 1;
+}
+
+/// Reads more behind what is left of the text; false at the end of the file.
 bool LineReader::read_more() {
   if (at_end_) return false;
   // What was handed out already goes, so that the text does not grow with the file.
-  text_.erase(0, position_);
-  valid_end_ -= position_;
-  position_ = 0;
-  const std::size_t old_size = text_.size();
-  if (old_size > MAX_LINE) file_.refuse_as_too_large();
-  text_.resize(old_size + piece_size_);
-  const std::size_t count = file_.read(text_.data() + old_size, piece_size_);
-  text_.resize(old_size + count);
-  at_end_ = count == 0;
-
-  const std::string_view fresh = std::string_view(text_).substr(valid_end_);
-  const std::size_t held_back = at_end_ ? 0 : cut_off_character(fresh);
-  const std::string_view complete = fresh.substr(0, fresh.size() - held_back);
-  if (valid_utf8_prefix(complete) < complete.size()) {
-    const std::string tail(fresh.substr(complete.size()));
-    const std::string cleaned = without_invalid_utf8(complete);
-    text_.replace(valid_end_, std::string::npos, cleaned + tail);
+  const std::size_t left = end_ - position_;
+  if (left > MAX_LINE) file_.refuse_as_too_large();
+  const char* const rest = text_.get() + position_;
+  if (left > capacity_ / 2) {
+    capacity_ *= 2;
+    auto larger = std::make_unique_for_overwrite<char[]>(capacity_ + LOOK_AHEAD);
+    std::memcpy(larger.get(), rest, left);
+    text_ = std::move(larger);
+  } else {
+    std::memmove(text_.get(), rest, left);
   }
-  // Fresh text beside what is left of the old: one odd byte makes both take the slow way.
-  plain_ = (plain_ || valid_end_ == 0) && is_plain(std::string_view(text_).substr(valid_end_));
-  valid_end_ = text_.size() - held_back;
+  clean_end_ -= std::min(clean_end_, position_);
+  position_ = 0;
+  const std::size_t count = file_.read(text_.get() + left, capacity_ - left);
+  end_at(left + count);
+  at_end_ = count == 0;
   return true;
 }
 
-/// Where the first line boundary at or after `from` starts; the size of `text` when there is none.
-std::size_t LineReader::find_boundary(std::string_view text, std::size_t from) const {
-  if (plain_) return std::min(text.find('\n', from), text.size());
-  std::size_t end = from;
-  while (end < text.size() && (!MAY_END_LINE[static_cast<unsigned char>(text[end])] ||
-                               boundary_length(text, end) == 0)) {
-    ++end;
+/// Drops the bytes that are not valid UTF-8, but for the start of a character at the end of what is
+/// read, whose rest may still come.
+void LineReader::clean() {
+  clean_end_ = std::max(clean_end_, position_);
+  const std::string_view fresh(text_.get() + clean_end_, end_ - clean_end_);
+  const std::size_t held_back = at_end_ ? 0 : cut_off_character(fresh);
+  const std::string_view complete = fresh.substr(0, fresh.size() - held_back);
+  if (valid_utf8_prefix(complete) < complete.size()) {
+    const std::string cleaned =
+        without_invalid_utf8(complete) + std::string(fresh.substr(complete.size()));
+    std::memcpy(text_.get() + clean_end_, cleaned.data(), cleaned.size());
+    end_at(clean_end_ + cleaned.size());
   }
-  return end;
+  clean_end_ = end_ - held_back;
 }
 
 std::optional<std::string_view> LineReader::next() {
-  for (std::size_t scanned = 0;;) {
-    const std::string_view text = std::string_view(text_).substr(0, valid_end_);
+  do {
+    const char* const line = text_.get() + position_;
+    const char* const stop = end_of_plain_text(line);
+    const auto size = static_cast<std::size_t>(stop - line);
+    if (position_ + size == end_) continue;
+    const std::size_t terminator = *stop == '\n' ? 1 : *stop == '\r' && stop[1] == '\n' ? 2 : 0;
+    if (terminator == 0) return next_odd_line();
+    position_ += size + terminator;
+    return std::string_view(line, size);
+  } while (read_more());
+  return last_line();
+}
+
+/// The next line when it may hold other line boundaries or invalid bytes.
+std::optional<std::string_view> LineReader::next_odd_line() {
+  std::size_t scanned = 0;
+  do {
+    clean();
+    const std::string_view text(text_.get(), clean_end_);
     const std::size_t end = find_boundary(text, position_ + scanned);
+    scanned = end - position_;
     // A line feed that belongs to a final carriage return may not have been read yet.
     const bool may_go_on = end + 1 == text.size() && text[end] == '\r' && !at_end_;
-    if (end < text.size() && !may_go_on) {
-      const std::string_view line = text.substr(position_, end - position_);
-      position_ = end + boundary_length(text, end);
-      return line;
-    }
-    scanned = end - position_;
-    if (read_more()) continue;
-    if (position_ == valid_end_) return std::nullopt;
-    const std::string_view line = text.substr(position_);
-    position_ = valid_end_;
+    if (end == text.size() || may_go_on) continue;
+    const std::string_view line = text.substr(position_, scanned);
+    position_ = end + boundary_length(text, end);
     return line;
-  }
+  } while (read_more());
+  return last_line();
+}
+
+std::optional<std::string_view> LineReader::last_line() {
+  if (position_ == end_) return std::nullopt;
+  const std::string_view line(text_.get() + position_, end_ - position_);
+  position_ = end_;
+  return line;
+}
+
+bool LineReader::has_next() {
+  do {
+    if (position_ < end_ && static_cast<unsigned char>(text_[position_]) < 0x80) return true;
+    clean();  // what follows may all be invalid
+    if (position_ < clean_end_) return true;
+  } while (read_more());
+  return false;
+}
+
+std::string_view LineReader::lines_ahead() {
+  // With much text ahead that holds no line feed, lines end otherwise, and reading on is no help.
+  if (feeds_end_ <= position_ && end_ - position_ < capacity_ / 2) read_more();
+  if (feeds_end_ <= position_) return {};
+  return {text_.get() + position_, feeds_end_ - position_};
 }
 
 void LineReader::skip_rest() {
-  text_.resize(piece_size_);
-  position_ = valid_end_ = 0;
-  while (!at_end_) at_end_ = file_.read(text_.data(), text_.size()) == 0;
+  position_ = end_;
+  while (read_more()) position_ = end_;
 }
 
 }  // namespace structure_ingest::internal

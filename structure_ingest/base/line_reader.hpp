@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,32 +12,55 @@
 
 namespace structure_ingest::internal {
 
+/// The first character from `text` on that is a control character other than a tab, or not ASCII:
+/// where it is a line feed, a line ends, and the line holds nothing that is special in any way.
+/// There must be such a character, with LOOK_AHEAD readable bytes behind it.
+const char* end_of_plain_text(const char* text);
+
 /// Reads UTF-8 text; bytes that are not valid are dropped. A line ends at a line feed, a carriage
 /// return or both, and at U+000B, U+000C, U+001C to U+001E, U+0085, U+2028 and U+2029.
 /// Errors are those of InputFile; a line of more than 512 MiB is one.
 class LineReader {
  public:
   /// `piece_size` is how much is read at once; tests make it small.
-  explicit LineReader(const std::string& path, std::size_t piece_size = std::size_t{1} << 18);
+  explicit LineReader(const std::string& path, std::size_t piece_size = std::size_t{1} << 16);
+
+  /// The size of the file when it was opened, in bytes.
+  std::size_t file_size() const { return file_.size(); }
 
   /// The next line without its terminator, valid until the next call; nothing at the end. A
   /// terminator at the very end of the text does not make one more line.
   std::optional<std::string_view> next();
+
+  /// Whether there is one more line.
+  bool has_next();
+
+  /// The next lines as they stand in the file, up to a line feed; empty when there is none near.
+  /// LOOK_AHEAD bytes behind them are readable. Whoever finds plain lines among them can take them
+  /// with `skip`, and the others with `next`.
+  std::string_view lines_ahead();
+
+  /// Leaves out the first `size` bytes of `lines_ahead`, which must end with a line feed.
+  void skip(std::size_t size) { position_ += size; }
 
   /// Reads the rest of the file, keeping nothing: it only shows whether the file can be read.
   void skip_rest();
 
  private:
   bool read_more();
-  std::size_t find_boundary(std::string_view text, std::size_t from) const;
+  void end_at(std::size_t end);
+  void clean();
+  std::optional<std::string_view> next_odd_line();
+  std::optional<std::string_view> last_line();
 
   InputFile file_;
-  std::size_t piece_size_;
-  std::string text_;           // valid UTF-8 up to valid_end_, then a cut-off character
-  std::size_t valid_end_ = 0;  // lines are taken from the text before this
-  std::size_t position_ = 0;   // start of the next line
-  bool plain_ = true;          // only line feeds end lines
-  bool at_end_ = false;        // nothing more to read
+  std::size_t capacity_;
+  std::unique_ptr<char[]> text_;  // what is read, then LOOK_AHEAD zeros
+  std::size_t position_ = 0;      // start of the next line
+  std::size_t clean_end_ = 0;     // the text before this is known to be valid UTF-8
+  std::size_t feeds_end_ = 0;     // behind the last line feed
+  std::size_t end_ = 0;           // of what is read
+  bool at_end_ = false;           // nothing more to read
 };
 
 }  // namespace structure_ingest::internal

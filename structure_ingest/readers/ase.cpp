@@ -32,8 +32,9 @@ std::optional<std::string> take_answer(AseAnswer&& answer, IngestedStructure& re
   record.positions_ang = *std::move(answer.positions_ang);
   if (answer.failure == Failure::extraction) return extraction_failed;
   record.cell_ang = std::move(answer.cell_ang);
-  record.species = species_of(record.symbols);
-  record.formula = formula_from_symbols(record.symbols);
+  const SymbolCounts counts = symbol_counts(record.symbols);
+  record.species = species_of(counts);
+  record.formula = formula_of(counts);
   record.ok = record.natoms > 0;
   if (!record.ok) return "No atoms found in the file.";
   return std::nullopt;

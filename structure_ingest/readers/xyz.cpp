@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "structure_ingest/base/decimal.hpp"
+#include "structure_ingest/base/eight_bytes.hpp"
 #include "structure_ingest/base/line_reader.hpp"
 #include "structure_ingest/base/number.hpp"
 #include "structure_ingest/base/text.hpp"
@@ -26,10 +28,11 @@ constexpr std::string_view MISSING_CELL =
 /// The value of the first Lattice="..." field of the comment line: the key in any letter case, the
 /// value in double quotes and not empty.
 std::optional<std::string_view> lattice_field(std::string_view comment) {
-  constexpr std::string_view opening = "lattice=\"";
-  for (std::size_t start = 0; start + opening.size() < comment.size(); ++start) {
-    if (ascii_lower_cased(comment.substr(start, opening.size())) != opening) continue;
-    const std::string_view value = comment.substr(start + opening.size());
+  constexpr std::string_view key = "lattice";
+  for (std::size_t at = 0; (at = comment.find("=\"", at)) != std::string_view::npos; ++at) {
+    if (at < key.size()) continue;
+    if (ascii_lower_cased(comment.substr(at - key.size(), key.size())) != key) continue;
+    const std::string_view value = comment.substr(at + 2);
     const std::size_t end = value.find('"');
     if (end == std::string_view::npos) break;  // no later field can be closed either
     if (end > 0) return value.substr(0, end);
@@ -60,6 +63,44 @@ struct Atoms {
   std::vector<std::string> symbols;
   std::vector<Vector3> positions_ang;
 };
+
+/// Reads the atom line at `text` when it is as nearly all are, in ASCII with plain decimal numbers
+/// and ended by a line feed, and moves `text` behind it. Returns false for any other line, be it
+/// good or bad; then nothing is changed.
+bool read_plain_atom(const char*& text, const KnownSymbols& known, Atoms& atoms) {
+  const char* at = text;
+  while (*at == ' ' || *at == '\t') ++at;
+  const std::size_t symbol_size = known.length(at[0], at[1]);
+  if (symbol_size == 0) return false;
+  const std::array<char, 2> symbol = {static_cast<char>(at[0] & ~0x20),
+                                      static_cast<char>(at[1] | 0x20)};
+  ++at;
+  while (*at > ' ' && *at < 0x7F) ++at;
+  Vector3 position{};
+  at = read_decimals(at, position);
+  if (at == nullptr) return false;
+  if (*at == ' ' || *at == '\t') at = end_of_plain_text(at);
+  if (*at == '\r') ++at;
+  if (*at != '\n') return false;
+  atoms.symbols.emplace_back(symbol.data(), 2).erase(symbol_size);
+  atoms.positions_ang.push_back(position);
+  text = at + 1;
+  return true;
+}
+
+/// Reads the atom lines that are ahead and plain, until there are `count` atoms.
+void read_plain_atoms(LineReader& lines, std::size_t count, Atoms& atoms) {
+  const KnownSymbols& known = known_symbols();
+  for (;;) {
+    const std::string_view ahead = lines.lines_ahead();
+    const char* at = ahead.data();
+    const char* const end = at + ahead.size();
+    while (at != end && atoms.symbols.size() < count && read_plain_atom(at, known, atoms)) {
+    }
+    lines.skip(static_cast<std::size_t>(at - ahead.data()));
+    if (at != end || ahead.empty()) return;
+  }
+}
 
 /// Reads one atom line; returns the warning when it is no good.
 std::optional<std::string> read_atom(std::string_view line, bool vendor_orbital_column,
@@ -104,38 +145,40 @@ std::optional<std::string> read_frame(LineReader& lines, IngestedStructure& reco
   std::string first_token;
   std::string comment;
   std::optional<std::string_view> line = lines.next();
-  if (line) {
-    first_token = next_token(*line);
-    line = lines.next();
-  }
-  if (line) {
-    comment = *line;
-    line = lines.next();
-  }
-  if (!line) return "XYZ file is too short to contain atoms.";
+  if (line) first_token = next_token(*line);
+  if (line) line = lines.next();
+  if (line) comment = *line;
+  if (!line || !lines.has_next()) return "XYZ file is too short to contain atoms.";
 
   std::int64_t count = 0;
   if (std::optional<std::string> warning = read_count(first_token, count)) return warning;
   read_lattice(comment, record);
   const bool vendor_orbital_column = contains_ignoring_ascii_case(comment, "orbitaltype");
 
-  // Nothing is reserved on the count's word: the file may hold fewer atoms.
+  // An atom line takes at least eight bytes: the count's word alone is not enough to reserve on.
   Atoms atoms;
-  std::int64_t found = 0;
-  for (; line && found < count; ++found) {
+  const auto wanted = static_cast<std::size_t>(count);
+  const std::size_t expected = std::min(wanted, lines.file_size() / 8 + 1);
+  atoms.symbols.reserve(expected);
+  atoms.positions_ang.reserve(expected);
+  while (atoms.symbols.size() < wanted) {
+    if (!vendor_orbital_column) read_plain_atoms(lines, wanted, atoms);
+    if (atoms.symbols.size() == wanted) break;
+    line = lines.next();
+    if (!line) {
+      return "Expected " + std::to_string(count) + " atoms, found " +
+             std::to_string(atoms.symbols.size()) + ".";
+    }
     if (std::optional<std::string> warning = read_atom(*line, vendor_orbital_column, atoms)) {
       return warning;
     }
-    if (found + 1 < count) line = lines.next();
-  }
-  if (found != count) {
-    return "Expected " + std::to_string(count) + " atoms, found " + std::to_string(found) + ".";
   }
   record.natoms = count;
   record.symbols = std::move(atoms.symbols);
   record.positions_ang = std::move(atoms.positions_ang);
-  record.species = species_of(record.symbols);
-  record.formula = formula_from_symbols(record.symbols);
+  const SymbolCounts counts = symbol_counts(record.symbols);
+  record.species = species_of(counts);
+  record.formula = formula_of(counts);
   return std::nullopt;
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <map>
 
 #include "collaborators/material_reference_data.hpp"
 #include "structure_ingest/base/text.hpp"
@@ -13,70 +12,90 @@ namespace {
 
 constexpr std::size_t LETTERS = 26;
 
+/// The second letters of symbols, each at the place that its five lowest bits say; NUL where a
+/// symbol has none.
+constexpr std::string_view SECOND_LETTERS("\0abcdefghijklmnopqrstuvwxyz\0\0\0\0\0", 32);
+constexpr std::size_t COLUMNS = SECOND_LETTERS.size();
+constexpr std::size_t SYMBOLS = LETTERS * COLUMNS;
+
 bool is_letter(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-std::size_t letter_index(char c) {
-  return static_cast<std::size_t>((c | 0x20) - 'a');
-}
-
-/// Whether a symbol is known, by its first letter and its second (1 to 26) or none (0).
-using KnownSymbols = std::array<std::array<bool, LETTERS + 1>, LETTERS>;
-
-KnownSymbols known_symbols() {
-  KnownSymbols known{};
-  for (const std::string_view symbol : qelda_agent::KNOWN_ELEMENT_SYMBOLS) {
-    const bool first = !symbol.empty() && symbol[0] >= 'A' && symbol[0] <= 'Z';
-    const bool second = symbol.size() == 2 && symbol[1] >= 'a' && symbol[1] <= 'z';
-    if (!first || (symbol.size() != 1 && !second)) continue;  // can match no canonical symbol
-    known[letter_index(symbol[0])][second ? letter_index(symbol[1]) + 1 : 0] = true;
-  }
-  return known;
-}
-
-std::map<std::string_view, std::size_t> counts_of(const std::vector<std::string>& symbols) {
-  std::map<std::string_view, std::size_t> counts;
-  // Files often list the atoms of an element in a row: each run is looked up once.
-  for (auto run = symbols.begin(); run != symbols.end();) {
-    const auto end = std::find_if(run, symbols.end(), [&](const auto& s) { return s != *run; });
-    counts[*run] += static_cast<std::size_t>(end - run);
-    run = end;
-  }
-  return counts;
+/// The letters of a symbol as one index in ascending character order; SYMBOLS for what is no
+/// canonical symbol. Symbols are as good as random: no branch is to depend on their length.
+std::size_t symbol_index(const std::string& symbol) {
+  if (symbol.empty()) return SYMBOLS;
+  const auto first = static_cast<std::size_t>(symbol[0] - 'A');
+  const std::size_t column = static_cast<unsigned char>(symbol[1]) % COLUMNS;
+  const bool canonical = first < LETTERS && symbol[1] == SECOND_LETTERS[column] &&
+                         symbol.size() - 1 == static_cast<std::size_t>(column != 0);
+  return canonical ? first * COLUMNS + column : SYMBOLS;
 }
 
 }  // namespace
 
+KnownSymbols::KnownSymbols() {
+  for (const std::string_view symbol : qelda_agent::KNOWN_ELEMENT_SYMBOLS) {
+    const bool first = !symbol.empty() && symbol[0] >= 'A' && symbol[0] <= 'Z';
+    const bool second = symbol.size() == 2 && symbol[1] >= 'a' && symbol[1] <= 'z';
+    if (!first || (symbol.size() != 1 && !second)) continue;  // can match no canonical symbol
+    lengths_[letter(symbol[0])][second ? letter(symbol[1]) + 1 : 0] = second ? 2 : 1;
+  }
+}
+
+const KnownSymbols& known_symbols() {
+  static const KnownSymbols known;
+  return known;
+}
+
 std::string canonical_symbol(std::string_view token) {
-  static const KnownSymbols known = known_symbols();
   std::string_view rest = token;
   const std::string_view label =
       is_letter(token.empty() ? ' ' : token[0]) ? token : next_token(rest);
-  if (label.empty() || !is_letter(label[0])) return {};
-  const std::size_t first = letter_index(label[0]);
-  std::string symbol(1, static_cast<char>('A' + first));
-  std::size_t second = 0;
-  if (label.size() > 1 && is_letter(label[1])) {
-    second = letter_index(label[1]) + 1;
-    symbol += static_cast<char>('a' + second - 1);
-  }
-  return known[first][second] ? symbol : std::string();
+  if (label.empty()) return {};
+  const char second = label.size() > 1 ? label[1] : ' ';
+  const std::array<char, 2> letters = {static_cast<char>(label[0] & ~0x20),
+                                       static_cast<char>(second | 0x20)};
+  return {letters.data(), known_symbols().length(label[0], second)};
 }
 
-std::vector<std::string> species_of(const std::vector<std::string>& symbols) {
+SymbolCounts symbol_counts(const std::vector<std::string>& symbols) {
+  SymbolCounts counts;
+  std::array<std::size_t, SYMBOLS> canonical{};
+  for (const std::string& symbol : symbols) {
+    if (const std::size_t index = symbol_index(symbol); index < SYMBOLS) {
+      ++canonical[index];
+    } else {
+      ++counts[symbol];
+    }
+  }
+  for (std::size_t index = 0; index < SYMBOLS; ++index) {
+    if (canonical[index] == 0) continue;
+    std::string symbol(1, static_cast<char>('A' + index / COLUMNS));
+    if (index % COLUMNS > 0) symbol += SECOND_LETTERS[index % COLUMNS];
+    counts[symbol] = canonical[index];
+  }
+  return counts;
+}
+
+std::vector<std::string> species_of(const SymbolCounts& counts) {
   std::vector<std::string> species;
-  for (const auto& [symbol, count] : counts_of(symbols)) species.emplace_back(symbol);
+  for (const auto& [symbol, count] : counts) species.push_back(symbol);
   return species;
 }
 
-std::string formula_from_symbols(const std::vector<std::string>& symbols) {
+std::string formula_of(const SymbolCounts& counts) {
   std::string formula;
-  for (const auto& [symbol, count] : counts_of(symbols)) {
+  for (const auto& [symbol, count] : counts) {
     formula += symbol;
     if (count > 1) formula += std::to_string(count);
   }
   return formula;
+}
+
+std::string formula_from_symbols(const std::vector<std::string>& symbols) {
+  return formula_of(symbol_counts(symbols));
 }
 
 }  // namespace structure_ingest::internal

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 #include "tests/scratch_folder.hpp"
 
@@ -112,6 +113,37 @@ TEST(Xyz, ReadsTheLargestFile) {
   const IngestedStructure record = parsed(folder, content);
   EXPECT_TRUE(record.ok);
   EXPECT_EQ(record.positions_ang.back()[2], 19999);
+}
+
+// Plain lines are read in a way of their own. A byte that is no valid UTF-8 is dropped and makes a
+// line other than plain, so that each file here is read both ways.
+TEST(Xyz, ReadsPlainLinesAsAllOthers) {
+  const tests::ScratchFolder folder;
+  std::mt19937 random(1);
+  const auto one_of = [&random](const std::vector<std::string>& choices) {
+    return choices[random() % choices.size()];
+  };
+  std::size_t good = 0;
+  for (int i = 0; i < 400; ++i) {
+    std::string content = one_of({"2", "3", "4"}) + "\ncomment\n";
+    std::string odd_content = content;
+    for (int line = 0; line < 3; ++line) {
+      std::string text =
+          one_of({"", "", " ", "\t"}) + one_of({"H", "Fe", "CL2", "o_b", "H\x7F", "Xx", "C\u00E9"});
+      for (int token = 0; token < 3; ++token) {
+        text += one_of({" ", " ", "     ", "            ", "\t", "\u00A0", "\x1F"});
+        text += one_of({"0.5", "0.5", "-12.25", "-12.25", "+3.", "1.0E2", "2", "-1_0.5", "123456789.0", "1.2.3"});
+      }
+      text += one_of({"", "", " ", " 3 x", "\t4.5", " \x01", " \u00E9", "\v", "\r"});
+      if (random() % 8 == 0) text[random() % text.size()] = one_of({" ", "\n", "x", "."})[0];
+      content += text + '\n';
+      odd_content += "\xFF" + text + "\xFF\n";
+    }
+    const IngestedStructure record = parsed(folder, content);
+    ASSERT_EQ(record, parsed(folder, odd_content)) << content;
+    good += record.ok ? 1 : 0;
+  }
+  EXPECT_GT(good, 20U);
 }
 
 TEST(Xyz, TakesTheCellFromTheLatticeField) {

@@ -32,7 +32,7 @@ TEST(Chemistry, KnowsAllElements) {
 TEST(Chemistry, FormulaAndSpecies) {
   struct Case {
     std::vector<std::string> symbols;
-    const char* formula;
+    std::string formula;
     std::vector<std::string> species;
   };
   for (const auto& [symbols, formula, species] :
@@ -40,9 +40,13 @@ TEST(Chemistry, FormulaAndSpecies) {
         Case{{"C", "H", "H", "H", "H"}, "CH4", {"C", "H"}},
         Case{{"Na", "Cl"}, "ClNa", {"Cl", "Na"}},
         Case{{"Cl", "C", "Ca"}, "CCaCl", {"C", "Ca", "Cl"}}, Case{{}, "", {}},
-        Case{std::vector<std::string>(12, "C"), "C12", {"C"}}}) {
+        Case{std::vector<std::string>(12, "C"), "C12", {"C"}},
+        // Symbols are taken as they are, whatever they look like.
+        Case{{"C", "cl", "", "Uue", "Cl", "cl", "C\xFF", "D{", std::string("C\0", 2)},
+             std::string("CC", 2) + std::string("\0", 1) + "ClC\xFF" + "D{Uuecl2",
+             {"", "C", std::string("C\0", 2), "Cl", "C\xFF", "D{", "Uue", "cl"}}}) {
     EXPECT_EQ(formula_from_symbols(symbols), formula);
-    EXPECT_EQ(species_of(symbols), species);
+    EXPECT_EQ(species_of(symbol_counts(symbols)), species);
   }
 }
 

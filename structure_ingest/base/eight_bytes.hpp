@@ -1,0 +1,35 @@
+// Eight characters at once, as the bytes of one integer with the first in the lowest byte.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace structure_ingest::internal {
+
+/// Times a byte, this is eight of it.
+inline constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
+inline constexpr std::uint64_t EACH_HIGH_BIT = EACH_BYTE * 0x80;
+
+/// What may be looked at behind a text: functions that want it readable say so.
+inline constexpr std::size_t LOOK_AHEAD = 16;
+
+inline std::uint64_t load_eight(const char* text) {
+  std::uint64_t eight = 0;
+  std::memcpy(&eight, text, sizeof eight);
+  if constexpr (std::endian::native == std::endian::big) eight = __builtin_bswap64(eight);
+  return eight;
+}
+
+inline void store_eight(char* text, std::uint64_t eight) {
+  if constexpr (std::endian::native == std::endian::big) eight = __builtin_bswap64(eight);
+  std::memcpy(text, &eight, sizeof eight);
+}
+
+/// The index of the first byte with a bit in `marks`; 8 when there is none.
+inline std::size_t first_marked(std::uint64_t marks) {
+  return static_cast<std::size_t>(std::countr_zero(marks)) / 8;
+}
+
+}  // namespace structure_ingest::internal
