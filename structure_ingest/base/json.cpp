@@ -1,146 +1,18 @@
 #include "structure_ingest/base/json.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "structure_ingest/base/json_memory.hpp"
-#include "structure_ingest/base/number.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest {
 namespace {
 
 constexpr std::size_t MAX_DEPTH = 500;
-
-void append_unicode_escape(std::string& out, char32_t character) {
-  constexpr std::string_view hex = "0123456789abcdef";
-  out += "\\u00";
-  out += hex[character >> 4 & 0xF];
-  out += hex[character & 0xF];
-}
-
-void append_string(std::string& out, std::string_view text) {
-  out += '"';
-  for (std::size_t position = 0; position < text.size();) {
-    // Most text needs no escapes: copy up to the next character that might.
-    const std::size_t start = position;
-    while (position < text.size() && text[position] >= 0x20 && text[position] < 0x7F &&
-           text[position] != '"' && text[position] != '\\') {
-      ++position;
-    }
-    out += text.substr(start, position - start);
-    if (position == text.size()) break;
-    const internal::Character character = internal::character_at(text, position);
-    switch (character.value) {
-      case U'"':
-        out += "\\\"";
-        break;
-      case U'\\':
-        out += "\\\\";
-        break;
-      case U'\b':
-        out += "\\b";
-        break;
-      case U'\f':
-        out += "\\f";
-        break;
-      case U'\n':
-        out += "\\n";
-        break;
-      case U'\r':
-        out += "\\r";
-        break;
-      case U'\t':
-        out += "\\t";
-        break;
-      case internal::INVALID_CHARACTER:
-        internal::append_utf8(out, 0xFFFD);
-        break;
-      default:
-        if (character.value < 0x20 || (character.value >= 0x7F && character.value < 0xA0)) {
-          append_unicode_escape(out, character.value);
-        } else {
-          out += text.substr(position, character.length);
-        }
-    }
-    position += character.length;
-  }
-  out += '"';
-}
-
-/// Writes values into one growing text; `indent` below zero means one line.
-struct Writer {
-  std::string& out;
-  int indent;
-  std::size_t level = 0;
-
-  void new_line() {
-    if (indent < 0) return;
-    out += '\n';
-    out.append(level * static_cast<std::size_t>(indent), ' ');
-  }
-
-  template <typename Items, typename WriteItem>
-  void list(char open, char close, const Items& items, WriteItem write_item) {
-    out += open;
-    if (!items.empty()) {
-      ++level;
-      bool first = true;
-      for (const auto& item : items) {
-        if (!first) out += indent < 0 ? ", " : ",";
-        first = false;
-        new_line();
-        write_item(item);
-      }
-      --level;
-      new_line();
-    }
-    out += close;
-  }
-
-  void write(const Json& value) {
-    switch (value.type()) {
-      case Json::value_t::object:
-        list('{', '}', value.get_ref<const Json::object_t&>(), [this](const auto& member) {
-          append_string(out, member.first);
-          out += ": ";
-          write(member.second);
-        });
-        break;
-      case Json::value_t::array:
-        list('[', ']', value.get_ref<const Json::array_t&>(),
-             [this](const Json& item) { write(item); });
-        break;
-      case Json::value_t::string:
-        append_string(out, value.get_ref<const std::string&>());
-        break;
-      case Json::value_t::boolean:
-        out += value.get<bool>() ? "true" : "false";
-        break;
-      case Json::value_t::number_integer:
-        out += std::to_string(value.get<std::int64_t>());
-        break;
-      case Json::value_t::number_unsigned:
-        out += std::to_string(value.get<std::uint64_t>());
-        break;
-      case Json::value_t::number_float: {
-        const double number = value.get<double>();
-        if (std::isfinite(number)) {
-          internal::append_shortest(out, number);
-        } else {
-          out += "null";
-        }
-        break;
-      }
-      default:  // null, and what JSON text cannot hold
-        out += "null";
-    }
-  }
-};
 
 /// Builds the value from the parser's events, and refuses what would be lost: integers that fit
 /// no machine integer, and nesting so deep that copying the value could exhaust the stack.
@@ -260,12 +132,6 @@ Json parse_json(std::string_view text) {
   Builder builder(value);
   Json::sax_parse(text.begin(), text.end(), &builder);
   return value;
-}
-
-std::string json_text(const Json& value, int indent) {
-  std::string out;
-  Writer{out, indent}.write(value);
-  return out;
 }
 
 namespace internal {

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <charconv>
-#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <system_error>
@@ -100,46 +98,6 @@ std::optional<double> short_decimal(std::string_view text) {
   return static_cast<double>(digits) / POWERS_OF_TEN[decimals];
 }
 
-__extension__ using Uint128 = unsigned __int128;
-
-/// |value| in units of the tenth decimal, rounded from the exact value with halves to even; nothing
-/// from 1e8 on, where it would no longer fit.
-///
-/// A double is m * 2^e with m below 2^53, so m * 10^10 is below 2^87: an exact integer of 128 bits.
-/// Below 1e8 the exponent is negative, and what remains is a shift and the rounding of what it cuts
-/// off.
-std::optional<std::uint64_t> tenth_decimals(double value) {
-  const double magnitude = std::abs(value);
-  if (!(magnitude < 1e8)) return std::nullopt;
-  const auto bits = std::bit_cast<std::uint64_t>(magnitude);
-  const std::uint64_t biased = bits >> 52;
-  const std::uint64_t fraction = bits & ((std::uint64_t{1} << 52) - 1);
-  const std::uint64_t m = biased == 0 ? fraction : fraction | std::uint64_t{1} << 52;
-  const std::uint64_t shift = 1075 - std::max<std::uint64_t>(biased, 1);
-  if (shift > 88) return 0;  // less than a quarter of a unit
-  const Uint128 scaled = Uint128{m} * 10'000'000'000;
-  const auto units = static_cast<std::uint64_t>(scaled >> shift);
-  const Uint128 cut_off = scaled & ((Uint128{1} << shift) - 1);
-  const Uint128 half = Uint128{1} << (shift - 1);
-  const bool up = cut_off > half || (cut_off == half && units % 2 == 1);
-  return units + (up ? 1 : 0);
-}
-
-/// Appends `units` of the tenth decimal as a number with `decimals` of its ten decimals.
-void append_decimal(std::string& out, bool negative, std::uint64_t units, std::size_t decimals) {
-  constexpr std::uint64_t unit = 10'000'000'000;
-  std::array<char, 32> buffer{};
-  char* end = buffer.data();
-  if (negative) *end++ = '-';
-  end = std::to_chars(end, buffer.data() + buffer.size(), units / unit).ptr;
-  *end = '.';
-  std::uint64_t rest = units % unit;
-  for (std::size_t place = 10; place > 0; --place, rest /= 10) {
-    end[place] = static_cast<char>('0' + rest % 10);
-  }
-  out.append(buffer.data(), end + 1 + decimals);
-}
-
 std::optional<double> named_value(std::string_view text) {
   const std::string name = ascii_lower_cased(text);
   if (name == "inf" || name == "infinity") return std::numeric_limits<double>::infinity();
@@ -183,45 +141,6 @@ std::optional<double> float_value(std::string_view token) {
   const std::optional<std::string> plain = plain_form(token);
   if (!plain || *plain == token) return std::nullopt;
   return plain_float(*plain);
-}
-
-void append_ten_decimals(std::string& out, double value) {
-  if (const std::optional<std::uint64_t> units = tenth_decimals(value)) {
-    append_decimal(out, std::signbit(value), *units, 10);
-    return;
-  }
-  if (std::isnan(value)) {
-    out += "nan";
-    return;
-  }
-  std::array<char, 352> buffer{};  // 309 integer digits, sign, point, ten decimals
-  const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
-                                    std::chars_format::fixed, 10);
-  out.append(buffer.data(), result.ptr);
-}
-
-void append_shortest(std::string& out, double value) {
-  const double magnitude = std::abs(value);
-  // A decimal of up to 15 digits that reads back as the value is the only one so short that does:
-  // doubles keep 15 digits apart. Numbers from files mostly are such.
-  constexpr std::uint64_t fifteen_digits = 1'000'000'000'000'000;
-  if (const std::optional<std::uint64_t> units = tenth_decimals(value);
-      units && *units < fifteen_digits && static_cast<double>(*units) / 1e10 == magnitude) {
-    std::size_t decimals = 10;
-    for (std::uint64_t rest = *units; decimals > 1 && rest % 10 == 0; rest /= 10) --decimals;
-    append_decimal(out, std::signbit(value), *units, decimals);
-    return;
-  }
-  // From the tenth decimal, the last one that canonical copies hold, up to the largest integers
-  // that a double holds exactly.
-  const bool ordinary = value == 0.0 || (magnitude >= 1e-10 && magnitude < 1e16);
-  std::array<char, 64> buffer{};
-  const auto result =
-      std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
-                    ordinary ? std::chars_format::fixed : std::chars_format::scientific);
-  const std::string_view text(buffer.data(), static_cast<std::size_t>(result.ptr - buffer.data()));
-  out += text;
-  if (ordinary && text.find('.') == std::string_view::npos) out += ".0";
 }
 
 }  // namespace structure_ingest::internal

@@ -11,7 +11,13 @@ namespace internal {
 Json json_list(const std::vector<std::string>& texts) {
   Json::array_t list;
   list.reserve(texts.size());
-  for (const std::string& text : texts) list.emplace_back(utf8_text(text));
+  for (const std::string& text : texts) {
+    if (valid_utf8_prefix(text) == text.size()) {
+      list.emplace_back(text);
+    } else {
+      list.emplace_back(utf8_text(text));
+    }
+  }
   return list;
 }
 

@@ -100,13 +100,15 @@ TEST(Number, FloatText) {
 
 std::string ten_decimals(double value) {
   std::string out;
-  append_ten_decimals(out, value);
+  char room[NUMBER_ROOM];
+  out.assign(room, write_ten_decimals(room, value));
   return out;
 }
 
 std::string shortest(double value) {
   std::string out;
-  append_shortest(out, value);
+  char room[NUMBER_ROOM];
+  out.assign(room, write_shortest(room, value));
   return out;
 }
 
@@ -154,8 +156,12 @@ TEST(Number, AgreesWithTheLibraries) {
             2048.0,  // multiples of 2^-11 end in 5 at the eleventh decimal
         std::floor(integer() / 1e6) / 1e10,
         std::floor(integer() / 1e10) / 1e8,
+        integer() * std::pow(10.0, static_cast<double>(random() % 14) - 23.0),
+        std::nextafter(std::pow(10.0, static_cast<double>(random() % 14) - 4.0),
+                       static_cast<double>(random() % 2) * 1e12),
+        std::ldexp(1.0, static_cast<int>(random() % 40) - 11),
     };
-    const double value = candidates[i % 5];
+    const double value = candidates[i % 8];
     if (!std::isfinite(value)) continue;
     std::snprintf(expected, sizeof expected, "%.10f", value);
     ASSERT_EQ(ten_decimals(value), expected);

@@ -1,0 +1,207 @@
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/number.hpp"
+#include "structure_ingest/base/text.hpp"
+
+namespace structure_ingest {
+namespace {
+
+/// Writes values into one growing text, through a buffer that stays in the processor's cache.
+class Writer {
+ public:
+  /// An `indent` below zero means one line.
+  explicit Writer(int indent) : indent_(indent) {}
+
+  void write(const Json& value);
+
+  std::string text() && {
+    flush();
+    return std::move(text_);
+  }
+
+ private:
+  void flush() {
+    text_.append(buffer_.data(), at_);
+    at_ = buffer_.data();
+  }
+
+  /// Where up to NUMBER_ROOM bytes can be written; `at_` is then to be moved behind them.
+  char* room() {
+    if (buffer_.data() + buffer_.size() - at_ < static_cast<std::ptrdiff_t>(internal::NUMBER_ROOM))
+      flush();
+    return at_;
+  }
+
+  void add(char c) {
+    *room() = c;
+    ++at_;
+  }
+
+  void add(std::string_view text) {
+    if (text.size() > internal::NUMBER_ROOM) {
+      flush();
+      text_ += text;
+      return;
+    }
+    std::memcpy(room(), text.data(), text.size());
+    at_ += text.size();
+  }
+
+  template <typename Integer>
+  void add_integer(Integer value) {
+    char* const out = room();
+    at_ = std::to_chars(out, out + internal::NUMBER_ROOM, value).ptr;
+  }
+
+  void next_item(bool comma);
+  void add_float(double number);
+  void add_string(std::string_view text);
+  void add_special_character(std::string_view text, internal::Character character);
+  template <typename Items, typename WriteItem>
+  void add_list(char open, char close, const Items& items, WriteItem write_item);
+
+  std::string text_;
+  std::array<char, 1 << 13> buffer_;
+  char* at_ = buffer_.data();
+  int indent_;
+  std::size_t level_ = 0;
+};
+
+/// Goes on to the next item of a list, or with `comma` false to the first or to the end of it.
+void Writer::next_item(bool comma) {
+  char* out = room();
+  *out = ',';
+  out += comma ? 1 : 0;
+  if (indent_ < 0) {
+    *out = ' ';
+    at_ = out + (comma ? 1 : 0);
+    return;
+  }
+  *out++ = '\n';
+  constexpr std::size_t some = 32;
+  const std::size_t blanks = level_ * static_cast<std::size_t>(indent_);
+  std::memset(out, ' ', some);
+  at_ = out + std::min(blanks, some);
+  for (std::size_t more = some; more < blanks; ++more) add(' ');
+}
+
+void Writer::add_float(double number) {
+  if (std::isfinite(number)) {
+    at_ = internal::write_shortest(room(), number);
+  } else {
+    add("null");
+  }
+}
+
+/// Adds a character that does not simply stand for itself; `text` is its bytes.
+void Writer::add_special_character(std::string_view text, internal::Character character) {
+  switch (character.value) {
+    case U'"':
+      return add("\\\"");
+    case U'\\':
+      return add("\\\\");
+    case U'\b':
+      return add("\\b");
+    case U'\f':
+      return add("\\f");
+    case U'\n':
+      return add("\\n");
+    case U'\r':
+      return add("\\r");
+    case U'\t':
+      return add("\\t");
+    case internal::INVALID_CHARACTER:
+      return add("\uFFFD");
+    default:
+      break;
+  }
+  if (character.value >= 0x20 && (character.value < 0x7F || character.value >= 0xA0))
+    return add(text);
+  constexpr std::string_view hex = "0123456789abcdef";
+  add("\\u00");
+  add(hex[character.value >> 4 & 0xF]);
+  add(hex[character.value & 0xF]);
+}
+
+void Writer::add_string(std::string_view text) {
+  add('"');
+  for (std::size_t position = 0; position < text.size();) {
+    // Most text needs no escapes: copy up to the next character that might.
+    const std::size_t start = position;
+    while (position < text.size() && text[position] >= 0x20 && text[position] < 0x7F &&
+           text[position] != '"' && text[position] != '\\') {
+      ++position;
+    }
+    add(text.substr(start, position - start));
+    if (position == text.size()) break;
+    const internal::Character character = internal::character_at(text, position);
+    add_special_character(text.substr(position, character.length), character);
+    position += character.length;
+  }
+  add('"');
+}
+
+template <typename Items, typename WriteItem>
+void Writer::add_list(char open, char close, const Items& items, WriteItem write_item) {
+  add(open);
+  if (!items.empty()) {
+    ++level_;
+    bool comma = false;
+    for (const auto& item : items) {
+      next_item(comma);
+      write_item(item);
+      comma = true;
+    }
+    --level_;
+    next_item(false);
+  }
+  add(close);
+}
+
+void Writer::write(const Json& value) {
+  switch (value.type()) {
+    case Json::value_t::object:
+      return add_list('{', '}', value.get_ref<const Json::object_t&>(), [this](const auto& member) {
+        add_string(member.first);
+        add(": ");
+        write(member.second);
+      });
+    case Json::value_t::array:
+      return add_list('[', ']', value.get_ref<const Json::array_t&>(), [this](const Json& item) {
+        // Most values by far are the floats of long lists.
+        if (const auto* const number = item.get_ptr<const double*>()) {
+          add_float(*number);
+        } else {
+          write(item);
+        }
+      });
+    case Json::value_t::string:
+      return add_string(value.get_ref<const std::string&>());
+    case Json::value_t::boolean:
+      return add(value.get<bool>() ? std::string_view("true") : std::string_view("false"));
+    case Json::value_t::number_integer:
+      return add_integer(value.get<std::int64_t>());
+    case Json::value_t::number_unsigned:
+      return add_integer(value.get<std::uint64_t>());
+    case Json::value_t::number_float:
+      return add_float(value.get<double>());
+    default:  // null, and what JSON text cannot hold
+      return add("null");
+  }
+}
+
+}  // namespace
+
+std::string json_text(const Json& value, int indent) {
+  Writer writer(indent);
+  writer.write(value);
+  return std::move(writer).text();
+}
+
+}  // namespace structure_ingest
