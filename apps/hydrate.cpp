@@ -9,6 +9,7 @@
 
 #include "apps/commands.hpp"
 #include "apps/outcome.hpp"
+#include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/atomic_io.hpp"
 
@@ -66,13 +67,14 @@ void show(const Hydration& hydration) {
   if (hydration.entries.empty() && hydration.notes.empty()) print_line("Nothing new.");
   for (const Json& entry : hydration.entries) {
     show_entry(entry);
-    print_line("  kept: " + printable(reason_kept(entry, hydration.report)));
+    print_row("kept", reason_kept(entry, hydration.report));
   }
+  // The other notes tell the assistant what the entries have just told the user.
   for (const Json& note : hydration.notes) {
-    if (!note.is_string()) continue;
-    const std::string text = note.get<std::string>();
-    const bool dropped = text.starts_with("Ignored '");
-    print_line((dropped ? coloured("dropped", YELLOW) : "note") + "  " + printable(text));
+    if (!note.is_string() || !note.get_ref<const std::string&>().starts_with("Ignored '")) continue;
+    constexpr std::size_t HEAD_WIDTH = 9;  // "dropped" and two blanks
+    print_line(coloured("dropped", YELLOW) + "  " +
+               wrapped(printable(note.get_ref<const std::string&>()), HEAD_WIDTH));
   }
 }
 

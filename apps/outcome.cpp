@@ -1,13 +1,35 @@
 #include "apps/outcome.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <system_error>
 
+#include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 
 namespace apps {
 
 using structure_ingest::Json;
+
+namespace {
+
+/// The fields of a source entry that are shown, as the record that they came from.
+structure_ingest::IngestedStructure shown_record(const Json& entry) {
+  structure_ingest::IngestedStructure record;
+  record.source_path = entry["source_path"].get<std::string>();
+  record.natoms = entry["natoms"].get<std::int64_t>();
+  record.formula = entry["formula"].get<std::string>();
+  record.symbols = entry["symbols"].get<std::vector<std::string>>();
+  if (entry["has_cell"].get<bool>()) {
+    record.cell_ang = entry["cell_ang"].get<std::vector<structure_ingest::Vector3>>();
+  }
+  record.cell_provenance = entry["metadata"]["cell_provenance"].get<std::string>();
+  record.warnings = entry["warnings"].get<std::vector<std::string>>();
+  record.ok = entry["ok"].get<bool>();
+  return record;
+}
+
+}  // namespace
 
 void WriteFailures::watch(structure_ingest::Collaborators& collaborators) {
   collaborators.atomic_write_json = [this, write = collaborators.atomic_write_json](
@@ -22,17 +44,17 @@ void WriteFailures::watch(structure_ingest::Collaborators& collaborators) {
 }
 
 void show_entry(const Json& entry) {
-  const std::string source = printable(entry["source_path"].get<std::string>());
-  if (!entry["ok"].get<bool>()) {
-    print_line(coloured("failed", RED) + "  " + source);
-  } else {
-    print_line(coloured("taken", GREEN) + "   " + source);
-    print_line("  " + entry["formula"].get<std::string>() + ", " + entry["natoms"].dump() +
-               " atoms, " + printable(entry["discovery"].get<std::string>()));
-    if (entry["has_cell"].get<bool>()) print_line("  cell " + cell_summary(entry["cell_ang"]));
-    print_line("  -> " + printable(entry["path"].get<std::string>()));
+  const structure_ingest::IngestedStructure record = shown_record(entry);
+  const std::string head = record.ok ? coloured("taken", GREEN) : coloured("failed", RED);
+  print_line(head + (record.ok ? "   " : "  ") + printable(record.source_path));
+  if (record.ok) {
+    print_row("formula", composition_of(record));
+    show_cell(record);
+    const std::string copy = entry["metadata"]["xyz_path"].get<std::string>();
+    if (!copy.empty()) print_row("copy", copy);
   }
-  print_indented(entry["warnings"]);
+  print_row("found", entry["discovery"].get<std::string>());
+  show_warnings(record.warnings, record.ok);
 }
 
 Status status_of(std::span<const Json> entries, const WriteFailures& failures) {

@@ -3,31 +3,22 @@
 #include <vector>
 
 #include "apps/commands.hpp"
+#include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 
 namespace apps {
 namespace {
-
-using structure_ingest::Json;
 
 struct Arguments {
   bool json = false;
   std::vector<std::string> paths;
 };
 
-void show(const Json& record) {
-  const std::string path = printable(record["source_path"].get<std::string>());
-  if (!record["ok"].get<bool>()) {
-    print_line(path + ": " + coloured("not parsed", RED));
-  } else {
-    const std::string atoms = record["natoms"] == 1 ? " atom" : " atoms";
-    print_line(path + ": " + coloured(record["formula"].get<std::string>(), GREEN) + ", " +
-               record["natoms"].dump() + atoms);
-    if (!record["cell_ang"].is_null()) print_line("  cell " + cell_summary(record["cell_ang"]));
-    const std::string provenance = record["cell_provenance"].get<std::string>();
-    if (!provenance.empty()) print_line("  cell from " + printable(provenance));
-  }
-  print_indented(record["warnings"]);
+void show(const structure_ingest::IngestedStructure& record) {
+  print_line(printable(record.source_path) + ": " +
+             (record.ok ? coloured(composition_of(record), GREEN) : coloured("not parsed", RED)));
+  if (record.ok) show_cell(record);
+  show_warnings(record.warnings, record.ok);
 }
 
 Status run(const Arguments& arguments) {
@@ -39,7 +30,7 @@ Status run(const Arguments& arguments) {
     if (arguments.json) {
       print_line(structure_ingest::json_text(record.as_dict()));
     } else {
-      show(record.as_dict());
+      show(record);
     }
   }
   return status;

@@ -7,6 +7,7 @@
 
 #include "apps/commands.hpp"
 #include "apps/outcome.hpp"
+#include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/workspace_inventory.hpp"
 
@@ -57,10 +58,10 @@ Status run(const Arguments& arguments) {
   }
   for (const Json& file : files) {
     print_line(printable(file["path"].get<std::string>()));
+    print_row("found", std::string(kind));
     const Json& owner = file["owner"];
-    const std::string of = owner.is_null() ? "no project" : "project " + owner.get<std::string>();
-    print_line("  " + std::string(kind) + ", " + printable(of) +
-               (file["taken"].get<bool>() ? "" : ": another project's, left alone"));
+    print_row("project", owner.is_null() ? "none" : owner.get<std::string>());
+    if (!file["taken"].get<bool>()) print_row("", "another project's: left alone");
   }
   if (files.empty()) print_line("No structure files.");
   return ALL_WELL;

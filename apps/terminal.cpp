@@ -1,13 +1,13 @@
 #include "apps/terminal.hpp"
 
 #include <unistd.h>
+#include <utf8proc.h>
 
-#include <array>
-#include <cmath>
-#include <cstdio>
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
-#include <numbers>
+
+#include "structure_ingest/structure_ingest.hpp"
 
 namespace apps {
 
@@ -42,28 +42,39 @@ void print_error(const std::string& text) {
   std::cerr << "structure-ingest: " << printable(text) << '\n';
 }
 
-void print_indented(const Json& messages) {
-  for (const Json& message : messages) print_line("  " + printable(message.get<std::string>()));
+std::size_t columns_of(std::string_view text) {
+  std::size_t columns = 0;
+  const auto* const bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
+  const auto size = static_cast<utf8proc_ssize_t>(text.size());
+  for (utf8proc_ssize_t at = 0; at < size;) {
+    utf8proc_int32_t character = 0;
+    const utf8proc_ssize_t length = utf8proc_iterate(bytes + at, size - at, &character);
+    columns += length > 0 ? static_cast<std::size_t>(utf8proc_charwidth(character)) : 1;
+    at += std::max<utf8proc_ssize_t>(length, 1);
+  }
+  return columns;
 }
 
-std::string cell_summary(const Json& cell_ang) {
-  std::array<std::array<double, 3>, 3> rows{};
-  for (std::size_t i = 0; i < 3; ++i) {
-    for (std::size_t j = 0; j < 3; ++j) rows[i][j] = cell_ang.at(i).at(j).get<double>();
+std::string wrapped(std::string_view text, std::size_t indent, std::size_t width) {
+  std::string out;
+  std::size_t column = indent;
+  for (std::size_t at = 0; at < text.size();) {
+    // A word with the blanks before it, which go where the line is broken.
+    const std::size_t word = std::min(text.find_first_not_of(' ', at), text.size());
+    const std::size_t end = std::min(text.find(' ', word), text.size());
+    const std::size_t columns = columns_of(text.substr(at, end - at));
+    const bool breaks = column > indent && word < text.size() && column + columns > width;
+    if (breaks) out += "\n" + std::string(indent, ' ');
+    const std::size_t from = breaks ? word : at;
+    out += text.substr(from, end - from);
+    column = breaks ? indent + columns_of(text.substr(word, end - word)) : column + columns;
+    at = end;
   }
-  const auto dot = [](const auto& a, const auto& b) {
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-  };
-  const auto length = [&](const auto& a) { return std::sqrt(dot(a, a)); };
-  const auto angle = [&](const auto& a, const auto& b) {
-    return std::acos(dot(a, b) / (length(a) * length(b))) * 180.0 / std::numbers::pi;
-  };
-  std::array<char, 256> text{};
-  std::snprintf(text.data(), text.size(),
-                "a b c = %.4g %.4g %.4g \u00C5, alpha beta gamma = %.4g %.4g %.4g\u00B0",
-                length(rows[0]), length(rows[1]), length(rows[2]), angle(rows[1], rows[2]),
-                angle(rows[0], rows[2]), angle(rows[0], rows[1]));
-  return text.data();
+  return out;
+}
+
+void print_wrapped(const std::string& begin, std::string_view text) {
+  print_line(begin + wrapped(text, columns_of(begin)));
 }
 
 }  // namespace apps

@@ -1,10 +1,9 @@
-// What the program shows: text that is safe on a terminal, colours, and summaries of entries.
+// What the program shows: text that is safe on a terminal, colours and line breaks.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
-
-#include "structure_ingest/structure_ingest.hpp"
 
 namespace apps {
 
@@ -22,10 +21,15 @@ inline constexpr int YELLOW = 33;
 void print_line(const std::string& text);
 void print_error(const std::string& text);
 
-/// Prints each message on a line of its own, indented.
-void print_indented(const structure_ingest::Json& messages);
+/// How many columns of a terminal a printable text takes.
+std::size_t columns_of(std::string_view text);
 
-/// "a b c = 5.43 5.43 5.43 Å, alpha beta gamma = 90 90 90°" of three lattice vectors in ångström.
-std::string cell_summary(const structure_ingest::Json& cell_ang);
+/// Prints `begin` and `text` in lines of up to 80 columns: `text` is broken at blanks, and goes on
+/// below its own beginning. A longer word stays whole, so that a path can be copied.
+void print_wrapped(const std::string& begin, std::string_view text);
+
+/// `text` broken in the same way, at `width` columns, with `indent` blanks before each line but the
+/// first; no line feed at the end.
+std::string wrapped(std::string_view text, std::size_t indent, std::size_t width = 80);
 
 }  // namespace apps

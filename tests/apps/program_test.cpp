@@ -46,13 +46,59 @@ TEST_F(Program, ParsesFilesForPeople) {
   EXPECT_EQ(outcome.err, "");
   EXPECT_EQ(outcome.out,
             "he.xyz: He, 1 atom\n"
-            "  No cell/lattice information in this XYZ file. A periodic QELDA calculation needs "
-            "domain.latvec: confirm the cell with the user or treat the system as a molecule in a "
-            "vacuum box.\n"
+            "  warning  No cell/lattice information in this XYZ file. A periodic QELDA\n"
+            "           calculation needs domain.latvec: confirm the cell with the user or\n"
+            "           treat the system as a molecule in a vacuum box.\n"
             "cell.xyz: Fe, 1 atom\n"
-            "  cell a b c = 2 3 4 \u00C5, alpha beta gamma = 90 90 90\u00B0\n"
+            "  cell     a = 2, b = 3, c = 4 \u00C5\n"
+            "           alpha = 90\u00B0, beta = 90\u00B0, gamma = 90\u00B0\n"
+            "           from the file itself\n"
+            "  volume   24 \u00C5\u00B3\n"
+            "  density  3.864 g/cm\u00B3\n"
             "bad.xyz: not parsed\n"
-            "  Unknown element symbol: 'Qq\\x1b[31m'\n");
+            "  error    Unknown element symbol: 'Qq\\x1b[31m'\n");
+}
+
+// The lines on the cell of one atom: nothing that the file does not say.
+TEST_F(Program, ShowsWhatFollowsFromACell) {
+  struct Case {
+    const char* lattice;
+    const char* element;
+    const char* lines;
+  };
+  const std::string right = "alpha = 90\u00B0, beta = 90\u00B0, gamma = 90\u00B0";
+  const std::string from = "\n           from the file itself\n";
+  for (const auto& [lattice, element, lines] : {
+           // hexagonal, left-handed
+           Case{"3.209 0 0 -1.6045 2.7790755 0 0 0 -5.211", "Mg",
+                "a = 3.209, b = 3.209, c = 5.211 \u00C5\n"
+                "           alpha = 90\u00B0, beta = 90\u00B0, gamma = 120\u00B0@"
+                "  volume   46.472 \u00C5\u00B3\n  density  0.8685 g/cm\u00B3\n"},
+           // no standard atomic weight
+           Case{"3 0 0 0 3 0 0 0 3", "Tc",
+                "a = 3, b = 3, c = 3 \u00C5\n           #@"
+                "  volume   27 \u00C5\u00B3\n"},
+           // in one plane, up to rounding
+           Case{"1 2 3 4 5 6 7 8 9", "Fe",
+                "a = 3.74166, b = 8.77496, c = 13.9284 \u00C5\n"
+                "           alpha = 3.447\u00B0, beta = 16.38\u00B0, gamma = 12.933\u00B0@"
+                "  volume   0 \u00C5\u00B3\n"},
+           Case{"1 0 0 0 2 0 0 0 0", "Fe",
+                "a = 1, b = 2, c = 0 \u00C5\n"
+                "           alpha = undefined, beta = undefined, gamma = 90\u00B0@"
+                "  volume   0 \u00C5\u00B3\n"},
+           // more than a double holds
+           Case{"1e200 0 0 0 2e200 0 0 0 1e200", "Fe",
+                "a = 1e+200, b = 2e+200, c = 1e+200 \u00C5\n           #@"},
+           Case{"1 0 0 0 2 0 0 0 nan", "Fe", "not three vectors of three finite numbers@"},
+           Case{"1 0 0 0 2 0 0 1e999 nan", "Fe", "not three vectors of three finite numbers@"},
+       }) {
+    w.write("c.xyz", std::string("1\nLattice=\"") + lattice + "\"\n" + element + " 0 0 0\n");
+    std::string expected = std::string("c.xyz: ") + element + ", 1 atom\n  cell     " + lines;
+    expected.replace(expected.find('@'), 1, from);
+    if (const auto at = expected.find('#'); at != std::string::npos) expected.replace(at, 1, right);
+    EXPECT_EQ(run("parse c.xyz").out, expected) << lattice;
+  }
 }
 
 TEST_F(Program, ParsesFilesAsJsonLines) {
@@ -101,7 +147,7 @@ TEST_F(Program, HydratesAStateFile) {
   const Outcome outcome = run("hydrate --state state.json '" + (w / "cell.xyz") + "'");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.err, "");
-  EXPECT_NE(outcome.out.find("User structure ingested deterministically: Fe (1 atoms) -> "),
+  EXPECT_NE(outcome.out.find("\n  copy     project_root/structures/ingested_cell_"),
             std::string::npos)
       << outcome.out;
   const Json state = structure_ingest::parse_json(tests::content_of(w / "state.json"));
@@ -241,13 +287,13 @@ TEST_F(Program, SweepsAWorkspace) {
   w.write("ws/other/o.xyz", "1\n\nHe 0 0 3\n");
   w.write("ws/loose.xyz", "1\n\nHe 0 0 4\n");
   const std::string ws = w / "ws";
+  const std::string found_in = "\n  found    project_folder\n  project  ";
+  const std::string left = "\n           another project's: left alone\n";
   EXPECT_EQ(run("scan ws --project ws/proj").out,
-            ws + "/loose.xyz\n  project_folder, no project\n" +  //
-                ws + "/other/o.xyz\n  project_folder, project " + ws +
-                "/other: another project's, left alone\n" +                          //
-                ws + "/proj/own.xyz\n  project_folder, project " + ws + "/proj\n" +  //
-                ws + "/proj/nested/n.xyz\n  project_folder, project " + ws +
-                "/proj/nested: another project's, left alone\n");
+            ws + "/loose.xyz" + found_in + "none\n" +                    //
+                ws + "/other/o.xyz" + found_in + ws + "/other" + left +  //
+                ws + "/proj/own.xyz" + found_in + ws + "/proj\n" +       //
+                ws + "/proj/nested/n.xyz" + found_in + ws + "/proj/nested" + left);
   const Json state = {{"project_path", ws + "/proj"}, {"selected_workroot", ws}};
   const auto swept = [&] {
     w.write("state.json", structure_ingest::json_text(state));

@@ -1,0 +1,16 @@
+// The standard atomic weights of the elements.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace apps {
+
+/// The standard atomic weight of an element by its symbol ("Fe"); nothing for an element that has
+/// none, because it has no stable isotope of which a share is known, and for any other text.
+/// Values: the abridged standard atomic weights of T. Prohaska et al., "Standard atomic weights of
+/// the elements 2021 (IUPAC Technical Report)", Pure Appl. Chem. 94 (2022) 573-600, as tabulated by
+/// the Commission on Isotopic Abundances and Atomic Weights (CIAAW): at most five digits.
+std::optional<double> standard_atomic_weight(std::string_view symbol);
+
+}  // namespace apps

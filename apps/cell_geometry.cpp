@@ -1,0 +1,78 @@
+#include "apps/cell_geometry.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <map>
+#include <numbers>
+
+#include "apps/atomic_weights.hpp"
+
+namespace apps {
+namespace {
+
+using structure_ingest::Vector3;
+
+/// The unit of atomic weights in grams, by the number of ångström cubed in a cm³ (CODATA 2018:
+/// 1.66053906660e-24 g and 1e24).
+constexpr double U_PER_ANG3_IN_G_PER_CM3 = 1.66053906660;
+
+/// A volume below this share of a * b * c is the rounding error of vectors in one plane.
+constexpr double ROUNDING = 64 * std::numeric_limits<double>::epsilon();
+
+double dot(const Vector3& a, const Vector3& b) {
+  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+
+/// The volume that unit vectors span; 0 when they lie in one plane.
+double unit_volume(const Vector3& a, const Vector3& b, const Vector3& c) {
+  const Vector3 cross = {b[1] * c[2] - b[2] * c[1], b[2] * c[0] - b[0] * c[2],
+                         b[0] * c[1] - b[1] * c[0]};
+  const double volume = std::abs(dot(a, cross));
+  return volume < ROUNDING ? 0.0 : volume;
+}
+
+}  // namespace
+
+std::optional<CellGeometry> geometry_of(const std::vector<Vector3>& lattice_vectors_ang) {
+  if (lattice_vectors_ang.size() != 3) return std::nullopt;
+  CellGeometry geometry{};
+  std::array<Vector3, 3> directions{};  // of length one: products of them stay in range
+  for (std::size_t i = 0; i < 3; ++i) {
+    const Vector3& vector = lattice_vectors_ang[i];
+    // Two numbers at a time: the form for three takes no notice of a NaN.
+    const double length = std::hypot(std::hypot(vector[0], vector[1]), vector[2]);
+    if (!std::isfinite(length)) return std::nullopt;
+    geometry.lengths_ang[i] = length;
+    for (std::size_t k = 0; k < 3; ++k) directions[i][k] = length > 0 ? vector[k] / length : 0;
+  }
+  const auto& lengths = geometry.lengths_ang;
+  for (std::size_t i = 0; i < 3; ++i) {
+    const std::size_t j = (i + 1) % 3;
+    const std::size_t k = (i + 2) % 3;
+    if (lengths[j] <= 0 || lengths[k] <= 0) continue;
+    const double cosine = std::clamp(dot(directions[j], directions[k]), -1.0, 1.0);
+    geometry.angles_deg[i] = std::acos(cosine) * 180 / std::numbers::pi;
+  }
+  const double share = unit_volume(directions[0], directions[1], directions[2]);
+  const double volume = share * lengths[0] * lengths[1] * lengths[2];
+  if (share <= 0 || std::isnormal(volume)) geometry.volume_ang3 = share > 0 ? volume : 0;
+  return geometry;
+}
+
+std::optional<double> density_g_cm3(const std::vector<std::string>& symbols, double volume_ang3) {
+  if (symbols.empty() || volume_ang3 <= 0) return std::nullopt;
+  std::map<std::string_view, double> counts;
+  for (const std::string& symbol : symbols) ++counts[symbol];
+  double mass = 0;
+  for (const auto& [symbol, count] : counts) {
+    const std::optional<double> weight = standard_atomic_weight(symbol);
+    if (!weight) return std::nullopt;
+    mass += count * *weight;
+  }
+  const double density = mass / volume_ang3 * U_PER_ANG3_IN_G_PER_CM3;
+  return std::isnormal(density) ? std::optional(density) : std::nullopt;
+}
+
+}  // namespace apps

@@ -1,0 +1,30 @@
+// What follows from a unit cell: lengths, angles, volume, and with the atoms the density.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "structure_ingest/structure_ingest.hpp"
+
+namespace apps {
+
+struct CellGeometry {
+  std::array<double, 3> lengths_ang;  // a, b, c
+  /// alpha (between b and c), beta (a, c), gamma (a, b); none at a vector of length zero.
+  std::array<std::optional<double>, 3> angles_deg;
+  /// 0 for vectors in one plane; none where a double cannot hold it.
+  std::optional<double> volume_ang3;
+};
+
+/// The geometry of three lattice vectors in ångström; nothing unless there are three and all their
+/// numbers and lengths are finite.
+std::optional<CellGeometry> geometry_of(
+    const std::vector<structure_ingest::Vector3>& lattice_vectors_ang);
+
+/// The density in g/cm³ of a cell of this volume that holds these atoms, by their standard atomic
+/// weights; nothing when an element has none or the volume is zero.
+std::optional<double> density_g_cm3(const std::vector<std::string>& symbols, double volume_ang3);
+
+}  // namespace apps
