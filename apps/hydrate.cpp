@@ -5,10 +5,14 @@
 #include <span>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
+#include "apps/command_line.hpp"
 #include "apps/commands.hpp"
 #include "apps/outcome.hpp"
+#include "apps/path_list.hpp"
+#include "apps/progress.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/atomic_io.hpp"
@@ -20,11 +24,14 @@ using structure_ingest::Json;
 
 constexpr const char* PROJECT_STATE = ".strataquill_state.json";
 
+/// How many files a hydration considers, those of the state included.
+const int BATCH_LIMIT = structure_ingest::IngestOptions{}.limit;
+
 struct Arguments {
   std::string state;
   std::string project;
   bool json = false;
-  std::vector<std::string> paths;
+  PathArguments paths;
 };
 
 std::string message_of(const std::exception_ptr& error) {
@@ -106,10 +113,17 @@ structure_ingest::Collaborators watched_modules(Hydration& hydration) {
   return modules;
 }
 
-void hydrate(Json& state, const Arguments& arguments, Hydration& hydration) {
+void hydrate(Json& state, const std::vector<std::string>& paths, Hydration& hydration) {
   const std::size_t notes_before = notes_in(state).size();
+  Progress progress;
   const std::span<const Json> entries = structure_ingest::hydrate_user_structures(
-      state, {.extra_paths = arguments.paths, .collaborators = watched_modules(hydration)});
+      state,
+      {.extra_paths = paths,
+       .collaborators = watched_modules(hydration),
+       .progress = [&progress](std::size_t done, std::size_t total, const std::string& path) {
+         progress.show(done, total, path);
+       }});
+  progress.clear();
   hydration.entries.assign(entries.begin(), entries.end());
   const Json notes = notes_in(state);
   hydration.notes.assign(notes.begin() + static_cast<std::ptrdiff_t>(notes_before), notes.end());
@@ -142,6 +156,8 @@ Status run(const Arguments& arguments) {
     throw WrongInput(path + ": no such file");
   }
 
+  std::vector<std::string> paths;
+  for (GivenPath& given : given_paths(arguments.paths)) paths.push_back(std::move(given.path));
   Hydration hydration;
   bool was_read = false;
   try {
@@ -149,10 +165,10 @@ Status run(const Arguments& arguments) {
       was_read = true;
       if (!state.is_object()) throw WrongInput(path + ": the state is not a JSON object");
       if (own_state) adopt_project(state, arguments.project);
-      hydrate(state, arguments, hydration);
+      hydrate(state, paths, hydration);
     });
   } catch (const structure_ingest::JsonError& error) {
-    throw WrongInput(path + ": the state is malformed: " + error.what());
+    throw WrongInput(malformed(path, "the state is malformed: ", error));
   } catch (const std::system_error& error) {
     if (was_read) throw;
     throw WrongInput(error.what());
@@ -165,6 +181,11 @@ Status run(const Arguments& arguments) {
   if (!hydration.suppressed.empty()) {
     throw WrongInput(path + ": nothing was taken in: " + hydration.suppressed);
   }
+  if (paths.size() > static_cast<std::size_t>(BATCH_LIMIT)) {
+    print_error("only the first " + std::to_string(BATCH_LIMIT) +
+                " structure files were considered: give the others in another call");
+  }
+  hint_at_relative_paths(paths, hydration.entries);
   return status_of(hydration.entries, hydration.failures);
 }
 
@@ -175,13 +196,20 @@ Command add_hydrate(CLI::App& program) {
   CLI::App* command = program.add_subcommand(
       "hydrate", "Take the structures that an agent state names into its project");
   CLI::Option* state =
-      command->add_option("--state", arguments->state, "The agent state, a JSON file");
-  CLI::Option* project = command->add_option("--project", arguments->project,
-                                             std::string("A project whose own ") + PROJECT_STATE +
-                                                 " is the state; it is created when missing");
+      command->add_option("--state", arguments->state, "The agent state, a JSON file")
+          ->type_name("FILE");
+  CLI::Option* project =
+      command
+          ->add_option("--project", arguments->project,
+                       std::string("A project whose own ") + PROJECT_STATE +
+                           " is the state (instead of --state); created when missing")
+          ->type_name("DIR");
   state->excludes(project);
   command->add_flag("--json", arguments->json, "One JSON array of the entries that were added");
-  command->add_option("PATH", arguments->paths, "More structure files, as if attached");
+  add_path_options(*command, arguments->paths,
+                   "More structure files, as if attached; a relative path is the project's");
+  add_examples(*command, {"hydrate --project my_project ~/water.xyz ~/crystal.cif",
+                          "hydrate --state state.json --json"});
   command->callback([arguments] {
     if (arguments->state.empty() && arguments->project.empty()) {
       throw CLI::RequiredError("--state or --project");

@@ -1,13 +1,19 @@
+#include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
+#include "apps/command_line.hpp"
 #include "apps/commands.hpp"
 #include "apps/outcome.hpp"
+#include "apps/path_list.hpp"
+#include "apps/progress.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/atomic_io.hpp"
 
@@ -21,7 +27,7 @@ struct Arguments {
   std::string limit = std::to_string(structure_ingest::IngestOptions{}.limit);
   std::string discovery;
   bool json = false;
-  std::vector<std::string> paths;
+  PathArguments paths;
 };
 
 std::map<std::string, std::string> read_discovery(const std::string& path) {
@@ -33,7 +39,7 @@ std::map<std::string, std::string> read_discovery(const std::string& path) {
   try {
     mapping = qelda_agent::read_json(path, nullptr);
   } catch (const structure_ingest::JsonError& error) {
-    throw WrongInput(path + ": " + error.what());
+    throw WrongInput(malformed(path, "", error));
   } catch (const std::system_error& error) {
     throw WrongInput(error.what());
   }
@@ -61,16 +67,29 @@ Status run(const Arguments& arguments) {
   structure_ingest::IngestOptions options;
   options.limit = read_limit(arguments.limit);
   options.discovery_by_path = read_discovery(arguments.discovery);
+  std::vector<std::string> paths;
+  for (GivenPath& given : given_paths(arguments.paths)) paths.push_back(std::move(given.path));
   WriteFailures failures;
   failures.watch(options.collaborators);
+  Progress progress;
+  options.progress = [&progress](std::size_t done, std::size_t total, const std::string& path) {
+    progress.show(done, total, path);
+  };
   const std::vector<Json> entries =
-      structure_ingest::ingest_structure_files(arguments.project, arguments.paths, options);
+      structure_ingest::ingest_structure_files(arguments.project, paths, options);
+  progress.clear();
   if (arguments.json) {
     print_line(structure_ingest::json_text(Json(entries)));
   } else {
     for (const Json& entry : entries) show_entry(entry);
     if (entries.empty()) print_line("Nothing to ingest.");
   }
+  const auto considered = static_cast<std::size_t>(std::max(1, options.limit));
+  if (paths.size() > considered) {
+    print_error("only the first " + std::to_string(considered) + " of " +
+                std::to_string(paths.size()) + " paths were considered (see --limit)");
+  }
+  hint_at_relative_paths(paths, entries);
   return status_of(entries, failures);
 }
 
@@ -80,14 +99,21 @@ Command add_ingest(CLI::App& program) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command =
       program.add_subcommand("ingest", "Take structure files into a project, with their manifest");
-  command->add_option("--project", arguments->project, "The project folder")->required();
+  command->add_option("--project", arguments->project, "The project folder")
+      ->required()
+      ->type_name("DIR");
   command->add_option("--limit", arguments->limit, "How many paths are considered")
+      ->type_name("N")
       ->capture_default_str();
-  command->add_option(
-      "--discovery", arguments->discovery,
-      "JSON file: source identities (resolved, case-folded paths) to discovery kinds");
+  command
+      ->add_option("--discovery", arguments->discovery,
+                   "JSON file: source identities (resolved, case-folded paths) to discovery kinds")
+      ->type_name("FILE");
   command->add_flag("--json", arguments->json, "One JSON array of the source entries");
-  command->add_option("PATH", arguments->paths, "Structure files")->required();
+  add_path_options(*command, arguments->paths, "Structure files; a relative path is the project's");
+  command->callback([arguments] { require_paths(arguments->paths); });
+  add_examples(*command, {"ingest --project my_project ~/water.xyz",
+                          "ingest --project my_project --limit 100 --files-from list.txt"});
   return [arguments] { return run(*arguments); };
 }
 

@@ -7,6 +7,7 @@
 #include <system_error>
 #include <vector>
 
+#include "apps/command_line.hpp"
 #include "apps/commands.hpp"
 #include "apps/outcome.hpp"
 #include "apps/terminal.hpp"
@@ -36,9 +37,11 @@ apps::Status flushed(apps::Status status) {
 int run(int argc, char** argv) {
   CLI::App program("Takes the atomic-structure files that a user supplies into a project.",
                    "structure-ingest");
+  apps::set_help_format(program);
   program.footer(
-      "Exit status: 0 all well, 1 some file could not be parsed, 2 wrong usage or an unreadable\n"
-      "state, 3 the state or the project could not be written.");
+      "Exit status: 0 all well, 1 some file could not be parsed, 2 wrong usage or an\n"
+      "unusable state, 3 something could not be written.");
+  program.set_help_flag("-h,--help", "Print this help and exit");
   program.require_subcommand(1, 1);
   const std::map<std::string, apps::Command> commands = {
       {"parse", apps::add_parse(program)},     {"ingest", apps::add_ingest(program)},
@@ -46,10 +49,18 @@ int run(int argc, char** argv) {
       {"belongs", apps::add_belongs(program)}, {"trust", apps::add_trust(program)},
       {"scan", apps::add_scan(program)},
   };
+  program.footer(
+      "Examples:\n"
+      "  structure-ingest parse water.xyz crystal.cif\n"
+      "  structure-ingest hydrate --project my_project ~/water.xyz\n"
+      "  structure-ingest COMMAND --help\n\n" +
+      program.get_footer());
   const std::string version = std::string("structure-ingest ") + STRUCTURE_INGEST_VERSION;
-  program.set_version_flag("--version", version);
-  for (CLI::App* command : program.get_subcommands({}))
-    command->set_version_flag("--version", version);
+  program.set_version_flag("--version", version)->description("Print the version and exit");
+  for (CLI::App* command : program.get_subcommands({})) {
+    command->set_version_flag("--version", version)->description("Print the version and exit");
+    command->group("Commands");
+  }
 
   try {
     program.parse(reversed_arguments(argc, argv));
@@ -57,7 +68,7 @@ int run(int argc, char** argv) {
     program.exit(request);  // prints the help or the version
     return flushed(apps::ALL_WELL);
   } catch (const CLI::ParseError& error) {
-    apps::print_error(std::string(error.what()) + " (see --help)");
+    apps::print_error(apps::refusal_of(program, error));
     return apps::WRONG_USAGE;
   }
   return flushed(commands.at(program.get_subcommands().front()->get_name())());

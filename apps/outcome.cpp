@@ -1,7 +1,10 @@
 #include "apps/outcome.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
 #include <system_error>
 
 #include "apps/structure_view.hpp"
@@ -31,6 +34,22 @@ structure_ingest::IngestedStructure shown_record(const Json& entry) {
 
 }  // namespace
 
+std::string malformed(const std::string& path, const std::string& what,
+                      const structure_ingest::JsonError& error) {
+  const std::string text = error.what();
+  std::size_t line = 0;
+  std::size_t column = 0;
+  int begin = 0;  // of what follows the place
+  // NOLINTNEXTLINE(cert-err34-c): the text is the parser's own
+  if (std::sscanf(text.c_str(), "parse error at line %zu, column %zu: %n", &line, &column, &begin) <
+          2 ||
+      begin == 0) {
+    return path + ": " + what + text;
+  }
+  return path + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + what +
+         text.substr(static_cast<std::size_t>(begin));
+}
+
 void WriteFailures::watch(structure_ingest::Collaborators& collaborators) {
   collaborators.atomic_write_json = [this, write = collaborators.atomic_write_json](
                                         const std::string& path, const Json& value) {
@@ -55,6 +74,22 @@ void show_entry(const Json& entry) {
   }
   print_row("found", entry["discovery"].get<std::string>());
   show_warnings(record.warnings, record.ok);
+}
+
+void hint_at_relative_paths(const std::vector<std::string>& paths, std::span<const Json> entries) {
+  std::error_code ignored;
+  for (const std::string& path : paths) {
+    if (!std::filesystem::path(path).is_relative() || !std::filesystem::exists(path, ignored)) {
+      continue;
+    }
+    for (const Json& entry : entries) {
+      const std::string source = entry["source_path"].get<std::string>();
+      if (source.ends_with("/" + path) && !std::filesystem::exists(source, ignored)) {
+        print_error(path + ": taken as " + source + "; for the one here give " +
+                    std::filesystem::absolute(path).string());
+      }
+    }
+  }
 }
 
 Status status_of(std::span<const Json> entries, const WriteFailures& failures) {

@@ -16,6 +16,11 @@ struct WrongInput : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// What to say of a file that is no JSON: "state.json:3:7: the state is malformed: ...", with the
+/// line and column where the error names them; `what` may be empty.
+std::string malformed(const std::string& path, const std::string& what,
+                      const structure_ingest::JsonError& error);
+
 /// Notes the failures to write that the library absorbs, so that the exit status can tell of them.
 struct WriteFailures {
   std::vector<std::string> messages;
@@ -26,6 +31,11 @@ struct WriteFailures {
 
 /// Prints a source entry: its source, what it holds, its canonical copy and its warnings.
 void show_entry(const structure_ingest::Json& entry);
+
+/// Says on standard error which of the paths given lie in the current directory, while the project,
+/// to which relative paths belong, has no such file.
+void hint_at_relative_paths(const std::vector<std::string>& paths,
+                            std::span<const structure_ingest::Json> entries);
 
 /// The status of a batch; each failure to write is said on standard error.
 Status status_of(std::span<const structure_ingest::Json> entries, const WriteFailures& failures);

@@ -1,8 +1,14 @@
+#include <unistd.h>
+
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "apps/command_line.hpp"
 #include "apps/commands.hpp"
+#include "apps/path_list.hpp"
+#include "apps/progress.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 
@@ -11,27 +17,33 @@ namespace {
 
 struct Arguments {
   bool json = false;
-  std::vector<std::string> paths;
+  PathArguments paths;
 };
 
-void show(const structure_ingest::IngestedStructure& record) {
+void show(const structure_ingest::IngestedStructure& record, const std::string& origin) {
   print_line(printable(record.source_path) + ": " +
              (record.ok ? coloured(composition_of(record), GREEN) : coloured("not parsed", RED)));
   if (record.ok) show_cell(record);
   show_warnings(record.warnings, record.ok);
+  if (!record.ok && !origin.empty()) print_row("listed", origin);
 }
 
 Status run(const Arguments& arguments) {
   Status status = ALL_WELL;
+  const std::vector<GivenPath> paths = given_paths(arguments.paths);
   structure_ingest::StructureParser parser;
-  for (const std::string& path : arguments.paths) {
-    const structure_ingest::IngestedStructure record = parser.parse(path);
+  Progress progress;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    progress.show(i, paths.size(), paths[i].path);
+    const structure_ingest::IngestedStructure record = parser.parse(paths[i].path);
     if (!record.ok) status = SOME_FILE_UNPARSED;
+    if (isatty(STDOUT_FILENO) != 0) progress.clear();
     if (arguments.json) {
       print_line(structure_ingest::json_text(record.as_dict()));
     } else {
-      show(record);
+      show(record, paths[i].origin);
     }
+    if (!can_print()) break;
   }
   return status;
 }
@@ -42,7 +54,11 @@ Command add_parse(CLI::App& program) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command = program.add_subcommand("parse", "Parse structure files and show them");
   command->add_flag("--json", arguments->json, "One JSON document a line, one line a path");
-  command->add_option("PATH", arguments->paths, "Structure files")->required();
+  add_path_options(*command, arguments->paths, "Structure files");
+  command->callback([arguments] { require_paths(arguments->paths); });
+  add_examples(*command,
+               {"parse water.xyz crystal.cif POSCAR", "parse --json crystal.cif | jq .cell_ang",
+                "parse --files-from list.txt"});
   return [arguments] { return run(*arguments); };
 }
 

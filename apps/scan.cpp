@@ -5,6 +5,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "apps/command_line.hpp"
 #include "apps/commands.hpp"
 #include "apps/outcome.hpp"
 #include "apps/structure_view.hpp"
@@ -73,10 +74,12 @@ Command add_scan(CLI::App& program) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command = program.add_subcommand(
       "scan", "List the structure files under a directory, with their kind and project");
-  command->add_option("--project", arguments->project,
-                      "The project that scans (default: the directory itself)");
+  command
+      ->add_option("--project", arguments->project, "The project that scans (default: DIR itself)")
+      ->type_name("DIR");
   command->add_flag("--json", arguments->json, "One JSON array of the files");
-  command->add_option("DIR", arguments->directory, "The directory")->required();
+  command->add_option("DIR", arguments->directory, "The directory")->required()->type_name("");
+  add_examples(*command, {"scan ~/calculations", "scan ~/calculations --project my_project"});
   return [arguments] { return run(*arguments); };
 }
 

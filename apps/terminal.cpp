@@ -13,6 +13,16 @@ namespace apps {
 
 using structure_ingest::Json;
 
+namespace {
+
+std::string_view environment(const char* name) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the program has one thread.
+  const char* const value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+}  // namespace
+
 std::string printable(std::string_view text) {
   // The JSON text of a string has every control character escaped and is valid UTF-8; only its
   // quotes and its escapes of quotes and backslashes are undone.
@@ -28,10 +38,14 @@ std::string printable(std::string_view text) {
 }
 
 std::string coloured(const std::string& text, int colour) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): the program has one thread.
-  const char* const no_color = std::getenv("NO_COLOR");
-  const bool plain = isatty(STDOUT_FILENO) == 0 || (no_color != nullptr && *no_color != '\0');
+  const std::string_view no_color = environment("NO_COLOR");
+  const bool plain = isatty(STDOUT_FILENO) == 0 || !no_color.empty() || !has_capable_terminal();
   return plain ? text : "\x1b[" + std::to_string(colour) + "m" + text + "\x1b[0m";
+}
+
+bool has_capable_terminal() {
+  const std::string_view kind = environment("TERM");
+  return !kind.empty() && kind != "dumb";
 }
 
 void print_line(const std::string& text) {
@@ -40,6 +54,10 @@ void print_line(const std::string& text) {
 
 void print_error(const std::string& text) {
   std::cerr << "structure-ingest: " << printable(text) << '\n';
+}
+
+bool can_print() {
+  return std::cout.good();
 }
 
 std::size_t columns_of(std::string_view text) {

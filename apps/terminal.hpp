@@ -11,15 +11,22 @@ namespace apps {
 /// or content must not steer the terminal.
 std::string printable(std::string_view text);
 
-/// `text` in an SGR colour when standard output is a terminal and NO_COLOR is not set.
+/// `text` in an SGR colour when standard output is a terminal that knows colours and
+/// NO_COLOR is not set.
 std::string coloured(const std::string& text, int colour);
 inline constexpr int RED = 31;
 inline constexpr int GREEN = 32;
 inline constexpr int YELLOW = 33;
 
+/// Whether the terminal, if there is one, knows control sequences, by the variable TERM.
+bool has_capable_terminal();
+
 /// Prints one line of standard output, and one of standard error after the program's name.
 void print_line(const std::string& text);
 void print_error(const std::string& text);
+
+/// Whether standard output still takes what is printed; false when it is full.
+bool can_print();
 
 /// How many columns of a terminal a printable text takes.
 std::size_t columns_of(std::string_view text);

@@ -1,9 +1,11 @@
+#include <array>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
+#include "apps/command_line.hpp"
 #include "apps/commands.hpp"
 #include "apps/outcome.hpp"
 #include "apps/terminal.hpp"
@@ -56,13 +58,20 @@ Command add_trust(CLI::App& program) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command =
       program.add_subcommand("trust", "Show or change which directories are trusted to be scanned");
-  CLI::Option_group* const action = command->add_option_group("action");
-  action->add_flag("--list", arguments->list, "Print the list of directories");
-  action->add_flag("--trusted", arguments->trusted, "List DIR as trusted");
-  action->add_flag("--untrusted", arguments->untrusted, "List DIR as untrusted: it is not scanned");
-  action->add_flag("--forget", arguments->forget, "Take DIR off the list");
-  action->require_option(0, 1);
-  command->add_option("DIR", arguments->directory, "The directory")->capture_default_str();
+  const std::array<CLI::Option*, 4> actions = {
+      command->add_flag("--list", arguments->list, "Print the list of directories"),
+      command->add_flag("--trusted", arguments->trusted, "List DIR as trusted"),
+      command->add_flag("--untrusted", arguments->untrusted,
+                        "List DIR as untrusted: it is not scanned"),
+      command->add_flag("--forget", arguments->forget, "Take DIR off the list")};
+  for (CLI::Option* action : actions) {
+    for (CLI::Option* other : actions) {
+      if (action != other) action->excludes(other);
+    }
+  }
+  command->add_option("DIR", arguments->directory, "The directory (default: the current one)")
+      ->type_name("");
+  add_examples(*command, {"trust", "trust --untrusted ~/downloads", "trust --list"});
   return [arguments] { return run(*arguments); };
 }
 

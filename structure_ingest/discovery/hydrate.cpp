@@ -103,7 +103,8 @@ std::span<Json> hydrate(Json& state, const HydrateOptions& options) {
   std::vector<Json> entries =
       ingest_structure_files(candidates.project_path, candidates.paths,
                              {.discovery_by_path = std::move(candidates.discovery),
-                              .collaborators = options.collaborators});
+                              .collaborators = options.collaborators,
+                              .progress = options.progress});
   const internal::TakenApart entries_at_end(entries);
   std::erase_if(entries,
                 [&](const Json& entry) { return known.contains(source_key(source_text(entry))); });

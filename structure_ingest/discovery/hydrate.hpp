@@ -1,6 +1,8 @@
 // The main entry point: the structures that a user supplied enter the agent state.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -14,6 +16,8 @@ struct HydrateOptions {
   /// Structure files that the caller names; they count as attached.
   std::vector<std::string> extra_paths{};
   Collaborators collaborators = agent_modules();
+  /// Told of each file before it is read, as in `IngestOptions`; may be empty.
+  std::function<void(std::size_t done, std::size_t total, const std::string& path)> progress{};
 };
 
 /// Finds the structure files that the state and the caller name, ingests the first eight into the

@@ -97,6 +97,7 @@ std::vector<Json> ingest_structure_files(const std::string& project_path,
     const auto known = options.discovery_by_path.find(identity);
     const std::string discovery = known == options.discovery_by_path.end() ? "" : known->second;
     if (discovery != DISCOVERY_ATTACHMENT && belongs_to_another_project(path, project)) continue;
+    if (options.progress) options.progress(i, considered, path);
     entries.push_back(ingest_file(parser, project, path, discovery));
   }
   if (!entries.empty()) write_manifest(project, entries, options.collaborators);

@@ -1,6 +1,8 @@
 // Batch ingestion: candidate paths become source entries of a project, and the batch its manifest.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -22,6 +24,9 @@ struct IngestOptions {
   /// case-folded). A candidate without one is not taken from another project.
   std::map<std::string, std::string> discovery_by_path{};
   Collaborators collaborators = agent_modules();
+  /// Told before each file is read how many of the considered candidates are done, how many there
+  /// are, and the file's path; may be empty. What it throws ends the batch.
+  std::function<void(std::size_t done, std::size_t total, const std::string& path)> progress{};
 };
 
 /// Ingests the candidates in order into the project: skips names of no structure file, repeats, the

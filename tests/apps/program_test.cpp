@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 #include <thread>
 
 #include "structure_ingest/base/json.hpp"
@@ -117,6 +118,40 @@ TEST_F(Program, ParsesFilesAsJsonLines) {
   EXPECT_EQ(lines[1]["source_path"], "odd\n\x1B\uFFFD.xyz");
   EXPECT_EQ(lines[2]["source_path"], "[x]");
   EXPECT_EQ(lines[3]["source_path"], "--json");
+}
+
+// Arguments come first, then the list, each path byte for byte.
+TEST_F(Program, TakesPathsFromAList) {
+  const std::string odd = " a\r\xFF.xyz";
+  w.write(odd, "1\n\nHe 0 0 0\n");
+  w.write("line\nfeed.xyz", "1\n\nHe 0 0 0\n");
+  w.write("lines", "cell.xyz\n\n" + odd + "\n[x]");
+  w.write("nuls", "line\nfeed.xyz" + std::string(1, '\0') + odd);
+  const auto sources = [&](const std::string& arguments) {
+    std::string names;
+    std::istringstream lines(run("parse --json " + arguments).out);
+    for (std::string line; std::getline(lines, line);) {
+      const Json record = structure_ingest::parse_json(line);
+      names += record["source_path"].get<std::string>() + (record["ok"].get<bool>() ? "|" : "!|");
+    }
+    return names;
+  };
+  EXPECT_EQ(sources("--files-from lines he.xyz"), "he.xyz|cell.xyz| a\r\uFFFD.xyz|[x]!|");
+  EXPECT_EQ(sources("--files-from - <lines"), "cell.xyz| a\r\uFFFD.xyz|[x]!|");
+  EXPECT_EQ(sources("--files-from nuls --null"), "line\nfeed.xyz| a\r\uFFFD.xyz|");
+  EXPECT_EQ(sources("--files-from /dev/null"), "");
+  EXPECT_EQ(run("parse --files-from lines | tail -n 3").out,
+            "[x]: not parsed\n  error    File does not exist.\n  listed   lines:4\n");
+
+  w.write("list", "../he.xyz\n\ncell.xyz\n../cell.xyz\n");
+  const Outcome ingest = run("ingest --project proj --limit 2 --files-from list");
+  EXPECT_EQ(ingest.status, 1);
+  EXPECT_EQ(ingest.err,
+            "structure-ingest: only the first 2 of 3 paths were considered (see "
+            "--limit)\nstructure-ingest: cell.xyz: taken as " +
+                (w / "proj/cell.xyz") + "; for the one here give " + (w / "cell.xyz") + "\n");
+  const Outcome hydrate = run("hydrate --project proj --json --files-from list");
+  EXPECT_EQ(structure_ingest::parse_json(hydrate.out).size(), 3U);
 }
 
 TEST_F(Program, IngestsIntoAProject) {
@@ -274,7 +309,6 @@ TEST_F(Program, ShowsAndChangesTrust) {
   }
   w.write("config/structure_ingest/directory_trust.json", "[]");
   EXPECT_EQ(run("trust").status, 2);
-  EXPECT_EQ(run("trust --list --forget").status, 2);
 }
 
 // A workspace with this project, one inside it and one beside it, swept as hydrate sweeps it.
@@ -312,6 +346,7 @@ TEST_F(Program, SweepsAWorkspace) {
 }
 
 TEST_F(Program, SaysWhatIsWrongInOneLine) {
+  w.write("nul.txt", std::string("he.xyz\n\na\0b", 11));
   w.write("list.json", "[]");
   w.write("null.json", "null");
   w.write("moved/.strataquill_state.json", R"({"project_path": "/else"})");
@@ -325,16 +360,39 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
     const char* message;
   };
   for (const auto& [arguments, status, message] : {
-           Case{"", 2, "A subcommand is required"},
-           Case{"parse", 2, "PATH is required"},
-           Case{"parse --nonsense he.xyz", 2, "--nonsense"},
+           Case{"", 2,
+                "give a command: parse, ingest, hydrate, owner, belongs, trust, scan "
+                "(see 'structure-ingest --help')\n"},
+           Case{"parse", 2,
+                "PATH or --files-from is required (see 'structure-ingest parse --help')"},
+           Case{"pares he.xyz", 2, "unknown command 'pares'; did you mean 'parse'? (see"},
+           Case{"hyd", 2, "unknown command 'hyd'; did you mean 'hydrate'? (see"},
+           Case{"help", 2, "unknown command 'help'; did you mean '--help'? (see"},
+           Case{"he.xyz", 2, "unknown command 'he.xyz'; did you mean 'parse he.xyz'? (see"},
+           Case{"nonsense", 2, "unknown command 'nonsense' (see"},
+           Case{"parse --jsno", 2,
+                "unknown option '--jsno'; did you mean '--json'? "
+                "(see 'structure-ingest parse --help')\n"},
+           Case{"ingest --projct=proj he.xyz", 2, "'--projct'; did you mean '--project'? (see"},
+           Case{"parse --nonsense he.xyz", 2, "unknown option '--nonsense' (see"},
+           Case{"parse -x he.xyz", 2, "unknown option '-x' (see"},
+           Case{"--json parse he.xyz", 2, "option '--json' goes after 'parse' (see"},
+           Case{"owner a b", 2, "unexpected argument 'b' (see"},
+           Case{"trust --list --forget", 2, "--list excludes --forget (see"},
+           Case{"parse --files-from", 2, "--files-from: 1 required FILE missing (see"},
+           Case{"parse -0 he.xyz", 2, "--null requires --files-from (see"},
+           Case{"parse --files-from nowhere", 2, "nowhere: No such file or directory\n"},
+           Case{"parse --files-from proj", 2, "proj: Is a directory\n"},
+           Case{"parse --files-from nul.txt", 2,
+                "nul.txt:3: a NUL character; a list that is separated by it needs --null\n"},
+           Case{"parse --files-from - <nul.txt", 2, "standard input:3: a NUL character"},
            Case{"ingest he.xyz", 2, "--project is required"},
            Case{"ingest --project proj --limit x he.xyz", 2, "--limit"},
            Case{"ingest --project proj --discovery kinds.json he.xyz", 2, "kinds.json: "},
            Case{"hydrate he.xyz", 2, "--state or --project is required"},
            Case{"hydrate --state a --project b", 2, "--project"},
            Case{"ingest --project proj --discovery broken.json he.xyz", 2,
-                "broken.json: parse error"},
+                "broken.json:1:7: syntax error"},
            Case{"ingest --project proj --discovery nowhere he.xyz", 2, "nowhere: no such file"},
            Case{"ingest --project proj --discovery proj he.xyz", 2, "Is a directory"},
            Case{"hydrate --state null.json", 2, "null.json: the state is not a JSON object"},
@@ -344,7 +402,8 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
            Case{"--help >/dev/full 2>run.err #", 3, "cannot write to standard output"},
            Case{"hydrate --state missing.json", 2, "missing.json: no such file"},
            Case{"hydrate --state list.json", 2, "list.json: the state is not a JSON object"},
-           Case{"hydrate --state broken.json", 2, "broken.json: the state is malformed: "},
+           Case{"hydrate --state broken.json", 2,
+                "broken.json:1:7: the state is malformed: syntax error"},
            Case{"hydrate --state proj", 2, "Is a directory"},
            Case{"hydrate --state odd.json", 2, "nothing was taken in: a list is expected, not 5"},
            Case{"hydrate --project he.xyz", 3, "he.xyz"},
@@ -356,8 +415,18 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
     EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
   }
-  for (const char* arguments : {"--help", "parse --help", "hydrate --version", "--version"}) {
-    EXPECT_EQ(run(arguments).status, 0) << arguments;
+  EXPECT_EQ(run("hydrate --version").out, run("--version").out);
+}
+
+TEST_F(Program, HelpFitsATerminalAndHasExamples) {
+  for (const std::string command :
+       {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust", "scan"}) {
+    const Outcome outcome = run(command + " --help");
+    EXPECT_EQ(outcome.status, 0) << command;
+    EXPECT_NE(outcome.out.find("\nExamples:\n  structure-ingest " + command), std::string::npos);
+    EXPECT_NE(outcome.out.find("\nExit status: 0 all well"), std::string::npos) << command;
+    std::istringstream lines(outcome.out);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
   }
 }
 

@@ -91,6 +91,16 @@ TEST_F(Batch, TheBudgetCountsWhatIsSkipped) {
   EXPECT_TRUE(calls->written.empty());
 }
 
+TEST_F(Batch, TellsOfItsProgress) {
+  w.write("proj/a.xyz", HELIUM);
+  std::vector<std::string> told;
+  const auto progress = [&told](std::size_t done, std::size_t total, const std::string& path) {
+    told.push_back(std::to_string(done) + "/" + std::to_string(total) + " " + path);
+  };
+  ingest({"a.xyz", "no.txt", "a.xyz", "b.xyz", "c.xyz"}, {.limit = 4, .progress = progress});
+  EXPECT_EQ(told, (Paths{"0/4 " + (w / "proj/a.xyz"), "3/4 " + (w / "proj/b.xyz")}));
+}
+
 TEST_F(Batch, TakesEachSourceOnce) {
   w.write("proj/a.xyz", HELIUM);
   w.link("proj/link1.xyz", "a.xyz");

@@ -1,0 +1,89 @@
+#include "apps/path_list.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "apps/outcome.hpp"
+
+namespace apps {
+namespace {
+
+struct CloseFile {
+  void operator()(FILE* file) const { static_cast<void>(std::fclose(file)); }
+};
+
+/// All bytes of a file, which may be a pipe, or of standard input.
+std::string content_of(const std::string& path, const std::string& name) {
+  const auto refuse = [&name] {
+    throw WrongInput(name + ": " + std::generic_category().message(errno));
+  };
+  std::unique_ptr<FILE, CloseFile> opened;
+  if (path != "-") {
+    opened.reset(std::fopen(path.c_str(), "rbe"));
+    if (!opened) refuse();
+  }
+  FILE* const file = opened ? opened.get() : stdin;
+  std::string content;
+  std::array<char, 65536> buffer{};
+  while (const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), file)) {
+    content.append(buffer.data(), size);
+  }
+  if (std::ferror(file) != 0) refuse();
+  return content;
+}
+
+void add_lines(const std::string& content, char separator, const std::string& name,
+               std::vector<GivenPath>& paths) {
+  std::string_view rest = content;
+  for (std::size_t number = 1; !rest.empty(); ++number) {
+    const std::size_t end = std::min(rest.find(separator), rest.size());
+    const std::string_view line = rest.substr(0, end);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    if (line.empty()) continue;
+    std::string origin = name + ":" + std::to_string(number);
+    if (line.find('\0') != std::string_view::npos) {
+      throw WrongInput(origin + ": a NUL character; a list that is separated by it needs --null");
+    }
+    paths.push_back({std::string(line), std::move(origin)});
+  }
+}
+
+}  // namespace
+
+void add_path_options(CLI::App& command, PathArguments& arguments, const std::string& about_paths) {
+  CLI::Option* const list =
+      command
+          .add_option("--files-from", arguments.files_from,
+                      "Take more paths from FILE, one a line ('-': standard input)")
+          ->type_name("FILE");
+  command
+      .add_flag("-0,--null", arguments.null_separated,
+                "The list of --files-from is separated by NUL characters")
+      ->needs(list);
+  command.add_option("PATH", arguments.paths, about_paths)->type_name("");
+}
+
+void require_paths(const PathArguments& arguments) {
+  if (arguments.paths.empty() && arguments.files_from.empty()) {
+    throw CLI::RequiredError("PATH or --files-from");
+  }
+}
+
+std::vector<GivenPath> given_paths(const PathArguments& arguments) {
+  std::vector<GivenPath> paths;
+  for (const std::string& path : arguments.paths) paths.push_back({path, ""});
+  if (!arguments.files_from.empty()) {
+    const std::string name = arguments.files_from == "-" ? "standard input" : arguments.files_from;
+    add_lines(content_of(arguments.files_from, name), arguments.null_separated ? '\0' : '\n', name,
+              paths);
+  }
+  return paths;
+}
+
+}  // namespace apps
