@@ -10,7 +10,7 @@
 
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/system_call.hpp"
-#include "structure_ingest/readers/ase_places.hpp"
+#include "structure_ingest/readers/ase_interpreters.hpp"
 #include "structure_ingest/readers/ase_protocol.hpp"
 #include "structure_ingest/readers/ase_start.hpp"
 
@@ -69,10 +69,8 @@ AseAnswer AseSession::read(const std::string& path) {
   std::unique_ptr<ChildProcess> worker = std::move(worker_);
   if (worker && !is_waiting(*worker)) worker.reset();
   if (!worker) {
-    const auto script = options_.script ? options_.script : ase_worker_script();
-    if (!script) return {.failure = AseAnswer::Failure::unavailable};
     worker = start_ase_worker(options_.interpreters ? *options_.interpreters : ase_interpreters(),
-                              *script, steady_clock::now() + options_.time_limit);
+                              options_.script, steady_clock::now() + options_.time_limit);
     if (!worker) return {.failure = AseAnswer::Failure::unavailable};
   }
   try {

@@ -9,6 +9,7 @@
 
 #include "structure_ingest/base/child_process.hpp"
 #include "structure_ingest/readers/ase.hpp"
+#include "structure_ingest/readers/ase_worker.hpp"
 
 namespace structure_ingest::internal {
 
@@ -18,7 +19,7 @@ inline constexpr std::chrono::milliseconds ASE_FILE_TIME_LIMIT = std::chrono::se
 struct AseSessionOptions {
   std::chrono::milliseconds time_limit = ASE_FILE_TIME_LIMIT;
   std::optional<std::vector<std::string>> interpreters{};  // instead of ase_interpreters()
-  std::optional<std::string> script{};                     // instead of ase_worker_script()
+  std::string script = ASE_WORKER_SCRIPT;
 };
 
 /// Owns the worker: it is started for the first file, reused for those that follow, and ended with

@@ -54,7 +54,7 @@ std::unique_ptr<ChildProcess> start(const std::string& interpreter, const std::s
   try {
     // UTF-8 whatever the locale: what a file holds must not depend on the environment.
     return std::make_unique<ChildProcess>(
-        std::vector<std::string>{interpreter, "-I", "-X", "utf8", script});
+        std::vector<std::string>{interpreter, "-I", "-X", "utf8", "-c", script});
   } catch (const std::system_error&) {
     return nullptr;  // it is as good as one without ASE
   }

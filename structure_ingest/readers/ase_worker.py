@@ -1,7 +1,7 @@
 """Reads structure files with ASE for a host process.
 
-The host starts this script as `python3 -I` (nothing is imported from the current folder, from this
-script's folder or from where PYTHONPATH points) with its standard streams on the null device, a
+The host has this text in its code and starts it as `python3 -I -c TEXT` (nothing is imported from the
+current folder or from where PYTHONPATH points) with its standard streams on the null device, a
 stream socket as descriptor 3 and the reading end of a pipe as descriptor 4. The pipe is never
 written to: it hangs up when the host ends.
 

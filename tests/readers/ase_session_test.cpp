@@ -13,7 +13,7 @@
 #include <fstream>
 #include <thread>
 
-#include "structure_ingest/readers/ase_places.hpp"
+#include "structure_ingest/readers/ase_interpreters.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "tests/scratch_folder.hpp"
 
@@ -274,8 +274,6 @@ TEST_F(WithAse, TakesTheFirstInterpreterThatHasAse) {
     EXPECT_EQ(tried.read(silicon).failure, row.failure);
     EXPECT_EQ(tests::content_of(scratch / "used"), row.used);
   }
-  AseSession without_script({.interpreters = {{ase_python()}}, .script = scratch / "missing.py"});
-  EXPECT_EQ(without_script.read(silicon).failure, Failure::unavailable);
 }
 
 // The workers below are small scripts that behave badly when they are asked for the file "bad".
@@ -296,9 +294,9 @@ while True:
 class FakeWorker : public AseSessionTest {
  protected:
   AseSession session_that(const std::string& misbehaviour, std::chrono::milliseconds limit = 20s) {
-    const std::string script = scratch.write("worker.py", FAKE_WORKER + ("    " + misbehaviour));
-    return AseSession(
-        {.time_limit = limit, .interpreters = {{"/usr/bin/python3"}}, .script = script});
+    return AseSession({.time_limit = limit,
+                       .interpreters = {{"/usr/bin/python3"}},
+                       .script = FAKE_WORKER + ("    " + misbehaviour)});
   }
   void SetUp() override {
     if (access("/usr/bin/python3", X_OK) != 0) GTEST_SKIP() << "there is no /usr/bin/python3";
@@ -406,7 +404,6 @@ TEST_F(AseSessionTest, InterpretersAreThoseOfThePath) {
   ASSERT_FALSE(found.empty());
   EXPECT_EQ(found.front(), scratch / "second/python3");
   EXPECT_EQ(std::vector(found.begin() + 1, found.end()), configured);
-  EXPECT_TRUE(ase_worker_script());
 }
 
 }  // namespace
