@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
 
 namespace structure_ingest {
@@ -57,7 +58,7 @@ struct Collaborators {
       const std::vector<Json>& entries, const std::string& request, const Json& state)>;
 
   /// Throws std::invalid_argument for an empty `write_json`.
-  explicit Collaborators(AtomicWriteJson write_json);
+  STRUCTURE_INGEST_API explicit Collaborators(AtomicWriteJson write_json);
 
   AtomicWriteJson atomic_write_json;
   RecordSuppressedError record_suppressed_error;
@@ -70,6 +71,6 @@ struct Collaborators {
 
 /// The modules that are used where a call is given no others. Declared here and defined by whoever
 /// supplies them; without it the library does not link.
-Collaborators agent_modules();
+STRUCTURE_INGEST_API Collaborators agent_modules();
 
 }  // namespace structure_ingest

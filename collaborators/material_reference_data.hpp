@@ -4,11 +4,13 @@
 #include <span>
 #include <string_view>
 
+#include "structure_ingest/base/api.hpp"
+
 namespace qelda_agent {
 
 /// Every element symbol that structure files may name, in canonical form (Fe, not FE). Declared
 /// here and defined by whoever supplies the agent's modules; without it the library does not link.
 /// It must be constant-initialised, so that it can be read at any time.
-extern const std::span<const std::string_view> KNOWN_ELEMENT_SYMBOLS;
+STRUCTURE_INGEST_API extern const std::span<const std::string_view> KNOWN_ELEMENT_SYMBOLS;
 
 }  // namespace qelda_agent

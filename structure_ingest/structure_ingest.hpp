@@ -16,6 +16,7 @@
 #pragma once
 
 #include "collaborators/collaborators.hpp"                 // IWYU pragma: export
+#include "collaborators/material_reference_data.hpp"       // IWYU pragma: export
 #include "structure_ingest/base/json.hpp"                  // IWYU pragma: export
 #include "structure_ingest/discovery/hydrate.hpp"          // IWYU pragma: export
 #include "structure_ingest/ingest/batch.hpp"               // IWYU pragma: export

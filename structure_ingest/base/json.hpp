@@ -7,24 +7,26 @@
 #include <string>
 #include <string_view>
 
+#include "structure_ingest/base/api.hpp"
+
 namespace structure_ingest {
 
 /// An insertion-ordered JSON value. Its strings are UTF-8.
 using Json = nlohmann::ordered_json;
 
 /// What `parse_json` throws; the message says what is wrong and at which byte or line.
-struct JsonError : std::runtime_error {
+struct STRUCTURE_INGEST_API JsonError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 /// Reads one JSON document. Throws JsonError for text that is none, that nests deeper than
 /// 500 levels, or that holds a number which a 64-bit integer or a double cannot keep.
-Json parse_json(std::string_view text);
+STRUCTURE_INGEST_API Json parse_json(std::string_view text);
 
 /// The text of `value`: on one line, or with `indent` blanks per level and one element a line.
 /// A float reads in its shortest exact form, one that is not finite as null. Control characters are
 /// escaped, and a byte that is no UTF-8 reads as U+FFFD, so that the text is always valid.
-std::string json_text(const Json& value, int indent = -1);
+STRUCTURE_INGEST_API std::string json_text(const Json& value, int indent = -1);
 
 namespace internal {
 

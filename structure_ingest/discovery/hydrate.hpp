@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "collaborators/collaborators.hpp"
+#include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
 
 namespace structure_ingest {
@@ -28,6 +29,7 @@ struct HydrateOptions {
 /// changes or the state gets a new key; empty when there are none. `state` is a mapping that the
 /// caller owns; it must not be used by two calls at once. Throws nothing: an error that no step
 /// expects is reported through `record_suppressed_error`, and the result is empty.
-std::span<Json> hydrate_user_structures(Json& state, const HydrateOptions& options = {});
+STRUCTURE_INGEST_API std::span<Json> hydrate_user_structures(Json& state,
+                                                             const HydrateOptions& options = {});
 
 }  // namespace structure_ingest

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "collaborators/collaborators.hpp"
+#include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
 
 namespace structure_ingest {
@@ -37,8 +38,8 @@ struct IngestOptions {
 /// A file that cannot be read, copied or recorded costs only itself. Throws
 /// std::invalid_argument for a path with a NUL character, and what the collaborators throw that is
 /// no std::system_error.
-std::vector<Json> ingest_structure_files(const std::string& project_path,
-                                         const std::vector<std::string>& candidate_paths,
-                                         const IngestOptions& options = {});
+STRUCTURE_INGEST_API std::vector<Json> ingest_structure_files(
+    const std::string& project_path, const std::vector<std::string>& candidate_paths,
+    const IngestOptions& options = {});
 
 }  // namespace structure_ingest

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
@@ -21,6 +22,7 @@ inline constexpr std::array<std::string_view, 3> DISCOVERY_ORDER = {
 
 /// A new mapping of 19 keys in a fixed order, for any record, also one whose `ok` is false.
 /// An empty `discovery` stands for an attachment; any other text is stored as it is.
-Json structure_source_entry(const IngestedStructure& record, std::string_view discovery = "");
+STRUCTURE_INGEST_API Json structure_source_entry(const IngestedStructure& record,
+                                                 std::string_view discovery = "");
 
 }  // namespace structure_ingest

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "structure_ingest/base/api.hpp"
+
 namespace structure_ingest {
 
 struct OwnerOptions {
@@ -15,11 +17,12 @@ struct OwnerOptions {
 /// The nearest project root above `path` (which is not examined itself), as a resolved path, or
 /// nothing. A leading "~" is expanded. Whatever cannot be expanded, resolved or tested counts as
 /// not there; nothing is reported.
-std::optional<std::string> owning_project_root(const std::string& path,
-                                               const OwnerOptions& options = {});
+STRUCTURE_INGEST_API std::optional<std::string> owning_project_root(
+    const std::string& path, const OwnerOptions& options = {});
 
 /// Whether `path` lies in a project other than `project_path`: its nearest project root is neither
 /// that project nor a folder that contains it.
-bool belongs_to_another_project(const std::string& path, const std::string& project_path);
+STRUCTURE_INGEST_API bool belongs_to_another_project(const std::string& path,
+                                                     const std::string& project_path);
 
 }  // namespace structure_ingest

@@ -4,6 +4,7 @@
 
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
+#include "structure_ingest/readers/ase.hpp"
 #include "structure_ingest/readers/ase_session.hpp"
 #include "structure_ingest/readers/xyz.hpp"
 

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "structure_ingest/readers/ase.hpp"
+#include "structure_ingest/base/api.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
@@ -17,19 +18,20 @@ inline constexpr std::array<std::string_view, 5> STRUCTURE_SUFFIXES = {".xyz", "
 
 /// Whether the last component of `path` is the name of a structure file: one that ends with a
 /// structure suffix or begins with "poscar" or "contcar". Nothing need exist at `path`.
-bool is_structure_file(const std::string& path);
+STRUCTURE_INGEST_API bool is_structure_file(const std::string& path);
 
 /// Reads one structure file (`path` is used as it is: no "~", no resolution). Always returns a
 /// record; what is wrong with the file is a warning in it.
-IngestedStructure parse_structure_file(const std::string& path);
+STRUCTURE_INGEST_API IngestedStructure parse_structure_file(const std::string& path);
 
 namespace internal {
 class AseSession;
-}
+struct AseAnswer;
+}  // namespace internal
 
 /// Reads many files: CIF and VASP files share one process that runs ASE, which is started for the
 /// first of them and ended with the parser. For one thread at a time.
-class StructureParser {
+class STRUCTURE_INGEST_API StructureParser {
  public:
   StructureParser();
   ~StructureParser();
@@ -48,8 +50,10 @@ namespace internal {
 /// File-name beginnings of VASP structure files.
 inline constexpr std::array<std::string_view, 2> STRUCTURE_BASENAMES = {"poscar", "contcar"};
 
-/// The same, asking ASE through `ask_ase`, which can serve many files.
-IngestedStructure parse_structure_file(const std::string& path, const AskAse& ask_ase);
+/// The same, asking ASE through `ask_ase`, which can serve many files: an AskAse of
+/// readers/ase.hpp.
+IngestedStructure parse_structure_file(
+    const std::string& path, const std::function<AseAnswer(const std::string& path)>& ask_ase);
 
 }  // namespace internal
 }  // namespace structure_ingest

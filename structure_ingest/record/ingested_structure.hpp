@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
 
 namespace structure_ingest {
@@ -37,7 +38,7 @@ struct IngestedStructure {
 
   /// A mapping of the 14 fields in the order above; an absent cell is null, and text that is not
   /// valid UTF-8 reads U+FFFD for each such byte.
-  Json as_dict() const;
+  STRUCTURE_INGEST_API Json as_dict() const;
 };
 
 namespace internal {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "structure_ingest/readers/ase.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest {

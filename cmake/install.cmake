@@ -1,0 +1,53 @@
+# What an installation holds. All of it may be moved together: nothing in it knows where it stands.
+include(CMakePackageConfigHelpers)
+
+set(interface_version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/structure_ingest)
+set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/structure-ingest)
+
+# The libraries, and what finds them.
+set_target_properties(structure_ingest structure_ingest_agent_modules PROPERTIES
+  VERSION ${PROJECT_VERSION} SOVERSION ${interface_version})
+set_target_properties(structure_ingest_agent_modules PROPERTIES EXPORT_NAME agent_modules)
+set_target_properties(structure_ingest_headers PROPERTIES EXPORT_NAME headers)
+install(TARGETS structure_ingest structure_ingest_agent_modules structure_ingest_headers
+  EXPORT structure_ingest-targets
+  COMPONENT development
+  FILE_SET HEADERS DESTINATION ${header_folder})
+install(EXPORT structure_ingest-targets
+  NAMESPACE structure_ingest:: DESTINATION ${package_folder} COMPONENT development)
+configure_package_config_file(cmake/structure_ingest-config.cmake.in
+  ${PROJECT_BINARY_DIR}/structure_ingest-config.cmake INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/structure_ingest-config-version.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/structure_ingest-config.cmake
+  ${PROJECT_BINARY_DIR}/structure_ingest-config-version.cmake
+  DESTINATION ${package_folder} COMPONENT development)
+
+# An archive leaves its own libraries to the final link.
+set(pc_requires nlohmann_json)
+if(NOT BUILD_SHARED_LIBS)
+  string(APPEND pc_requires " libcrypto libutf8proc")
+endif()
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
+  BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE pc_prefix)
+set(pc_description_structure_ingest "Takes atomic-structure files into a project")
+set(pc_description_structure_ingest_agent_modules
+  "${pc_description_structure_ingest}, with its own agent modules")
+foreach(library structure_ingest structure_ingest_agent_modules)
+  set(pc_description "${pc_description_${library}}")
+  configure_file(cmake/library.pc.in ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${library}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()
+
+# The program, with what belongs to it.
+if(STRUCTURE_INGEST_PROGRAM)
+  install(TARGETS structure-ingest COMPONENT program)
+  install(FILES docs/structure-ingest.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
+  install(FILES tools/completion.bash RENAME structure-ingest
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT program)
+endif()
+install(FILES LICENSE DESTINATION ${doc_folder} COMPONENT development)
