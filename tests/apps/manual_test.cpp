@@ -1,0 +1,109 @@
+// The manual page and the shell completion know the program's subcommands and options.
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+
+#include "tests/scratch_folder.hpp"
+
+namespace {
+
+using Words = std::set<std::string>;
+
+std::string output_of(const std::string& command) {
+  std::string output;
+  FILE* const pipe = popen(command.c_str(), "r");
+  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
+  EXPECT_EQ(pclose(pipe), 0) << command;
+  return output;
+}
+
+std::string help(const std::string& subcommand) {
+  return output_of(std::string(STRUCTURE_INGEST_PROGRAM) + " " + subcommand + " --help");
+}
+
+/// What a pattern's first group matches in `text`.
+Words matches(const std::string& text, const std::string& pattern) {
+  const std::regex regex(pattern);
+  Words found;
+  for (std::sregex_iterator it(text.begin(), text.end(), regex), end; it != end; ++it) {
+    found.insert(it->str(1));
+  }
+  return found;
+}
+
+/// The options and subcommands that the help lists, each at the beginning of a line.
+Words options_of(const std::string& help) {
+  return matches(help, "(?:^|\n) +(?:-.,)?(--[a-z-]+)");
+}
+Words subcommands() {
+  return matches(help("") + "\n", "\n  ([a-z]+)  ");
+}
+
+/// What Bash completes after the words of a command line, of which the last may be unfinished; in
+/// parentheses what it leaves to its own completion of names.
+Words completions(const std::string& words) {
+  return matches(output_of("bash -c 'set -eu; compopt() { COMPREPLY+=(\"($*)\"); }; "
+                           "source " STRUCTURE_INGEST_SOURCE_DIR "/tools/completion.bash; "
+                           "set +e; COMP_WORDS=(structure-ingest " +
+                           words +
+                           "); "
+                           "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); "
+                           "_structure_ingest " STRUCTURE_INGEST_PROGRAM "; "
+                           "printf \"%s\\n\" \"${COMPREPLY[@]}\"'"),
+                 "([^\n]+)\n");
+}
+
+TEST(Completion, OffersWhatTheHelpLists) {
+  EXPECT_GE(subcommands().size(), 7U);
+  EXPECT_EQ(completions("\"\""), subcommands());
+  EXPECT_EQ(completions("--v"), Words{"--version"});
+  for (const std::string& subcommand : subcommands()) {
+    const Words options = options_of(help(subcommand));
+    EXPECT_TRUE(options.contains("--help") && options.contains("--version")) << subcommand;
+    EXPECT_EQ(completions(subcommand + " --"), options) << subcommand;
+  }
+}
+
+TEST(Completion, TellsWhatStandsWhere) {
+  const Words files = {"(-o default)"};
+  const Words folders = {"(-o dirnames)"};
+  const std::vector<std::pair<std::string, Words>> cases = {
+      {"pa", {"parse"}},
+      {"pars", {"parse"}},
+      {"nonsense x", {}},
+      {"parse \"\"", files},
+      {"parse --j", {"--json"}},
+      {"parse --json a.xyz b", files},
+      {"parse -- --j", files},
+      {"parse -- --project \"\"", files},
+      {"ingest --project \"\"", folders},
+      {"ingest --project = fol", folders},
+      {"ingest --project =", folders},
+      {"ingest --limit \"\"", {}},
+      {"ingest --project parse a", files},
+      {"hydrate --state \"\"", files},
+      {"trust --un", {"--untrusted"}},
+      {"trust \"\"", folders},
+      {"scan --json \"\"", folders},
+  };
+  for (const auto& [words, expected] : cases) EXPECT_EQ(completions(words), expected) << words;
+}
+
+TEST(ManualPage, DescribesEverySubcommandWithItsOptions) {
+  const std::string page =
+      tests::content_of(STRUCTURE_INGEST_SOURCE_DIR "/docs/structure-ingest.1");
+  EXPECT_EQ(matches(page, "\n\\.Ss ([^\n]+)"), subcommands());
+  for (const std::string& subcommand : subcommands()) {
+    const std::size_t begin = page.find("\n.Ss " + subcommand + "\n");
+    ASSERT_NE(begin, std::string::npos) << subcommand;
+    const std::string section = page.substr(begin, page.find("\n.S", begin + 1) - begin);
+    Words described = {"--help", "--version"};  // of all
+    for (const std::string& name : matches(section, "\n\\.It (?:Fl . , )?Fl -([a-z-]+)")) {
+      described.insert("--" + name);
+    }
+    EXPECT_EQ(described, options_of(help(subcommand))) << subcommand;
+  }
+}
+
+}  // namespace
