@@ -1,5 +1,5 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: demo test release dev asan-ubsan tsan fuzz tidy format packages clang
+.PHONY: demo test release dev asan-ubsan tsan fuzz tidy format packages clang deb
 
 demo: release
 	tools/demo build/release
@@ -19,6 +19,10 @@ asan-ubsan tsan: packages clang
 SECONDS = 60
 fuzz: asan-ubsan
 	tools/fuzz build/asan-ubsan/fuzz $(SECONDS)
+
+deb: packages
+	@tools/install-packages dpkg-dev file lintian
+	tools/build-deb
 
 packages:
 	@tools/install-packages

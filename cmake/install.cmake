@@ -50,4 +50,7 @@ if(STRUCTURE_INGEST_PROGRAM)
   install(FILES tools/completion.bash RENAME structure-ingest
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT program)
 endif()
+
 install(FILES LICENSE DESTINATION ${doc_folder} COMPONENT development)
+
+include(cmake/debian/package.cmake)

@@ -33,13 +33,17 @@ std::string output_of(const std::string& command) {
   return output;
 }
 
+std::vector<std::string> pages() {
+  std::vector<std::string> found = {ROOT + "/README.md"};
+  for (const auto& page : std::filesystem::directory_iterator(ROOT + "/docs")) {
+    if (page.path().extension() == ".md") found.push_back(page.path().string());
+  }
+  return found;
+}
+
 TEST(Documentation, CommandsPrintWhatIsShown) {
   int commands = 0;
-  std::vector<std::string> pages = {ROOT + "/README.md"};
-  for (const auto& page : std::filesystem::directory_iterator(ROOT + "/docs")) {
-    if (page.path().extension() == ".md") pages.push_back(page.path().string());
-  }
-  for (const std::string& page : pages) {
+  for (const std::string& page : pages()) {
     for (const std::string& block : blocks(tests::content_of(page), "console")) {
       for (std::size_t at = 0; at < block.size();) {
         ASSERT_EQ(block.substr(at, 2), "$ ") << page << ": " << block;
@@ -57,9 +61,23 @@ TEST(Documentation, CommandsPrintWhatIsShown) {
 }
 
 TEST(Documentation, CodeIsThatOfTheExamples) {
-  const std::vector<std::string> code = blocks(tests::content_of(ROOT + "/README.md"), "cpp");
-  ASSERT_EQ(code.size(), 1U);
-  EXPECT_EQ(code[0], tests::content_of(ROOT + "/examples/library_use.cpp"));
+  std::string examples;
+  for (const char* file :
+       {"examples/library_use.cpp", "examples/own_modules.cpp",
+        "tests/consumers/find_package/CMakeLists.txt",
+        "tests/consumers/add_subdirectory/CMakeLists.txt", "tests/consumers/pkg_config/Makefile"}) {
+    examples += tests::content_of(ROOT + "/" + file);
+  }
+  int found = 0;
+  for (const std::string& page : pages()) {
+    for (const char* language : {"cpp", "cmake", "make"}) {
+      for (const std::string& block : blocks(tests::content_of(page), language)) {
+        EXPECT_NE(examples.find(block), std::string::npos) << page << ": " << block;
+        ++found;
+      }
+    }
+  }
+  EXPECT_GE(found, 5);
 }
 
 }  // namespace
