@@ -67,4 +67,22 @@ TEST(Layers, IncludesPointDown) {
   EXPECT_GT(includes, 100);
 }
 
+TEST(Layers, SourcesIncludeTheirOwnHeaderFirst) {
+  const fs::path root = STRUCTURE_INGEST_SOURCE_DIR;
+  int sources = 0;
+  for (const char* top : {"structure_ingest", "collaborators", "apps"}) {
+    for (const auto& entry : fs::recursive_directory_iterator(root / top)) {
+      const fs::path header = fs::path(entry.path()).replace_extension(".hpp");
+      if (entry.path().extension() != ".cpp" || !fs::exists(header)) continue;
+      std::ifstream stream(entry.path());
+      std::string line;
+      while (std::getline(stream, line) && !line.starts_with("#include")) {
+      }
+      EXPECT_EQ(line, "#include \"" + fs::relative(header, root).string() + "\"") << entry.path();
+      ++sources;
+    }
+  }
+  EXPECT_GT(sources, 30);
+}
+
 }  // namespace
