@@ -49,6 +49,8 @@ if(STRUCTURE_INGEST_PROGRAM)
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
   install(FILES tools/completion.bash RENAME structure-ingest
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT program)
+  install(DIRECTORY docs/schema
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/structure_ingest COMPONENT program)
 endif()
 
 install(FILES LICENSE DESTINATION ${doc_folder} COMPONENT development)
