@@ -1,5 +1,5 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: demo test release dev asan-ubsan tsan fuzz tidy format packages clang deb
+.PHONY: demo test release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
 
 demo: release
 	tools/demo build/release
@@ -29,6 +29,12 @@ packages:
 
 clang:
 	@tools/install-packages clang libclang-rt-14-dev
+
+reference:
+	@tools/install-packages doxygen
+	@mkdir -p build
+	doxygen docs/Doxyfile
+	@echo "The API reference is in build/reference/html/index.html"
 
 tidy: release
 	@tools/install-packages clang-tidy

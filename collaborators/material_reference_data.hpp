@@ -6,6 +6,7 @@
 
 #include "structure_ingest/base/api.hpp"
 
+/// The agent's package: the known elements, and our implementations of its modules.
 namespace qelda_agent {
 
 /// Every element symbol that structure files may name, in canonical form (Fe, not FE). Declared

@@ -9,10 +9,10 @@
 
 namespace qelda_agent {
 
-inline constexpr std::string_view ROLE_REQUESTED = "requested";  // the material asked for
-inline constexpr std::string_view ROLE_RELATED = "related";      // shares elements with it
-inline constexpr std::string_view ROLE_UNRELATED = "unrelated";  // plainly something else
-inline constexpr std::string_view ROLE_UNKNOWN = "unknown";      // nothing can be said
+inline constexpr std::string_view ROLE_REQUESTED = "requested";  ///< the material asked for
+inline constexpr std::string_view ROLE_RELATED = "related";      ///< shares elements with it
+inline constexpr std::string_view ROLE_UNRELATED = "unrelated";  ///< plainly something else
+inline constexpr std::string_view ROLE_UNKNOWN = "unknown";      ///< nothing can be said
 
 /// Judges each source entry against a free-text request in English, by the elements, formulas,
 /// material names and file names that the request mentions; one verdict each, in order, with the

@@ -24,3 +24,8 @@
 #include "structure_ingest/project/ownership.hpp"          // IWYU pragma: export
 #include "structure_ingest/readers/dispatch.hpp"           // IWYU pragma: export
 #include "structure_ingest/record/ingested_structure.hpp"  // IWYU pragma: export
+
+/// Reading structure files, taking them into projects, and asking whose project a file lies in.
+/// Functions keep nothing between calls and may run on several threads at once, on different
+/// states and projects. Lengths are in ångström; paths are byte strings, JSON strings UTF-8.
+namespace structure_ingest {}

@@ -13,9 +13,12 @@
 
 namespace structure_ingest {
 
+/// What a hydration may be given besides the state.
 struct HydrateOptions {
-  /// Structure files that the caller names; they count as attached.
+  /// Structure files that the caller names; they count as attached. A relative one lies under the
+  /// project folder.
   std::vector<std::string> extra_paths{};
+  /// The agent's other modules.
   Collaborators collaborators = agent_modules();
   /// Told of each file before it is read, as in `IngestOptions`; may be empty.
   std::function<void(std::size_t done, std::size_t total, const std::string& path)> progress{};

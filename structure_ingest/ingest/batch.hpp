@@ -17,6 +17,7 @@ namespace structure_ingest {
 /// The manifest of the latest batch, relative to the project folder.
 inline constexpr std::string_view INGEST_MANIFEST_REL = ".diagnostics/ingested_structures.json";
 
+/// How a batch is ingested.
 struct IngestOptions {
   /// How many candidates are considered; one that is skipped takes its place all the same.
   /// At least the first is always considered.
@@ -24,6 +25,7 @@ struct IngestOptions {
   /// The discovery kind of a candidate by its source identity (the resolved absolute path,
   /// case-folded). A candidate without one is not taken from another project.
   std::map<std::string, std::string> discovery_by_path{};
+  /// The agent's other modules, of which only the writer is used.
   Collaborators collaborators = agent_modules();
   /// Told before each file is read how many of the considered candidates are done, how many there
   /// are, and the file's path; may be empty. What it throws ends the batch.

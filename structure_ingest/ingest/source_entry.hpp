@@ -11,17 +11,20 @@
 
 namespace structure_ingest {
 
-// How a structure file was found.
+/// A structure file that the user or the caller named.
 inline constexpr std::string_view DISCOVERY_ATTACHMENT = "attachment";
+/// One found by scanning the project folder or a folder that holds it.
 inline constexpr std::string_view DISCOVERY_PROJECT_FOLDER = "project_folder";
+/// One found anywhere else: by another scan, or in the inventory of an attached workspace.
 inline constexpr std::string_view DISCOVERY_WORKSPACE_SCAN = "workspace_scan";
 
 /// The discovery kinds from the strongest to the weakest.
 inline constexpr std::array<std::string_view, 3> DISCOVERY_ORDER = {
     DISCOVERY_ATTACHMENT, DISCOVERY_PROJECT_FOLDER, DISCOVERY_WORKSPACE_SCAN};
 
-/// A new mapping of 19 keys in a fixed order, for any record, also one whose `ok` is false.
-/// An empty `discovery` stands for an attachment; any other text is stored as it is.
+/// A new mapping of 19 keys in a fixed order, for any record, also one whose `ok` is false; it
+/// shares nothing with the record. An empty `discovery` stands for an attachment; any other text is
+/// stored as it is. Bytes that are not UTF-8 read U+FFFD.
 STRUCTURE_INGEST_API Json structure_source_entry(const IngestedStructure& record,
                                                  std::string_view discovery = "");
 

@@ -9,8 +9,10 @@
 
 namespace structure_ingest {
 
+/// How far up an owner is looked for.
 struct OwnerOptions {
-  /// The walk ends before this folder, which is not examined itself.
+  /// The walk ends before this folder, which is not examined itself. One that cannot be expanded
+  /// or resolved is no bound.
   std::optional<std::string> stop_at{};
 };
 

@@ -21,7 +21,8 @@ inline constexpr std::array<std::string_view, 5> STRUCTURE_SUFFIXES = {".xyz", "
 STRUCTURE_INGEST_API bool is_structure_file(const std::string& path);
 
 /// Reads one structure file (`path` is used as it is: no "~", no resolution). Always returns a
-/// record; what is wrong with the file is a warning in it.
+/// record; what is wrong with the file is a warning in it. Throws only what the standard library
+/// does when memory runs out.
 STRUCTURE_INGEST_API IngestedStructure parse_structure_file(const std::string& path);
 
 namespace internal {
@@ -34,8 +35,11 @@ struct AseAnswer;
 class STRUCTURE_INGEST_API StructureParser {
  public:
   StructureParser();
+  /// Ends the process, if one was started, and waits for it.
   ~StructureParser();
+  /// Takes over the process of another parser, which must not parse any more.
   StructureParser(StructureParser&&) noexcept;
+  /// The same; the process of this one goes to the other.
   StructureParser& operator=(StructureParser&&) noexcept;
 
   /// As `parse_structure_file`.
