@@ -23,22 +23,26 @@ std::vector<std::string> blocks(const std::string& text, const std::string& lang
   return found;
 }
 
+std::vector<std::string> pages() {
+  std::vector<std::string> pages = {ROOT + "/README.md", ROOT + "/CONTRIBUTING.md",
+                                    ROOT + "/examples/README.md"};
+  for (const auto& page : std::filesystem::directory_iterator(ROOT + "/docs")) {
+    if (page.path().extension() == ".md") pages.push_back(page.path().string());
+  }
+  return pages;
+}
+
+/// What a command prints in the root of the sources, where nobody has listed any folder.
 std::string output_of(const std::string& command) {
-  const std::string in_root = "cd '" + ROOT + "' && PATH=\"" + STRUCTURE_INGEST_BINARIES +
-                              ":$PATH\" && " + command + " 2>&1";
+  const tests::ScratchFolder settings;
+  const std::string in_root = "cd '" + ROOT + "' && export XDG_CONFIG_HOME='" + settings.path() +
+                              "' PATH=\"" + STRUCTURE_INGEST_BINARIES + ":$PATH\" && " + command +
+                              " 2>&1";
   std::string output;
   FILE* const pipe = popen(in_root.c_str(), "r");
   for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
   pclose(pipe);
   return output;
-}
-
-std::vector<std::string> pages() {
-  std::vector<std::string> found = {ROOT + "/README.md"};
-  for (const auto& page : std::filesystem::directory_iterator(ROOT + "/docs")) {
-    if (page.path().extension() == ".md") found.push_back(page.path().string());
-  }
-  return found;
 }
 
 TEST(Documentation, CommandsPrintWhatIsShown) {
@@ -60,6 +64,7 @@ TEST(Documentation, CommandsPrintWhatIsShown) {
   EXPECT_GE(commands, 3);
 }
 
+// The examples are compiled, and run by the commands above.
 TEST(Documentation, CodeIsThatOfTheExamples) {
   std::string examples;
   for (const char* file :
@@ -78,6 +83,23 @@ TEST(Documentation, CodeIsThatOfTheExamples) {
     }
   }
   EXPECT_GE(found, 5);
+}
+
+TEST(Documentation, LinksLeadSomewhere) {
+  int links = 0;
+  for (const std::string& page : pages()) {
+    const std::string text = tests::content_of(page);
+    for (std::size_t at = 0; (at = text.find("](", at)) != std::string::npos;) {
+      at += 2;
+      const std::string target = text.substr(at, text.find_first_of(")#", at) - at);
+      const bool is_code = target.find_first_of(" &") != std::string::npos;
+      if (is_code || target.find("://") != std::string::npos) continue;
+      ++links;
+      EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(page).parent_path() / target))
+          << page << ": " << target;
+    }
+  }
+  EXPECT_GE(links, 10);
 }
 
 }  // namespace
