@@ -1,5 +1,5 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: demo test release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
+.PHONY: bench demo test release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
 
 demo: release
 	tools/demo build/release
@@ -23,6 +23,13 @@ fuzz: asan-ubsan
 deb: packages
 	@tools/install-packages dpkg-dev file lintian
 	tools/build-deb
+
+# `make bench BENCH=--short` only shows that the benchmarks work; BENCH='--plot FILE' draws a plot.
+bench:
+	@tools/install-packages libbenchmark-dev libfast-float-dev
+	cmake --preset release -DSTRUCTURE_INGEST_BENCH=ON
+	cmake --build --preset release
+	bench/run.py build/release $(BENCH)
 
 packages:
 	@tools/install-packages

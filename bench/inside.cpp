@@ -1,0 +1,141 @@
+// Measures the library's steps, each beside the least that the same job can be done with. The names
+// are "job/variant/atoms/ours" and "…/floor": the script beside this file pairs them up.
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/floors.hpp"
+#include "bench/inputs.hpp"
+#include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/structure_ingest.hpp"
+
+namespace {
+
+using namespace structure_ingest;
+namespace fs = std::filesystem;
+
+constexpr std::size_t BATCH = 8;
+
+/// Measures `job`, which is handed what `prepare` returns; that is not measured, nor its end.
+template <typename Prepare, typename Job>
+void add_prepared(const std::string& name, Prepare prepare, Job job) {
+  const auto run = [prepare, job](benchmark::State& state) {
+    for (auto _ : state) {
+      state.PauseTiming();
+      {
+        auto prepared = prepare();
+        state.ResumeTiming();
+        benchmark::DoNotOptimize(job(*prepared));
+        state.PauseTiming();
+      }
+      state.ResumeTiming();
+    }
+  };
+  benchmark::RegisterBenchmark(name.c_str(), run)->Unit(benchmark::kMicrosecond)->UseRealTime();
+}
+
+template <typename Job>
+void add(const std::string& name, Job job) {
+  const auto run = [job](benchmark::State& state) {
+    for (auto _ : state) benchmark::DoNotOptimize(job());
+  };
+  benchmark::RegisterBenchmark(name.c_str(), run)->Unit(benchmark::kMicrosecond)->UseRealTime();
+}
+
+void add_steps(const bench::Folder& files, const bench::Layout& layout, std::size_t atoms) {
+  const std::string variant = std::string(layout.name) + "/" + std::to_string(atoms) + "/";
+  const std::string text = bench::structure_text(layout, atoms);
+  const std::string path =
+      files.write(std::string(layout.name) + std::to_string(atoms) + ".xyz", text);
+  const auto record = std::make_shared<IngestedStructure>(parse_structure_file(path));
+  const auto entry = std::make_shared<Json>(structure_source_entry(*record));
+  add("parse/" + variant + "ours", [path] { return parse_structure_file(path); });
+  add("parse/" + variant + "floor",
+      [path] { return bench::minimal_parse(bench::file_bytes(path)); });
+  add("canonical text/" + variant + "ours",
+      [record] { return internal::canonical_xyz_text(*record); });
+  add("canonical text/" + variant + "floor", [record] { return bench::minimal_text(*record); });
+  add("JSON text/" + variant + "ours", [entry] { return json_text(*entry, 2); });
+  add("JSON text/" + variant + "floor", [entry] { return entry->dump(2); });
+  add("source entry/" + variant + "ours", [record] { return structure_source_entry(*record); });
+  add("source entry/" + variant + "floor", [record] { return bench::minimal_entry(*record); });
+  if (&layout != bench::LAYOUTS.data()) return;  // whatever the numbers, bytes are bytes
+  add("fingerprint/" + variant + "ours", [path] { return internal::sha256_hex_of_file(path); });
+  add("fingerprint/" + variant + "floor", [text] { return bench::minimal_digest(text); });
+}
+
+std::vector<std::string> batch_of_files(const bench::Folder& files, std::size_t atoms) {
+  std::vector<std::string> paths;
+  for (std::size_t i = 0; i < BATCH; ++i) {
+    paths.push_back(files.write("batch" + std::to_string(atoms) + "-" + std::to_string(i) + ".xyz",
+                                bench::structure_text(bench::LAYOUTS[0], atoms, 10 + i)));
+  }
+  return paths;
+}
+
+/// Taking files into a new project under `parent`; the floor writes its files only when `durable`.
+void add_ingestion(const std::string& job, const bench::Folder& files, const std::string& parent,
+                   bool durable) {
+  for (const std::size_t atoms : {1000U, 20000U}) {
+    const std::string name = job + "/8 files/" + std::to_string(atoms) + "/";
+    const std::vector<std::string> paths = batch_of_files(files, atoms);
+    const auto new_folder = [parent] { return std::make_unique<bench::Folder>(parent); };
+    add_prepared(name + "ours", new_folder, [paths](const bench::Folder& project) {
+      return ingest_structure_files(project.path(), paths).size();
+    });
+    add_prepared(name + "floor", new_folder, [paths, durable](const bench::Folder& project) {
+      std::string manifest;
+      const std::string folder = durable ? project.path() : "";
+      for (const std::string& path : paths) manifest += bench::minimal_ingestion(path, folder);
+      if (durable) bench::minimal_write(project.path() + "/manifest.json", manifest);
+      return manifest.size();
+    });
+  }
+}
+
+/// Hydrating a state that holds many sources, those of the files among them, and an empty one.
+void add_hydration(const bench::Folder& files, const std::string& parent) {
+  constexpr std::size_t atoms = 1000;
+  constexpr std::size_t sources = 500;
+  const std::vector<std::string> paths = batch_of_files(files, atoms);
+  const auto project = std::make_shared<bench::Folder>(parent);
+  const Json empty = {{"project_path", project->path()}};
+  const auto full = std::make_shared<Json>(empty);
+  hydrate_user_structures(*full, {.extra_paths = paths});
+  auto& entries = (*full)["structure_sources"].get_ref<Json::array_t&>();
+  entries.reserve(sources);
+  while (entries.size() < sources) {
+    Json entry = entries[entries.size() % BATCH];
+    entry["metadata"]["source_file"] = "/elsewhere/" + std::to_string(entries.size()) + ".xyz";
+    entries.push_back(std::move(entry));
+  }
+  add("hydrate/500 sources/1000/ours", [full, paths, project] {
+    return hydrate_user_structures(*full, {.extra_paths = paths}).size();
+  });
+  add("hydrate/500 sources/1000/floor", [empty, paths, project] {
+    Json state = empty;
+    return hydrate_user_structures(state, {.extra_paths = paths}).size();
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string temporary = fs::temp_directory_path();
+  const std::string memory = fs::is_directory("/dev/shm") ? "/dev/shm" : temporary;
+  const bench::Folder files(temporary);
+  for (const bench::Layout& layout : bench::LAYOUTS) {
+    for (const std::size_t atoms : {100U, 1000U, 20000U}) add_steps(files, layout, atoms);
+  }
+  add_ingestion("ingest", files, memory, false);
+  add_ingestion("ingest, durable", files, temporary, true);
+  add_hydration(files, memory);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}

@@ -1,0 +1,212 @@
+#!/usr/bin/python3
+"""Measures structure_ingest and prints one table: what, compared with what, ratio, bound, verdict.
+
+The things that are compared take turns, round after round; each figure is the ratio of two medians.
+"""
+import argparse
+import json
+import math
+import os
+import pathlib
+import random
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+HERE = pathlib.Path(__file__).resolve().parent
+PYTHON = "/usr/bin/python3"
+
+SIZES = (100, 1000, 20000)
+
+# Jobs of the benchmark program: what each is compared with, and the most that the ratio may be for
+# the largest size; parsing has two bounds.
+JOBS = {
+    "parse": ("a minimal loop with fast_float", 1.0),
+    "canonical text": ("an exact formatter and a copy", 1.25),
+    "JSON text": ("nlohmann's dump(2)", 0.35),
+    "source entry": ("a copy into JSON, element by element", 0.8),
+    "fingerprint": ("one EVP digest over bytes in memory", 1.1),
+    "ingest": ("the sum of its steps", 1.5),
+    "ingest, durable": ("the same with write, fsync, rename", 1.3),
+    "hydrate": ("hydrating an empty state", 1.2),
+}
+PARSE_17_DIGITS = 1.2
+
+
+def inside(program, rounds, seconds, pattern):
+    """Medians of the benchmark program's jobs: {(job, variant, atoms): {"ours": s, "floor": s}}."""
+    command = [program, f"--benchmark_repetitions={rounds}", f"--benchmark_min_time={seconds}",
+               "--benchmark_enable_random_interleaving=true", "--benchmark_format=json",
+               f"--benchmark_filter={pattern}"]
+    output = subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout
+    times = {}
+    for run in json.loads(output)["benchmarks"]:
+        if run["run_type"] != "iteration":
+            continue
+        job, variant, atoms, side = run["run_name"].split("/")[:4]
+        # Other processes do not count, except where the disk is waited for.
+        clock = "real_time" if "durable" in job else "cpu_time"
+        sides = times.setdefault((job, variant, int(atoms)), {})
+        sides.setdefault(side, []).append(run[clock] * 1e-6)
+    return {key: {side: statistics.median(values) for side, values in sides.items()}
+            for key, sides in times.items()}
+
+
+def alternate(rounds, *commands):
+    """Medians of the time of whole processes that take turns; each command is made anew."""
+    times = [[] for _ in commands]
+    for _ in range(rounds):
+        for command, seconds in zip(commands, times):
+            arguments = command()
+            start = time.perf_counter()
+            subprocess.run(arguments, check=True, stdout=subprocess.DEVNULL,
+                           stderr=subprocess.DEVNULL)
+            seconds.append(time.perf_counter() - start)
+    return [statistics.median(seconds) for seconds in times]
+
+
+def peak_memory(build, arguments):
+    """The largest resident size of a process in bytes."""
+    command = [build / "bench" / "structure_ingest_bench_peak", *arguments]
+    run = subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+    return 1024 * int(run.stderr.split()[-1])
+
+
+def write_file(path, atoms, seed):
+    numbers = random.Random(seed)
+    lines = [f"{atoms}", 'Lattice="100.0 0.0 0.0 0.0 100.0 0.0 0.0 0.0 100.0"']
+    for _ in range(atoms):
+        position = "".join(f" {numbers.uniform(-50, 50):14.8f}" for _ in range(3))
+        lines.append(f"{numbers.choice(['H', 'C', 'O', 'Si', 'Fe']):2s}{position}")
+    path.write_text("\n".join(lines) + "\n")
+    return path
+
+
+def has_ase():
+    return subprocess.run([PYTHON, "-c", "import ase.io"], stderr=subprocess.DEVNULL).returncode == 0
+
+
+def whole_processes(build, rounds, folder):
+    """Rows of the table: (what, compared with, ratios by size, bound or None)."""
+    program = build / "structure-ingest"
+    small = write_file(folder / "small.xyz", 100, 1)
+    large = write_file(folder / "large.xyz", 20000, 2)
+    batch = [write_file(folder / f"batch{i}.xyz", 1000, 10 + i) for i in range(8)]
+    projects = iter(range(10**6))
+
+    def new_project():
+        project = folder / f"project{next(projects)}"
+        project.mkdir()
+        return project
+
+    def ingest(files):
+        return lambda: [program, "ingest", "--project", new_project(), *files]
+
+    rows = []
+    ours, empty = alternate(10 * rounds, lambda: [program, "parse", small],
+                            lambda: [build / "bench" / "structure_ingest_bench_empty"])
+    rows.append(("whole process: parse", "an empty program", {100: ours / empty}, 1.3))
+
+    name = "whole process: ingest, 8 files"
+    if has_ase():
+        ours, theirs = alternate(rounds, ingest(batch), lambda: [
+            PYTHON, HERE / "plain_ase.py", new_project(), *batch])
+        rows.append((name, "a plain script with ASE", {1000: ours / theirs}, 0.1))
+    else:
+        rows.append((name, "a plain script with ASE (not installed)", {}, 0.1))
+
+    name = "whole process: ingest, 1 file"
+    if shutil.which("obabel"):
+        ours, theirs = alternate(max(1, rounds // 3), ingest([large]), lambda: [
+            "obabel", "-ixyz", large, "-oxyz", "-O", new_project() / "copy.xyz"])
+        rows.append((name, "Open Babel: read and write", {20000: ours / theirs}, None))
+    else:
+        rows.append((name, "Open Babel: read and write (not installed)", {}, None))
+
+    idle = peak_memory(build, [program, "--version"])
+    used = peak_memory(build, ingest([large])())
+    rows.append(("peak memory: ingest", "the size of the file",
+                 {20000: (used - idle) / large.stat().st_size}, 8))
+    return rows
+
+
+def inside_rows(medians):
+    for job, (other, bound) in JOBS.items():
+        for variant in sorted({v for j, v, _ in medians if j == job}):
+            ratios = {atoms: sides["ours"] / sides["floor"]
+                      for (j, v, atoms), sides in medians.items() if (j, v) == (job, variant)}
+            yield (f"{job}: {variant}", other, ratios,
+                   PARSE_17_DIGITS if (job, variant) == ("parse", "17 digits") else bound)
+
+
+def table(rows):
+    """The bound is for the largest size that was measured."""
+    cells = [("what", "compared with", *(f"{size:,}" for size in SIZES), "at most", "verdict")]
+    for what, other, ratios, bound in rows:
+        verdict = ""
+        if ratios and bound is not None:
+            verdict = "ok" if ratios[max(ratios)] <= bound else "OVER"
+        cells.append((what, other,
+                      *(f"{ratios[size]:.2f}" if size in ratios else "" for size in SIZES),
+                      "" if bound is None else f"{bound:g}", verdict))
+    widths = [max(len(row[column]) for row in cells) for column in range(len(cells[0]))]
+    lines = ["| " + " | ".join(cell.ljust(width) for cell, width in zip(row, widths)) + " |"
+             for row in cells]
+    lines.insert(1, "|" + "|".join("-" * (width + 2) for width in widths) + "|")
+    return "\n".join(lines)
+
+
+def plot(medians):
+    """An SVG of the time for an atom over the number of atoms, for parsing: ours and the floor."""
+    points = sorted((atoms, sides) for (job, variant, atoms), sides in medians.items()
+                    if job == "parse" and variant == "8 decimals")
+    left, right, top, bottom = 60, 560, 20, 280
+    x_of = lambda atoms: left + (right - left) * (math.log10(atoms) - 2) / (math.log10(20000) - 2)
+    highest = 1.1 * max(max(sides.values()) / atoms for atoms, sides in points)
+    y_of = lambda seconds: bottom - (bottom - top) * seconds / highest
+    svg = ['<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 600 330" font-family="sans-serif" '
+           'font-size="12">', '<rect width="600" height="330" fill="white"/>',
+           f'<path d="M{left} {top}V{bottom}H{right}" fill="none" stroke="black"/>']
+    for step in range(0, int(highest * 1e9) + 1, 20):
+        y = y_of(step * 1e-9)
+        svg.append(f'<text x="{left - 6}" y="{y + 4:.1f}" text-anchor="end">{step}</text>')
+    for atoms, _ in points:
+        svg.append(f'<text x="{x_of(atoms):.1f}" y="{bottom + 18}" text-anchor="middle">{atoms:,}</text>')
+    svg.append(f'<text x="{(left + right) / 2}" y="{bottom + 38}" text-anchor="middle">atoms</text>')
+    svg.append(f'<text x="{left}" y="12">nanoseconds an atom</text>')
+    for side, colour, label in (("ours", "#0060c0", "parse_structure_file"),
+                                ("floor", "#c04000", "minimal loop")):
+        line = " ".join(f"{x_of(atoms):.1f},{y_of(sides[side] / atoms):.1f}" for atoms, sides in points)
+        svg.append(f'<polyline points="{line}" fill="none" stroke="{colour}" stroke-width="2"/>')
+        y = y_of(points[-1][1][side] / points[-1][0])
+        svg.append(f'<text x="{right}" y="{y - 6:.1f}" text-anchor="end" fill="{colour}">{label}</text>')
+    return "\n".join(svg) + "\n</svg>\n"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("build", type=pathlib.Path, help="the folder of the release build")
+    parser.add_argument("--short", action="store_true", help="one quick round, nothing is judged")
+    parser.add_argument("--filter", default=".", help="which jobs of the benchmark program to run")
+    parser.add_argument("--plot", type=pathlib.Path, help="where to write the plot over sizes (SVG)")
+    options = parser.parse_args()
+    build = options.build.resolve()
+    rounds, seconds = (1, 0.001) if options.short else (11, 0.02)
+    medians = inside(build / "bench" / "structure_ingest_bench", rounds, seconds, options.filter)
+    rows = list(inside_rows(medians))
+    if options.filter == ".":
+        memory = "/dev/shm" if os.path.isdir("/dev/shm") else None  # nobody waits for the disk there
+        with tempfile.TemporaryDirectory(dir=memory) as folder:
+            rows += whole_processes(build, 1 if options.short else 9, pathlib.Path(folder))
+    if options.short:
+        rows = [(what, other, ratios, None) for what, other, ratios, _ in rows]
+    print(table(rows))
+    if options.plot:
+        options.plot.write_text(plot(medians))
+
+
+if __name__ == "__main__":
+    sys.exit(main())
