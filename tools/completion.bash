@@ -9,7 +9,7 @@ _structure_ingest() {
 
   local help subcommands subcommand="" only_paths="" other
   help=$("$program" --help 2>/dev/null) || return
-  subcommands=$(sed -n '/^Subcommands:/,/^$/s/^  *\([a-z][^ ]*\).*/\1/p' <<<"$help")
+  subcommands=$(sed -n '/^Commands:/,/^$/s/^  \([a-z][^ ]*\).*/\1/p' <<<"$help")
   for other in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     [[ $other == -- ]] && only_paths=yes
     [[ -z $subcommand ]] && grep -qxF -e "$other" <<<"$subcommands" && subcommand=$other
@@ -17,15 +17,17 @@ _structure_ingest() {
   [[ -z $subcommand ]] || help=$("$program" "$subcommand" --help 2>/dev/null) || return
 
   local place=default # readline's own completion of file names, or of folders: dirnames
-  if [[ -z $only_paths && $before == -* ]] &&
-    grep -qE -e "^ +([^ ]+,)?$before(,[^ ]+)? [A-Z]{2,}" <<<"$help"; then # it takes a value
-    case $before in
-      --project | --stop-at) place=dirnames ;;
-      --limit) return ;;
+  local value="" # what the option before takes, as the help calls it
+  [[ -z $only_paths && $before == -* ]] &&
+    value=$(sed -nE "s/^  ([^ ]+,)?$before(,[^ ]+)? ([A-Z]+).*/\3/p" <<<"$help")
+  if [[ -n $value ]]; then
+    case $value in
+      DIR) place=dirnames ;;
+      N) return ;;
     esac
   elif [[ -z $only_paths && $word == -* ]]; then
     mapfile -t COMPREPLY < <(
-      compgen -W "$(sed -n 's/^  *\(-[^ ]*\).*/\1/p' <<<"$help" | tr , '\n')" -- "$word")
+      compgen -W "$(sed -n 's/^  \(-[^ ]*\).*/\1/p' <<<"$help" | tr , '\n')" -- "$word")
     return
   elif [[ -z $subcommand ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$subcommands" -- "$word")

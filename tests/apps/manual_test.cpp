@@ -34,10 +34,12 @@ Words matches(const std::string& text, const std::string& pattern) {
 
 /// The options and subcommands that the help lists, each at the beginning of a line.
 Words options_of(const std::string& help) {
-  return matches(help, "(?:^|\n) +(?:-.,)?(--[a-z-]+)");
+  return matches(help, "\n  (?:-.,)?(--[a-z-]+)");
 }
 Words subcommands() {
-  return matches(help("") + "\n", "\n  ([a-z]+)  ");
+  const std::string text = help("");
+  const std::size_t begin = text.find("Commands:");
+  return matches(text.substr(begin, text.find("\n\n", begin) - begin), "\n  ([a-z]+) ");
 }
 
 /// What Bash completes after the words of a command line, of which the last may be unfinished; in
@@ -83,6 +85,7 @@ TEST(Completion, TellsWhatStandsWhere) {
       {"ingest --limit \"\"", {}},
       {"ingest --project parse a", files},
       {"hydrate --state \"\"", files},
+      {"parse --files-from \"\"", files},
       {"trust --un", {"--untrusted"}},
       {"trust \"\"", folders},
       {"scan --json \"\"", folders},
