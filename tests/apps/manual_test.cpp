@@ -1,6 +1,7 @@
 // The manual page and the shell completion know the program's subcommands and options.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <regex>
 #include <set>
 
@@ -100,7 +101,8 @@ TEST(ManualPage, DescribesEverySubcommandWithItsOptions) {
   for (const std::string& subcommand : subcommands()) {
     const std::size_t begin = page.find("\n.Ss " + subcommand + "\n");
     ASSERT_NE(begin, std::string::npos) << subcommand;
-    const std::string section = page.substr(begin, page.find("\n.S", begin + 1) - begin);
+    const std::size_t end = std::min(page.find("\n.Ss ", begin + 1), page.find("\n.Sh ", begin));
+    const std::string section = page.substr(begin, end - begin);
     Words described = {"--help", "--version"};  // of all
     for (const std::string& name : matches(section, "\n\\.It (?:Fl . , )?Fl -([a-z-]+)")) {
       described.insert("--" + name);
