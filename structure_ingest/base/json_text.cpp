@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -11,6 +12,10 @@
 
 namespace structure_ingest {
 namespace {
+
+/// Lists of fewer items take little room, and more room than this is not taken on one item's word.
+constexpr std::size_t LONG_LIST = 100;
+constexpr std::size_t MOST_ROOM = std::size_t{1} << 22;
 
 /// Writes values into one growing text, through a buffer that stays in the processor's cache.
 class Writer {
@@ -52,6 +57,8 @@ class Writer {
     std::memcpy(room(), text.data(), text.size());
     at_ += text.size();
   }
+
+  std::size_t size() const { return text_.size() + static_cast<std::size_t>(at_ - buffer_.data()); }
 
   template <typename Integer>
   void add_integer(Integer value) {
@@ -152,10 +159,17 @@ void Writer::add_list(char open, char close, const Items& items, WriteItem write
   add(open);
   if (!items.empty()) {
     ++level_;
+    const std::size_t start = size();
     bool comma = false;
     for (const auto& item : items) {
       next_item(comma);
       write_item(item);
+      // A text that doubles as it grows takes up to three times its size: long lists make room for
+      // the rest of their items, which are much as the first one.
+      if (!comma && items.size() > LONG_LIST) {
+        const std::size_t rest = (size() - start) * items.size();
+        text_.reserve(size() + std::min(MOST_ROOM, rest + rest / 8));
+      }
       comma = true;
     }
     --level_;

@@ -18,15 +18,16 @@ std::optional<std::string> integer_text(std::string_view token);
 /// double; what is too large becomes infinity, what is too small zero.
 std::optional<double> float_value(std::string_view token);
 
-/// Room for the text of any number, which the functions below need at `out`. They return its end.
-inline constexpr std::size_t NUMBER_ROOM = 352;
-
-/// Writes `value` in fixed-point notation with exactly ten decimals, correctly rounded from its
+/// Appends `value` in fixed-point notation with exactly ten decimals, correctly rounded from its
 /// exact value (halves to even). Values that are not finite read inf, -inf and nan.
-char* write_ten_decimals(char* out, double value);
+void append_ten_decimals(std::string& out, double value);
 
-/// Writes the shortest text that reads back as the finite `value` and shows it to be a float: plain
-/// decimals for ordinary magnitudes, an exponent beyond them.
+/// Appends the shortest text that reads back as the finite `value` and shows it to be a float:
+/// plain decimals for ordinary magnitudes, an exponent beyond them.
+void append_shortest(std::string& out, double value);
+
+/// The same into a buffer with NUMBER_ROOM bytes; returns the end of the text.
+inline constexpr std::size_t NUMBER_ROOM = 352;
 char* write_shortest(char* out, double value);
 
 }  // namespace structure_ingest::internal

@@ -147,8 +147,6 @@ char* write_decimal(char* out, const Digits& decimal, std::uint64_t integer) {
   return out;
 }
 
-}  // namespace
-
 char* write_ten_decimals(char* out, double value) {
   const std::optional<std::uint64_t> units = tenth_decimals(value);
   if (!units) {
@@ -164,6 +162,8 @@ char* write_ten_decimals(char* out, double value) {
   out[9] = static_cast<char>('0' + decimals % 10);
   return out + 10;
 }
+
+}  // namespace
 
 char* write_shortest(char* out, double value) {
   const double magnitude = std::abs(value);
@@ -205,6 +205,16 @@ char* write_shortest(char* out, double value) {
                     ordinary ? std::chars_format::fixed : std::chars_format::scientific)
           .ptr;
   return ordinary && std::find(out, end, '.') == end ? std::copy_n(".0", 2, end) : end;
+}
+
+void append_ten_decimals(std::string& out, double value) {
+  std::array<char, NUMBER_ROOM> room;
+  out.append(room.data(), write_ten_decimals(room.data(), value));
+}
+
+void append_shortest(std::string& out, double value) {
+  std::array<char, NUMBER_ROOM> room;
+  out.append(room.data(), write_shortest(room.data(), value));
 }
 
 }  // namespace structure_ingest::internal

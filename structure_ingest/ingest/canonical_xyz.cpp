@@ -1,7 +1,6 @@
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <filesystem>
 #include <system_error>
@@ -14,11 +13,6 @@
 
 namespace structure_ingest::internal {
 namespace {
-
-void append_ten_decimals(std::string& text, double value) {
-  std::array<char, NUMBER_ROOM> room;
-  text.append(room.data(), write_ten_decimals(room.data(), value));
-}
 
 constexpr std::size_t DIGEST_DIGITS = 8;
 

@@ -100,15 +100,13 @@ TEST(Number, FloatText) {
 
 std::string ten_decimals(double value) {
   std::string out;
-  char room[NUMBER_ROOM];
-  out.assign(room, write_ten_decimals(room, value));
+  append_ten_decimals(out, value);
   return out;
 }
 
 std::string shortest(double value) {
   std::string out;
-  char room[NUMBER_ROOM];
-  out.assign(room, write_shortest(room, value));
+  append_shortest(out, value);
   return out;
 }
 
