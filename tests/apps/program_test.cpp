@@ -269,7 +269,7 @@ TEST_F(Program, AStateThatCannotBeReadIsLeftAlone) {
     w.write("state.json", content);
     const Outcome outcome = run("hydrate --state state.json he.xyz");
     EXPECT_EQ(outcome.status, 2) << content.substr(0, 30);
-    EXPECT_EQ(outcome.err.find("structure-ingest: state.json: "), 0U) << outcome.err;
+    EXPECT_EQ(outcome.err.find("structure-ingest: state.json:"), 0U) << outcome.err;
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
     EXPECT_EQ(tests::content_of(w / "state.json"), content);
   }
