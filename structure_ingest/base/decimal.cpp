@@ -99,9 +99,10 @@ double long_quotient(std::uint64_t digits, std::size_t decimals) {
     remainder -= divisor.shifted;
   }
   quotient |= remainder == 0 ? 0 : 1;
-  const auto exponent = static_cast<std::uint64_t>(1023 - 62 - shift + divisor.shift);
+  const int biased_exponent = 1023 - 62 - shift + divisor.shift;
+  const auto biased = static_cast<std::uint64_t>(biased_exponent);
   return static_cast<double>(static_cast<std::int64_t>(quotient)) *
-         std::bit_cast<double>(exponent << 52);
+         std::bit_cast<double>(biased << 52);
 }
 
 /// The first character from `text` on that is neither a blank nor a tab.

@@ -111,7 +111,8 @@ std::optional<Digits> shortest_decimal(double magnitude) {
   // Its power of ten, from its power of two: 1233 / 4096 is the logarithm of 2.
   constexpr std::array<double, 13> powers = {1e-4, 1e-3, 1e-2, 1e-1, 1e0, 1e1, 1e2,
                                              1e3,  1e4,  1e5,  1e6,  1e7, 1e8};
-  const auto guess = static_cast<std::size_t>(((52 - shift) * 1233 >> 12) + 5);
+  const int guessed = ((52 - shift) * 1233 >> 12) + 5;
+  const auto guess = static_cast<std::size_t>(guessed);
   const std::size_t power = guess - 1 + static_cast<std::size_t>(magnitude >= powers[guess]);
   const std::size_t places = 20 - power;
   const Uint128 scaled = Uint128{mantissa} * POWERS[places];
@@ -171,7 +172,8 @@ char* write_shortest(char* out, double value) {
   // doubles keep 15 digits apart. Numbers from files mostly are such, with at most ten decimals.
   // The product may be off by a little; the division, which is how the text is read, decides.
   if (magnitude < 1e5) {
-    const auto units = static_cast<std::int64_t>(magnitude * 1e10 + 0.5);
+    const double nearest = magnitude * 1e10 + 0.5;
+    const auto units = static_cast<std::int64_t>(nearest);
     if (static_cast<double>(units) / 1e10 == magnitude) {
       *out = '-';
       out = write_integer(out + (std::signbit(value) ? 1 : 0),
