@@ -85,8 +85,11 @@ void hint_at_relative_paths(const std::vector<std::string>& paths, std::span<con
     for (const Json& entry : entries) {
       const std::string source = entry["source_path"].get<std::string>();
       if (source.ends_with("/" + path) && !std::filesystem::exists(source, ignored)) {
-        print_error(path + ": taken as " + source + "; for the one here give " +
-                    std::filesystem::absolute(path).string());
+        const std::string here = std::filesystem::absolute(path).string();
+        print_error(std::string(path)
+                        .append(": taken as ")
+                        .append(source)
+                        .append("; for the one here give " + here));
       }
     }
   }
