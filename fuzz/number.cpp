@@ -49,14 +49,15 @@ void check_reading(const std::string& text) {
 void check_writing(double value) {
   std::array<char, 400> expected{};
   const int length = std::snprintf(expected.data(), expected.size(), "%.10f", value);
-  std::array<char, internal::NUMBER_ROOM> room;
-  std::string text(room.data(), internal::write_ten_decimals(room.data(), value));
+  std::string text;
+  internal::append_ten_decimals(text, value);
   if (!std::isnan(value)) {
     fuzz::require(text == std::string(expected.data(), static_cast<std::size_t>(length)));
   }
   if (!std::isfinite(value)) return;
 
-  text.assign(room.data(), internal::write_shortest(room.data(), value));
+  text.clear();
+  internal::append_shortest(text, value);
   fuzz::require(std::strtod(text.c_str(), nullptr) == value);
   fuzz::require(text.find_first_of(".eE") != std::string::npos);
   const auto significant = [](std::string digits) {

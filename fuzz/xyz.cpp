@@ -1,7 +1,6 @@
 // The XYZ reader, compared with a plain reading of the same text line by line and token by token;
 // and the canonical copy of what it read, which must give the same structure again.
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <optional>
@@ -113,11 +112,8 @@ bool same_bits(const std::vector<Vector3>& a, const std::vector<Vector3>& b) {
 
 std::string ten_decimals(const std::vector<Vector3>& positions_ang) {
   std::string text;
-  std::array<char, internal::NUMBER_ROOM> room;
   for (const Vector3& position : positions_ang) {
-    for (const double value : position) {
-      text.append(room.data(), internal::write_ten_decimals(room.data(), value)) += ' ';
-    }
+    for (const double value : position) internal::append_ten_decimals(text += ' ', value);
   }
   return text;
 }
