@@ -65,7 +65,8 @@ std::vector<std::string> command_names(const CLI::App& program) {
 
 /// The one of `names` that was probably meant by `word`, or nothing when none is near.
 std::string nearest(const std::string& word, const std::vector<std::string>& names) {
-  const std::string typed = without_dashes(word);
+  std::string typed = without_dashes(word);
+  for (char& c : typed) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
   std::string best;
   std::size_t best_distance = std::max<std::size_t>(1, typed.size() / 3) + 1;
   for (const std::string& name : names) {

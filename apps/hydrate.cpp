@@ -71,7 +71,9 @@ struct Hydration {
 };
 
 void show(const Hydration& hydration) {
-  if (hydration.entries.empty() && hydration.notes.empty()) print_line("Nothing new.");
+  if (hydration.entries.empty() && hydration.notes.empty()) {
+    print_line("Nothing new. A file that the state knows is not read again.");
+  }
   for (const Json& entry : hydration.entries) {
     show_entry(entry);
     print_row("kept", reason_kept(entry, hydration.report));
@@ -185,7 +187,7 @@ Status run(const Arguments& arguments) {
     print_error("only the first " + std::to_string(BATCH_LIMIT) +
                 " structure files were considered: give the others in another call");
   }
-  hint_at_relative_paths(paths, hydration.entries);
+  hint_at_paths(paths, hydration.entries);
   return status_of(hydration.entries, hydration.failures);
 }
 

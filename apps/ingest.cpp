@@ -64,6 +64,7 @@ int read_limit(const std::string& text) {
 }
 
 Status run(const Arguments& arguments) {
+  if (arguments.project.empty()) throw WrongInput("--project: the name of the folder is empty");
   structure_ingest::IngestOptions options;
   options.limit = read_limit(arguments.limit);
   options.discovery_by_path = read_discovery(arguments.discovery);
@@ -89,7 +90,7 @@ Status run(const Arguments& arguments) {
     print_error("only the first " + std::to_string(considered) + " of " +
                 std::to_string(paths.size()) + " paths were considered (see --limit)");
   }
-  hint_at_relative_paths(paths, entries);
+  hint_at_paths(paths, entries);
   return status_of(entries, failures);
 }
 

@@ -76,9 +76,13 @@ void show_entry(const Json& entry) {
   show_warnings(record.warnings, record.ok);
 }
 
-void hint_at_relative_paths(const std::vector<std::string>& paths, std::span<const Json> entries) {
+void hint_at_paths(const std::vector<std::string>& paths, std::span<const Json> entries) {
   std::error_code ignored;
   for (const std::string& path : paths) {
+    if (!structure_ingest::is_structure_file(path)) {
+      print_error(path + ": not the name of a structure file; skipped");
+      continue;
+    }
     if (!std::filesystem::path(path).is_relative() || !std::filesystem::exists(path, ignored)) {
       continue;
     }

@@ -32,10 +32,10 @@ struct WriteFailures {
 /// Prints a source entry: its source, what it holds, its canonical copy and its warnings.
 void show_entry(const structure_ingest::Json& entry);
 
-/// Says on standard error which of the paths given lie in the current directory, while the project,
-/// to which relative paths belong, has no such file.
-void hint_at_relative_paths(const std::vector<std::string>& paths,
-                            std::span<const structure_ingest::Json> entries);
+/// Says on standard error which of the paths given are skipped for their names, and which lie in
+/// the current directory, while the project, to which relative paths belong, has no such file.
+void hint_at_paths(const std::vector<std::string>& paths,
+                   std::span<const structure_ingest::Json> entries);
 
 /// The status of a batch; each failure to write is said on standard error.
 Status status_of(std::span<const structure_ingest::Json> entries, const WriteFailures& failures);

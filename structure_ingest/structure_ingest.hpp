@@ -10,7 +10,7 @@
 //
 //   structure_ingest::Json state = {{"project_path", "my_project"}};
 //   for (const structure_ingest::Json& entry :
-//        structure_ingest::hydrate_user_structures(state, {.extra_paths = {"water.xyz"}})) {
+//        structure_ingest::hydrate_user_structures(state, {.extra_paths = {"/data/water.xyz"}})) {
 //     show(entry["path"], entry["formula"]);
 //   }
 #pragma once
