@@ -176,7 +176,7 @@ Status run(const Arguments& arguments) {
     throw WrongInput(error.what());
   }
   if (arguments.json) {
-    print_line(structure_ingest::json_text(Json(hydration.entries)));
+    print_array(hydration.entries);
   } else {
     show(hydration);
   }

@@ -80,7 +80,7 @@ Status run(const Arguments& arguments) {
       structure_ingest::ingest_structure_files(arguments.project, paths, options);
   progress.clear();
   if (arguments.json) {
-    print_line(structure_ingest::json_text(Json(entries)));
+    print_array(entries);
   } else {
     for (const Json& entry : entries) show_entry(entry);
     if (entries.empty()) print_line("Nothing to ingest.");

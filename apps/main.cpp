@@ -1,4 +1,5 @@
 // The program structure-ingest: reads its arguments, runs one subcommand, and tells how it went.
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <map>
@@ -77,6 +78,8 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // An output file beyond the size limit is an error to be told of, not the end of the process.
+  std::signal(SIGXFSZ, SIG_IGN);
   try {
     return run(argc, argv);
   } catch (const apps::WrongInput& error) {

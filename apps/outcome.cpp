@@ -62,6 +62,14 @@ void WriteFailures::watch(structure_ingest::Collaborators& collaborators) {
   };
 }
 
+void print_array(std::span<const Json> entries) {
+  std::string text;
+  for (const Json& entry : entries) {
+    text += (text.empty() ? "" : ", ") + structure_ingest::json_text(entry);
+  }
+  print_line("[" + text + "]");
+}
+
 void show_entry(const Json& entry) {
   const structure_ingest::IngestedStructure record = shown_record(entry);
   const std::string head = record.ok ? coloured("taken", GREEN) : coloured("failed", RED);

@@ -29,6 +29,9 @@ struct WriteFailures {
   void watch(structure_ingest::Collaborators& collaborators);
 };
 
+/// Prints entries as one JSON array on one line.
+void print_array(std::span<const structure_ingest::Json> entries);
+
 /// Prints a source entry: its source, what it holds, its canonical copy and its warnings.
 void show_entry(const structure_ingest::Json& entry);
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
@@ -79,10 +80,38 @@ int objection(const Descriptor& file, struct stat& status) {
   return !S_ISREG(status.st_mode) || is_made_up(system) ? EINVAL : 0;
 }
 
+/// Holds back the signal that a file beyond the process's size limit raises, which would end the
+/// process: the write fails like any other.
+class NoSizeSignal {
+ public:
+  NoSizeSignal() {
+    sigemptyset(&signal_);
+    sigaddset(&signal_, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &signal_, &old_);
+  }
+  ~NoSizeSignal() {
+    const int error = errno;
+    const timespec at_once{};
+    if (sigismember(&old_, SIGXFSZ) == 0) sigtimedwait(&signal_, nullptr, &at_once);
+    pthread_sigmask(SIG_SETMASK, &old_, nullptr);
+    errno = error;
+  }
+  NoSizeSignal(const NoSizeSignal&) = delete;
+  NoSizeSignal& operator=(const NoSizeSignal&) = delete;
+
+ private:
+  sigset_t signal_{};
+  sigset_t old_{};
+};
+
+ssize_t write_once(int descriptor, std::string_view text) {
+  const NoSizeSignal no_signal;
+  return retried([&] { return ::write(descriptor, text.data(), text.size()); });
+}
+
 void write_all(int descriptor, std::string_view content, const std::string& path) {
   while (!content.empty()) {
-    const ssize_t written =
-        retried([&] { return ::write(descriptor, content.data(), content.size()); });
+    const ssize_t written = write_once(descriptor, content);
     if (written < 0) fail("cannot write", path);
     content.remove_prefix(static_cast<std::size_t>(written));
   }
@@ -241,7 +270,7 @@ void append_line(const std::string& path, const std::string& line) {
   struct stat status {};
   if (const int error = objection(file, status); error != 0) fail(what, path, error);
   const std::string text = line + '\n';
-  const ssize_t written = retried([&] { return ::write(file.get(), text.data(), text.size()); });
+  const ssize_t written = write_once(file.get(), text);
   if (written < 0) fail(what, path);
   if (written != static_cast<ssize_t>(text.size())) fail(what, path, ENOSPC);
 }
