@@ -128,6 +128,10 @@ class Builder : public Json::json_sax_t {
 }  // namespace
 
 Json parse_json(std::string_view text) {
+  // The parser would take it for the end, and what follows would be lost.
+  if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
+    throw JsonError("a NUL character after " + std::to_string(nul) + " bytes");
+  }
   Json value;
   Builder builder(value);
   Json::sax_parse(text.begin(), text.end(), &builder);

@@ -26,6 +26,7 @@ import fcntl
 import gc
 import importlib.util
 import os
+import resource
 import select
 import signal
 import site
@@ -36,6 +37,7 @@ CHANNEL = 3
 LIFELINE = 4
 FOUND = b"found  1"
 READY = b"ready  1"
+MOST_MEMORY = 4 << 30
 NO_FAILURE, READ_FAILURE, EXTRACTION_FAILURE = b"\0", b"\1", b"\2"
 
 
@@ -46,6 +48,13 @@ def end_with_owner():
     fcntl.fcntl(LIFELINE, fcntl.F_SETFL, os.O_ASYNC | os.O_NONBLOCK)
     if select.select([LIFELINE], [], [], 0)[0]:  # it hung up before that
         os._exit(0)
+
+
+def limit_memory():
+    """A file of a few bytes can claim a billion atoms; it fails then, and the host has its memory."""
+    hard = resource.getrlimit(resource.RLIMIT_DATA)[1]
+    limit = MOST_MEMORY if hard == resource.RLIM_INFINITY else min(hard, MOST_MEMORY)
+    resource.setrlimit(resource.RLIMIT_DATA, (limit, hard))
 
 
 def add_user_packages():
@@ -169,6 +178,7 @@ def main():
 
     gc.freeze()
     gc.enable()
+    limit_memory()
     channel = socket.socket(fileno=CHANNEL)
     channel.sendall(READY)
     serve(channel, read, owner)

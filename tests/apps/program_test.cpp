@@ -262,9 +262,10 @@ TEST_F(Program, TakesFilesOfAnyNameAndKeepsThemOffTheTerminal) {
 TEST_F(Program, AStateThatCannotBeReadIsLeftAlone) {
   for (const std::string& content :
        {std::string(), std::string(" \n"), std::string("{} x"), std::string("\xFF{}"),
-        std::string("{\"a\": \"\xFF\"}"), std::string("\0", 1), std::string("[{}]"),
-        std::string("{\"a\": 18446744073709551616}"), std::string("{\"a\": 1e999}"),
-        "{\"a\": " + std::string(100000, '['), std::string(100000, '['),
+        std::string("{\"a\": \"\xFF\"}"), std::string("\0", 1), std::string("{}\0{}", 5),
+        std::string("[{}]"), std::string("{\"a\": 18446744073709551616}"),
+        std::string("{\"a\": 1e999}"), "{\"a\": " + std::string(100000, '['),
+        std::string(100000, '['),
         "{\"a\": " + std::string(501, '[') + std::string(501, ']') + "}"}) {
     w.write("state.json", content);
     const Outcome outcome = run("hydrate --state state.json he.xyz");
