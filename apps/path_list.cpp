@@ -18,6 +18,8 @@ struct CloseFile {
   void operator()(FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 
+constexpr std::size_t MOST_BYTES = std::size_t{1} << 28;  // a device may have no end
+
 /// All bytes of a file, which may be a pipe, or of standard input.
 std::string content_of(const std::string& path, const std::string& name) {
   const auto refuse = [&name] {
@@ -33,6 +35,7 @@ std::string content_of(const std::string& path, const std::string& name) {
   std::array<char, 65536> buffer{};
   while (const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), file)) {
     content.append(buffer.data(), size);
+    if (content.size() > MOST_BYTES) throw WrongInput(name + ": too long for a list of paths");
   }
   if (std::ferror(file) != 0) refuse();
   return content;

@@ -40,12 +40,16 @@ std::string resolved(const std::string& directory) {
 }
 
 Status run(const Arguments& arguments) {
+  if (arguments.directory.empty()) throw WrongInput("DIR: the name is empty");
   const std::string root = resolved(arguments.directory);
   const std::string project = arguments.project.empty() ? root : resolved(arguments.project);
   std::error_code error;
   if (!std::filesystem::is_directory(root, error)) {
     throw WrongInput(arguments.directory + ": not a directory");
   }
+  // The inventory leaves out folders that cannot be read; that none may be is said.
+  std::filesystem::directory_iterator(root, error);
+  if (error) throw WrongInput(arguments.directory + ": " + error.message());
   const bool above_project = (project + "/").starts_with(root == "/" ? root : root + "/");
   const std::string_view kind = above_project ? structure_ingest::DISCOVERY_PROJECT_FOLDER
                                               : structure_ingest::DISCOVERY_WORKSPACE_SCAN;
