@@ -15,7 +15,7 @@
 #include "apps/progress.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
-#include "collaborators/atomic_io.hpp"
+#include "collaborators/agent_modules/atomic_io.hpp"
 
 namespace apps {
 namespace {
@@ -163,7 +163,7 @@ Status run(const Arguments& arguments) {
   Hydration hydration;
   bool was_read = false;
   try {
-    qelda_agent::update_json(path, Json::object(), [&](Json& state) {
+    agent_modules::update_json(path, Json::object(), [&](Json& state) {
       was_read = true;
       if (!state.is_object()) throw WrongInput(path + ": the state is not a JSON object");
       if (own_state) adopt_project(state, arguments.project);

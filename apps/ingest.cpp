@@ -15,7 +15,7 @@
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
 #include "apps/terminal.hpp"
-#include "collaborators/atomic_io.hpp"
+#include "collaborators/agent_modules/atomic_io.hpp"
 
 namespace apps {
 namespace {
@@ -37,7 +37,7 @@ std::map<std::string, std::string> read_discovery(const std::string& path) {
   if (!std::filesystem::exists(path, ignored)) throw WrongInput(path + ": no such file");
   Json mapping;
   try {
-    mapping = qelda_agent::read_json(path, nullptr);
+    mapping = agent_modules::read_json(path, nullptr);
   } catch (const structure_ingest::JsonError& error) {
     throw WrongInput(malformed(path, "", error));
   } catch (const std::system_error& error) {

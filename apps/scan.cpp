@@ -10,7 +10,7 @@
 #include "apps/outcome.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
-#include "collaborators/workspace_inventory.hpp"
+#include "collaborators/agent_modules/workspace_inventory.hpp"
 
 namespace apps {
 namespace {
@@ -54,7 +54,7 @@ Status run(const Arguments& arguments) {
   const std::string_view kind = above_project ? structure_ingest::DISCOVERY_PROJECT_FOLDER
                                               : structure_ingest::DISCOVERY_WORKSPACE_SCAN;
   Json files = Json::array();
-  for (const std::string& file : qelda_agent::inventory_workspace(root).structure_files) {
+  for (const std::string& file : agent_modules::inventory_workspace(root).structure_files) {
     files.push_back(scanned_file((std::filesystem::path(root) / file).string(), kind, project));
   }
   if (arguments.json) {

@@ -9,7 +9,7 @@
 #include "apps/commands.hpp"
 #include "apps/outcome.hpp"
 #include "apps/terminal.hpp"
-#include "collaborators/directory_trust.hpp"
+#include "collaborators/agent_modules/directory_trust.hpp"
 
 namespace apps {
 namespace {
@@ -25,7 +25,7 @@ struct Arguments {
 /// Changes the list; one that is malformed is wrong input, one that cannot be written is not.
 void change(const std::string& directory, const std::optional<std::string>& state) {
   try {
-    qelda_agent::set_trust(directory, state);
+    agent_modules::set_trust(directory, state);
   } catch (const std::system_error&) {
     throw;
   } catch (const std::runtime_error& error) {
@@ -39,13 +39,13 @@ Status run(const Arguments& arguments) {
   if (arguments.forget) change(arguments.directory, std::nullopt);
   try {
     if (arguments.list) {
-      const structure_ingest::Json list = qelda_agent::trust_list();
+      const structure_ingest::Json list = agent_modules::trust_list();
       for (const auto& [directory, state] : list.items()) {
         print_line(state.get<std::string>() + "  " + printable(directory));
       }
       return ALL_WELL;
     }
-    print_line(qelda_agent::trust_state_for(arguments.directory).state);
+    print_line(agent_modules::trust_state_for(arguments.directory).state);
     return ALL_WELL;
   } catch (const std::runtime_error& error) {  // among them those of the file system
     throw WrongInput(error.what());

@@ -13,7 +13,7 @@ using structure_ingest::Json;
 namespace {
 constexpr std::array<std::string_view, 6> SYMBOLS = {"Cl", "Cu", "H", "Na", "O", "Si"};
 }
-constinit const std::span<const std::string_view> qelda_agent::KNOWN_ELEMENT_SYMBOLS = SYMBOLS;
+constinit const std::span<const std::string_view> structure_ingest::KNOWN_ELEMENT_SYMBOLS = SYMBOLS;
 
 structure_ingest::Collaborators structure_ingest::agent_modules() {
   Collaborators modules([](const std::string& path, const Json& value) {

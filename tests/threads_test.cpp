@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "collaborators/atomic_io.hpp"
+#include "collaborators/agent_modules/atomic_io.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 #include "tests/scratch_folder.hpp"
 
@@ -35,8 +35,8 @@ TEST(Threads, ShareFilesButNothingElse) {
         hydrate_user_structures(state, {.extra_paths = shared});
         if (round == 0) results[i] = json_text(state["structure_notes"]);
         ingest_structure_files(project, shared);
-        qelda_agent::update_json(w / "count.json", 0,
-                                 [](Json& count) { count = count.get<int>() + 1; });
+        agent_modules::update_json(w / "count.json", 0,
+                                   [](Json& count) { count = count.get<int>() + 1; });
         EXPECT_EQ(parse_structure_file(shared[1]).natoms, 2000);
       }
     });
@@ -44,7 +44,7 @@ TEST(Threads, ShareFilesButNothingElse) {
   for (std::thread& thread : threads) thread.join();
   for (const std::string& result : results) EXPECT_EQ(result, results[0]);
   EXPECT_NE(results[0].find("Si2000 (2000 atoms)"), std::string::npos) << results[0];
-  EXPECT_EQ(qelda_agent::read_json(w / "count.json", nullptr), 24);
+  EXPECT_EQ(agent_modules::read_json(w / "count.json", nullptr), 24);
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ std::size_t symbol_index(const std::string& symbol) {
 }  // namespace
 
 KnownSymbols::KnownSymbols() {
-  for (const std::string_view symbol : qelda_agent::KNOWN_ELEMENT_SYMBOLS) {
+  for (const std::string_view symbol : KNOWN_ELEMENT_SYMBOLS) {
     const bool first = !symbol.empty() && symbol[0] >= 'A' && symbol[0] <= 'Z';
     const bool second = symbol.size() == 2 && symbol[1] >= 'a' && symbol[1] <= 'z';
     if (!first || (symbol.size() != 1 && !second)) continue;  // can match no canonical symbol

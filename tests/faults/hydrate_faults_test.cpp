@@ -10,7 +10,7 @@
 #include <new>
 #include <system_error>
 
-#include "collaborators/atomic_io.hpp"
+#include "collaborators/agent_modules/atomic_io.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 #include "tests/faults/faults.hpp"
 #include "tests/scratch_folder.hpp"
@@ -45,8 +45,9 @@ struct Project {
   }
   /// One hydrate; throws what the program would report.
   void hydrate() const {
-    qelda_agent::update_json(w / STATE, Json::object(),
-                             [](Json& state) { structure_ingest::hydrate_user_structures(state); });
+    agent_modules::update_json(w / STATE, Json::object(), [](Json& state) {
+      structure_ingest::hydrate_user_structures(state);
+    });
   }
   /// The files by their names, with the folder's own name cut out of their contents.
   Files files() const {

@@ -23,8 +23,8 @@ TEST(Chemistry, CanonicalSymbols) {
 }
 
 TEST(Chemistry, KnowsAllElements) {
-  EXPECT_EQ(qelda_agent::KNOWN_ELEMENT_SYMBOLS.size(), 118U);
-  for (const std::string_view symbol : qelda_agent::KNOWN_ELEMENT_SYMBOLS) {
+  EXPECT_EQ(structure_ingest::KNOWN_ELEMENT_SYMBOLS.size(), 118U);
+  for (const std::string_view symbol : structure_ingest::KNOWN_ELEMENT_SYMBOLS) {
     EXPECT_EQ(canonical_symbol(symbol), symbol);
   }
 }

@@ -8,7 +8,7 @@
 #include <array>
 #include <filesystem>
 
-#include "collaborators/atomic_io.hpp"
+#include "collaborators/agent_modules/atomic_io.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/text.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
@@ -140,7 +140,7 @@ TEST(HostileSize, AStateOfOneHundredMegabytes) {
   const std::string big = repeated("\\n0123456789\u00E9", 100 * MEGABYTE);
   const std::string beginning = "{\n  \"project_path\": \"" + folder.path() + "\",\n  \"big\": \"";
   folder.write("state.json", beginning + big + "\"}");
-  qelda_agent::update_json(folder / "state.json", nullptr, [&path](Json& state) {
+  agent_modules::update_json(folder / "state.json", nullptr, [&path](Json& state) {
     EXPECT_EQ(hydrate_user_structures(state, {.extra_paths = {path}}).size(), 1U);
   });
   const std::string after = tests::content_of(folder / "state.json");

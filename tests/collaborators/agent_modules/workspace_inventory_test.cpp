@@ -1,0 +1,65 @@
+#include "collaborators/agent_modules/workspace_inventory.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tests/scratch_folder.hpp"
+
+namespace agent_modules {
+namespace {
+
+using Paths = std::vector<std::string>;
+
+TEST(WorkspaceInventory, ListsTheTreeInAFixedOrder) {
+  const tests::ScratchFolder w;
+  for (const char* file :
+       {"b.xyz", "B.cif", "a b\n.xyz", "notes.txt", "sub/POSCAR", "sub/deep/c.vasp", "sub.d/x.xyz",
+        ".hidden.xyz", ".git/x.xyz", "node_modules/x.xyz", "__pycache__/x.xyz", "CVS/x.xyz",
+        ".diagnostics/x.xyz", "project_root/structures/ingested_a_12345678.xyz",
+        "project_root/structures/own.xyz", "sub/project_root/structures/ingested_b_12345678.xyz",
+        "structures/ingested_mine.xyz", "\xFF/x.xyz"}) {
+    w.write(file, "");
+  }
+  w.make_folder("folder.xyz/empty");
+  w.link("to_file.xyz", "b.xyz");
+  w.link("to_folder", "sub");
+  w.link("sub/loop", "..");
+  w.link("dangling.xyz", "nowhere");
+  ASSERT_EQ(mkfifo((w / "fifo.xyz").c_str(), 0600), 0);
+  const Paths expected = {".hidden.xyz",
+                          "B.cif",
+                          "a b\n.xyz",
+                          "b.xyz",
+                          "to_file.xyz",
+                          "project_root/structures/own.xyz",
+                          "structures/ingested_mine.xyz",
+                          "sub/POSCAR",
+                          "sub/deep/c.vasp",
+                          "sub.d/x.xyz",
+                          "\xFF/x.xyz"};
+  EXPECT_EQ(inventory_workspace(w.path()).structure_files, expected);
+  EXPECT_EQ(inventory_workspace(w / "project_root/structures").structure_files, Paths{"own.xyz"});
+  EXPECT_EQ(inventory_workspace(w / "missing").structure_files, Paths{});
+}
+
+TEST(WorkspaceInventory, DepthIsNoDanger) {
+  const tests::ScratchFolder w;
+  const auto start = std::filesystem::current_path();
+  std::filesystem::current_path(w.path());
+  std::string folder;
+  for (int i = 0; i < 5000; ++i) {
+    ASSERT_EQ(mkdir("d", 0700), 0);
+    ASSERT_EQ(chdir("d"), 0);
+    folder += "d/";
+  }
+  close(open("deep.xyz", O_CREAT | O_WRONLY, 0600));
+  std::filesystem::current_path(start);
+  EXPECT_TRUE(inventory_workspace(w.path()).structure_files == Paths{folder + "deep.xyz"});
+}
+
+}  // namespace
+}  // namespace agent_modules
