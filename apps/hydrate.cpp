@@ -2,7 +2,6 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
-#include <span>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -21,6 +20,7 @@ namespace apps {
 namespace {
 
 using structure_ingest::Json;
+using structure_ingest::SourceEntry;
 
 constexpr const char* PROJECT_STATE = ".strataquill_state.json";
 
@@ -44,60 +44,39 @@ std::string message_of(const std::exception_ptr& error) {
   }
 }
 
-/// The list of notes in the state; empty where it is none.
-Json notes_in(const Json& state) {
-  const auto notes = state.find("structure_notes");
-  return notes != state.end() && notes->is_array() ? *notes : Json::array();
-}
-
 /// Why an entry was kept: the assessor's verdict on it, if it was asked.
-std::string reason_kept(const Json& entry, const structure_ingest::RelevanceReport& report) {
-  const std::string path = entry["path"].get<std::string>();
+std::string reason_kept(const SourceEntry& entry, const structure_ingest::RelevanceReport& report) {
   for (const structure_ingest::RelevanceVerdict& verdict : report.verdicts) {
-    if (verdict.source == path) {
+    if (verdict.source == entry.path()) {
       return verdict.role + (verdict.reason.empty() ? "" : ": " + verdict.reason);
     }
   }
   return "there is no request to judge it by";
 }
 
-/// What a hydration did, told once the state is saved.
-struct Hydration {
-  std::vector<Json> entries;
-  std::vector<Json> notes;  // the new ones
-  structure_ingest::RelevanceReport report;
-  WriteFailures failures;
-  std::string suppressed;  // the error that ended it, if any
-};
-
-void show(const Hydration& hydration) {
-  if (hydration.entries.empty() && hydration.notes.empty()) {
-    print_line("Nothing new. A file that the state knows is not read again.");
-  }
-  for (const Json& entry : hydration.entries) {
+void show(const structure_ingest::HydrateOutcome& outcome) {
+  for (const SourceEntry& entry : outcome.taken) {
     show_entry(entry);
-    print_row("kept", reason_kept(entry, hydration.report));
+    print_row("kept", reason_kept(entry, outcome.report));
   }
-  // The other notes tell the assistant what the entries have just told the user.
-  for (const Json& note : hydration.notes) {
-    if (!note.is_string() || !note.get_ref<const std::string&>().starts_with("Ignored '")) continue;
-    constexpr std::size_t HEAD_WIDTH = 9;  // "dropped" and two blanks
-    print_line(coloured("dropped", YELLOW) + "  " +
-               wrapped(printable(note.get_ref<const std::string&>()), HEAD_WIDTH));
+  for (const structure_ingest::DroppedStructure& dropped : outcome.dropped) {
+    print_line(coloured("dropped", YELLOW) + "  " + printable(dropped.name));
+    if (!dropped.formula.empty()) print_row("formula", dropped.formula);
+    print_row("reason",
+              dropped.reason.empty() ? "it does not match the requested material" : dropped.reason);
   }
+  for (const structure_ingest::KnownSource& known : outcome.known) {
+    print_line((known.changed ? coloured("changed", YELLOW) : "known  ") + "  " +
+               printable(known.path));
+    if (!known.changed) continue;
+    print_row("", "since it was taken in: the state keeps the structure that it has");
+  }
+  if (outcome.taken.empty() && !outcome.error) print_line("Nothing new.");
 }
 
-/// The agent's modules, with what passes through them noted in `hydration`, which must outlive
-/// them.
-structure_ingest::Collaborators watched_modules(Hydration& hydration) {
+/// The agent's modules, of which one that cannot tell the trust is spoken of.
+structure_ingest::Collaborators modules_that_tell() {
   structure_ingest::Collaborators modules = structure_ingest::agent_modules();
-  hydration.failures.watch(modules);
-  modules.record_suppressed_error = [&hydration, record = modules.record_suppressed_error](
-                                        const Json& project_path,
-                                        const structure_ingest::SuppressedError& error) {
-    hydration.suppressed = message_of(error.exc);
-    record(project_path, error);
-  };
   modules.trust_state_for = [ask = modules.trust_state_for](const std::string& folder) {
     try {
       return ask(folder);
@@ -106,29 +85,18 @@ structure_ingest::Collaborators watched_modules(Hydration& hydration) {
       throw;
     }
   };
-  modules.assess_structure_relevance = [&hydration, assess = modules.assess_structure_relevance](
-                                           const std::vector<Json>& entries,
-                                           const std::string& request, const Json& state) {
-    hydration.report = assess(entries, request, state);
-    return hydration.report;
-  };
   return modules;
 }
 
-void hydrate(Json& state, const std::vector<std::string>& paths, Hydration& hydration) {
-  const std::size_t notes_before = notes_in(state).size();
+structure_ingest::HydrateOutcome hydrate(Json& state, const std::vector<std::string>& paths) {
   Progress progress;
-  const std::span<const Json> entries = structure_ingest::hydrate_user_structures(
+  return structure_ingest::hydrate(
       state,
       {.extra_paths = paths,
-       .collaborators = watched_modules(hydration),
+       .collaborators = modules_that_tell(),
        .progress = [&progress](std::size_t done, std::size_t total, const std::string& path) {
          progress.show(done, total, path);
        }});
-  progress.clear();
-  hydration.entries.assign(entries.begin(), entries.end());
-  const Json notes = notes_in(state);
-  hydration.notes.assign(notes.begin() + static_cast<std::ptrdiff_t>(notes_before), notes.end());
 }
 
 /// Has the state of a project's own say that project: one that says another was moved or copied.
@@ -160,14 +128,14 @@ Status run(const Arguments& arguments) {
 
   std::vector<std::string> paths;
   for (GivenPath& given : given_paths(arguments.paths)) paths.push_back(std::move(given.path));
-  Hydration hydration;
+  structure_ingest::HydrateOutcome outcome;
   bool was_read = false;
   try {
     agent_modules::update_json(path, Json::object(), [&](Json& state) {
       was_read = true;
       if (!state.is_object()) throw WrongInput(path + ": the state is not a JSON object");
       if (own_state) adopt_project(state, arguments.project);
-      hydrate(state, paths, hydration);
+      outcome = hydrate(state, paths);
     });
   } catch (const structure_ingest::JsonError& error) {
     throw WrongInput(malformed(path, "the state is malformed: ", error));
@@ -176,19 +144,19 @@ Status run(const Arguments& arguments) {
     throw WrongInput(error.what());
   }
   if (arguments.json) {
-    print_array(hydration.entries);
+    print_array(outcome.taken);
   } else {
-    show(hydration);
+    show(outcome);
   }
-  if (!hydration.suppressed.empty()) {
-    throw WrongInput(path + ": nothing was taken in: " + hydration.suppressed);
+  if (outcome.error) {
+    throw WrongInput(path + ": nothing was taken in: " + message_of(outcome.error));
   }
   if (paths.size() > static_cast<std::size_t>(BATCH_LIMIT)) {
     print_error("only the first " + std::to_string(BATCH_LIMIT) +
                 " structure files were considered: give the others in another call");
   }
-  hint_at_paths(paths, hydration.entries);
-  return status_of(hydration.entries, hydration.failures);
+  hint_at_paths(paths, outcome.taken);
+  return status_of(outcome.taken, outcome.manifest_error);
 }
 
 }  // namespace

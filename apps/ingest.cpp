@@ -70,28 +70,26 @@ Status run(const Arguments& arguments) {
   options.discovery_by_path = read_discovery(arguments.discovery);
   std::vector<std::string> paths;
   for (GivenPath& given : given_paths(arguments.paths)) paths.push_back(std::move(given.path));
-  WriteFailures failures;
-  failures.watch(options.collaborators);
   Progress progress;
   options.progress = [&progress](std::size_t done, std::size_t total, const std::string& path) {
     progress.show(done, total, path);
   };
-  const std::vector<Json> entries =
-      structure_ingest::ingest_structure_files(arguments.project, paths, options);
+  const structure_ingest::IngestOutcome outcome =
+      structure_ingest::ingest_batch(arguments.project, paths, options);
   progress.clear();
   if (arguments.json) {
-    print_array(entries);
+    print_array(outcome.entries);
   } else {
-    for (const Json& entry : entries) show_entry(entry);
-    if (entries.empty()) print_line("Nothing to ingest.");
+    for (const structure_ingest::SourceEntry& entry : outcome.entries) show_entry(entry);
+    if (outcome.entries.empty()) print_line("Nothing to ingest.");
   }
   const auto considered = static_cast<std::size_t>(std::max(1, options.limit));
   if (paths.size() > considered) {
     print_error("only the first " + std::to_string(considered) + " of " +
                 std::to_string(paths.size()) + " paths were considered (see --limit)");
   }
-  hint_at_paths(paths, entries);
-  return status_of(entries, failures);
+  hint_at_paths(paths, outcome.entries);
+  return status_of(outcome.entries, outcome.manifest_error);
 }
 
 }  // namespace

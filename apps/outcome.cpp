@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
@@ -12,79 +10,38 @@
 
 namespace apps {
 
-using structure_ingest::Json;
-
-namespace {
-
-/// The fields of a source entry that are shown, as the record that they came from.
-structure_ingest::IngestedStructure shown_record(const Json& entry) {
-  structure_ingest::IngestedStructure record;
-  record.source_path = entry["source_path"].get<std::string>();
-  record.natoms = entry["natoms"].get<std::int64_t>();
-  record.formula = entry["formula"].get<std::string>();
-  record.symbols = entry["symbols"].get<std::vector<std::string>>();
-  if (entry["has_cell"].get<bool>()) {
-    record.cell_ang = entry["cell_ang"].get<std::vector<structure_ingest::Vector3>>();
-  }
-  record.cell_provenance = entry["metadata"]["cell_provenance"].get<std::string>();
-  record.warnings = entry["warnings"].get<std::vector<std::string>>();
-  record.ok = entry["ok"].get<bool>();
-  return record;
-}
-
-}  // namespace
+using structure_ingest::SourceEntry;
 
 std::string malformed(const std::string& path, const std::string& what,
                       const structure_ingest::JsonError& error) {
-  const std::string text = error.what();
-  std::size_t line = 0;
-  std::size_t column = 0;
-  int begin = 0;  // of what follows the place
-  // NOLINTNEXTLINE(cert-err34-c): the text is the parser's own
-  if (std::sscanf(text.c_str(), "parse error at line %zu, column %zu: %n", &line, &column, &begin) <
-          2 ||
-      begin == 0) {
-    return path + ": " + what + text;
-  }
-  return path + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + what +
-         text.substr(static_cast<std::size_t>(begin));
+  const std::string place =
+      error.line == 0 ? "" : std::to_string(error.line) + ":" + std::to_string(error.column) + ":";
+  return path + ":" + place + " " + what + error.reason;
 }
 
-void WriteFailures::watch(structure_ingest::Collaborators& collaborators) {
-  collaborators.atomic_write_json = [this, write = collaborators.atomic_write_json](
-                                        const std::string& path, const Json& value) {
-    try {
-      write(path, value);
-    } catch (const std::system_error& error) {
-      messages.emplace_back(error.what());
-      throw;
-    }
-  };
-}
-
-void print_array(std::span<const Json> entries) {
+void print_array(std::span<const SourceEntry> entries) {
   std::string text;
-  for (const Json& entry : entries) {
-    text += (text.empty() ? "" : ", ") + structure_ingest::json_text(entry);
+  for (const SourceEntry& entry : entries) {
+    text += (text.empty() ? "" : ", ") + structure_ingest::json_text(entry.to_json());
   }
   print_line("[" + text + "]");
 }
 
-void show_entry(const Json& entry) {
-  const structure_ingest::IngestedStructure record = shown_record(entry);
+void show_entry(const SourceEntry& entry) {
+  const structure_ingest::IngestedStructure& record = entry.record;
   const std::string head = record.ok ? coloured("taken", GREEN) : coloured("failed", RED);
   print_line(head + (record.ok ? "   " : "  ") + printable(record.source_path));
   if (record.ok) {
     print_row("formula", composition_of(record));
     show_cell(record);
-    const std::string copy = entry["metadata"]["xyz_path"].get<std::string>();
-    if (!copy.empty()) print_row("copy", copy);
+    if (!record.canonical_xyz_rel.empty()) print_row("copy", record.canonical_xyz_rel);
   }
-  print_row("found", entry["discovery"].get<std::string>());
+  print_row("found", entry.discovery.empty() ? std::string(structure_ingest::DISCOVERY_ATTACHMENT)
+                                             : entry.discovery);
   show_warnings(record.warnings, record.ok);
 }
 
-void hint_at_paths(const std::vector<std::string>& paths, std::span<const Json> entries) {
+void hint_at_paths(const std::vector<std::string>& paths, std::span<const SourceEntry> entries) {
   std::error_code ignored;
   for (const std::string& path : paths) {
     if (!structure_ingest::is_structure_file(path)) {
@@ -94,8 +51,8 @@ void hint_at_paths(const std::vector<std::string>& paths, std::span<const Json> 
     if (!std::filesystem::path(path).is_relative() || !std::filesystem::exists(path, ignored)) {
       continue;
     }
-    for (const Json& entry : entries) {
-      const std::string source = entry["source_path"].get<std::string>();
+    for (const SourceEntry& entry : entries) {
+      const std::string& source = entry.record.source_path;
       if (source.ends_with("/" + path) && !std::filesystem::exists(source, ignored)) {
         const std::string here = std::filesystem::absolute(path).string();
         print_error(std::string(path)
@@ -107,21 +64,18 @@ void hint_at_paths(const std::vector<std::string>& paths, std::span<const Json> 
   }
 }
 
-Status status_of(std::span<const Json> entries, const WriteFailures& failures) {
-  const auto copy_failed = [](const Json& entry) {
-    return entry["ok"].get<bool>() && entry["metadata"]["xyz_path"].get<std::string>().empty();
-  };
-  bool cannot_write = !failures.messages.empty();
-  for (const std::string& message : failures.messages) print_error(message);
-  for (const Json& entry : entries) {
-    if (!copy_failed(entry)) continue;
+Status status_of(std::span<const SourceEntry> entries, const std::string& manifest_error) {
+  bool cannot_write = !manifest_error.empty();
+  if (cannot_write) print_error(manifest_error);
+  for (const SourceEntry& entry : entries) {
+    const structure_ingest::IngestedStructure& record = entry.record;
+    if (!record.ok || !record.canonical_xyz_rel.empty()) continue;
     cannot_write = true;
-    print_error(entry["source_path"].get<std::string>() + ": " +
-                entry["warnings"].back().get<std::string>());
+    print_error(record.source_path + ": " + record.warnings.back());
   }
   if (cannot_write) return CANNOT_WRITE;
   const bool all_parsed = std::all_of(entries.begin(), entries.end(),
-                                      [](const Json& entry) { return entry["ok"].get<bool>(); });
+                                      [](const SourceEntry& entry) { return entry.record.ok; });
   return all_parsed ? ALL_WELL : SOME_FILE_UNPARSED;
 }
 

@@ -1,4 +1,4 @@
-// What came of an ingestion: the entries as they are shown, and the exit status.
+// What came of a batch: the entries as they are shown, and the exit status.
 #pragma once
 
 #include <span>
@@ -17,30 +17,24 @@ struct WrongInput : std::runtime_error {
 };
 
 /// What to say of a file that is no JSON: "state.json:3:7: the state is malformed: ...", with the
-/// line and column where the error names them; `what` may be empty.
+/// line and column where the error has them; `what` may be empty.
 std::string malformed(const std::string& path, const std::string& what,
                       const structure_ingest::JsonError& error);
 
-/// Notes the failures to write that the library absorbs, so that the exit status can tell of them.
-struct WriteFailures {
-  std::vector<std::string> messages;
-
-  /// Watches the manifest's writer; this object must outlive `collaborators`.
-  void watch(structure_ingest::Collaborators& collaborators);
-};
-
 /// Prints entries as one JSON array on one line.
-void print_array(std::span<const structure_ingest::Json> entries);
+void print_array(std::span<const structure_ingest::SourceEntry> entries);
 
-/// Prints a source entry: its source, what it holds, its canonical copy and its warnings.
-void show_entry(const structure_ingest::Json& entry);
+/// Prints an entry: its source, what it holds, its canonical copy and its warnings.
+void show_entry(const structure_ingest::SourceEntry& entry);
 
 /// Says on standard error which of the paths given are skipped for their names, and which lie in
 /// the current directory, while the project, to which relative paths belong, has no such file.
 void hint_at_paths(const std::vector<std::string>& paths,
-                   std::span<const structure_ingest::Json> entries);
+                   std::span<const structure_ingest::SourceEntry> entries);
 
-/// The status of a batch; each failure to write is said on standard error.
-Status status_of(std::span<const structure_ingest::Json> entries, const WriteFailures& failures);
+/// The status of a batch; each failure to write is said on standard error, that of the manifest
+/// included.
+Status status_of(std::span<const structure_ingest::SourceEntry> entries,
+                 const std::string& manifest_error);
 
 }  // namespace apps

@@ -11,10 +11,12 @@
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/workspace_inventory.hpp"
+#include "structure_ingest/base/path.hpp"
 
 namespace apps {
 namespace {
 
+namespace base = structure_ingest::internal;
 using structure_ingest::Json;
 
 struct Arguments {
@@ -32,30 +34,24 @@ Json scanned_file(const std::string& path, std::string_view kind, const std::str
           {"taken", !structure_ingest::belongs_to_another_project(path, project)}};
 }
 
-std::string resolved(const std::string& directory) {
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(directory);
-  const std::filesystem::path path = std::filesystem::weakly_canonical(absolute, error);
-  return error ? absolute.string() : path.string();
-}
-
 Status run(const Arguments& arguments) {
   if (arguments.directory.empty()) throw WrongInput("DIR: the name is empty");
-  const std::string root = resolved(arguments.directory);
-  const std::string project = arguments.project.empty() ? root : resolved(arguments.project);
+  const std::string root = base::resolve_path(arguments.directory);
+  const std::string project =
+      arguments.project.empty() ? root : base::resolve_path(arguments.project);
   std::error_code error;
-  if (!std::filesystem::is_directory(root, error)) {
+  if (!base::is_directory(root)) {
     throw WrongInput(arguments.directory + ": not a directory");
   }
   // The inventory leaves out folders that cannot be read; that none may be is said.
   std::filesystem::directory_iterator(root, error);
   if (error) throw WrongInput(arguments.directory + ": " + error.message());
-  const bool above_project = (project + "/").starts_with(root == "/" ? root : root + "/");
-  const std::string_view kind = above_project ? structure_ingest::DISCOVERY_PROJECT_FOLDER
-                                              : structure_ingest::DISCOVERY_WORKSPACE_SCAN;
+  const std::string_view kind = base::is_within(project, root)
+                                    ? structure_ingest::DISCOVERY_PROJECT_FOLDER
+                                    : structure_ingest::DISCOVERY_WORKSPACE_SCAN;
   Json files = Json::array();
   for (const std::string& file : agent_modules::inventory_workspace(root).structure_files) {
-    files.push_back(scanned_file((std::filesystem::path(root) / file).string(), kind, project));
+    files.push_back(scanned_file(base::join_path(root, file), kind, project));
   }
   if (arguments.json) {
     print_line(structure_ingest::json_text(files));

@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   namespace internal = structure_ingest::internal;
   const std::string text = internal::with_line_feeds(
       internal::without_invalid_utf8({reinterpret_cast<const char*>(data), size}));
-  fuzz::require(internal::companion_cell_in_text(text, "a.xyz") ==
+  fuzz::require(internal::cell_for(internal::companion_input(text), "a.xyz") ==
                 tests::slow_companion_cell(text, "a.xyz"));
   return 0;
 }

@@ -125,12 +125,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const fuzz::MemoryFile file(text);
   const std::vector<std::string> lines = lines_of(text);
   for (const std::size_t piece : {std::size_t{1}, std::size_t{64}}) {
-    internal::LineReader reader(file.path(), piece);
+    internal::LineReader reader(file.path(), nullptr, piece);
     for (const std::string& line : lines) fuzz::require(reader.next() == line);
     fuzz::require(!reader.next());
   }
 
-  const IngestedStructure record = internal::parse_xyz(file.path());
+  internal::CompanionFiles companions;
+  const IngestedStructure record = internal::parse_xyz(file.path(), companions);
   const Atoms atoms = slow_atoms(lines);
   fuzz::require(record.ok == atoms.warning.empty());
   fuzz::require(record.symbols == atoms.symbols);
@@ -140,7 +141,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   const fuzz::MemoryFile copy(internal::canonical_xyz_text(record));
-  const IngestedStructure again = internal::parse_xyz(copy.path());
+  const IngestedStructure again = internal::parse_xyz(copy.path(), companions);
   fuzz::require(again.ok && again.symbols == record.symbols);
   fuzz::require(again.cell_ang.has_value() == record.cell_ang.has_value());
   fuzz::require(ten_decimals(again.positions_ang) == ten_decimals(record.positions_ang));

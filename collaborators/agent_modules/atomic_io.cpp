@@ -4,7 +4,6 @@
 #include <system_error>
 
 #include "structure_ingest/base/file.hpp"
-#include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/path.hpp"
 
 namespace agent_modules {
@@ -33,7 +32,6 @@ void update_json(const std::string& path, const Json& missing,
   const std::string folder = base::resolve_path(base::parent_folder(given));
   const base::FolderLock lock(folder);
   Json value = read_json(path, missing);
-  const base::TakenApart value_at_end(value);
   // Texts are compared, not values: a copy of a large value takes several times the room.
   const std::string before = structure_ingest::json_text(value, 2);
   change(value);

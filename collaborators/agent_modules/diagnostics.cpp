@@ -12,6 +12,7 @@
 #include <typeinfo>
 
 #include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
 
 namespace agent_modules {

@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest {
@@ -14,16 +13,14 @@ namespace {
 
 constexpr std::size_t MAX_DEPTH = 500;
 
+/// The parser quotes the token that it stopped at, which may be as long as the file.
+constexpr std::size_t MAX_REASON = 300;
+
 /// Builds the value from the parser's events, and refuses what would be lost: integers that fit
 /// no machine integer, and nesting so deep that copying the value could exhaust the stack.
 class Builder : public Json::json_sax_t {
  public:
-  explicit Builder(Json& root) : root_(root) {}
-  ~Builder() override {
-    for (Open& unfinished : open_) internal::take_apart(unfinished.values);
-  }
-  Builder(const Builder&) = delete;
-  Builder& operator=(const Builder&) = delete;
+  Builder(std::string_view text, Json& root) : text_(text), root_(root) {}
 
   bool null() override { return add(nullptr); }
   bool boolean(bool value) override { return add(value); }
@@ -48,7 +45,6 @@ class Builder : public Json::json_sax_t {
   }
   bool end_object() override {
     Open object = close();
-    const internal::TakenApart values_at_end(object.values);
     Json value = Json::object();
     auto& members = value.get_ref<Json::object_t&>();
     members.reserve(object.names.size());
@@ -59,15 +55,25 @@ class Builder : public Json::json_sax_t {
   }
   bool end_array() override {
     Open array = close();
-    const internal::TakenApart values_at_end(array.values);
     return add(Json(std::move(array.values)));
   }
-  bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+  bool parse_error(std::size_t position, const std::string& /*token*/,
                    const Json::exception& error) override {
-    // The library's message starts with its own error number in brackets, which says nothing here.
-    const std::string_view message = error.what();
-    const std::size_t end = message.find("] ");
-    throw JsonError(std::string(message.substr(end == std::string_view::npos ? 0 : end + 2)));
+    // "[json.exception.parse_error.101] parse error at line 1, column 2: syntax error ...": the
+    // library's error number says nothing here, and the place is named by `JsonError`.
+    std::string_view reason = error.what();
+    const auto cut_behind = [&reason](std::string_view mark) {
+      const std::size_t at = reason.find(mark);
+      if (at != std::string_view::npos) reason.remove_prefix(at + mark.size());
+    };
+    cut_behind("] ");
+    if (!reason.starts_with("parse error")) throw JsonError(shortened(reason));
+    cut_behind(": ");
+    const std::string_view before = text_.substr(0, std::min(position, text_.size()));
+    const std::size_t line_start = before.rfind('\n') + 1;  // npos + 1 is 0: the first line
+    const auto line_feeds = std::count(before.begin(), before.end(), '\n');
+    throw JsonError(shortened(reason), static_cast<std::size_t>(line_feeds) + 1,
+                    position - line_start);
   }
 
  private:
@@ -80,6 +86,11 @@ class Builder : public Json::json_sax_t {
     std::unordered_map<std::string, std::size_t> index{};  // of the names, once they are many
     std::size_t next = 0;                                  // where the next value goes
   };
+
+  static std::string shortened(std::string_view reason) {
+    if (reason.size() <= MAX_REASON) return std::string(reason);
+    return internal::without_invalid_utf8(reason.substr(0, MAX_REASON)) + "...";
+  }
 
   static std::size_t place_of(Open& object, const std::string& name) {
     constexpr std::size_t few = 16;
@@ -95,7 +106,6 @@ class Builder : public Json::json_sax_t {
   }
 
   bool add(Json&& value) {
-    const internal::TakenApart value_at_end(value);
     if (open_.empty()) {
       root_ = std::move(value);
       return true;
@@ -121,84 +131,31 @@ class Builder : public Json::json_sax_t {
     return closed;
   }
 
+  std::string_view text_;
   Json& root_;
   std::vector<Open> open_;
 };
 
 }  // namespace
 
+JsonError::JsonError(const std::string& why) : std::runtime_error(why), reason(why) {}
+
+JsonError::JsonError(const std::string& why, std::size_t at_line, std::size_t at_column)
+    : std::runtime_error("parse error at line " + std::to_string(at_line) + ", column " +
+                         std::to_string(at_column) + ": " + why),
+      reason(why),
+      line(at_line),
+      column(at_column) {}
+
 Json parse_json(std::string_view text) {
-  // The parser would take it for the end, and what follows would be lost.
+  // The parser takes a NUL for the end of the text: what follows would be lost.
   if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
     throw JsonError("a NUL character after " + std::to_string(nul) + " bytes");
   }
   Json value;
-  Builder builder(value);
+  Builder builder(text, value);
   Json::sax_parse(text.begin(), text.end(), &builder);
   return value;
 }
 
-namespace internal {
-
-bool is_empty(const Json& value) {
-  switch (value.type()) {
-    case Json::value_t::null:
-    case Json::value_t::discarded:
-      return true;
-    case Json::value_t::boolean:
-      return !value.get<bool>();
-    case Json::value_t::number_integer:
-    case Json::value_t::number_unsigned:
-    case Json::value_t::number_float:
-      return value.get<double>() == 0.0;
-    case Json::value_t::string:
-      return value.get_ref<const std::string&>().empty();
-    default:
-      return value.empty();
-  }
-}
-
-const Json& value_at(const Json& mapping, const char* key) {
-  static const Json absent;
-  if (!mapping.is_object()) return absent;
-  const auto found = mapping.find(key);
-  return found == mapping.end() ? absent : *found;
-}
-
-const Json& member_of(const Json& mapping, const char* key) {
-  if (!is_empty(mapping) && !mapping.is_object()) {
-    throw std::invalid_argument("a mapping is expected, not " + json_text(mapping));
-  }
-  return value_at(mapping, key);
-}
-
-std::string text_of(const Json& value) {
-  if (value.is_string()) return value.get<std::string>();
-  if (value.is_boolean()) return value.get<bool>() ? "True" : "False";
-  return value.is_null() ? "None" : json_text(value);
-}
-
-std::string text_or_empty(const Json& value) {
-  return is_empty(value) ? std::string() : text_of(value);
-}
-
-void for_each_element(const Json& value, const std::function<void(const Json&)>& visit) {
-  if (is_empty(value)) return;
-  if (value.is_array()) {
-    for (const Json& element : value) visit(element);
-  } else if (value.is_object()) {
-    for (const auto& member : value.get_ref<const Json::object_t&>()) visit(member.first);
-  } else if (value.is_string()) {
-    const std::string text = utf8_text(value.get_ref<const std::string&>());
-    for (std::size_t position = 0; position < text.size();) {
-      const std::size_t length = character_at(text, position).length;
-      visit(text.substr(position, length));
-      position += length;
-    }
-  } else {
-    throw std::invalid_argument("a list is expected, not " + json_text(value));
-  }
-}
-
-}  // namespace internal
 }  // namespace structure_ingest

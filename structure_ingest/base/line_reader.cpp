@@ -73,8 +73,9 @@ const char* end_of_plain_text(const char* text) {
   }
 }
 
-LineReader::LineReader(const std::string& path, std::size_t piece_size)
+LineReader::LineReader(const std::string& path, Sha256* digest, std::size_t piece_size)
     : file_(path),
+      digest_(digest),
       capacity_(2 * piece_size),
       text_(std::make_unique_for_overwrite<char[]>(capacity_ + LOOK_AHEAD)) {
   end_at(0);
@@ -105,6 +106,7 @@ bool LineReader::read_more() {
   clean_end_ -= std::min(clean_end_, position_);
   position_ = 0;
   const std::size_t count = file_.read(text_.get() + left, capacity_ - left);
+  if (digest_ != nullptr) digest_->add({text_.get() + left, count});
   end_at(left + count);
   at_end_ = count == 0;
   return true;

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/file.hpp"
 
 namespace structure_ingest::internal {
@@ -22,8 +23,10 @@ const char* end_of_plain_text(const char* text);
 /// Errors are those of InputFile; a line of more than 512 MiB is one.
 class LineReader {
  public:
+  /// All bytes that are read are added to `digest`, unless it is null; it must outlive the reader.
   /// `piece_size` is how much is read at once; tests make it small.
-  explicit LineReader(const std::string& path, std::size_t piece_size = std::size_t{1} << 16);
+  explicit LineReader(const std::string& path, Sha256* digest = nullptr,
+                      std::size_t piece_size = std::size_t{1} << 16);
 
   /// The size of the file when it was opened, in bytes.
   std::size_t file_size() const { return file_.size(); }
@@ -43,7 +46,8 @@ class LineReader {
   /// Leaves out the first `size` bytes of `lines_ahead`, which must end with a line feed.
   void skip(std::size_t size) { position_ += size; }
 
-  /// Reads the rest of the file, keeping nothing: it only shows whether the file can be read.
+  /// Reads the rest of the file and keeps nothing: the digest needs it, and a file whose end cannot
+  /// be read must not pass for one that was read.
   void skip_rest();
 
  private:
@@ -54,6 +58,7 @@ class LineReader {
   std::optional<std::string_view> last_line();
 
   InputFile file_;
+  Sha256* digest_;
   std::size_t capacity_;
   std::unique_ptr<char[]> text_;  // what is read, then LOOK_AHEAD zeros
   std::size_t position_ = 0;      // start of the next line

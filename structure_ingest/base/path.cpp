@@ -74,6 +74,31 @@ std::optional<std::string> link_target(const std::string& path) {
   }
 }
 
+/// An absolute path with its links followed; nothing where they are more than the system follows.
+std::optional<std::string> followed(const std::string& absolute_path) {
+  std::string resolved = "/";
+  std::string rest_text = absolute_path;
+  std::string_view rest = rest_text;
+  int links = 0;
+  for (;;) {
+    const std::string_view component = next_component(rest);
+    if (component.empty()) return resolved;
+    if (component == ".") continue;
+    if (component == "..") {
+      remove_last_component(resolved);
+      continue;
+    }
+    const std::size_t folder_size = resolved.size();
+    append_component(resolved, component);
+    const std::optional<std::string> target = link_target(resolved);
+    if (!target) continue;
+    if (++links > MAX_LINKS) return std::nullopt;
+    resolved.resize(is_absolute(*target) ? 1 : folder_size);
+    rest_text = *target + "/" + std::string(rest);
+    rest = rest_text;
+  }
+}
+
 std::optional<std::string> home_of(const std::string& user) {
   if (user.empty()) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): reading the environment is all that is done here.
@@ -156,27 +181,25 @@ std::string expand_home(std::string_view path) {
 std::string resolve_path(std::string_view path) {
   refuse_nul(path);
   const std::string start = absolute(path);
-  std::string resolved = "/";
-  std::string rest_text = start;
-  std::string_view rest = rest_text;
-  int links = 0;
-  for (;;) {
-    const std::string_view component = next_component(rest);
-    if (component.empty()) return resolved;
-    if (component == ".") continue;
-    if (component == "..") {
-      remove_last_component(resolved);
-      continue;
-    }
-    const std::size_t folder_size = resolved.size();
-    append_component(resolved, component);
-    const std::optional<std::string> target = link_target(resolved);
-    if (!target) continue;
-    if (++links > MAX_LINKS) return without_dots(start);
-    resolved.resize(is_absolute(*target) ? 1 : folder_size);
-    rest_text = *target + "/" + std::string(rest);
-    rest = rest_text;
+  const std::optional<std::string> resolved = followed(start);
+  return resolved ? *resolved : without_dots(start);
+}
+
+std::string PathResolver::resolve(std::string_view path) {
+  refuse_nul(path);
+  if (!is_absolute(path) && current_folder_.empty()) {
+    current_folder_ = std::filesystem::current_path().native();
   }
+  const std::string whole = is_absolute(path) ? path_text(path) : join_path(current_folder_, path);
+  const std::string name = file_name(whole);
+  if (name.empty() || name == "..") return resolve_path(whole);
+  const std::string folder = parent_folder(whole);
+  auto known = folders_.find(folder);
+  if (known == folders_.end()) known = folders_.emplace(folder, followed(folder)).first;
+  if (!known->second) return resolve_path(whole);
+  std::string resolved = *known->second;
+  append_component(resolved, name);
+  return link_target(resolved) ? resolve_path(whole) : resolved;
 }
 
 std::string source_identity(std::string_view path) {

@@ -2,8 +2,10 @@
 // A path is a byte string; nothing here asks that it be valid UTF-8.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 namespace structure_ingest::internal {
 
@@ -35,6 +37,19 @@ std::string expand_home(std::string_view path);
 /// Throws std::invalid_argument for text with a NUL character, and
 /// std::filesystem::filesystem_error when the current directory of a relative path cannot be told.
 std::string resolve_path(std::string_view path);
+
+/// Resolves the paths of one call, many of them in the same folders: the system is asked about each
+/// folder once. What changes on the disk meanwhile may be missed.
+class PathResolver {
+ public:
+  /// As `resolve_path`.
+  std::string resolve(std::string_view path);
+
+ private:
+  std::string current_folder_;  // empty until a relative path asks for it
+  /// Folders as they were named, and what they are; nothing for one whose links make a loop.
+  std::unordered_map<std::string, std::optional<std::string>> folders_;
+};
 
 /// What names one file for de-duplication and for discovery kinds: the resolved path, case-folded.
 std::string source_identity(std::string_view path);

@@ -2,26 +2,48 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest::internal {
 
-struct Candidates {
-  std::string project_path;                      // resolved
-  std::vector<std::string> paths;                // names of structure files, without repeats
+/// What has been offered so far.
+struct Offered {
+  std::vector<Candidate> candidates;             // in the order of the offers, repeats included
   std::map<std::string, std::string> discovery;  // source identity to the strongest kind
 };
 
-/// Gathers candidates in a fixed order: the extra paths and the state's attachments, the inventory
-/// of the attached workspace, then what the workspace inventory lists for each scan root. In an
-/// untrusted project folder only the first two count. May set the state's
-/// "source_workspace_root", when it has none; reads no file.
-/// Throws what the workspace inventory throws, and for paths that cannot be resolved.
-Candidates discover_candidates(Json& state, const std::vector<std::string>& extra_paths,
-                               const Collaborators& collaborators);
+/// Whether the workspace may be searched: a project folder that is plainly untrusted keeps it out.
+bool is_sweep_allowed(const std::string& project, const Collaborators& collaborators);
+
+/// Offers the extra paths, the state's attachments and, if `sweep_allowed`, the inventory of its
+/// attached workspace. `project` is resolved. Throws for paths that cannot be resolved and for
+/// lists that are none.
+Offered offer_named(const Json& state, const std::vector<std::string>& extra_paths,
+                    const std::string& project, bool sweep_allowed, PathResolver& resolver);
+
+struct ScanRoots {
+  std::vector<std::string> folders;  // existing and resolved, without repeats
+  /// The folder that holds the folder of the agent's outputs in which the project lies, where it is
+  /// among the roots for that reason alone and the state does not know it yet.
+  std::optional<std::string> learned{};
+};
+
+/// The folders to scan: those that the state names, and the one above the agent's outputs.
+ScanRoots find_scan_roots(const Json& state, const std::string& project);
+
+/// Offers what the workspace inventory lists for each folder. Throws what the inventory throws.
+void offer_scanned(Offered& offered, const std::vector<std::string>& folders,
+                   const std::string& project, const Collaborators& collaborators,
+                   PathResolver& resolver);
+
+/// The candidates without repeats of the same text, and without names of no structure file.
+std::vector<Candidate> structure_files_among(std::vector<Candidate> candidates);
 
 }  // namespace structure_ingest::internal

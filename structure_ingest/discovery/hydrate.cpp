@@ -1,151 +1,167 @@
 #include "structure_ingest/discovery/hydrate.hpp"
 
-#include <cxxabi.h>
-
 #include <algorithm>
-#include <exception>
-#include <set>
+#include <map>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
-#include "structure_ingest/base/json_memory.hpp"
+#include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
-#include "structure_ingest/discovery/relevance_filter.hpp"
-#include "structure_ingest/ingest/batch.hpp"
+#include "structure_ingest/discovery/json_state.hpp"
+#include "structure_ingest/discovery/merge.hpp"
+#include "structure_ingest/discovery/state_door.hpp"
+#include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest {
 namespace {
 
-using internal::is_empty;
-using internal::member_of;
-using internal::text_of;
-using internal::text_or_empty;
-using internal::value_at;
+using internal::StateDoor;
+using Entries = std::vector<SourceEntry>;
 
-/// The text that names the file an entry came from.
-std::string source_text(const Json& entry) {
-  const Json& source_file = member_of(value_at(entry, "metadata"), "source_file");
-  return text_or_empty(is_empty(source_file) ? value_at(entry, "source_path") : source_file);
-}
+/// The candidates of a call, and how each was found.
+struct Found {
+  std::string project;  // resolved
+  internal::Offered offered;
+};
 
-/// What two entries of the same source share, whatever the case and the slashes of the path.
-std::string source_key(std::string text) {
-  std::replace(text.begin(), text.end(), '\\', '/');
-  return internal::case_folded(text);
-}
-
-/// The source keys of the state's entries; `sources` is its "structure_sources" value.
-std::set<std::string> existing_source_keys(const Json& sources) {
-  std::set<std::string> keys;
-  internal::for_each_element(sources, [&keys](const Json& entry) {
-    if (!entry.is_object()) return;
-    std::string text = source_text(entry);
-    if (!internal::stripped(text).empty()) keys.insert(source_key(std::move(text)));
-  });
-  return keys;
-}
-
-std::string note_on(const Json& entry) {
-  if (!is_empty(value_at(entry, "ok"))) {
-    return "User structure ingested deterministically: " + text_of(value_at(entry, "formula")) +
-           " (" + text_of(value_at(entry, "natoms")) + " atoms) -> " +
-           text_of(value_at(entry, "path")) + ".";
+Found find_candidates(const StateDoor& door, const HydrateOptions& options,
+                      internal::PathResolver& resolver) {
+  const Json& path = internal::value_at(door.view(), "project_path");
+  Found found{.project = resolver.resolve(internal::is_empty(path) ? "." : internal::text_of(path)),
+              .offered = {}};
+  const bool sweep_allowed = internal::is_sweep_allowed(found.project, options.collaborators);
+  found.offered = internal::offer_named(door.view(), options.extra_paths, found.project,
+                                        sweep_allowed, resolver);
+  const internal::ScanRoots roots = internal::find_scan_roots(door.view(), found.project);
+  if (roots.learned) door.learn_root(*roots.learned);
+  if (sweep_allowed) {
+    internal::offer_scanned(found.offered, roots.folders, found.project, options.collaborators,
+                            resolver);
   }
-  const Json& source_file = member_of(value_at(entry, "metadata"), "source_file");
-  const Json& source = is_empty(source_file) ? value_at(entry, "path") : source_file;
-  std::string warnings;
-  for (const Json& warning : value_at(entry, "warnings")) {
-    if (!warnings.empty()) warnings += "; ";
-    warnings += text_of(warning);
-  }
-  return "Structure file could not be parsed: " + internal::file_name(text_or_empty(source)) +
-         " (" + warnings + ")";
+  found.offered.candidates = internal::structure_files_among(std::move(found.offered.candidates));
+  return found;
 }
 
-void add_note(Json::array_t& notes, const std::string& note) {
-  if (std::find(notes.begin(), notes.end(), Json(note)) == notes.end()) notes.emplace_back(note);
+Entries ingest(const Found& found, const HydrateOptions& options,
+               internal::PathResolver& resolver) {
+  const internal::BatchInput input = {
+      .project = found.project,
+      .candidates = found.offered.candidates,
+      .limit = static_cast<std::size_t>(IngestOptions{}.limit),
+      .discovery_of =
+          [&kinds = found.offered.discovery](const std::string& identity) {
+            const auto known = kinds.find(identity);
+            return known == kinds.end() ? std::string() : known->second;
+          },
+      .progress = options.progress};
+  return internal::ingested_entries(input, resolver);
 }
 
-void add_notes_on(const Json& entry, Json::array_t& notes) {
-  add_note(notes, note_on(entry));
-  for (const Json& warning : value_at(entry, "warnings")) {
-    const std::string text = text_of(warning);
-    if (text.find("No cell/lattice information") != std::string::npos) add_note(notes, text);
-  }
+void keep(Entries& entries, const std::vector<std::size_t>& places, const StateDoor& door) {
+  door.keep(places);
+  Entries kept;
+  kept.reserve(places.size());
+  for (const std::size_t place : places) kept.push_back(std::move(entries[place]));
+  entries = std::move(kept);
 }
 
-/// Puts the entries before those that the state has. The old entries move over, once nothing can
-/// fail any more.
-void prepend_sources(Json& state, std::vector<Json>&& entries) {
-  internal::make_room(state, 2);
-  Json merged(std::move(entries));
-  const internal::TakenApart merged_at_end(merged);
-  merged.get_ref<Json::array_t&>().reserve(merged.size() +
-                                           value_at(state, "structure_sources").size());
-  Json& sources = state["structure_sources"];
-  if (sources.is_array()) {
-    for (Json& entry : sources) {
-      if (entry.is_object()) merged.push_back(std::move(entry));
+/// Drops the entries whose source the state has already.
+void drop_known(Entries& entries, const std::map<std::string, std::string>& known,
+                const StateDoor& door, HydrateOutcome& outcome) {
+  std::vector<std::size_t> fresh;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    const auto same = known.find(internal::source_key(entries[i]));
+    if (same == known.end()) {
+      fresh.push_back(i);
+      continue;
     }
+    const IngestedStructure& record = entries[i].record;
+    const bool can_compare = !same->second.empty() && !record.sha256.empty();
+    outcome.known.push_back(
+        {.path = record.source_path, .changed = can_compare && same->second != record.sha256});
   }
-  sources.swap(merged);
+  keep(entries, fresh, door);
 }
 
-std::span<Json> hydrate(Json& state, const HydrateOptions& options) {
-  if (!state.is_object()) throw std::invalid_argument("the agent state is not a mapping");
-  internal::Candidates candidates =
-      internal::discover_candidates(state, options.extra_paths, options.collaborators);
-  if (candidates.paths.empty()) return {};
+void drop_unrelated(Entries& entries, const StateDoor& door, const HydrateOptions& options,
+                    HydrateOutcome& outcome) {
+  std::vector<internal::EntryNames> names;
+  for (const SourceEntry& entry : entries) {
+    const std::string source = entry.source_file();
+    names.push_back({.file_name = internal::file_name(source.empty() ? entry.path() : source),
+                     .path = entry.path(),
+                     .formula = entry.record.formula});
+  }
+  const std::string request = internal::request_in(door.view());
+  internal::Filtered filtered = internal::drop_unrelated(
+      names, request, options.collaborators.ROLE_UNRELATED, [&] { return door.assess(request); });
+  keep(entries, filtered.kept, door);
+  outcome.dropped = std::move(filtered.dropped);
+  outcome.report = std::move(filtered.report);
+}
 
-  const std::set<std::string> known = existing_source_keys(value_at(state, "structure_sources"));
-  std::vector<Json> entries =
-      ingest_structure_files(candidates.project_path, candidates.paths,
-                             {.discovery_by_path = std::move(candidates.discovery),
-                              .collaborators = options.collaborators,
-                              .progress = options.progress});
-  const internal::TakenApart entries_at_end(entries);
-  std::erase_if(entries,
-                [&](const Json& entry) { return known.contains(source_key(source_text(entry))); });
-  if (entries.empty()) return {};
+HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& options) {
+  if (!door.view().is_object()) throw std::invalid_argument("the agent state is not a mapping");
+  internal::PathResolver resolver;
+  HydrateOutcome outcome;
+  const Found found = find_candidates(door, options, resolver);
+  if (found.offered.candidates.empty()) return outcome;
 
-  internal::FilteredEntries filtered =
-      internal::drop_unrelated_structures(std::move(entries), state, options.collaborators);
-  const internal::TakenApart kept_at_end(filtered.kept);
-  const std::size_t added = filtered.kept.size();
-  prepend_sources(state, std::move(filtered.kept));
-  const std::span<Json> result(state["structure_sources"].get_ref<Json::array_t&>().data(), added);
+  const std::map<std::string, std::string> known = internal::known_sources(door.view());
+  Entries entries = ingest(found, options, resolver);
+  outcome.manifest_error = door.write_manifest(found.project, entries);
+  drop_known(entries, known, door, outcome);
+  if (entries.empty()) return outcome;
+  drop_unrelated(entries, door, options, outcome);
 
-  Json::array_t notes;
-  const internal::TakenApart notes_at_end(notes);
-  internal::for_each_element(value_at(state, "structure_notes"),
-                             [&notes](const Json& note) { notes.push_back(note); });
-  for (const std::string& note : filtered.notes) add_note(notes, note);
-  for (const Json& entry : result) add_notes_on(entry, notes);
-  state["structure_notes"] = std::move(notes);
-  return result;
+  door.put_sources();
+  std::vector<std::string> notes;
+  for (const DroppedStructure& dropped : outcome.dropped) {
+    notes.push_back(internal::note_on(dropped));
+  }
+  for (const SourceEntry& entry : entries) internal::append_notes_on(entry, notes);
+  door.add_notes(internal::new_notes(door.view(), notes));
+  outcome.taken = std::move(entries);
+  return outcome;
 }
 
 }  // namespace
 
-std::span<Json> hydrate_user_structures(Json& state, const HydrateOptions& options) {
+HydrateOutcome hydrate(Json& state, const HydrateOptions& options) {
+  const Collaborators& collaborators = options.collaborators;
   try {
-    return hydrate(state, options);
-  } catch (const abi::__forced_unwind&) {
-    throw;  // the end of the thread is no error
+    std::vector<Json> entries;
+    return hydrate_through(internal::door_to(state, entries, collaborators), options);
   } catch (...) {
+    const std::exception_ptr error = std::current_exception();
     try {
-      options.collaborators.record_suppressed_error(
-          value_at(state, "project_path"),
-          {"structure_ingest", "hydrate_user_structures", std::current_exception()});
-    } catch (const abi::__forced_unwind&) {
-      throw;  // the end of the thread is no error
+      collaborators.record_suppressed_error(internal::value_at(state, "project_path"),
+                                            {"structure_ingest", "hydrate_user_structures", error});
     } catch (...) {
-      // Who cannot even be told of a failure must not be failed by it.
+      // A failing reporter must not make us throw.
     }
-    return {};
+    HydrateOutcome failed;
+    failed.error = error;
+    return failed;
   }
+}
+
+NewEntries hydrate_user_structures(Json& state, const HydrateOptions& options) {
+  return {state, hydrate(state, options).taken.size()};
+}
+
+std::size_t NewEntries::size() const {
+  const Json& sources = internal::value_at(*state_, "structure_sources");
+  return sources.is_array() ? std::min(count_, sources.size()) : 0;
+}
+
+Json* NewEntries::begin() const {
+  if (count_ == 0 || !state_->is_object()) return nullptr;
+  const auto sources = state_->find("structure_sources");
+  if (sources == state_->end() || !sources->is_array()) return nullptr;
+  return sources->get_ref<Json::array_t&>().data();
 }
 
 }  // namespace structure_ingest

@@ -2,14 +2,16 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
-#include <span>
+#include <exception>
 #include <string>
 #include <vector>
 
 #include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/discovery/relevance_filter.hpp"
+#include "structure_ingest/ingest/batch.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest {
 
@@ -21,18 +23,54 @@ struct HydrateOptions {
   /// The agent's other modules.
   Collaborators collaborators = agent_modules();
   /// Told of each file before it is read, as in `IngestOptions`; may be empty.
-  std::function<void(std::size_t done, std::size_t total, const std::string& path)> progress{};
+  Progress progress{};
+};
+
+/// The entries at the head of a state's "structure_sources", looked up there at each use: the very
+/// objects that the state holds, whatever else in it has changed since. The state must outlive it.
+class NewEntries {
+ public:
+  NewEntries(Json& state, std::size_t count) : state_(&state), count_(count) {}
+
+  /// Fewer than were added when some have been taken out of the list since.
+  STRUCTURE_INGEST_API std::size_t size() const;
+  bool empty() const { return size() == 0; }
+  STRUCTURE_INGEST_API Json* begin() const;
+  Json* end() const { return begin() + size(); }
+  Json& operator[](std::size_t place) const { return begin()[place]; }
+
+ private:
+  Json* state_;
+  std::size_t count_;
 };
 
 /// Finds the structure files that the state and the caller name, ingests the first eight into the
 /// state's project, drops those unrelated to the request, and puts the new ones at the head of
 /// state["structure_sources"], with notes in state["structure_notes"].
 ///
-/// Returns the new entries: a view of the head of state["structure_sources"], valid until that list
-/// changes or the state gets a new key; empty when there are none. `state` is a mapping that the
-/// caller owns; it must not be used by two calls at once. Throws nothing: an error that no step
-/// expects is reported through `record_suppressed_error`, and the result is empty.
-STRUCTURE_INGEST_API std::span<Json> hydrate_user_structures(Json& state,
-                                                             const HydrateOptions& options = {});
+/// Returns the new entries; none when there are none. `state` is a mapping that the caller owns; it
+/// must not be used by two calls at once. Throws nothing: an error that no step expects is reported
+/// through `record_suppressed_error`, and the result is empty.
+STRUCTURE_INGEST_API NewEntries hydrate_user_structures(Json& state,
+                                                        const HydrateOptions& options = {});
+
+/// A file that was read again although the state has an entry of it, which stays as it is.
+struct KnownSource {
+  std::string path;      ///< of the file
+  bool changed = false;  ///< whether its content is another than when it was taken in
+};
+
+/// What became of the files that a hydration considered.
+struct HydrateOutcome {
+  std::vector<SourceEntry> taken;         ///< as they stand at the head of the state's list
+  std::vector<DroppedStructure> dropped;  ///< as unrelated to the request
+  std::vector<KnownSource> known;         ///< left out since the state has them
+  RelevanceReport report;                 ///< the assessor's; empty if it was not asked
+  std::string manifest_error{};           ///< why the manifest could not be written, if it was not
+  std::exception_ptr error{};  ///< what ended the hydration; then nothing counts as taken
+};
+
+/// The same with a typed result, for those who show it.
+STRUCTURE_INGEST_API HydrateOutcome hydrate(Json& state, const HydrateOptions& options = {});
 
 }  // namespace structure_ingest

@@ -1,23 +1,49 @@
 // The relevance filter: drops structures that have plainly nothing to do with the request.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/json.hpp"
 
-namespace structure_ingest::internal {
+namespace structure_ingest {
 
-struct FilteredEntries {
-  std::vector<Json> kept;          // in the order of the input
-  std::vector<std::string> notes;  // one for each dropped entry, in the same order
+/// A structure that was dropped since it is unrelated to the request.
+struct DroppedStructure {
+  std::string name;     ///< of its source file
+  std::string formula;  ///< empty when it has none
+  std::string reason;   ///< the assessor's; may be empty
 };
 
-/// Drops the entries that the relevance assessor judges unrelated to the state's request with a
-/// confidence of at least 0.8. Without a request, entries or an assessor, and when the assessment
-/// fails, all are kept.
-FilteredEntries drop_unrelated_structures(std::vector<Json> entries, const Json& state,
-                                          const Collaborators& collaborators);
+namespace internal {
 
-}  // namespace structure_ingest::internal
+/// What the user asked for in a state: trimmed, and empty for no request.
+std::string request_in(const Json& state);
+
+/// What the filter reads of a source entry.
+struct EntryNames {
+  std::string file_name;  // of the source file
+  std::string path;       // of the canonical copy, or of the source
+  std::string formula;
+};
+
+struct Filtered {
+  std::vector<std::size_t> kept;  // places among the entries, in their order
+  std::vector<DroppedStructure> dropped;
+  RelevanceReport report;  // what the assessor said, if it was asked
+};
+
+/// Drops the entries that `assess` judges unrelated to the request with a confidence of at least
+/// 0.8. Without a request or entries `assess` is not called; then, and when it fails, all are kept.
+Filtered drop_unrelated(const std::vector<EntryNames>& entries, const std::string& request,
+                        const std::string& role_unrelated,
+                        const std::function<RelevanceReport()>& assess);
+
+/// The note on a dropped structure.
+std::string note_on(const DroppedStructure& dropped);
+
+}  // namespace internal
+}  // namespace structure_ingest

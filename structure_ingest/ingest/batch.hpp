@@ -11,11 +11,16 @@
 #include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest {
 
 /// The manifest of the latest batch, relative to the project folder.
 inline constexpr std::string_view INGEST_MANIFEST_REL = ".diagnostics/ingested_structures.json";
+
+/// Told before each file is read how many of the considered candidates are done, how many there
+/// are, and the file's path; may be empty. What it throws ends the batch.
+using Progress = std::function<void(std::size_t done, std::size_t total, const std::string& path)>;
 
 /// How a batch is ingested.
 struct IngestOptions {
@@ -27,9 +32,8 @@ struct IngestOptions {
   std::map<std::string, std::string> discovery_by_path{};
   /// The agent's other modules, of which only the writer is used.
   Collaborators collaborators = agent_modules();
-  /// Told before each file is read how many of the considered candidates are done, how many there
-  /// are, and the file's path; may be empty. What it throws ends the batch.
-  std::function<void(std::size_t done, std::size_t total, const std::string& path)> progress{};
+  /// May be empty.
+  Progress progress{};
 };
 
 /// Ingests the candidates in order into the project: skips names of no structure file, repeats, the
@@ -43,5 +47,16 @@ struct IngestOptions {
 STRUCTURE_INGEST_API std::vector<Json> ingest_structure_files(
     const std::string& project_path, const std::vector<std::string>& candidate_paths,
     const IngestOptions& options = {});
+
+/// What came of a batch.
+struct IngestOutcome {
+  std::vector<SourceEntry> entries;  ///< in the order of the candidates
+  std::string manifest_error{};      ///< why the manifest could not be written; empty when it was
+};
+
+/// The same with a typed result, for those who show it.
+STRUCTURE_INGEST_API IngestOutcome ingest_batch(const std::string& project_path,
+                                                const std::vector<std::string>& candidate_paths,
+                                                const IngestOptions& options = {});
 
 }  // namespace structure_ingest

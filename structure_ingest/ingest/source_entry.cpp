@@ -1,8 +1,8 @@
 #include "structure_ingest/ingest/source_entry.hpp"
 
-#include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
+#include "structure_ingest/record/json_lists.hpp"
 
 namespace structure_ingest {
 
@@ -14,8 +14,6 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
   const std::string formula = utf8_text(record.formula);
 
   Json metadata = Json::object();
-  const internal::TakenApart metadata_at_end(metadata);
-  internal::make_room(metadata, 6);
   metadata["xyz_path"] = xyz_path;
   metadata["provenance"] = "user_file";
   metadata["discovery"] = kind;
@@ -24,8 +22,8 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
   metadata["parser"] = "structure_ingest";
 
   Json entry = Json::object();
-  const internal::TakenApart entry_on_error(entry, internal::On::ERROR);
-  internal::make_room(entry, 20);  // with "ok", which a batch adds
+  // With "ok", which a batch adds. Without this the mapping copies its values each time it grows.
+  entry.get_ref<Json::object_t&>().reserve(20);
   entry["path"] = xyz_path.empty() ? source_path : xyz_path;
   entry["kind"] = "structure_file";
   entry["origin"] = "user_file";
@@ -48,6 +46,21 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
       "User-provided structure (" + formula + ", " + std::to_string(record.natoms) +
       " atoms) parsed deterministically from " + internal::file_name(source_path) +
       ". Coordinates in the canonical XYZ copy are exact; do NOT re-type or invent coordinates.";
+  return entry;
+}
+
+std::string SourceEntry::path() const {
+  return internal::utf8_text(record.canonical_xyz_rel.empty() ? record.source_path
+                                                              : record.canonical_xyz_rel);
+}
+
+std::string SourceEntry::source_file() const {
+  return internal::utf8_text(record.source_path);
+}
+
+Json SourceEntry::to_json() const {
+  Json entry = structure_source_entry(record, discovery);
+  entry["ok"] = record.ok;
   return entry;
 }
 

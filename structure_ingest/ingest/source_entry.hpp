@@ -28,4 +28,17 @@ inline constexpr std::array<std::string_view, 3> DISCOVERY_ORDER = {
 STRUCTURE_INGEST_API Json structure_source_entry(const IngestedStructure& record,
                                                  std::string_view discovery = "");
 
+/// One ingested structure: its record, and how its file was found.
+struct SourceEntry {
+  IngestedStructure record;  ///< complete: with fingerprint and, when a copy was written, its path
+  std::string discovery{};   ///< a discovery kind; empty counts as an attachment
+
+  /// What the entry is called in the state: the canonical copy, or the source where there is none.
+  STRUCTURE_INGEST_API std::string path() const;
+  /// Where the structure came from, as it is stored.
+  STRUCTURE_INGEST_API std::string source_file() const;
+  /// The source entry with "ok" as its 20th key, as states and manifests hold it.
+  STRUCTURE_INGEST_API Json to_json() const;
+};
+
 }  // namespace structure_ingest

@@ -195,36 +195,49 @@ std::optional<std::vector<Vector3>> rows_in(std::string_view block, double facto
   return rows;
 }
 
+/// What the companion at a path says; nothing where there is none that can be read.
+CompanionInput read_companion(const std::string& path) {
+  if (!is_regular_file(path)) return {};
+  try {
+    return companion_input(with_line_feeds(without_invalid_utf8(read_file(path))));
+  } catch (const std::system_error&) {
+    return {};
+  }
+}
+
 }  // namespace
 
-std::optional<std::vector<Vector3>> companion_cell_in_text(std::string_view text,
-                                                           std::string_view structure_file_name) {
-  const auto atom_file = word_value(text, "system.atomFile");
-  if (atom_file && lower_cased(file_name(*atom_file)) != lower_cased(structure_file_name)) {
-    return std::nullopt;
+CompanionInput companion_input(std::string_view text) {
+  CompanionInput companion;
+  if (const auto atom_file = word_value(text, "system.atomFile")) {
+    companion.atom_file = lower_cased(file_name(*atom_file));
   }
   const auto block = vector_block(text);
-  if (!block) return std::nullopt;
+  if (!block) return companion;
   const auto unit = word_value(text, "calculation.control.lengthUnit");
   const std::string unit_name = unit ? lower_cased(*unit) : "angstrom";
   const bool is_bohr =
       std::find(BOHR_NAMES.begin(), BOHR_NAMES.end(), unit_name) != BOHR_NAMES.end();
-  return rows_in(*block, is_bohr ? BOHR_TO_ANGSTROM : 1.0);
+  companion.cell_ang = rows_in(*block, is_bohr ? BOHR_TO_ANGSTROM : 1.0);
+  return companion;
 }
 
-CompanionCell companion_vorendal_cell(const std::string& path) {
-  const std::string input_path = join_path(parent_folder(path), COMPANION_NAME);
-  if (!is_regular_file(input_path)) return {};
-  std::string text;
-  try {
-    text = read_file(input_path);
-  } catch (const std::system_error&) {
-    return {};
+std::optional<std::vector<Vector3>> cell_for(const CompanionInput& companion,
+                                             std::string_view structure_file_name) {
+  const bool is_its_own =
+      !companion.atom_file || *companion.atom_file == lower_cased(structure_file_name);
+  return is_its_own ? companion.cell_ang : std::nullopt;
+}
+
+CompanionCell CompanionFiles::vorendal_cell(const std::string& path) {
+  std::string companion_path = join_path(parent_folder(path), COMPANION_NAME);
+  if (companion_path != latest_path_) {
+    latest_ = read_companion(companion_path);
+    latest_path_ = companion_path;
   }
-  text = with_line_feeds(without_invalid_utf8(text));
-  std::optional<std::vector<Vector3>> cell = companion_cell_in_text(text, file_name(path));
+  std::optional<std::vector<Vector3>> cell = cell_for(latest_, file_name(path));
   if (!cell) return {};
-  return {std::move(cell), input_path};
+  return {std::move(cell), std::move(companion_path)};
 }
 
 }  // namespace structure_ingest::internal

@@ -1,11 +1,15 @@
 #include "structure_ingest/readers/dispatch.hpp"
 
 #include <algorithm>
+#include <new>
+#include <optional>
+#include <system_error>
 
+#include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
-#include "structure_ingest/readers/ase.hpp"
 #include "structure_ingest/readers/ase_session.hpp"
+#include "structure_ingest/readers/read_structure.hpp"
 #include "structure_ingest/readers/xyz.hpp"
 
 namespace structure_ingest {
@@ -18,8 +22,37 @@ std::string lower_name(std::string_view path) {
 }
 
 bool has_structure_basename(const std::string& name) {
-  return std::any_of(internal::STRUCTURE_BASENAMES.begin(), internal::STRUCTURE_BASENAMES.end(),
+  return std::any_of(STRUCTURE_BASENAMES.begin(), STRUCTURE_BASENAMES.end(),
                      [&](std::string_view beginning) { return name.starts_with(beginning); });
+}
+
+/// The format of an existing file; nothing when its name is that of no structure file.
+std::optional<std::string> format_of(const std::string& path) {
+  const std::string name = lower_name(path);
+  if (name.ends_with(".xyz") || name.ends_with(".extxyz")) return "xyz";
+  if (name.ends_with(".cif")) return "cif";
+  if (is_structure_file(path)) return "vasp";
+  return std::nullopt;
+}
+
+IngestedStructure failed_record(const std::string& path, const std::string& format,
+                                const std::string& warning) {
+  return {.source_path = path, .format = format, .warnings = {warning}};
+}
+
+IngestedStructure read(const std::string& path, internal::Readers& readers, bool fingerprint) {
+  if (!internal::is_regular_file(path)) {
+    return failed_record(path, "unknown", "File does not exist.");
+  }
+  const std::optional<std::string> format = format_of(path);
+  if (!format) return failed_record(path, "unknown", "Unsupported structure file format.");
+  try {
+    return format == "xyz" ? internal::parse_xyz(path, readers.companions, fingerprint)
+                           : internal::parse_with_ase(path, *format, readers.ask_ase);
+  } catch (const std::bad_alloc&) {
+    // What was read of it is freed by now: the files after it have that memory.
+    return failed_record(path, *format, "Could not read file: not enough memory");
+  }
 }
 
 }  // namespace
@@ -32,35 +65,40 @@ bool is_structure_file(const std::string& path) {
 }
 
 IngestedStructure parse_structure_file(const std::string& path) {
-  StructureParser parser;
-  return parser.parse(path);
+  return StructureParser().parse(path);
 }
 
-IngestedStructure StructureParser::parse(const std::string& path) {
-  return internal::parse_structure_file(
-      path, [this](const std::string& file) { return ase_->read(file); });
-}
+struct StructureParser::Session {
+  internal::AseSession ase{};
+  internal::Readers readers{.ask_ase = [this](const std::string& path) { return ase.read(path); }};
+};
 
-StructureParser::StructureParser() : ase_(std::make_unique<internal::AseSession>()) {}
+StructureParser::StructureParser() : session_(std::make_unique<Session>()) {}
 StructureParser::~StructureParser() = default;
 StructureParser::StructureParser(StructureParser&&) noexcept = default;
 StructureParser& StructureParser::operator=(StructureParser&&) noexcept = default;
 
+IngestedStructure StructureParser::parse(const std::string& path) {
+  return internal::read_structure(path, session_->readers);
+}
+
+IngestedStructure StructureParser::parse_with_fingerprint(const std::string& path) {
+  return internal::read_structure(path, session_->readers, true);
+}
+
 namespace internal {
 
-IngestedStructure parse_structure_file(const std::string& path, const AskAse& ask_ase) {
+IngestedStructure read_structure(const std::string& path, Readers& readers, bool fingerprint) {
   const std::string text = path_text(path);
-  const std::string name = lower_name(text);
-  if (!is_regular_file(text)) {
-    return {.source_path = text, .format = "unknown", .warnings = {"File does not exist."}};
+  IngestedStructure record = read(text, readers, fingerprint);
+  if (fingerprint && record.sha256.empty()) {
+    try {
+      record.sha256 = sha256_hex_of_file(text).substr(0, FINGERPRINT_DIGITS);
+    } catch (const std::system_error&) {
+      // A file that cannot be read has no fingerprint; the record already says what is wrong.
+    }
   }
-  if (name.ends_with(".xyz") || name.ends_with(".extxyz")) return parse_xyz(text);
-  if (name.ends_with(".cif")) return parse_with_ase(text, "cif", ask_ase);
-  if (name.ends_with(".vasp") || name.ends_with(".poscar") || has_structure_basename(name)) {
-    return parse_with_ase(text, "vasp", ask_ase);
-  }
-  return {
-      .source_path = text, .format = "unknown", .warnings = {"Unsupported structure file format."}};
+  return record;
 }
 
 }  // namespace internal

@@ -1,8 +1,7 @@
-// Which files are structure files, and which reader takes each: decided by the file name alone.
+// Which files are structure files, and the functions that read them.
 #pragma once
 
 #include <array>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -16,22 +15,21 @@ namespace structure_ingest {
 inline constexpr std::array<std::string_view, 5> STRUCTURE_SUFFIXES = {".xyz", ".extxyz", ".cif",
                                                                        ".vasp", ".poscar"};
 
+/// File-name beginnings of VASP structure files, compared likewise.
+inline constexpr std::array<std::string_view, 2> STRUCTURE_BASENAMES = {"poscar", "contcar"};
+
 /// Whether the last component of `path` is the name of a structure file: one that ends with a
 /// structure suffix or begins with "poscar" or "contcar". Nothing need exist at `path`.
 STRUCTURE_INGEST_API bool is_structure_file(const std::string& path);
 
 /// Reads one structure file (`path` is used as it is: no "~", no resolution). Always returns a
-/// record; what is wrong with the file is a warning in it. Throws only what the standard library
-/// does when memory runs out.
+/// record; what is wrong with the file is a warning in it, also that it needs more memory than
+/// there is.
 STRUCTURE_INGEST_API IngestedStructure parse_structure_file(const std::string& path);
 
-namespace internal {
-class AseSession;
-struct AseAnswer;
-}  // namespace internal
-
 /// Reads many files: CIF and VASP files share one process that runs ASE, which is started for the
-/// first of them and ended with the parser. For one thread at a time.
+/// first of them and ended with the parser; XYZ files in one folder share its companion, which is
+/// read once. For one thread at a time.
 class STRUCTURE_INGEST_API StructureParser {
  public:
   StructureParser();
@@ -45,19 +43,13 @@ class STRUCTURE_INGEST_API StructureParser {
   /// As `parse_structure_file`.
   IngestedStructure parse(const std::string& path);
 
+  /// The same with the record's `sha256` filled in. An XYZ file is read once for both; a CIF or
+  /// VASP file, which another process reads, is read again for its fingerprint.
+  IngestedStructure parse_with_fingerprint(const std::string& path);
+
  private:
-  std::unique_ptr<internal::AseSession> ase_;
+  struct Session;
+  std::unique_ptr<Session> session_;
 };
 
-namespace internal {
-
-/// File-name beginnings of VASP structure files.
-inline constexpr std::array<std::string_view, 2> STRUCTURE_BASENAMES = {"poscar", "contcar"};
-
-/// The same, asking ASE through `ask_ase`, which can serve many files: an AskAse of
-/// readers/ase.hpp.
-IngestedStructure parse_structure_file(
-    const std::string& path, const std::function<AseAnswer(const std::string& path)>& ask_ase);
-
-}  // namespace internal
 }  // namespace structure_ingest

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "structure_ingest/base/decimal.hpp"
+#include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/eight_bytes.hpp"
 #include "structure_ingest/base/line_reader.hpp"
 #include "structure_ingest/base/number.hpp"
@@ -155,7 +156,7 @@ std::optional<std::string> read_frame(LineReader& lines, IngestedStructure& reco
   read_lattice(comment, record);
   const bool vendor_orbital_column = contains_ignoring_ascii_case(comment, "orbitaltype");
 
-  // An atom line takes at least eight bytes: the count's word alone is not enough to reserve on.
+  // Do not trust the count: reserve at most what the file's size allows, at eight bytes a line.
   Atoms atoms;
   const auto wanted = static_cast<std::size_t>(count);
   const std::size_t expected = std::min(wanted, lines.file_size() / 8 + 1);
@@ -184,14 +185,16 @@ std::optional<std::string> read_frame(LineReader& lines, IngestedStructure& reco
 
 }  // namespace
 
-IngestedStructure parse_xyz(const std::string& path) {
+IngestedStructure parse_xyz(const std::string& path, CompanionFiles& companions, bool fingerprint) {
   IngestedStructure record{.source_path = path, .format = "xyz"};
   std::optional<std::string> warning;
   try {
-    LineReader lines(path);
+    std::optional<Sha256> digest;
+    if (fingerprint) digest.emplace();
+    LineReader lines(path, digest ? &*digest : nullptr);
     warning = read_frame(lines, record);
-    // A file whose end cannot be read is a file that cannot be read.
     lines.skip_rest();
+    if (digest) record.sha256 = digest->hex().substr(0, FINGERPRINT_DIGITS);
   } catch (const std::system_error& error) {
     record = {.source_path = path, .format = "xyz"};
     warning = std::string("Could not read file: ") + error.what();
@@ -201,7 +204,7 @@ IngestedStructure parse_xyz(const std::string& path) {
     return record;
   }
   if (!record.cell_ang) {
-    CompanionCell companion = companion_vorendal_cell(path);
+    CompanionCell companion = companions.vorendal_cell(path);
     if (companion.cell_ang) {
       record.cell_ang = std::move(companion.cell_ang);
       record.cell_provenance = std::move(companion.provenance);

@@ -57,14 +57,4 @@ struct IngestedStructure {
   STRUCTURE_INGEST_API Json as_dict() const;
 };
 
-namespace internal {
-
-/// A list of strings, or of vectors with each as a list of three floats, as JSON.
-Json json_list(const std::vector<std::string>& texts);
-Json json_list(const std::vector<Vector3>& vectors);
-
-/// The same of the cell, null when it is absent.
-Json json_cell(const std::optional<std::vector<Vector3>>& cell_ang);
-
-}  // namespace internal
 }  // namespace structure_ingest

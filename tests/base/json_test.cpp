@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "structure_ingest/base/json_values.hpp"
+
 namespace structure_ingest {
 namespace internal {
 namespace {
@@ -52,11 +54,41 @@ TEST(ParseJson, SaysWhatIsWrongAndLosesNothing) {
   }
   EXPECT_NO_THROW(parse_json(std::string(500, '[') + std::string(500, ']')));
   EXPECT_EQ(json_text(parse_json(R"({"a": 1, "b": 2, "a": 3})")), R"({"a": 3, "b": 2})");
-  try {
-    parse_json("{\"a\": 1,\n oops}");
-    FAIL();
-  } catch (const JsonError& error) {
-    EXPECT_NE(std::string(error.what()).find("line 2"), std::string::npos) << error.what();
+  // The token that the parser stopped at may be as long as the file.
+  const std::string cut_short =
+      ("syntax error while parsing value - invalid string: ill-formed UTF-8 byte; last read: '\"" +
+       std::string(300, 'x'))
+          .substr(0, 300) +
+      "...";
+  struct Case {
+    std::string text;
+    std::size_t line, column;
+    std::string reason;
+  };
+  for (const auto& [text, line, column, reason] : {
+           Case{"{\"a\": 1,\n oops}", 2, 2,
+                "syntax error while parsing object key - invalid literal; last read: '1,<U+000A> "
+                "o'; "
+                "expected string literal"},
+           Case{"[1", 1, 3,
+                "syntax error while parsing array - unexpected end of input; expected ']'"},
+           Case{std::string("\0", 1), 0, 0, "a NUL character after 0 bytes"},
+           Case{"[12345678901234567890123]", 0, 0,
+                "the integer 12345678901234567890123 is too large to be kept exactly"},
+           Case{"[1e400]", 0, 0, "number overflow parsing '1e400'"},
+           Case{"[\"" + std::string(300, 'x') + "\xFF\"]", 1, 303, cut_short},
+       }) {
+    try {
+      parse_json(text);
+      ADD_FAILURE() << text;
+    } catch (const JsonError& error) {
+      EXPECT_EQ(error.line, line) << text;
+      EXPECT_EQ(error.column, column) << text;
+      EXPECT_EQ(error.reason, reason);
+      const std::string place = "parse error at line " + std::to_string(line) + ", column " +
+                                std::to_string(column) + ": ";
+      EXPECT_EQ(error.what(), (line == 0 ? "" : place) + reason);
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
@@ -30,15 +31,31 @@ struct Hydrate : testing::Test {
     w.make_folder("ws/proj");
     state = {{"project_path", w / "ws/proj"}};
   }
-  internal::Candidates discover(const Paths& extra_paths = {}) {
-    return internal::discover_candidates(state, extra_paths, modules);
+  /// What is offered, and what of it has the name of a structure file.
+  internal::Offered discover(const Paths& extra_paths = {}) {
+    internal::PathResolver resolver;
+    const std::string project = resolver.resolve(state["project_path"].get<std::string>());
+    const bool sweeps = internal::is_sweep_allowed(project, modules);
+    internal::Offered offered =
+        internal::offer_named(state, extra_paths, project, sweeps, resolver);
+    const internal::ScanRoots roots = internal::find_scan_roots(state, project);
+    if (sweeps) internal::offer_scanned(offered, roots.folders, project, modules, resolver);
+    offered.candidates = internal::structure_files_among(std::move(offered.candidates));
+    return offered;
+  }
+  Paths texts(const Paths& extra_paths = {}) {
+    Paths paths;
+    for (const internal::Candidate& file : discover(extra_paths).candidates) {
+      paths.push_back(file.text);
+    }
+    return paths;
   }
   std::string kind_of(const std::string& path, const Paths& extra_paths = {}) {
     const auto discovery = discover(extra_paths).discovery;
     const auto found = discovery.find(internal::source_identity(path));
     return found == discovery.end() ? "none" : found->second;
   }
-  std::span<Json> hydrate(const Paths& extra_paths = {}) {
+  NewEntries hydrate(const Paths& extra_paths = {}) {
     return hydrate_user_structures(state, {.extra_paths = extra_paths, .collaborators = modules});
   }
 
@@ -57,10 +74,7 @@ TEST_F(Hydrate, GathersCandidatesInTheirOrder) {
   state["project_resolution"] = {{"requested_path", w / "ws/proj"}};
   state["selected_workroot"] = w / "ws";
   state["source_workspace_root"] = w / "missing";
-  const internal::Candidates candidates =
-      discover({"  ", "", "extra.xyz", "extra.xyz", "notes.txt", "./extra.xyz"});
-  EXPECT_EQ(candidates.project_path, w / "ws/proj");
-  EXPECT_EQ(candidates.paths,
+  EXPECT_EQ(texts({"  ", "", "extra.xyz", "extra.xyz", "notes.txt", "./extra.xyz"}),
             (Paths{"extra.xyz", "./extra.xyz", "att.xyz", w / "ws/attached/in.cif", "/abs/POSCAR",
                    w / "ws/proj/found.xyz", w / "ws/found.xyz"}));
   EXPECT_EQ(calls->inventoried, (Paths{w / "ws/proj", w / "ws"}));
@@ -79,7 +93,7 @@ TEST_F(Hydrate, RemembersTheStrongestKind) {
   EXPECT_EQ(kind_of(w / "ws/proj/only.xyz"), "workspace_scan");
   state["project_resolution"] = {{"requested_path", w / "ws/proj"}};
   EXPECT_EQ(kind_of(w / "ws/proj/found.xyz"), "project_folder");
-  EXPECT_EQ(discover({std::string("nul\0.xyz", 8)}).paths[0], std::string("nul\0.xyz", 8));
+  EXPECT_EQ(texts({std::string("nul\0.xyz", 8)})[0], std::string("nul\0.xyz", 8));
 }
 
 TEST_F(Hydrate, OnlyAnUntrustedProjectIsNotSwept) {
@@ -96,20 +110,29 @@ TEST_F(Hydrate, OnlyAnUntrustedProjectIsNotSwept) {
        {Case{says("untrusted"), 1}, Case{says("trusted"), 3}, Case{says("UNTRUSTED"), 3},
         Case{nullptr, 3}, Case{[](const auto&) -> TrustRecord { throw 1; }, 3}}) {
     modules.trust_state_for = trust;
-    EXPECT_EQ(discover({"extra.xyz"}).paths.size(), candidates);
+    EXPECT_EQ(texts({"extra.xyz"}).size(), candidates);
   }
 }
 
 TEST_F(Hydrate, LearnsTheFolderAboveTheAgentsOutputs) {
   state["project_path"] = w.make_folder("root/StrataQuill_Outputs/proj");
-  discover();
+  modules.inventory_workspace = [this](const std::string& root) -> WorkspaceInventory {
+    calls->inventoried.push_back(root);
+    throw std::runtime_error("no inventory");  // what was learnt stays all the same
+  };
+  hydrate();
   EXPECT_EQ(state["source_workspace_root"], w / "root");
-  EXPECT_EQ(calls->inventoried, Paths{w / "root"});
-  discover();
+  hydrate();
   EXPECT_EQ(calls->inventoried, (Paths{w / "root", w / "root"}));
-  state["source_workspace_root"] = nullptr;  // a key that is there is left alone
-  discover();
-  EXPECT_EQ(state["source_workspace_root"], nullptr);
+  for (const Json& present : {Json(), Json(w.path())}) {  // a key that is there is left alone
+    state["source_workspace_root"] = present;
+    hydrate();
+    EXPECT_EQ(state["source_workspace_root"], present);
+  }
+  state.erase("source_workspace_root");
+  state["selected_workroot"] = w / "root";  // a root for another reason is not learnt
+  hydrate();
+  EXPECT_FALSE(state.contains("source_workspace_root"));
 }
 
 TEST_F(Hydrate, MergesTheNewEntriesAndNotes) {
@@ -121,7 +144,7 @@ TEST_F(Hydrate, MergesTheNewEntriesAndNotes) {
   const Json* const old_entry = &state["structure_sources"][0];
   const std::string* const old_text = (*old_entry)["source_path"].get_ptr<const Json::string_t*>();
 
-  const std::span<Json> entries = hydrate({good, bad});
+  const NewEntries entries = hydrate({good, bad});
   ASSERT_EQ(entries.size(), 2U);
   const Json& sources = state["structure_sources"];
   EXPECT_EQ(sources.size(), 3U);
@@ -139,6 +162,51 @@ TEST_F(Hydrate, MergesTheNewEntriesAndNotes) {
   EXPECT_TRUE(hydrate({good, bad}).empty());
   EXPECT_EQ(state, before);
   EXPECT_EQ(calls->written.size(), 2U);  // ingested again all the same
+}
+
+TEST_F(Hydrate, ReturnsTheObjectsOfTheStateWhereverTheyGo) {
+  const NewEntries entries = hydrate({w.write("a.xyz", HELIUM), w.write("b.xyz", HELIUM)});
+  for (int i = 0; i < 100; ++i) state["key" + std::to_string(i)] = i;  // the values move
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(&entries[1], &state["structure_sources"][1]);
+  entries[0]["formula"] = "edited";
+  EXPECT_EQ(state["structure_sources"][0]["formula"], "edited");
+  state["structure_sources"].erase(0);
+  EXPECT_EQ(entries.size(), 1U);
+  state.erase("structure_sources");
+  EXPECT_TRUE(entries.empty());
+  EXPECT_EQ(entries.begin(), entries.end());
+}
+
+TEST_F(Hydrate, TellsWhatBecameOfEachFile) {
+  const std::string same = w.write("same.xyz", HELIUM);
+  const std::string edited = w.write("edited.xyz", HELIUM);
+  const HydrateOptions options{.extra_paths = {same, edited}, .collaborators = modules};
+  EXPECT_EQ(structure_ingest::hydrate(state, options).taken.size(), 2U);
+  w.write("edited.xyz", "1\n\nNe 0 0 0\n");
+  const HydrateOutcome again = structure_ingest::hydrate(state, options);
+  EXPECT_TRUE(again.taken.empty());
+  ASSERT_EQ(again.known.size(), 2U);
+  EXPECT_EQ(again.known[0].path, same);
+  EXPECT_FALSE(again.known[0].changed);
+  EXPECT_EQ(again.known[1].path, edited);
+  EXPECT_TRUE(again.known[1].changed);
+  // Nothing can be compared with an entry that has no fingerprint.
+  state["structure_sources"][1].erase("sha256");
+  EXPECT_FALSE(structure_ingest::hydrate(state, options).known[1].changed);
+
+  modules.atomic_write_json = [](const auto&, const auto&) {
+    throw std::system_error(ENOSPC, std::generic_category(), "manifest");
+  };
+  EXPECT_EQ(structure_ingest::hydrate(state, {.extra_paths = {same}, .collaborators = modules})
+                .manifest_error,
+            "manifest: No space left on device");
+  state["structure_notes"] = 5;
+  const std::string other = w.write("other.xyz", HELIUM);
+  const HydrateOutcome failed =
+      structure_ingest::hydrate(state, {.extra_paths = {other}, .collaborators = modules});
+  EXPECT_TRUE(failed.error);
+  EXPECT_TRUE(failed.taken.empty());
 }
 
 TEST_F(Hydrate, KnowsASourceInAnyCaseAndWithAnySlashes) {
@@ -223,7 +291,7 @@ TEST_F(Hydrate, EveryKeyMayHoldEveryKindOfValue) {
       if (kind == "/" && odd["project_path"] == "/") continue;  // no place for tests
       const Json before = odd;
       calls->suppressed.clear();
-      const std::span<Json> result =
+      const NewEntries result =
           hydrate_user_structures(odd, {.extra_paths = {path}, .collaborators = modules});
       EXPECT_EQ(result.empty(), calls->suppressed.size() == 1) << key << ": " << kind;
       for (const auto& [name, value] : before.items()) {

@@ -15,6 +15,7 @@
 
 #include "structure_ingest/readers/ase_interpreters.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/readers/read_structure.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest::internal {
@@ -70,9 +71,8 @@ constexpr const char* COPPER_POSCAR =
 TEST_F(WithAse, KnownStructuresThroughOneWorker) {
   scratch.write("one/Si.cif", SILICON_CIF);
   scratch.write("two/POSCAR", COPPER_POSCAR);
-  const auto parse = [&](const std::string& path) {
-    return parse_structure_file(path, [&](const std::string& text) { return session.read(text); });
-  };
+  Readers readers{.ask_ase = [&](const std::string& text) { return session.read(text); }};
+  const auto parse = [&](const std::string& path) { return read_structure(path, readers); };
   EXPECT_FALSE(session.worker_id());
   std::filesystem::current_path(scratch / "one");
   const IngestedStructure silicon = parse("Si.cif");

@@ -68,20 +68,20 @@ TEST(CompanionCell, FollowsTheRules) {
            Case{"system.atomFile = %\nsystem.atomFile = other.xyz\n" + VECTORS, {}},
            Case{"\u017Fy\u017Ftem.atomFile = other.xyz\n" + VECTORS, {}},  // long s is an s
        }) {
-    EXPECT_EQ(companion_cell_in_text(text, "\u00E4.xyz"), cell) << text;
+    EXPECT_EQ(cell_for(companion_input(text), "\u00E4.xyz"), cell) << text;
   }
 }
 
 TEST(CompanionCell, IsLookedForBesideTheStructureFile) {
   const tests::ScratchFolder folder;
   const std::string structure = folder.write("run/a.xyz", "");
-  EXPECT_FALSE(companion_vorendal_cell(structure).cell_ang);
+  EXPECT_FALSE(CompanionFiles().vorendal_cell(structure).cell_ang);
   const std::string companion =
       folder.write("run/scf.input", "\xFFsystem.atomFile = A\xC3.xyz\r\r\n" + VECTORS);
-  const CompanionCell found = companion_vorendal_cell(structure);
+  const CompanionCell found = CompanionFiles().vorendal_cell(structure);
   EXPECT_EQ(found.cell_ang, NINE);
   EXPECT_EQ(found.provenance, companion);
-  EXPECT_EQ(companion_vorendal_cell(folder / "run/b.xyz").provenance, "");
+  EXPECT_EQ(CompanionFiles().vorendal_cell(folder / "run/b.xyz").provenance, "");
 
   folder.make_folder("folder/scf.input");
   folder.link("zero/scf.input", "/dev/zero");
@@ -91,7 +91,7 @@ TEST(CompanionCell, IsLookedForBesideTheStructureFile) {
   ASSERT_EQ(mkfifo((folder / "fifo/scf.input").c_str(), 0600), 0);
   for (const std::string name :
        {"folder/a.xyz", "zero/a.xyz", "fifo/a.xyz", "made_up/a.xyz", "loop/a.xyz"}) {
-    EXPECT_FALSE(companion_vorendal_cell(folder / name).cell_ang) << name;
+    EXPECT_FALSE(CompanionFiles().vorendal_cell(folder / name).cell_ang) << name;
   }
 }
 
@@ -154,7 +154,7 @@ TEST(CompanionCell, AgreesWithThePatterns) {
       }
     }
     const std::optional<Cell> expected = tests::slow_companion_cell(text, "a.xyz");
-    ASSERT_EQ(companion_cell_in_text(text, "a.xyz"), expected) << quoted_form(text);
+    ASSERT_EQ(cell_for(companion_input(text), "a.xyz"), expected) << quoted_form(text);
     if (expected) ++cells;
   }
   EXPECT_GT(cells, 1000);  // or the comparison would say nothing

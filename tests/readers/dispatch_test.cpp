@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "structure_ingest/readers/ase.hpp"
+#include "structure_ingest/readers/read_structure.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest {
@@ -34,6 +34,7 @@ TEST(Dispatch, ChoosesTheReaderByTheName) {
     answer.message = "asked for " + path.substr(path.rfind('/') + 1);
     return answer;
   };
+  internal::Readers readers{.ask_ase = ask_ase};
   for (const auto& [name, format, warning] : {
            Case{"POSCAR.xyz", "xyz", too_short.c_str()},
            Case{"water.extxyz", "xyz", too_short.c_str()},
@@ -44,7 +45,7 @@ TEST(Dispatch, ChoosesTheReaderByTheName) {
            Case{"notes.txt", "unknown", "Unsupported structure file format."},
        }) {
     const std::string path = folder.write(name, "");
-    const IngestedStructure record = internal::parse_structure_file(path, ask_ase);
+    const IngestedStructure record = internal::read_structure(path, readers);
     EXPECT_EQ(record.format, format) << name;
     EXPECT_EQ(record.source_path, path);
     EXPECT_EQ(record.warnings, std::vector<std::string>{warning}) << name;

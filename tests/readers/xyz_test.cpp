@@ -16,7 +16,8 @@ const std::string NO_CELL =
     "confirm the cell with the user or treat the system as a molecule in a vacuum box.";
 
 IngestedStructure parsed(const tests::ScratchFolder& folder, std::string_view content) {
-  return parse_xyz(folder.write("test.xyz", content));
+  CompanionFiles companions;
+  return parse_xyz(folder.write("test.xyz", content), companions);
 }
 
 TEST(Xyz, RefusesBadFilesWithTheReason) {
@@ -64,7 +65,8 @@ TEST(Xyz, RefusesBadFilesWithTheReason) {
                   .source_path = folder / "test.xyz", .format = "xyz", .warnings = {warning}}))
         << content;
   }
-  const IngestedStructure unreadable = parse_xyz(folder / "missing.xyz");
+  CompanionFiles companions;
+  const IngestedStructure unreadable = parse_xyz(folder / "missing.xyz", companions);
   EXPECT_EQ(unreadable.warnings.size(), 1U);
   EXPECT_EQ(unreadable.warnings[0].find("Could not read file: "), 0U);
   EXPECT_NE(unreadable.warnings[0].find("No such file or directory"), std::string::npos);

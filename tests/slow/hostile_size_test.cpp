@@ -94,7 +94,7 @@ TEST(HostileSize, Companions) {
            Case{"no UTF-8", vectors, "\xE2\x80\xFF", "", true},
        }) {
     folder.write("scf.input", head + repeated(unit, LARGE) + tail);
-    const CompanionCell found = companion_vorendal_cell(structure);
+    const CompanionCell found = CompanionFiles().vorendal_cell(structure);
     EXPECT_EQ(found.cell_ang.has_value(), has_cell) << name;
     if (found.cell_ang) {
       EXPECT_EQ(*found.cell_ang, (std::vector<Vector3>{{1, 2, 3}, {4, 5, 6}, {7, 8, 9}})) << name;

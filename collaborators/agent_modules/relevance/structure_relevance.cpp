@@ -9,6 +9,7 @@
 #include "collaborators/agent_modules/relevance/mentioned_names.hpp"
 #include "collaborators/agent_modules/relevance/request_text.hpp"
 #include "collaborators/agent_modules/relevance/requested_material.hpp"
+#include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
 

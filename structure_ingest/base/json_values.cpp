@@ -1,0 +1,70 @@
+#include "structure_ingest/base/json_values.hpp"
+
+#include <cstddef>
+#include <stdexcept>
+
+#include "structure_ingest/base/text.hpp"
+
+namespace structure_ingest::internal {
+
+bool is_empty(const Json& value) {
+  switch (value.type()) {
+    case Json::value_t::null:
+    case Json::value_t::discarded:
+      return true;
+    case Json::value_t::boolean:
+      return !value.get<bool>();
+    case Json::value_t::number_integer:
+    case Json::value_t::number_unsigned:
+    case Json::value_t::number_float:
+      return value.get<double>() == 0.0;
+    case Json::value_t::string:
+      return value.get_ref<const std::string&>().empty();
+    default:
+      return value.empty();
+  }
+}
+
+const Json& value_at(const Json& mapping, const char* key) {
+  static const Json absent;
+  if (!mapping.is_object()) return absent;
+  const auto found = mapping.find(key);
+  return found == mapping.end() ? absent : *found;
+}
+
+const Json& member_of(const Json& mapping, const char* key) {
+  if (!is_empty(mapping) && !mapping.is_object()) {
+    throw std::invalid_argument("a mapping is expected, not " + json_text(mapping));
+  }
+  return value_at(mapping, key);
+}
+
+std::string text_of(const Json& value) {
+  if (value.is_string()) return value.get<std::string>();
+  if (value.is_boolean()) return value.get<bool>() ? "True" : "False";
+  return value.is_null() ? "None" : json_text(value);
+}
+
+std::string text_or_empty(const Json& value) {
+  return is_empty(value) ? std::string() : text_of(value);
+}
+
+void for_each_element(const Json& value, const std::function<void(const Json&)>& visit) {
+  if (is_empty(value)) return;
+  if (value.is_array()) {
+    for (const Json& element : value) visit(element);
+  } else if (value.is_object()) {
+    for (const auto& member : value.get_ref<const Json::object_t&>()) visit(member.first);
+  } else if (value.is_string()) {
+    const std::string text = utf8_text(value.get_ref<const std::string&>());
+    for (std::size_t position = 0; position < text.size();) {
+      const std::size_t length = character_at(text, position).length;
+      visit(text.substr(position, length));
+      position += length;
+    }
+  } else {
+    throw std::invalid_argument("a list is expected, not " + json_text(value));
+  }
+}
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,46 @@
+// The agent state as a hydration reaches it, whatever holds it: a JSON value here, a mapping of its
+// own in a host that is written in another language.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "collaborators/collaborators.hpp"
+#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
+
+namespace structure_ingest::internal {
+
+/// All that a hydration does with a state. What is decided is decided on `view`; the other
+/// functions only carry it out, in the order in which they stand here. The entries that they are
+/// about are the same objects from the manifest to the state.
+struct StateDoor {
+  /// The state as JSON. Of its values only those that docs/files.md lists are read, so that a host
+  /// may hand over these alone. It is valid until the next change.
+  std::function<const Json&()> view;
+
+  /// Sets "source_workspace_root".
+  std::function<void(const std::string& folder)> learn_root;
+
+  /// Makes the entries in the host's form, and hands them to the manifest's writer. Returns why the
+  /// manifest could not be written, if it could not.
+  std::function<std::string(const std::string& project, const std::vector<SourceEntry>& entries)>
+      write_manifest;
+
+  /// Drops all entries but those at these places, which ascend.
+  std::function<void(const std::vector<std::size_t>& places)> keep;
+
+  /// Asks the relevance assessor about the entries that are left.
+  std::function<RelevanceReport(const std::string& request)> assess;
+
+  /// Puts the entries that are left in front of those that "structure_sources" has, of which only
+  /// mappings stay.
+  std::function<void()> put_sources;
+
+  /// Replaces "structure_notes" by a list of its elements and `notes`.
+  std::function<void(const std::vector<std::string>& notes)> add_notes;
+};
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,47 @@
+// The entries of a batch before they are written down in any form.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "collaborators/collaborators.hpp"
+#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/ingest/batch.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/project/source_file.hpp"
+
+namespace structure_ingest::internal {
+
+struct Candidate {
+  std::string text;                    // as it was offered
+  std::optional<SourceFile> source{};  // where it is absolute and was resolved already
+};
+
+/// Candidates for a project whose folder is resolved.
+struct BatchInput {
+  std::string project;
+  std::vector<Candidate> candidates;
+  std::size_t limit;
+  /// The discovery kind for a source identity; empty when there is none.
+  std::function<std::string(const std::string& identity)> discovery_of;
+  Progress progress{};
+};
+
+/// Reads, fingerprints and copies the candidates as `ingest_structure_files` does, and writes no
+/// manifest. `resolver` may have resolved other paths of the same call.
+std::vector<SourceEntry> ingested_entries(const BatchInput& input, PathResolver& resolver);
+
+/// The entries as JSON, in their order.
+std::vector<Json> json_entries(const std::vector<SourceEntry>& entries);
+
+/// Writes the manifest of `entries`, unless there are none; they come back as they were. Returns
+/// why it could not be written: the entries matter, the manifest does not, so a failure of the file
+/// system is no error here.
+std::string write_manifest(const std::string& project, std::vector<Json>& entries,
+                           const Collaborators& collaborators);
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,26 @@
+#include "structure_ingest/project/source_file.hpp"
+
+#include <exception>
+
+#include "structure_ingest/base/text.hpp"
+
+namespace structure_ingest::internal {
+
+std::string candidate_path(const std::string& text, const std::string& project) {
+  if (text.starts_with('~')) {
+    try {
+      return join_path(project, expand_home(text));
+    } catch (const std::exception&) {
+      // Taken literally below.
+    }
+  }
+  return join_path(project, text);
+}
+
+SourceFile source_file(const std::string& path, PathResolver& resolver) {
+  SourceFile source{.path = path, .resolved = resolver.resolve(path), .identity = {}};
+  source.identity = case_folded(source.resolved);
+  return source;
+}
+
+}  // namespace structure_ingest::internal

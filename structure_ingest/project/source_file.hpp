@@ -1,0 +1,26 @@
+// One candidate file: its path in every form that is asked for, made once and handed down.
+#pragma once
+
+#include <string>
+
+#include "structure_ingest/base/path.hpp"
+
+namespace structure_ingest::internal {
+
+/// Nothing below the place that makes it expands or resolves a path again.
+struct SourceFile {
+  std::string path;         // absolute, in normal form, with links as they stand: opened and shown
+  std::string resolved;     // the same with links followed
+  std::string identity;     // the resolved path, case-folded: equal for the same source
+  std::string discovery{};  // how it was found; empty when nobody said
+};
+
+/// The absolute path of a candidate: a leading "~" is the home directory, and a relative path lies
+/// under `project` (resolved). Where no such home directory is known, "~" is a folder of that name.
+/// Throws std::invalid_argument for text with a NUL character.
+std::string candidate_path(const std::string& text, const std::string& project);
+
+/// Makes the source file at an absolute path. Throws as `resolve_path`.
+SourceFile source_file(const std::string& path, PathResolver& resolver);
+
+}  // namespace structure_ingest::internal
