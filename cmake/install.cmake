@@ -26,7 +26,8 @@ install(FILES
   DESTINATION ${package_folder} COMPONENT development)
 
 # An archive leaves its own libraries to the final link.
-set(pc_requires nlohmann_json)
+# The version of the JSON library is part of the names of our symbols.
+set(pc_requires "nlohmann_json = ${nlohmann_json_VERSION}")
 if(NOT BUILD_SHARED_LIBS)
   string(APPEND pc_requires " libcrypto libutf8proc")
 endif()

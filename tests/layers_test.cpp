@@ -67,6 +67,24 @@ TEST(Layers, IncludesPointDown) {
   EXPECT_GT(includes, 100);
 }
 
+// What a caller's header shows, callers come to use.
+TEST(Layers, PublicHeadersShowNothingInternal) {
+  const fs::path root = STRUCTURE_INGEST_SOURCE_DIR;
+  std::vector<std::string> headers = {"structure_ingest/structure_ingest.hpp"};
+  for (std::size_t i = 0; i < headers.size(); ++i) {  // grows by what they include
+    std::ifstream stream(root / headers[i]);
+    for (std::string line; std::getline(stream, line);) {
+      EXPECT_EQ(line.find("internal"), std::string::npos) << headers[i] << ": " << line;
+      if (!line.starts_with("#include \"")) continue;
+      const std::string included = line.substr(10, line.find('"', 10) - 10);
+      if (std::find(headers.begin(), headers.end(), included) == headers.end()) {
+        headers.push_back(included);
+      }
+    }
+  }
+  EXPECT_GT(headers.size(), 10U);
+}
+
 TEST(Layers, SourcesIncludeTheirOwnHeaderFirst) {
   const fs::path root = STRUCTURE_INGEST_SOURCE_DIR;
   int sources = 0;

@@ -11,6 +11,7 @@
 #include "structure_ingest/discovery/candidates.hpp"
 #include "structure_ingest/discovery/json_state.hpp"
 #include "structure_ingest/discovery/merge.hpp"
+#include "structure_ingest/discovery/relevance_filter.hpp"
 #include "structure_ingest/discovery/state_door.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 

@@ -9,7 +9,7 @@
 #include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
-#include "structure_ingest/discovery/relevance_filter.hpp"
+#include "structure_ingest/discovery/dropped_structure.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 

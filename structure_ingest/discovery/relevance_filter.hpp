@@ -8,17 +8,9 @@
 
 #include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/discovery/dropped_structure.hpp"
 
-namespace structure_ingest {
-
-/// A structure that was dropped since it is unrelated to the request.
-struct DroppedStructure {
-  std::string name;     ///< of its source file
-  std::string formula;  ///< empty when it has none
-  std::string reason;   ///< the assessor's; may be empty
-};
-
-namespace internal {
+namespace structure_ingest::internal {
 
 /// What the user asked for in a state: trimmed, and empty for no request.
 std::string request_in(const Json& state);
@@ -45,5 +37,4 @@ Filtered drop_unrelated(const std::vector<EntryNames>& entries, const std::strin
 /// The note on a dropped structure.
 std::string note_on(const DroppedStructure& dropped);
 
-}  // namespace internal
-}  // namespace structure_ingest
+}  // namespace structure_ingest::internal
