@@ -7,11 +7,9 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "structure_ingest/structure_ingest.hpp"
+#include "structure_ingest/base/text.hpp"
 
 namespace apps {
-
-using structure_ingest::Json;
 
 namespace {
 
@@ -24,17 +22,7 @@ std::string_view environment(const char* name) {
 }  // namespace
 
 std::string printable(std::string_view text) {
-  // The JSON text of a string has every control character escaped and is valid UTF-8; only its
-  // quotes and its escapes of quotes and backslashes are undone.
-  const std::string json = structure_ingest::json_text(Json(text));
-  std::string out;
-  for (std::size_t i = 1; i + 1 < json.size(); ++i) {
-    const bool escaped = json[i] == '\\';
-    if (escaped && (json[i + 1] == '"' || json[i + 1] == '\\')) ++i;
-    out += json[i];
-    if (escaped && json[i] == '\\' && json[i - 1] != '\\') out += json[++i];
-  }
-  return out;
+  return structure_ingest::internal::printable_form(text);
 }
 
 std::string coloured(const std::string& text, int colour) {

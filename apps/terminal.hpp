@@ -7,8 +7,8 @@
 
 namespace apps {
 
-/// `text` with control characters as backslash escapes and invalid bytes as U+FFFD: a file's name
-/// or content must not steer the terminal.
+/// `text` with backslash escapes for what cannot be printed: a file's name or content must neither
+/// steer the terminal nor change the order in which its characters are read.
 std::string printable(std::string_view text);
 
 /// `text` in an SGR colour when standard output is a terminal that knows colours and

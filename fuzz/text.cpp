@@ -70,7 +70,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       kept += text.substr(at, length);
       replaced += text.substr(at, length);
     } else {
-      replaced += "\uFFFD";
+      constexpr std::string_view hex = "0123456789ABCDEF";
+      const auto byte = static_cast<unsigned char>(text[at]);
+      replaced += std::string("\uFFFD") + hex[byte >> 4] + hex[byte & 0xF];
       first_invalid = std::min(first_invalid, at);
     }
     at += character.length;

@@ -58,6 +58,19 @@ void append_escape(std::string& out, char32_t character) {
   out += buffer.data();
 }
 
+/// Appends a character, or its escape when it cannot be printed; `bytes` is what it consists of.
+void append_printable(std::string& out, std::string_view bytes, Character character) {
+  if (character.value == U'\t') {
+    out += "\\t";
+  } else if (character.value == INVALID_CHARACTER) {
+    append_escape(out, static_cast<unsigned char>(bytes[0]));
+  } else if (is_printable(character.value)) {
+    out += bytes;
+  } else {
+    append_escape(out, character.value);
+  }
+}
+
 constexpr char32_t CAPITAL_SIGMA = 0x03A3;
 constexpr char32_t FINAL_SIGMA = 0x03C2;
 constexpr char32_t CAPITAL_I_WITH_DOT = 0x0130;
@@ -160,7 +173,10 @@ std::string utf8_text(std::string_view text) {
     out += text.substr(0, valid);
     text.remove_prefix(valid);
     if (text.empty()) break;
+    std::array<char, 3> digits{};
+    std::snprintf(digits.data(), digits.size(), "%02X", static_cast<unsigned char>(text[0]));
     append_utf8(out, 0xFFFD);
+    out += digits.data();
     text.remove_prefix(1);
   }
   return out;
@@ -307,6 +323,17 @@ std::string with_line_feeds(std::string text) {
   return text;
 }
 
+std::string printable_form(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t position = 0; position < text.size();) {
+    const Character character = character_at(text, position);
+    append_printable(out, text.substr(position, character.length), character);
+    position += character.length;
+  }
+  return out;
+}
+
 std::string quoted_form(std::string_view text) {
   const bool has_single = text.find('\'') != std::string_view::npos;
   const bool has_double = text.find('"') != std::string_view::npos;
@@ -316,16 +343,10 @@ std::string quoted_form(std::string_view text) {
     const Character character = character_at(text, position);
     if (character.value == U'\\') {
       out += "\\\\";
-    } else if (character.value == U'\t') {
-      out += "\\t";
     } else if (character.value == U'\'' && quote == '\'') {
       out += "\\'";
-    } else if (character.value == INVALID_CHARACTER) {
-      append_escape(out, static_cast<unsigned char>(text[position]));
-    } else if (is_printable(character.value)) {
-      out += text.substr(position, character.length);
     } else {
-      append_escape(out, character.value);
+      append_printable(out, text.substr(position, character.length), character);
     }
     position += character.length;
   }

@@ -28,7 +28,8 @@ std::size_t valid_utf8_prefix(std::string_view text);
 /// A copy without the bytes that are not valid UTF-8.
 std::string without_invalid_utf8(std::string_view text);
 
-/// A copy in which each byte that is not valid UTF-8 reads as U+FFFD.
+/// A copy in which each byte that is not valid UTF-8 reads as U+FFFD and the byte's two hexadecimal
+/// digits, so that names which differ only in such bytes stay apart.
 std::string utf8_text(std::string_view text);
 
 /// White space: the Unicode white-space characters, and the information separators
@@ -59,6 +60,11 @@ bool contains_ignoring_ascii_case(std::string_view text, std::string_view lower_
 
 /// `text` with each CR LF and each lone CR turned into LF.
 std::string with_line_feeds(std::string text);
+
+/// `text` with backslash escapes for what cannot be printed: "\\t" for a tab, "\\x0a", "\\u202e" or
+/// "\\U000e0001" for other characters, control and formatting ones among them, and "\\xff" for a
+/// byte that is not valid UTF-8. Quotes and backslashes stay as they are.
+std::string printable_form(std::string_view text);
 
 /// `text` in quotes, with backslash escapes for what cannot be printed: single quotes, or
 /// double quotes when the text holds a single quote and no double quote.

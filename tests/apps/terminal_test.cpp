@@ -40,7 +40,7 @@ TEST(Terminal, ProgressFitsItsLine) {
   };
   for (const auto& [done, path, seconds, width, line] : {
            Case{0, "a.xyz", 1, 80, "0/10: a.xyz"},
-           Case{5, "a\n\x1B[2J.xyz", 2.5, 80, "5/10, about 3 s left: a\\n\\u001b[2J.xyz"},
+           Case{5, "a\n\x1B[2J.xyz", 2.5, 80, "5/10, about 3 s left: a\\x0a\\x1b[2J.xyz"},
            Case{1, "a", 20, 80, "1/10, about 3 min left: a"},
            Case{1, "a", 1000, 80, "1/10, about 3 h left: a"},
            Case{0, "folder/name.xyz", 1, 17, "0/10: ...name.xyz"},
@@ -72,7 +72,7 @@ TEST(Terminal, ProgressIsShownOnATerminalOnly) {
   };
   const std::string drawn = shown("xterm", "");
   EXPECT_EQ(drawn.find("\r\x1b[K1/2, about "), 0U) << drawn;
-  EXPECT_TRUE(drawn.ends_with(" left: b\\u001b[2J.xyz\r\x1b[K")) << drawn;
+  EXPECT_TRUE(drawn.ends_with(" left: b\\x1b[2J.xyz\r\x1b[K")) << drawn;
   EXPECT_EQ(shown("dumb", ""), "");
   EXPECT_EQ(shown("xterm", "2>err"), "");
   EXPECT_EQ(tests::content_of(w / "err"), "");

@@ -71,20 +71,44 @@ TEST(Text, InvalidBytesAreDroppedOrReplacedOneByOne) {
     std::string_view without;
     std::string_view replaced;
   };
-#define FFFD "\uFFFD"
   for (const auto& [in, without, replaced] : {
            Case{"plain \u00E9", "plain \u00E9", "plain \u00E9"},
-           Case{"a\xFF\xFE z", "a z", "a" FFFD FFFD " z"},
-           Case{"\xE2\x82", "", FFFD FFFD},                   // cut off
-           Case{"\xE2\x82 A", " A", FFFD FFFD " A"},          // cut short
-           Case{"\xC0\xAF", "", FFFD FFFD},                   // overlong
-           Case{"\xED\xA0\x80", "", FFFD FFFD FFFD},          // surrogate
-           Case{"\xF4\x90\x80\x80", "", FFFD FFFD FFFD FFFD}  // beyond U+10FFFF
+           Case{"a\xFF\xFE z", "a z",
+                "a\uFFFD"
+                "FF\uFFFD"
+                "FE z"},
+           Case{"\xE2\x82", "",
+                "\uFFFD"
+                "E2\uFFFD"
+                "82"},  // cut off
+           Case{"\xE2\x82 A", " A",
+                "\uFFFD"
+                "E2\uFFFD"
+                "82 A"},  // cut short
+           Case{"\xC0\xAF", "",
+                "\uFFFD"
+                "C0\uFFFD"
+                "AF"},  // overlong
+           Case{"\xED\xA0\x80", "",
+                "\uFFFD"
+                "ED\uFFFD"
+                "A0\uFFFD"
+                "80"},  // surrogate
+           Case{"\xF4\x90\x80\x80", "",
+                "\uFFFD"
+                "F4\uFFFD"
+                "90\uFFFD"
+                "80\uFFFD"
+                "80"}  // beyond U+10FFFF
        }) {
     EXPECT_EQ(without_invalid_utf8(in), without);
     EXPECT_EQ(utf8_text(in), replaced);
   }
-#undef FFFD
+}
+
+TEST(Text, WhatCannotBePrintedIsEscaped) {
+  EXPECT_EQ(printable_form("a 'b' \"c\" \\ \u00E9\t\n\x1B[2J\x7F\u0085\u202Ecif\u2028\xFF"),
+            "a 'b' \"c\" \\ \u00E9\\t\\x0a\\x1b[2J\\x7f\\x85\\u202ecif\\u2028\\xff");
 }
 
 TEST(Text, DigitsOfEveryScriptHaveTheirValue) {

@@ -23,7 +23,9 @@ TEST(IngestedStructure, SerialisesWhatItHoldsAsACopy) {
   record.cell_ang = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
   const IngestedStructure copy = record;
   Json dict = record.as_dict();
-  EXPECT_EQ(dict["source_path"], "b\uFFFD.cif");
+  EXPECT_EQ(dict["source_path"],
+            "b\uFFFD"
+            "FF.cif");
   EXPECT_EQ(dict["cell_ang"], (Json{{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}}));
   EXPECT_EQ(dict["positions_ang"], Json::parse("[[0.1, -2.0, 3.5]]"));
   dict["positions_ang"][0][0] = 9;
