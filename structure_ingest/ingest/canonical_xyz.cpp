@@ -1,6 +1,7 @@
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <filesystem>
 #include <system_error>
@@ -15,6 +16,12 @@ namespace structure_ingest::internal {
 namespace {
 
 constexpr std::size_t DIGEST_DIGITS = 8;
+constexpr std::string_view COPY_PREFIX = "ingested_";
+constexpr std::string_view COPY_SUFFIX = ".xyz";
+
+/// The room for a stem in the name of a file, beside the prefix, "_", the digest and the suffix.
+constexpr std::size_t MAX_STEM =
+    NAME_MAX - COPY_PREFIX.size() - 1 - DIGEST_DIGITS - COPY_SUFFIX.size();
 
 bool is_name_character(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
@@ -22,7 +29,7 @@ bool is_name_character(char c) {
 }
 
 /// The source file's name without its last extension, with each run of other than plain characters
-/// replaced by an underscore.
+/// replaced by an underscore, and as much of it as a file's name has room for.
 std::string clean_stem(const std::string& source_path) {
   std::string name = file_name(source_path);
   const std::size_t dot = name.rfind('.');
@@ -38,12 +45,40 @@ std::string clean_stem(const std::string& source_path) {
     }
     in_run = !plain;
   }
-  return stem.empty() ? "structure" : stem;
+  return stem.empty() ? "structure" : stem.substr(0, MAX_STEM);
+}
+
+/// The name of a source file as the comment line shows it. Escape what would end the line, and the
+/// quote that would open a Lattice field: the copy must read back as what it is a copy of.
+std::string name_in_comment(const std::string& name) {
+  const auto ends_lattice_key = [](std::string_view text) {
+    constexpr std::string_view key = "lattice=";
+    return text.size() >= key.size() &&
+           ascii_lower_cased(text.substr(text.size() - key.size())) == key;
+  };
+  std::string out;
+  for (std::size_t position = 0; position < name.size();) {
+    const Character character = character_at(name, position);
+    const std::string bytes = name.substr(position, character.length);
+    const bool is_control = character.value < 0x20 ||
+                            (character.value >= 0x7F && character.value < 0xA0) ||
+                            character.value == 0x2028 || character.value == 0x2029;
+    if (is_control) {
+      out += printable_form(bytes);
+    } else if (bytes == "\"" && ends_lattice_key(out)) {
+      out += "\\x22";
+    } else {
+      out += bytes;
+    }
+    position += character.length;
+  }
+  return utf8_text(out);
 }
 
 void append_comment(std::string& text, const IngestedStructure& record) {
   if (!record.cell_ang || record.cell_ang->empty()) {
-    text += "ingested from " + utf8_text(file_name(record.source_path)) + " (no cell information)";
+    text += "ingested from " + name_in_comment(file_name(record.source_path)) +
+            " (no cell information)";
     return;
   }
   text += "Lattice=\"";
@@ -62,7 +97,7 @@ bool holds_text(const std::string& path, const std::string& text) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::symlink_status(path, error);
   if (!std::filesystem::is_regular_file(status)) return false;  // a link could change its target
-  // Somebody's editor may have changed the line ends; that makes it no other structure.
+  // An editor may have changed the line ends: that makes it no other structure.
   if (std::filesystem::file_size(path) > 2 * text.size()) return false;
   return with_line_feeds(read_file(path)) == text;
 }
@@ -88,8 +123,12 @@ std::string canonical_xyz_text(const IngestedStructure& record) {
 
 std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record) {
   const std::string text = canonical_xyz_text(record);
-  std::string rel = std::string(INGESTED_DIRNAME) + "/ingested_" + clean_stem(record.source_path) +
-                    '_' + sha256_hex(text).substr(0, DIGEST_DIGITS) + ".xyz";
+  std::string rel;
+  rel.append(INGESTED_DIRNAME)
+      .append("/")
+      .append(COPY_PREFIX)
+      .append(clean_stem(record.source_path));
+  rel.append("_").append(sha256_hex(text), 0, DIGEST_DIGITS).append(COPY_SUFFIX);
   const std::string target = join_path(project_path, rel);
   if (!holds_text(target, text)) replace_file_beneath(project_path, rel, text);
   return rel;

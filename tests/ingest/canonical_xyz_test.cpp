@@ -71,6 +71,32 @@ TEST(CanonicalXyz, CleansTheStem) {
   }
 }
 
+// Whatever the file's name: the comment stays one line, and gives the copy no cell.
+TEST(CanonicalXyz, ReadsBackAsWhatItIsACopyOf) {
+  const tests::ScratchFolder project;
+  struct Case {
+    std::string name;
+    std::string shown;
+  };
+  for (const auto& [name, shown] : {
+           Case{"new\nline\r.xyz", "new\\x0aline\\x0d.xyz"},
+           Case{"tab\tnel\u0085ls\u2028.xyz", "tab\\tnel\\x85ls\\u2028.xyz"},
+           Case{"LATTICE=\"1 0 0 0 1 0 0 0 1\".xyz", "LATTICE=\\x221 0 0 0 1 0 0 0 1\".xyz"},
+           Case{"a \"b\" c\\d \u202E\xFF.xyz",
+                "a \"b\" c\\d \u202E\uFFFD"
+                "FF.xyz"},
+       }) {
+    const IngestedStructure record = water("/x/" + name);
+    const std::string copy = project / write_canonical_xyz(project.path(), record);
+    const std::string text = tests::content_of(copy);
+    EXPECT_EQ(text.substr(2, text.find('\n', 2) - 2),
+              "ingested from " + shown + " (no cell information)");
+    const IngestedStructure back = structure_ingest::parse_structure_file(copy);
+    EXPECT_EQ(back.positions_ang, record.positions_ang) << name;
+    EXPECT_FALSE(back.cell_ang) << name;
+  }
+}
+
 TEST(CanonicalXyz, WritesOnlyWhatIsNotThere) {
   const tests::ScratchFolder project;
   const std::string copy = project / WATER_REL;
