@@ -1,9 +1,13 @@
+#include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
@@ -12,6 +16,7 @@
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/workspace_inventory.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/project/folder_owners.hpp"
 
 namespace apps {
 namespace {
@@ -25,13 +30,46 @@ struct Arguments {
   bool json = false;
 };
 
-/// What a scan of `root` would make of one of its files.
-Json scanned_file(const std::string& path, std::string_view kind, const std::string& project) {
-  const std::optional<std::string> owner = structure_ingest::owning_project_root(path);
-  return {{"path", path},
-          {"discovery", kind},
-          {"owner", owner ? Json(*owner) : Json()},
-          {"taken", !structure_ingest::belongs_to_another_project(path, project)}};
+/// What a scan for a project makes of the files that it finds.
+class ScannedFiles {
+ public:
+  ScannedFiles(std::string project, std::string_view kind)
+      : project_(std::move(project)), kind_(kind), owners_below_(project_) {}
+
+  Json describe(const std::string& path) {
+    const std::string resolved = resolver_.resolve(path);
+    const std::optional<std::string> owner = owners_.owner_of(resolved);
+    return {{"path", path},
+            {"discovery", kind_},
+            {"owner", owner ? Json(*owner) : Json()},
+            {"taken", !owners_below_.is_foreign(resolved, project_)}};
+  }
+
+ private:
+  std::string project_;
+  std::string_view kind_;
+  base::PathResolver resolver_;
+  base::FolderOwners owners_{std::nullopt};
+  base::FolderOwners owners_below_;
+};
+
+/// Says which folders were left out, and why.
+void tell_of(const std::vector<std::string>& folders, const std::string& root, const char* why) {
+  constexpr std::size_t MOST = 3;
+  for (std::size_t i = 0; i < std::min(folders.size(), MOST); ++i) {
+    print_error(base::join_path(root, folders[i]) + ": " + why + "; left out");
+  }
+  if (folders.size() > MOST) {
+    print_error(std::to_string(folders.size() - MOST) + " folders more: " + why + "; left out");
+  }
+}
+
+void show(const Json& file) {
+  print_line(printable(file["path"].get<std::string>()));
+  print_row("found", file["discovery"].get<std::string>());
+  const Json& owner = file["owner"];
+  print_row("project", owner.is_null() ? "none" : owner.get<std::string>());
+  if (!file["taken"].get<bool>()) print_row("", "another project's: left alone");
 }
 
 Status run(const Arguments& arguments) {
@@ -39,32 +77,26 @@ Status run(const Arguments& arguments) {
   const std::string root = base::resolve_path(arguments.directory);
   const std::string project =
       arguments.project.empty() ? root : base::resolve_path(arguments.project);
+  if (!base::is_directory(root)) throw WrongInput(arguments.directory + ": not a directory");
   std::error_code error;
-  if (!base::is_directory(root)) {
-    throw WrongInput(arguments.directory + ": not a directory");
-  }
-  // The inventory leaves out folders that cannot be read; that none may be is said.
   std::filesystem::directory_iterator(root, error);
   if (error) throw WrongInput(arguments.directory + ": " + error.message());
-  const std::string_view kind = base::is_within(project, root)
+  const agent_modules::FolderTree tree = agent_modules::list_folder_tree(root);
+  ScannedFiles scanned(project, base::is_within(project, root)
                                     ? structure_ingest::DISCOVERY_PROJECT_FOLDER
-                                    : structure_ingest::DISCOVERY_WORKSPACE_SCAN;
+                                    : structure_ingest::DISCOVERY_WORKSPACE_SCAN);
   Json files = Json::array();
-  for (const std::string& file : agent_modules::inventory_workspace(root).structure_files) {
-    files.push_back(scanned_file(base::join_path(root, file), kind, project));
+  for (const std::string& file : tree.structure_files) {
+    files.push_back(scanned.describe(base::join_path(root, file)));
   }
   if (arguments.json) {
     print_line(structure_ingest::json_text(files));
-    return ALL_WELL;
+  } else {
+    for (const Json& file : files) show(file);
+    if (files.empty()) print_line("No structure files.");
   }
-  for (const Json& file : files) {
-    print_line(printable(file["path"].get<std::string>()));
-    print_row("found", std::string(kind));
-    const Json& owner = file["owner"];
-    print_row("project", owner.is_null() ? "none" : owner.get<std::string>());
-    if (!file["taken"].get<bool>()) print_row("", "another project's: left alone");
-  }
-  if (files.empty()) print_line("No structure files.");
+  tell_of(tree.unreadable_folders, root, "cannot be read");
+  tell_of(tree.untrusted_folders, root, "listed as untrusted");
   return ALL_WELL;
 }
 

@@ -10,6 +10,7 @@
 #include "apps/outcome.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/directory_trust.hpp"
+#include "structure_ingest/base/path.hpp"
 
 namespace apps {
 namespace {
@@ -38,14 +39,14 @@ Status run(const Arguments& arguments) {
   if (arguments.untrusted) change(arguments.directory, "untrusted");
   if (arguments.forget) change(arguments.directory, std::nullopt);
   try {
+    const std::string directory = structure_ingest::internal::resolve_path(arguments.directory);
     if (arguments.list) {
-      const structure_ingest::Json list = agent_modules::trust_list();
-      for (const auto& [directory, state] : list.items()) {
-        print_line(state.get<std::string>() + "  " + printable(directory));
+      for (const auto& [listed, state] : agent_modules::trust_list()) {
+        print_line(state + "  " + printable(listed));
       }
       return ALL_WELL;
     }
-    print_line(agent_modules::trust_state_for(arguments.directory).state);
+    print_line(agent_modules::trust_state_for(directory).state);
     return ALL_WELL;
   } catch (const std::runtime_error& error) {  // among them those of the file system
     throw WrongInput(error.what());
@@ -61,8 +62,9 @@ Command add_trust(CLI::App& program) {
   const std::array<CLI::Option*, 4> actions = {
       command->add_flag("--list", arguments->list, "Print the list of directories"),
       command->add_flag("--trusted", arguments->trusted, "List DIR as trusted"),
-      command->add_flag("--untrusted", arguments->untrusted,
-                        "List DIR as untrusted: it is not scanned"),
+      command->add_flag(
+          "--untrusted", arguments->untrusted,
+          "List DIR as untrusted: no scan looks into it, and from a project in it none is made"),
       command->add_flag("--forget", arguments->forget, "Take DIR off the list")};
   for (CLI::Option* action : actions) {
     for (CLI::Option* other : actions) {

@@ -36,7 +36,8 @@ const std::vector<std::pair<std::string, std::set<std::string>>> LAYERS = {
      {"collaborators/agent_modules/relevance", "collaborators", "structure_ingest/base",
       "structure_ingest/readers", "structure_ingest/record"}},
     {"apps",
-     {"structure_ingest", "structure_ingest/base", "collaborators", "collaborators/agent_modules"}},
+     {"structure_ingest", "structure_ingest/project", "structure_ingest/base", "collaborators",
+      "collaborators/agent_modules"}},
 };
 
 TEST(Layers, IncludesPointDown) {

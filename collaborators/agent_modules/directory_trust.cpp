@@ -1,5 +1,8 @@
 #include "collaborators/agent_modules/directory_trust.hpp"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <stdexcept>
 
@@ -14,16 +17,44 @@ namespace {
 namespace base = structure_ingest::internal;
 using structure_ingest::Json;
 
-void check_list(const Json& list) {
-  const auto refuse = [](const std::string& what) {
-    throw std::runtime_error("the trust list " + trust_list_path() + " is malformed: " + what);
-  };
-  if (!list.is_object()) refuse("it is not a JSON object");
-  for (const auto& [directory, state] : list.items()) {
-    if (state != "trusted" && state != "untrusted") {
-      refuse("\"" + directory + "\" is neither \"trusted\" nor \"untrusted\"");
-    }
+constexpr const char* UNTRUSTED = "untrusted";
+
+[[noreturn]] void refuse_list(const std::string& what) {
+  throw std::runtime_error("the trust list " + trust_list_path() + " is malformed: " + what);
+}
+
+/// The directory that an entry of the list means.
+std::string listed_directory(const std::string& entry) {
+  const std::string path = base::expand_home(entry);
+  if (!base::is_absolute(path)) {
+    refuse_list(base::quoted_form(entry) + " is not an absolute path: it could mean any folder");
   }
+  return base::resolve_path(path);
+}
+
+std::map<std::string, std::string> directories_in(const Json& list) {
+  if (!list.is_object()) refuse_list("it is not a JSON object");
+  std::map<std::string, std::string> directories;
+  for (const auto& [entry, state] : list.items()) {
+    if (state != "trusted" && state != UNTRUSTED) {
+      refuse_list("\"" + entry + "\" is neither \"trusted\" nor \"untrusted\"");
+    }
+    std::string& known = directories[listed_directory(entry)];
+    if (known != UNTRUSTED) known = state.get<std::string>();
+  }
+  return directories;
+}
+
+/// Whoever may write the list could have written what it says.
+void refuse_list_of_others() {
+  const std::string path = trust_list_path();
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return;
+  const bool is_ours = status.st_uid == geteuid() || status.st_uid == 0;
+  if (is_ours && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) return;
+  throw std::runtime_error("the trust list " + path +
+                           " may be written by other users: it must belong to you, with mode 0644 "
+                           "or stricter");
 }
 
 }  // namespace
@@ -36,47 +67,49 @@ std::string trust_list_path() {
   return base::join_path(folder, "structure_ingest/directory_trust.json");
 }
 
-Json trust_list() {
+std::map<std::string, std::string> trust_list() {
   try {
-    Json list = read_json(trust_list_path(), Json::object());
-    check_list(list);
-    return list;
+    refuse_list_of_others();
+    return directories_in(read_json(trust_list_path(), Json::object()));
   } catch (const structure_ingest::JsonError& error) {
-    throw std::runtime_error("the trust list " + trust_list_path() +
-                             " is malformed: " + error.what());
+    refuse_list(error.what());
   }
 }
 
 structure_ingest::TrustRecord trust_state_for(const std::string& directory) {
-  const Json list = trust_list();
-  for (std::string folder = base::resolve_path(directory);; folder = base::parent_folder(folder)) {
-    if (const auto found = list.find(folder); found != list.end())
-      return {found->get<std::string>()};
-    if (folder == "/") return {"unknown"};
+  const std::map<std::string, std::string> list = trust_list();
+  for (std::string folder = directory;; folder = base::parent_folder(folder)) {
+    if (const auto found = list.find(folder); found != list.end()) return {found->second};
+    if (folder == "/" || folder == ".") return {"unknown"};
   }
 }
 
 void set_trust(const std::string& directory, const std::optional<std::string>& state) {
+  const std::string folder = base::resolve_path(directory);
+  if (base::valid_utf8_prefix(folder) < folder.size()) {
+    throw std::runtime_error("the trust list can hold no name that is not UTF-8: " +
+                             base::quoted_form(folder));
+  }
+  if (state && !base::is_directory(folder)) throw std::runtime_error(folder + ": not a directory");
   const std::string path = trust_list_path();
   base::create_folders(base::parent_folder(path));
+  refuse_list_of_others();
   try {
     update_json(path, Json::object(), [&](Json& list) {
-      check_list(list);
-      const std::string folder = base::resolve_path(directory);
-      if (base::valid_utf8_prefix(folder) < folder.size()) {
-        throw std::runtime_error("the trust list can hold no name that is not UTF-8: " +
-                                 base::quoted_form(folder));
+      directories_in(list);
+      Json changed = Json::object();
+      for (const auto& [entry, old_state] : list.items()) {
+        if (listed_directory(entry) != folder) changed[entry] = old_state;
       }
-      if (state) {
-        list[folder] = *state;
-      } else {
-        list.erase(folder);
-      }
-      check_list(list);
+      if (state) changed[folder] = *state;
+      directories_in(changed);
+      list = std::move(changed);
     });
   } catch (const structure_ingest::JsonError& error) {
-    throw std::runtime_error("the trust list " + path + " is malformed: " + error.what());
+    refuse_list(error.what());
   }
+  // A file is created as the user's mask has it, which may let a group write it.
+  chmod(path.c_str(), S_IRUSR | S_IWUSR);
 }
 
 }  // namespace agent_modules

@@ -9,11 +9,13 @@
 #include <array>
 #include <climits>
 #include <cstddef>
+#include <deque>
+#include <exception>
+#include <map>
 #include <memory>
 #include <string_view>
-#include <utility>
-#include <vector>
 
+#include "collaborators/agent_modules/directory_trust.hpp"
 #include "structure_ingest/base/system_call.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 
@@ -77,20 +79,27 @@ Folder open_deep(DIR* root, std::string_view path) {
 struct Listing {
   std::vector<std::string> files;    // structure files, in byte order
   std::vector<std::string> folders;  // to be walked, in byte order
+  bool is_a_tools = false;           // a tool made the folder for itself
 };
+
+/// Environments of Python and of conda, and caches that say what they are.
+bool marks_a_tools_folder(std::string_view name) {
+  return name == "pyvenv.cfg" || name == "conda-meta" || name == "CACHEDIR.TAG";
+}
 
 Listing list_folder(DIR* folder, bool holds_copies) {
   Listing listing;
   // NOLINTNEXTLINE(concurrency-mt-unsafe): readdir is safe on a stream that nobody else uses.
   while (const dirent* const entry = readdir(folder)) {
-    const std::string name = entry->d_name;
+    const std::string_view name = entry->d_name;
+    listing.is_a_tools = listing.is_a_tools || marks_a_tools_folder(name);
     const bool may_be_file = entry->d_type != DT_DIR && structure_ingest::is_structure_file(name);
     const bool may_be_folder = entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN;
     if (!may_be_file && !may_be_folder) continue;
     const unsigned char type = type_of(folder, *entry);
-    if (type == DT_DIR && !is_skipped_folder(name)) listing.folders.push_back(name);
+    if (type == DT_DIR && !is_skipped_folder(name)) listing.folders.emplace_back(name);
     if (type == DT_REG && may_be_file && !(holds_copies && name.starts_with(COPY_PREFIX))) {
-      listing.files.push_back(name);
+      listing.files.emplace_back(name);
     }
   }
   std::sort(listing.files.begin(), listing.files.end());
@@ -98,63 +107,88 @@ Listing list_folder(DIR* folder, bool holds_copies) {
   return listing;
 }
 
-/// The tree's folders, each before the folders inside it, and in byte order beside each other. A
-/// folder is opened from the one before it when it lies directly in that, or else from the root.
-class Walk {
+/// The user's list of directories, as far as it is about a tree.
+class TreeTrust {
  public:
-  explicit Walk(const std::string& root) : root_(open_folder(AT_FDCWD, root, 0)) {}
-
-  /// Goes to the next folder; false after the last. The first is the root.
-  bool next() {
-    if (!root_) return false;
-    if (!started_) {
-      started_ = true;
-      return true;
+  explicit TreeTrust(const std::string& root) {
+    try {
+      list_ = trust_list();
+      is_root_untrusted_ = trust_state_for(root).state == "untrusted";
+    } catch (const std::exception&) {
+      list_.clear();  // trust that cannot be told is no distrust
     }
-    while (!pending_.empty()) {
-      const std::string before = std::exchange(path_, std::move(pending_.back()));
-      pending_.pop_back();
-      const std::string_view beyond =
-          std::string_view(path_).substr(path_.starts_with(before) ? before.size() : 0);
-      const bool is_child =
-          folder_ && beyond.size() < path_.size() && beyond.find('/') + 1 == beyond.size();
-      folder_ = is_child ? open_folder(dirfd(folder_.get()), std::string(beyond))
-                         : open_deep(root_.get(), path_);
-      if (folder_) return true;
+  }
+  bool is_root_untrusted() const { return is_root_untrusted_; }
+  /// Whether a folder is untrusted, given that of the one that holds it.
+  bool is_untrusted(const std::string& folder, bool is_parent_untrusted) const {
+    if (list_.empty()) return false;
+    const auto listed = list_.find(folder);
+    return listed == list_.end() ? is_parent_untrusted : listed->second == "untrusted";
+  }
+  /// Whether some folder inside of `folder` is listed as trusted.
+  bool trusts_within(const std::string& folder) const {
+    const std::string prefix = folder + "/";
+    for (auto at = list_.lower_bound(prefix); at != list_.end(); ++at) {
+      if (!at->first.starts_with(prefix)) return false;
+      if (at->second == "trusted") return true;
     }
     return false;
   }
-  DIR* folder() const { return folder_ ? folder_.get() : root_.get(); }
-  /// The current folder's path from the root, empty or with a final slash.
-  const std::string& path() const { return path_; }
-  void add_children(const std::vector<std::string>& names) {
-    // The last that is put on the stack comes first.
-    std::for_each(names.rbegin(), names.rend(),
-                  [this](const std::string& name) { pending_.push_back(path_ + name + "/"); });
-  }
 
  private:
-  Folder root_;
-  Folder folder_;
-  bool started_ = false;
-  std::string path_;
-  std::vector<std::string> pending_;
+  std::map<std::string, std::string> list_;
+  bool is_root_untrusted_ = false;
 };
+
+struct PendingFolder {
+  std::string path;  // from the root, empty or with a final slash
+  bool is_untrusted;
+};
+
+bool is_copies_folder(const std::string& root, const std::string& path) {
+  return ("/" + root + "/" + path).ends_with("/" + std::string(COPIES_FOLDER) + "/");
+}
 
 }  // namespace
 
-structure_ingest::WorkspaceInventory inventory_workspace(const std::string& root) {
-  structure_ingest::WorkspaceInventory inventory;
-  for (Walk walk(root); walk.next();) {
-    const bool holds_copies =
-        ("/" + root + "/" + walk.path()).ends_with("/" + std::string(COPIES_FOLDER) + "/");
-    Listing listing = list_folder(walk.folder(), holds_copies);
-    for (const std::string& name : listing.files) {
-      inventory.structure_files.push_back(walk.path() + name);
-    }
-    walk.add_children(listing.folders);
+FolderTree list_folder_tree(const std::string& root) {
+  FolderTree tree;
+  const Folder root_folder = open_folder(AT_FDCWD, root, 0);
+  if (!root_folder) {
+    tree.unreadable_folders.emplace_back();
+    return tree;
   }
-  return inventory;
+  const TreeTrust trust(root);
+  const std::string prefix = root == "/" ? root : root + "/";
+  std::deque<PendingFolder> pending = {{"", trust.is_root_untrusted()}};
+  for (; !pending.empty(); pending.pop_front()) {
+    const auto& [path, is_untrusted] = pending.front();
+    const std::string absolute = path.empty() ? root : prefix + path.substr(0, path.size() - 1);
+    if (is_untrusted) {
+      tree.untrusted_folders.push_back(path);
+      if (!trust.trusts_within(absolute)) continue;
+    }
+    const Folder opened = path.empty() ? nullptr : open_deep(root_folder.get(), path);
+    DIR* const folder = path.empty() ? root_folder.get() : opened.get();
+    if (folder == nullptr) {
+      tree.unreadable_folders.push_back(path);
+      continue;
+    }
+    const Listing listing = list_folder(folder, is_copies_folder(root, path));
+    if (listing.is_a_tools && !path.empty()) continue;
+    if (!is_untrusted) {
+      for (const std::string& name : listing.files) tree.structure_files.push_back(path + name);
+    }
+    for (const std::string& name : listing.folders) {
+      const bool untrusted_too = trust.is_untrusted(prefix + path + name, is_untrusted);
+      pending.push_back({path + name + "/", untrusted_too});
+    }
+  }
+  return tree;
+}
+
+structure_ingest::WorkspaceInventory inventory_workspace(const std::string& root) {
+  return {.structure_files = list_folder_tree(root).structure_files};
 }
 
 }  // namespace agent_modules

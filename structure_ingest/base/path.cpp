@@ -141,10 +141,20 @@ std::string path_text(std::string_view text) {
   return out.empty() ? "." : out;
 }
 
+std::string_view last_component(std::string_view path) {
+  for (;;) {
+    const std::size_t end = path.find_last_not_of('/');
+    if (end == std::string_view::npos) return {};
+    path = path.substr(0, end + 1);
+    const std::string_view component =
+        path.substr(path.rfind('/') + 1);  // npos + 1 is 0: all of it
+    if (component != ".") return component;
+    path.remove_suffix(1);
+  }
+}
+
 std::string file_name(std::string_view path) {
-  std::string text = path_text(path);
-  if (text == ".") return {};
-  return text.substr(text.rfind('/') + 1);  // npos + 1 is 0: no separator, all of it
+  return std::string(last_component(path));
 }
 
 std::string parent_folder(std::string_view path) {

@@ -13,7 +13,10 @@ namespace structure_ingest::internal {
 /// separator dropped, ".." kept. The empty text is the current directory, ".".
 std::string path_text(std::string_view text);
 
-/// The last component of a path; empty for "/" and ".".
+/// The last component of a path, a part of its text; empty for "/" and ".".
+std::string_view last_component(std::string_view path);
+
+/// The same as a text of its own.
 std::string file_name(std::string_view path);
 
 /// The folder of a path in normal form: all but the last component ("." where none is left).

@@ -7,7 +7,6 @@
 
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
 #include "structure_ingest/readers/ase_session.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
 #include "structure_ingest/readers/xyz.hpp"
@@ -15,22 +14,23 @@
 namespace structure_ingest {
 namespace {
 
-/// The file name in lower case. No character outside ASCII has a lower case in ASCII that the
-/// names below contain, so the ASCII letters are enough.
-std::string lower_name(std::string_view path) {
-  return internal::ascii_lower_cased(internal::file_name(path));
+/// Whether `text` is `lower`, whatever the case of its letters. No character outside ASCII has a
+/// lower case in ASCII that the names below contain, so the ASCII letters are enough.
+bool is_same(std::string_view text, std::string_view lower) {
+  return std::equal(text.begin(), text.end(), lower.begin(), lower.end(), [](char a, char b) {
+    return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b;
+  });
 }
 
-bool has_structure_basename(const std::string& name) {
-  return std::any_of(STRUCTURE_BASENAMES.begin(), STRUCTURE_BASENAMES.end(),
-                     [&](std::string_view beginning) { return name.starts_with(beginning); });
+bool has_suffix(std::string_view name, std::string_view lower) {
+  return name.size() >= lower.size() && is_same(name.substr(name.size() - lower.size()), lower);
 }
 
 /// The format of an existing file; nothing when its name is that of no structure file.
 std::optional<std::string> format_of(const std::string& path) {
-  const std::string name = lower_name(path);
-  if (name.ends_with(".xyz") || name.ends_with(".extxyz")) return "xyz";
-  if (name.ends_with(".cif")) return "cif";
+  const std::string_view name = internal::last_component(path);
+  if (has_suffix(name, ".xyz") || has_suffix(name, ".extxyz")) return "xyz";
+  if (has_suffix(name, ".cif")) return "cif";
   if (is_structure_file(path)) return "vasp";
   return std::nullopt;
 }
@@ -57,11 +57,15 @@ IngestedStructure read(const std::string& path, internal::Readers& readers, bool
 
 }  // namespace
 
-bool is_structure_file(const std::string& path) {
-  const std::string name = lower_name(path);
-  return has_structure_basename(name) ||
-         std::any_of(STRUCTURE_SUFFIXES.begin(), STRUCTURE_SUFFIXES.end(),
-                     [&](std::string_view suffix) { return name.ends_with(suffix); });
+bool is_structure_file(std::string_view path) {
+  // Most names that a scan asks about are those of other files: nothing is copied to tell.
+  const std::string_view name = internal::last_component(path);
+  return std::any_of(STRUCTURE_SUFFIXES.begin(), STRUCTURE_SUFFIXES.end(),
+                     [&](std::string_view suffix) { return has_suffix(name, suffix); }) ||
+         std::any_of(STRUCTURE_BASENAMES.begin(), STRUCTURE_BASENAMES.end(),
+                     [&](std::string_view beginning) {
+                       return is_same(name.substr(0, beginning.size()), beginning);
+                     });
 }
 
 IngestedStructure parse_structure_file(const std::string& path) {

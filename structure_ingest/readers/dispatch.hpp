@@ -20,7 +20,7 @@ inline constexpr std::array<std::string_view, 2> STRUCTURE_BASENAMES = {"poscar"
 
 /// Whether the last component of `path` is the name of a structure file: one that ends with a
 /// structure suffix or begins with "poscar" or "contcar". Nothing need exist at `path`.
-STRUCTURE_INGEST_API bool is_structure_file(const std::string& path);
+STRUCTURE_INGEST_API bool is_structure_file(std::string_view path);
 
 /// Reads one structure file (`path` is used as it is: no "~", no resolution). Always returns a
 /// record; what is wrong with the file is a warning in it, also that it needs more memory than

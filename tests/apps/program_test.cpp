@@ -115,7 +115,9 @@ TEST_F(Program, ParsesFilesAsJsonLines) {
   }
   ASSERT_EQ(lines.size(), 4U);
   EXPECT_EQ(lines[0]["positions_ang"], Json::parse("[[0.0, 0.0, null]]"));
-  EXPECT_EQ(lines[1]["source_path"], "odd\n\x1B\uFFFD.xyz");
+  EXPECT_EQ(lines[1]["source_path"],
+            "odd\n\x1B\uFFFD"
+            "FF.xyz");
   EXPECT_EQ(lines[2]["source_path"], "[x]");
   EXPECT_EQ(lines[3]["source_path"], "--json");
 }
@@ -136,9 +138,15 @@ TEST_F(Program, TakesPathsFromAList) {
     }
     return names;
   };
-  EXPECT_EQ(sources("--files-from lines he.xyz"), "he.xyz|cell.xyz| a\r\uFFFD.xyz|[x]!|");
-  EXPECT_EQ(sources("--files-from - <lines"), "cell.xyz| a\r\uFFFD.xyz|[x]!|");
-  EXPECT_EQ(sources("--files-from nuls --null"), "line\nfeed.xyz| a\r\uFFFD.xyz|");
+  EXPECT_EQ(sources("--files-from lines he.xyz"),
+            "he.xyz|cell.xyz| a\r\uFFFD"
+            "FF.xyz|[x]!|");
+  EXPECT_EQ(sources("--files-from - <lines"),
+            "cell.xyz| a\r\uFFFD"
+            "FF.xyz|[x]!|");
+  EXPECT_EQ(sources("--files-from nuls --null"),
+            "line\nfeed.xyz| a\r\uFFFD"
+            "FF.xyz|");
   EXPECT_EQ(sources("--files-from /dev/null"), "");
   EXPECT_EQ(run("parse --files-from lines | tail -n 3").out,
             "[x]: not parsed\n  error    File does not exist.\n  listed   lines:4\n");
@@ -245,11 +253,14 @@ TEST_F(Program, TakesFilesOfAnyNameAndKeepsThemOffTheTerminal) {
   const Json manifest = structure_ingest::parse_json(
       tests::content_of(w / "proj/.diagnostics/ingested_structures.json"));
   ASSERT_EQ(manifest["structures"].size(), names.size() + 1);
-  // A file name that leaves no room for what a copy's name adds: the file itself is taken.
+  // A name that leaves no room for what a copy's name adds is cut short there.
   const Outcome longest = run("ingest --project proj --json " +
                               w.write(std::string(251, 'n') + ".xyz", "1\n\nHe 0 0 0\n"));
-  EXPECT_EQ(longest.status, 3);
-  EXPECT_NE(longest.out.find("Could not write canonical XYZ copy: "), std::string::npos);
+  EXPECT_EQ(longest.status, 0);
+  const std::string copy = structure_ingest::parse_json(longest.out)[0]["path"].get<std::string>();
+  EXPECT_EQ(copy.substr(0, copy.rfind('_')),
+            "project_root/structures/ingested_" + std::string(233, 'n'));
+  EXPECT_TRUE(std::filesystem::is_regular_file(w / "proj/" + copy));
   for (std::size_t i = 0; i < names.size(); ++i) {
     const Json& entry = manifest["structures"][i];
     EXPECT_EQ(entry["ok"], true) << names[i];
@@ -293,6 +304,7 @@ TEST_F(Program, TellsOwners) {
 }
 
 TEST_F(Program, ShowsAndChangesTrust) {
+  w.make_folder("proj/sub");
   struct Case {
     const char* arguments;
     std::string out;
@@ -305,6 +317,7 @@ TEST_F(Program, ShowsAndChangesTrust) {
            Case{"trust --list",
                 "untrusted  " + (w / "proj") + "\ntrusted  " + (w / "proj/sub") + "\n"},
            Case{"trust --forget proj", "unknown\n"},
+           Case{"trust --trusted nowhere", ""},
        }) {
     EXPECT_EQ(run(arguments).out, out) << arguments;
   }

@@ -3,12 +3,14 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <map>
 #include <stdexcept>
 #include <thread>
 
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "collaborators/agent_modules/diagnostics.hpp"
 #include "collaborators/agent_modules/directory_trust.hpp"
+#include "structure_ingest/base/path.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace agent_modules {
@@ -80,6 +82,8 @@ TEST(Diagnostics, AppendsALine) {
   EXPECT_FALSE(std::filesystem::exists(project / "missing"));
 }
 
+using Directories = std::map<std::string, std::string>;
+
 struct Trust : testing::Test {
   void SetUp() override { setenv("XDG_CONFIG_HOME", (w / "config").c_str(), 1); }
   void TearDown() override { unsetenv("XDG_CONFIG_HOME"); }
@@ -88,6 +92,7 @@ struct Trust : testing::Test {
 
 TEST_F(Trust, TheNearestListedAncestorDecides) {
   EXPECT_EQ(trust_state_for(w / "a").state, "unknown");
+  w.make_folder("a/b");
   set_trust(w / "a", "untrusted");
   set_trust(w / "a/b/../b", "trusted");
   w.link("link", "a/b");
@@ -98,15 +103,52 @@ TEST_F(Trust, TheNearestListedAncestorDecides) {
   for (const auto& [directory, state] :
        {Case{"a", "untrusted"}, Case{"a/x/y", "untrusted"}, Case{"a/b", "trusted"},
         Case{"a/b/c", "trusted"}, Case{"ab", "unknown"}, Case{"link/c", "trusted"}}) {
-    EXPECT_EQ(trust_state_for(w / directory).state, state) << directory;
+    EXPECT_EQ(trust_state_for(structure_ingest::internal::resolve_path(w / directory)).state, state)
+        << directory;
   }
   set_trust(w / "a/b", std::nullopt);
   EXPECT_EQ(trust_state_for(w / "a/b").state, "untrusted");
-  EXPECT_EQ(trust_list(), (Json{{w / "a", "untrusted"}}));
+  EXPECT_EQ(trust_list(), (Directories{{w / "a", "untrusted"}}));
+}
+
+// An entry that can never match would be a door that looks shut.
+TEST_F(Trust, EntriesMeanTheFoldersThatTheyName) {
+  w.make_folder("a/b");
+  w.link("link", "a");
+  setenv("HOME", w.path().c_str(), 1);
+  const std::string list =
+      w.write("config/structure_ingest/directory_trust.json",
+              R"({"~/home/": "untrusted", ")" + w.path() + R"(/link/b/../b/": "trusted", ")" +
+                  w.path() + R"(/a/b": "untrusted", ")" + w.path() + R"(/link/b": "trusted"})");
+  EXPECT_EQ(trust_list(), (Directories{{w / "a/b", "untrusted"}, {w / "home", "untrusted"}}));
+  set_trust(w / "link/b", "trusted");  // in the place of all that mean it
+  EXPECT_EQ(read_json(list, nullptr), (Json{{"~/home/", "untrusted"}, {w / "a/b", "trusted"}}));
+  EXPECT_EQ(std::filesystem::status(list).permissions(), std::filesystem::perms(0600));
+
+  const auto refusal = [](const auto& call) -> std::string {
+    try {
+      call();
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(refusal([&] { set_trust(w / "nowhere", "trusted"); }),
+            (w / "nowhere") + ": not a directory");
+  EXPECT_EQ(refusal([&] { set_trust(w / "nowhere", std::nullopt); }), "");
+  w.write("config/structure_ingest/directory_trust.json", R"({"data": "untrusted"})");
+  EXPECT_EQ(refusal([] { trust_list(); }),
+            "the trust list " + list +
+                " is malformed: 'data' is not an absolute path: it could mean any folder");
+  std::filesystem::permissions(list, std::filesystem::perms(0620));
+  EXPECT_EQ(
+      refusal([] { trust_list(); }),
+      "the trust list " + list +
+          " may be written by other users: it must belong to you, with mode 0644 or stricter");
 }
 
 TEST_F(Trust, AMalformedListIsAnError) {
-  EXPECT_THROW(set_trust(w / "a", "sometimes"), std::runtime_error);
+  EXPECT_THROW(set_trust(w.path(), "sometimes"), std::runtime_error);
   for (const char* content : {"", "[]", R"({"/a": "yes"})", R"({"/a": 1})"}) {
     const std::string list = w.write("config/structure_ingest/directory_trust.json", content);
     try {
@@ -115,7 +157,7 @@ TEST_F(Trust, AMalformedListIsAnError) {
     } catch (const std::runtime_error& error) {
       EXPECT_EQ(std::string(error.what()).find("the trust list " + list + " is malformed: "), 0U);
     }
-    EXPECT_THROW(set_trust("/a", "trusted"), std::runtime_error);
+    EXPECT_THROW(set_trust(w.path(), "trusted"), std::runtime_error);
     EXPECT_EQ(tests::content_of(list), content);
   }
 }

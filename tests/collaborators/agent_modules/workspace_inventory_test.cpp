@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 
+#include "collaborators/agent_modules/directory_trust.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace agent_modules {
@@ -30,20 +32,39 @@ TEST(WorkspaceInventory, ListsTheTreeInAFixedOrder) {
   w.link("sub/loop", "..");
   w.link("dangling.xyz", "nowhere");
   ASSERT_EQ(mkfifo((w / "fifo.xyz").c_str(), 0600), 0);
-  const Paths expected = {".hidden.xyz",
-                          "B.cif",
-                          "a b\n.xyz",
-                          "b.xyz",
-                          "to_file.xyz",
-                          "project_root/structures/own.xyz",
-                          "structures/ingested_mine.xyz",
-                          "sub/POSCAR",
-                          "sub/deep/c.vasp",
-                          "sub.d/x.xyz",
-                          "\xFF/x.xyz"};
+  const Paths expected = {".hidden.xyz",    "B.cif",
+                          "a b\n.xyz",      "b.xyz",
+                          "to_file.xyz",    "structures/ingested_mine.xyz",
+                          "sub/POSCAR",     "sub.d/x.xyz",
+                          "\xFF/x.xyz",     "project_root/structures/own.xyz",
+                          "sub/deep/c.vasp"};
   EXPECT_EQ(inventory_workspace(w.path()).structure_files, expected);
   EXPECT_EQ(inventory_workspace(w / "project_root/structures").structure_files, Paths{"own.xyz"});
   EXPECT_EQ(inventory_workspace(w / "missing").structure_files, Paths{});
+}
+
+TEST(WorkspaceInventory, LeavesOutWhatToolsMadeAndWhatIsNotTrusted) {
+  const tests::ScratchFolder w;
+  setenv("XDG_CONFIG_HOME", (w / "config").c_str(), 1);
+  for (const char* file :
+       {"ws/venv/pyvenv.cfg", "ws/venv/lib/a.xyz", "ws/conda/conda-meta/history", "ws/conda/b.xyz",
+        "ws/cache/CACHEDIR.TAG", "ws/cache/c.xyz", "ws/bad/d.xyz", "ws/bad/in/e.xyz",
+        "ws/bad/good/f.xyz", "ws/mine/g.xyz"}) {
+    w.write(file, "");
+  }
+  EXPECT_EQ(inventory_workspace(w / "ws").structure_files,
+            (Paths{"bad/d.xyz", "mine/g.xyz", "bad/good/f.xyz", "bad/in/e.xyz"}));
+  EXPECT_EQ(inventory_workspace(w / "ws/cache").structure_files, Paths{"c.xyz"});  // asked for
+  set_trust(w / "ws/bad", "untrusted");
+  set_trust(w / "ws/bad/good", "trusted");
+  const FolderTree tree = list_folder_tree(w / "ws");
+  EXPECT_EQ(tree.structure_files, (Paths{"mine/g.xyz", "bad/good/f.xyz"}));
+  EXPECT_EQ(tree.untrusted_folders, (Paths{"bad/", "bad/in/"}));
+  EXPECT_EQ(inventory_workspace(w / "ws/bad/in").structure_files, Paths{});
+  w.write("config/structure_ingest/directory_trust.json", "[");
+  EXPECT_EQ(inventory_workspace(w / "ws").structure_files.size(), 4U);
+  EXPECT_EQ(list_folder_tree(w / "missing").unreadable_folders, Paths{""});
+  unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST(WorkspaceInventory, DepthIsNoDanger) {
