@@ -6,7 +6,6 @@
 
 #include "structure_ingest/base/api.hpp"
 
-/// The agent's package: the known elements, and our implementations of its modules.
 namespace structure_ingest {
 
 /// Every element symbol that structure files may name, in canonical form (Fe, not FE). Declared

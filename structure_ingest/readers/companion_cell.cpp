@@ -45,10 +45,10 @@ struct Cursor {
   std::size_t position = 0;
 
   bool at_end() const { return position == text.size(); }
-  Character next() const { return character_at(text, position); }
+  Character peek() const { return character_at(text, position); }
 
   void skip_space() {
-    while (!at_end() && is_space(next().value)) position += next().length;
+    while (!at_end() && is_space(peek().value)) position += peek().length;
   }
   bool skip(char character) {
     if (at_end() || text[position] != character) return false;
@@ -68,11 +68,11 @@ struct Cursor {
   }
   bool skip_any_key() {
     const auto is_letter = [](char32_t c) { return folded(c) >= U'a' && folded(c) <= U'z'; };
-    if (at_end() || !is_letter(next().value)) return false;
+    if (at_end() || !is_letter(peek().value)) return false;
     const auto is_inner = [&](char32_t c) {
       return is_letter(c) || (c >= U'0' && c <= U'9') || c == U'_' || c == U'.';
     };
-    while (!at_end() && is_inner(next().value)) position += next().length;
+    while (!at_end() && is_inner(peek().value)) position += peek().length;
     return true;
   }
   bool skip_assignment() {
@@ -116,7 +116,7 @@ std::optional<std::string_view> word_value(std::string_view text, std::string_vi
     if (!value->skip('\'')) value->skip('"');
     const std::size_t start = value->position;
     while (!value->at_end()) {
-      const Character character = value->next();
+      const Character character = value->peek();
       const bool ends = character.value == U'\'' || character.value == U'"' ||
                         character.value == U'%' || character.value == U'#' ||
                         is_space(character.value);
