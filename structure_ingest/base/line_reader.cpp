@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include "structure_ingest/base/eight_bytes.hpp"
+#include "structure_ingest/base/fast/eight_bytes.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest::internal {

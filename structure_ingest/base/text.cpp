@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstdio>
-#include <cstring>
+
+#include "structure_ingest/base/fast/eight_bytes.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -122,13 +122,9 @@ std::size_t valid_utf8_prefix(std::string_view text) {
   std::size_t position = 0;
   while (position < text.size()) {
     // Nearly all text is ASCII: eight bytes at once while it is.
-    std::uint64_t eight = 0;
-    if (position + sizeof eight <= text.size()) {
-      std::memcpy(&eight, text.data() + position, sizeof eight);
-      if ((eight & 0x8080808080808080) == 0) {
-        position += sizeof eight;
-        continue;
-      }
+    if (position + 8 <= text.size() && (load_eight(text.data() + position) & EACH_HIGH_BIT) == 0) {
+      position += 8;
+      continue;
     }
     if (is_ascii(text[position])) {
       ++position;

@@ -6,8 +6,8 @@
 #include <system_error>
 
 #include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/fast/write_decimals.hpp"
 #include "structure_ingest/base/file.hpp"
-#include "structure_ingest/base/number.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
 
