@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "structure_ingest/base/text.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 
 namespace apps {
@@ -53,7 +54,9 @@ void print_line(const std::string& text) {
 }
 
 void print_error(const std::string& text) {
-  std::cerr << "structure-ingest: " << printable(text) << '\n';
+  constexpr std::size_t most_bytes = 10000;  // two paths, and what there is to say of them
+  std::cerr << "structure-ingest: "
+            << printable(structure_ingest::internal::shortened(text, most_bytes)) << '\n';
 }
 
 bool can_print() {

@@ -303,6 +303,14 @@ std::string with_line_feeds(std::string text) {
   return text;
 }
 
+std::string shortened(std::string_view text, std::size_t most) {
+  if (text.size() <= most) return std::string(text);
+  std::size_t end = most;
+  // A UTF-8 character has up to three bytes more than its first: do not cut one in two.
+  for (int i = 0; i < 3 && end > 0 && (text[end] & 0xC0) == 0x80; ++i) --end;
+  return std::string(text.substr(0, end)) + "... (" + std::to_string(text.size()) + " bytes)";
+}
+
 std::string quoted_form(std::string_view text) {
   const bool has_single = text.find('\'') != std::string_view::npos;
   const bool has_double = text.find('"') != std::string_view::npos;

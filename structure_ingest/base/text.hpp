@@ -60,6 +60,10 @@ bool contains_ignoring_ascii_case(std::string_view text, std::string_view lower_
 /// `text` with each CR LF and each lone CR turned into LF.
 std::string with_line_feeds(std::string text);
 
+/// `text` for a message: of more than `most` bytes only the first, followed by how many there are,
+/// so that what a file holds cannot fill a terminal or a log.
+std::string shortened(std::string_view text, std::size_t most);
+
 /// `text` in quotes, with backslash escapes for what cannot be printed: single quotes, or
 /// double quotes when the text holds a single quote and no double quote.
 std::string quoted_form(std::string_view text);

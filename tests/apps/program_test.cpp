@@ -351,6 +351,8 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
   w.write("list.json", "[]");
   w.write("null.json", "null");
   w.write("moved/.strataquill_state.json", R"({"project_path": "/else"})");
+  w.write("long/.strataquill_state.json",
+          "{\"project_path\": \"" + std::string(5000000, 'x') + "\"}");
   w.write("broken.json", "{\"a\": }");
   w.write("odd.json", "{\"project_path\": \"" + (w / "proj") + "\", \"attachments\": 5}");
   w.write("kinds.json", "{\"a\": 1}");
@@ -399,6 +401,7 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
            Case{"hydrate --state null.json", 2, "null.json: the state is not a JSON object"},
            Case{"hydrate --project moved he.xyz", 2,
                 "its state says that its \"project_path\" is \"/else\""},
+           Case{"hydrate --project long he.xyz", 2, "xxx... (5000"},
            Case{"hydrate --project odd$(printf '\\377') he.xyz", 2, "no path that is not UTF-8"},
            Case{"--help >/dev/full 2>run.err #", 3, "cannot write to standard output"},
            Case{"hydrate --state missing.json", 2, "missing.json: no such file"},
@@ -418,6 +421,7 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
     EXPECT_EQ(outcome.err.find("structure-ingest: "), 0U) << outcome.err;
     EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    EXPECT_LT(outcome.err.size(), 11000U);
   }
   EXPECT_EQ(run("hydrate --version").out, run("--version").out);
 }
