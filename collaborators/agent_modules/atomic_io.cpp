@@ -3,9 +3,11 @@
 #include <filesystem>
 #include <system_error>
 
-#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/folder_lock.hpp"
+#include "structure_ingest/base/input_file.hpp"
 #include "structure_ingest/base/json_memory.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/replace_file.hpp"
 
 namespace agent_modules {
 
@@ -27,11 +29,11 @@ Json read_json(const std::string& path, const Json& missing) {
 }
 
 void update_json(const std::string& path, const Json& missing,
-                 const std::function<void(Json&)>& change) {
+                 const std::function<void(Json&)>& change, std::chrono::milliseconds most_wait) {
   // The folder may be reached through links: it is the caller's own choice.
   const std::string given = base::path_text(path);
   const std::string folder = base::resolve_path(base::parent_folder(given));
-  const base::FolderLock lock(folder);
+  const base::FolderLock lock(folder, most_wait);
   Json value = read_json(path, missing);
   const base::TakenApart value_at_end(value);
   // Texts are compared, not values: a copy of a large value takes several times the room.

@@ -4,8 +4,8 @@
 #include <stdexcept>
 
 #include "collaborators/agent_modules/atomic_io.hpp"
-#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/replace_file.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace agent_modules {
@@ -21,7 +21,8 @@ void check_list(const Json& list) {
   if (!list.is_object()) refuse("it is not a JSON object");
   for (const auto& [directory, state] : list.items()) {
     if (state != "trusted" && state != "untrusted") {
-      refuse("\"" + directory + "\" is neither \"trusted\" nor \"untrusted\"");
+      refuse("\"" + base::shortened(directory, 200) +
+             "\" is neither \"trusted\" nor \"untrusted\"");
     }
   }
 }

@@ -141,10 +141,6 @@ bool is_ours(pid_t id) {
 
 }  // namespace
 
-Descriptor::~Descriptor() {
-  if (number_ >= 0) close(number_);
-}
-
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
   std::array<int, 2> channel{};
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel.data()) != 0) fail(errno);

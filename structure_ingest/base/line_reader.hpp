@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/input_file.hpp"
 
 namespace structure_ingest::internal {
 
