@@ -15,7 +15,7 @@ bool is_digit(char c) {
 }
 
 /// The plain ASCII form of number text: digits of other scripts become ASCII digits, underscores
-/// between two digits go. Nothing when the token holds what no number does.
+/// between two digits are removed. Nothing when the token holds a character that no number does.
 std::optional<std::string> plain_form(std::string_view token) {
   std::string out;
   out.reserve(token.size());
@@ -37,7 +37,7 @@ std::optional<std::string> plain_form(std::string_view token) {
   return out;
 }
 
-/// Takes a sign off the front of `text`; true for a minus.
+/// Removes a sign from the front of `text`; true for a minus.
 bool cut_sign(std::string_view& text) {
   if (text.empty() || (text.front() != '+' && text.front() != '-')) return false;
   const bool negative = text.front() == '-';
@@ -48,8 +48,8 @@ bool cut_sign(std::string_view& text) {
 /// What a number outside the range of a double becomes: zero when it is smaller than 1, infinity
 /// when it is larger. `text` is a valid unsigned decimal number.
 double out_of_range_value(std::string_view text) {
-  // The power of ten of the first significant digit decides; exponents too long for a machine
-  // integer decide by their sign alone.
+  // The power of ten of the first significant digit decides. An exponent that is too long for a
+  // machine integer outweighs all digits.
   const std::size_t e = text.find_first_of("eE");
   const std::string_view mantissa = text.substr(0, e);
   const std::size_t point = std::min(mantissa.find('.'), mantissa.size());

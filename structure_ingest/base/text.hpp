@@ -1,5 +1,5 @@
 // Text as UTF-8 bytes: decoding, white space, tokens, case and the quoted form.
-// Bytes that are no valid UTF-8 never fail: each function says what becomes of them.
+// No function fails on bytes that are not valid UTF-8; each says what it makes of them.
 #pragma once
 
 #include <cstddef>
@@ -60,8 +60,8 @@ bool contains_ignoring_ascii_case(std::string_view text, std::string_view lower_
 /// `text` with each CR LF and each lone CR turned into LF.
 std::string with_line_feeds(std::string text);
 
-/// `text` for a message: of more than `most` bytes only the first, followed by how many there are,
-/// so that what a file holds cannot fill a terminal or a log.
+/// `text` for use in a message: of more than `most` bytes only the first, then how many there are.
+/// What a file holds must not fill a terminal or a log.
 std::string shortened(std::string_view text, std::size_t most);
 
 /// `text` in quotes, with backslash escapes for what cannot be printed: single quotes, or

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "structure_ingest/base/fast/eight_bytes.hpp"
+#include "structure_ingest/base/fast/plain_text.hpp"
 #include "structure_ingest/base/fast/read_decimals.hpp"
 #include "structure_ingest/base/line_reader.hpp"
 #include "structure_ingest/base/number.hpp"
