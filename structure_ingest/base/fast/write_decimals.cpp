@@ -72,10 +72,13 @@ char* write_units(char* out, bool negative, std::uint64_t units) {
   return out + 10;
 }
 
-/// The end of a text without the zeros at its end, of which one stays behind the point.
+/// The end of ten decimals without the zeros at their end, of which one stays behind the point.
 char* without_zeros(char* end) {
-  while (end[-1] == '0' && end[-2] != '.') --end;
-  return end;
+  if (end[-1] != '0') return end;
+  if (end[-2] != '0') return end - 1;
+  const std::uint64_t first_eight = load_eight(end - 10) ^ EACH_BYTE * '0';
+  const auto zeros = static_cast<std::size_t>(std::countl_zero(first_eight)) / 8;
+  return end - 2 - std::min<std::size_t>(zeros, 7);
 }
 
 char* write_ten_decimals(char* out, double value) {
