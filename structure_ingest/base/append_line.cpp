@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <system_error>
 
 #include "structure_ingest/base/folder_lock.hpp"
@@ -51,7 +52,7 @@ void rotate_log(const std::string& path, std::uint64_t size) {
     const std::string name = file_name(normal);
     const Descriptor folder = open_folder_of(path, AT_FDCWD, parent_folder(normal));
     if (!is_larger(folder, name, size)) return;
-    const FolderLock lock(parent_folder(normal));
+    const FolderLock lock(parent_folder(normal), std::chrono::milliseconds(0));
     // Another writer may have moved it meanwhile: do not replace the full log by its successor.
     if (!is_larger(folder, name, size)) return;
     renameat(folder.number(), name.c_str(), folder.number(), (name + ".1").c_str());

@@ -132,7 +132,8 @@ TEST(ReplaceFile, RemovesWhatKilledRunsLeft) {
         "a.tmp"}) {
     kept.push_back(make(name, 25));
   }
-  kept.push_back(folder.make_folder(".structure_ingest-0000000000000000.tmp"));
+  kept.push_back(folder / ".structure_ingest-0000000000000000.tmp");
+  ASSERT_EQ(mkfifo(kept.back().c_str(), 0600), 0);
   fs::last_write_time(kept.back(), fs::file_time_type::clock::now() - std::chrono::hours(25));
   if (geteuid() == 0) {
     kept.push_back(make(".structure_ingest-1111111111111111.tmp", 25));
