@@ -1,6 +1,8 @@
 // A file descriptor that is closed with its owner.
 #pragma once
 
+#include <unistd.h>
+
 #include <utility>
 
 namespace structure_ingest::internal {
@@ -10,7 +12,9 @@ class Descriptor {
  public:
   Descriptor() = default;
   explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor();
+  ~Descriptor() {
+    if (is_open()) close(number_);
+  }
   Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
   Descriptor& operator=(Descriptor&& other) noexcept {
     std::swap(number_, other.number_);
