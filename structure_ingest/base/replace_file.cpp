@@ -109,7 +109,7 @@ struct CloseFolder {
 /// only some are looked at, and failures are ignored.
 void remove_old_temporary_files(Descriptor folder) {
   constexpr int most_entries = 1000;
-  constexpr std::time_t day = 24 * 60 * 60;
+  constexpr std::time_t day = std::time_t{24} * 60 * 60;
   const std::unique_ptr<DIR, CloseFolder> entries(fdopendir(folder.number()));
   if (!entries) return;
   const int number = folder.release();  // closed with `entries`

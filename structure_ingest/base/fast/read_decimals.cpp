@@ -54,9 +54,10 @@ double long_quotient(std::uint64_t digits, std::size_t decimals) {
   auto quotient = static_cast<std::uint64_t>(dividend / divisor);
   const bool is_exact = Uint128{quotient} * divisor == dividend;
   quotient |= is_exact ? 0 : 1;
-  const auto biased_exponent = static_cast<std::uint64_t>(1023 - 62 - digits_shift + power_shift);
+  const int biased_exponent = 1023 - 62 - digits_shift + power_shift;
+  const auto exponent_bits = static_cast<std::uint64_t>(biased_exponent) << 52;
   return static_cast<double>(static_cast<std::int64_t>(quotient)) *
-         std::bit_cast<double>(biased_exponent << 52);
+         std::bit_cast<double>(exponent_bits);
 }
 
 double quotient(std::uint64_t digits, std::size_t decimals) {

@@ -97,7 +97,8 @@ char* write_shortest(char* out, double value) {
   // doubles keep 15 digits apart. Most numbers in files are such, with at most ten decimals. The
   // product may be a little off; the division, which is how the text is read, decides.
   if (magnitude < 1e5) {
-    const auto units = static_cast<std::int64_t>(magnitude * 1e10 + 0.5);
+    const double nearest = magnitude * 1e10 + 0.5;
+    const auto units = static_cast<std::int64_t>(nearest);
     if (static_cast<double>(units) / 1e10 == magnitude) {
       return without_zeros(
           write_units(out, std::signbit(value), static_cast<std::uint64_t>(units)));
