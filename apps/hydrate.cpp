@@ -83,7 +83,7 @@ void show(const Hydration& hydration) {
     if (!note.is_string() || !note.get_ref<const std::string&>().starts_with("Ignored '")) continue;
     constexpr std::size_t HEAD_WIDTH = 9;  // "dropped" and two blanks
     print_line(coloured("dropped", YELLOW) + "  " +
-               wrapped(printable(note.get_ref<const std::string&>()), HEAD_WIDTH));
+               wrapped(printable_message(note.get_ref<const std::string&>()), HEAD_WIDTH));
   }
 }
 

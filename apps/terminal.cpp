@@ -38,6 +38,10 @@ std::string printable(std::string_view text) {
   return out;
 }
 
+std::string printable_message(std::string_view text) {
+  return printable(structure_ingest::internal::shortened(text, MOST_SHOWN));
+}
+
 std::string coloured(const std::string& text, int colour) {
   const std::string_view no_color = environment("NO_COLOR");
   const bool plain = isatty(STDOUT_FILENO) == 0 || !no_color.empty() || !has_capable_terminal();
@@ -54,9 +58,7 @@ void print_line(const std::string& text) {
 }
 
 void print_error(const std::string& text) {
-  constexpr std::size_t most_bytes = 10000;  // two paths, and what there is to say of them
-  std::cerr << "structure-ingest: "
-            << printable(structure_ingest::internal::shortened(text, most_bytes)) << '\n';
+  std::cerr << "structure-ingest: " << printable_message(text) << '\n';
 }
 
 bool can_print() {
