@@ -140,7 +140,8 @@ Status run(const Arguments& arguments) {
   } catch (const structure_ingest::JsonError& error) {
     throw WrongInput(malformed(path, "the state is malformed: ", error));
   } catch (const std::system_error& error) {
-    if (was_read) throw;
+    const bool is_locked = error.code() == std::errc::operation_would_block;
+    if (was_read || is_locked) throw;
     throw WrongInput(error.what());
   }
   if (arguments.json) {

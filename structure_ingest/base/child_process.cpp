@@ -23,7 +23,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-/// How long a child that hung up may take to be gone: its descriptors close a moment earlier.
+/// How long to wait for a child that hung up: its descriptors close a moment before it ends.
 constexpr milliseconds TIME_TO_END{200};
 
 [[noreturn]] void fail(int error) {
@@ -34,14 +34,14 @@ void require(int error) {
   if (error != 0) fail(error);
 }
 
-/// A child's end of a connection, away from the numbers that it gets in the child.
+/// Duplicates a child's end of a connection to a number that no dup2 for the child overwrites.
 Descriptor moved_up(const Descriptor& descriptor) {
   const int number = fcntl(descriptor.number(), F_DUPFD_CLOEXEC, ChildProcess::LIFELINE + 1);
   if (number < 0) fail(errno);
   return Descriptor(number);
 }
 
-/// What the child finds open.
+/// The descriptors and the folder that the child starts with.
 class FileActions {
  public:
   FileActions(const Descriptor& channel, const Descriptor& lifeline) {
@@ -110,7 +110,7 @@ bool would_block(int error) {
   return error == EAGAIN || error == EWOULDBLOCK;
 }
 
-/// Sends what fits now of the bytes.
+/// Sends as many of the bytes as fit now.
 ssize_t send_some(int channel, std::string_view bytes, int attached) {
   iovec piece{.iov_base = const_cast<char*>(bytes.data()), .iov_len = bytes.size()};
   msghdr message{};
@@ -129,9 +129,9 @@ ssize_t send_some(int channel, std::string_view bytes, int attached) {
   return retried([&] { return sendmsg(channel, &message, MSG_NOSIGNAL | MSG_DONTWAIT); });
 }
 
-/// Whether the child is there to be signalled: a process that was waited for may have given its
-/// number to another. A host that waits for whatever child ends, or a copy of the host that forked
-/// while a child was running, has no child of this number.
+/// Whether `id` still is a child of ours. Do not signal it otherwise: the number may belong to
+/// another process by now. The host may wait for any child that ends, and this may run in a copy of
+/// the host that was forked meanwhile.
 bool is_ours(pid_t id) {
   siginfo_t ignored{};
   return retried([&] {
@@ -140,10 +140,6 @@ bool is_ours(pid_t id) {
 }
 
 }  // namespace
-
-Descriptor::~Descriptor() {
-  if (number_ >= 0) close(number_);
-}
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
   std::array<int, 2> channel{};

@@ -11,7 +11,7 @@
 #include <system_error>
 #include <utility>
 
-#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/input_file.hpp"
 #include "structure_ingest/readers/ase_protocol.hpp"
 
 namespace structure_ingest::internal {

@@ -102,6 +102,17 @@ TEST_F(Program, ShowsWhatFollowsFromACell) {
   }
 }
 
+// The record holds all of it, and the terminal what a reader may want.
+TEST_F(Program, ShortensWhatAWarningQuotes) {
+  const std::string count(2000000, '9');
+  w.write("count.xyz", count + "\n\nHe 0 0 0\n");
+  const Outcome shown = run("parse count.xyz");
+  EXPECT_NE(shown.out.find("Unsupported atom count:\n           999"), std::string::npos);
+  EXPECT_NE(shown.out.find("9...\n           (2000025 bytes)\n"), std::string::npos);
+  EXPECT_LT(shown.out.size(), 5200U);
+  EXPECT_NE(run("parse --json count.xyz").out.find(count), std::string::npos);
+}
+
 TEST_F(Program, ParsesFilesAsJsonLines) {
   w.write("odd\n\x1B\xFF.xyz", "");
   const Outcome outcome =
@@ -364,6 +375,8 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
   w.write("list.json", "[]");
   w.write("null.json", "null");
   w.write("moved/.strataquill_state.json", R"({"project_path": "/else"})");
+  w.write("long/.strataquill_state.json",
+          "{\"project_path\": \"" + std::string(5000000, 'x') + "\"}");
   w.write("broken.json", "{\"a\": }");
   w.write("odd.json", "{\"project_path\": \"" + (w / "proj") + "\", \"attachments\": 5}");
   w.write("kinds.json", "{\"a\": 1}");
@@ -412,6 +425,7 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
            Case{"hydrate --state null.json", 2, "null.json: the state is not a JSON object"},
            Case{"hydrate --project moved he.xyz", 2,
                 "its state says that its \"project_path\" is \"/else\""},
+           Case{"hydrate --project long he.xyz", 2, "xxx... (5000"},
            Case{"hydrate --project odd$(printf '\\377') he.xyz", 2, "no path that is not UTF-8"},
            Case{"--help >/dev/full 2>run.err #", 3, "cannot write to standard output"},
            Case{"hydrate --state missing.json", 2, "missing.json: no such file"},
@@ -431,6 +445,7 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
     EXPECT_EQ(outcome.err.find("structure-ingest: "), 0U) << outcome.err;
     EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    EXPECT_LT(outcome.err.size(), 5200U);
   }
   EXPECT_EQ(run("hydrate --version").out, run("--version").out);
 }

@@ -134,11 +134,11 @@ TEST(HostileSize, TooLittleMemoryCostsOneFile) {
     const rlimit limit{.rlim_cur = 300 << 20, .rlim_max = 300 << 20};
     if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(2);
     const IngestOutcome outcome = ingest_batch(folder / "project", {huge, good});
-    const bool as_meant =
-        outcome.entries.size() == 2 && outcome.manifest_error.empty() &&
-        outcome.entries[0].record.warnings ==
-            std::vector<std::string>{"Could not read file: not enough memory"} &&
-        outcome.entries[0].record.sha256.size() == 16 && outcome.entries[1].record.ok;
+    const bool as_meant = outcome.entries.size() == 2 && outcome.manifest_error.empty() &&
+                          outcome.entries[0].record.warnings ==
+                              std::vector<std::string>{"Could not read file: not enough memory"} &&
+                          outcome.entries[0].record.sha256.size() == 16 &&
+                          outcome.entries[1].record.ok;
     _exit(as_meant ? 0 : 1);
   }
   int status = 0;
@@ -156,6 +156,23 @@ TEST(HostileSize, ALineOfFourGigabytesIsRefused) {
             std::vector<std::string>{"Could not read file: filesystem error: cannot read: File too "
                                      "large [" +
                                      path + "]"});
+}
+
+// A control character takes six bytes in JSON.
+TEST(HostileSize, AStateThatCouldNotBeReadAgainIsNotWritten) {
+  const tests::ScratchFolder folder;
+  const std::string path = folder.write("state.json", "{}");
+  try {
+    agent_modules::update_json(path, nullptr, [](Json& state) {
+      state["text"] = std::string(std::size_t{180} << 20, '\x01');
+    });
+    FAIL();
+  } catch (const std::filesystem::filesystem_error& error) {
+    EXPECT_EQ(std::string(error.what()),
+              "filesystem error: cannot write what could not be read again: File too large [" +
+                  path + "]");
+  }
+  EXPECT_EQ(tests::content_of(path), "{}");
 }
 
 TEST(HostileSize, AStateOfOneHundredMegabytes) {
