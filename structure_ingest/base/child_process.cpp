@@ -34,8 +34,10 @@ void require(int error) {
   if (error != 0) fail(error);
 }
 
-/// A child's end of a connection, away from the numbers that it gets in the child.
-Descriptor moved_up(const Descriptor& descriptor) {
+/// The same file by a number above those with a meaning here or in the child. Where the standard
+/// streams are closed, a new descriptor gets one of their numbers: what anybody prints would go
+/// through it.
+Descriptor moved_up(Descriptor descriptor) {
   const int number = fcntl(descriptor.number(), F_DUPFD_CLOEXEC, ChildProcess::LIFELINE + 1);
   if (number < 0) fail(errno);
   return Descriptor(number);
@@ -129,9 +131,8 @@ ssize_t send_some(int channel, std::string_view bytes, int attached) {
   return retried([&] { return sendmsg(channel, &message, MSG_NOSIGNAL | MSG_DONTWAIT); });
 }
 
-/// Whether the child is there to be signalled: a process that was waited for may have given its
-/// number to another. A host that waits for whatever child ends, or a copy of the host that forked
-/// while a child was running, has no child of this number.
+/// Whether the child may be signalled. Its number may belong to another process once it was waited
+/// for: by a host that waits for any child, or when this is a fork of the process that started it.
 bool is_ours(pid_t id) {
   siginfo_t ignored{};
   return retried([&] {
@@ -146,16 +147,15 @@ Descriptor::~Descriptor() {
 }
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
-  std::array<int, 2> channel{};
-  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel.data()) != 0) fail(errno);
-  channel_ = Descriptor(channel[0]);
-  const Descriptor low_child_channel(channel[1]);
-  std::array<int, 2> lifeline{};
-  if (pipe2(lifeline.data(), O_CLOEXEC) != 0) fail(errno);
-  lifeline_ = Descriptor(lifeline[1]);
-  const Descriptor low_child_lifeline(lifeline[0]);
-  const Descriptor child_channel = moved_up(low_child_channel);
-  const Descriptor child_lifeline = moved_up(low_child_lifeline);
+  std::array<int, 2> ends{};
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) fail(errno);
+  Descriptor other_end(ends[1]);
+  channel_ = moved_up(Descriptor(ends[0]));
+  const Descriptor child_channel = moved_up(std::move(other_end));
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail(errno);
+  other_end = Descriptor(ends[1]);
+  const Descriptor child_lifeline = moved_up(Descriptor(ends[0]));
+  lifeline_ = moved_up(std::move(other_end));
 
   std::vector<char*> texts;
   texts.reserve(arguments.size() + 1);

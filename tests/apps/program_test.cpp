@@ -422,6 +422,20 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
   EXPECT_EQ(run("hydrate --version").out, run("--version").out);
 }
 
+// What is opened next would get the number of a stream that is closed.
+TEST_F(Program, OpensClosedStreamsOnTheNullDevice) {
+  w.write("a.cif", "data_a");
+  std::filesystem::permissions(
+      w.write("bin/python3", "#!/bin/sh\nfor n in 0 1 2; do readlink /proc/$PPID/fd/$n; done >'" +
+                                 (w / "seen") + "'\n"),
+      std::filesystem::perms::owner_all);
+  const Outcome outcome =
+      run("--version >run.version; (PATH='" + (w / "bin") +
+          "':$PATH exec '" STRUCTURE_INGEST_PROGRAM "' parse a.cif he.xyz <&- >&- 2>&-)");
+  EXPECT_EQ(outcome.status, 3);  // what is printed is still lost
+  EXPECT_EQ(tests::content_of(w / "seen"), "/dev/null\n/dev/null\n/dev/null\n");
+}
+
 TEST_F(Program, HelpFitsATerminalAndHasExamples) {
   for (const std::string command :
        {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust", "scan"}) {
