@@ -41,6 +41,10 @@ IngestedStructure StructureParser::parse(const std::string& path) {
       path, [this](const std::string& file) { return ase_->read(file); });
 }
 
+const std::string& StructureParser::why_ase_is_unavailable() const {
+  return ase_->why_unavailable();
+}
+
 StructureParser::StructureParser() : ase_(std::make_unique<internal::AseSession>()) {}
 StructureParser::~StructureParser() = default;
 StructureParser::StructureParser(StructureParser&&) noexcept = default;

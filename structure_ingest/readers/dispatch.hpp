@@ -45,6 +45,10 @@ class STRUCTURE_INGEST_API StructureParser {
   /// As `parse_structure_file`.
   IngestedStructure parse(const std::string& path);
 
+  /// When ASE could not be used for the latest CIF or VASP file: what became of each Python
+  /// interpreter, for example "/usr/bin/python3 does not have ASE". Otherwise empty.
+  const std::string& why_ase_is_unavailable() const;
+
  private:
   std::unique_ptr<internal::AseSession> ase_;
 };

@@ -422,6 +422,19 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
   EXPECT_EQ(run("hydrate --version").out, run("--version").out);
 }
 
+TEST_F(Program, TellsWhyAseCannotBeUsed) {
+  w.write("a.cif", "data_a");
+  w.write("b.cif", "data_b");
+  w.write("broken/ase/__init__.py", "raise ImportError\n");
+  const Outcome outcome =
+      run("--version >run.version; (PATH=/usr/bin PYTHONPATH='" + (w / "broken") +
+          "' exec '" STRUCTURE_INGEST_PROGRAM "' parse a.cif he.xyz b.cif)");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err,
+            "structure-ingest: ASE cannot be used: /usr/bin/python3 could not load ASE: it ended "
+            "with status 1\n");
+}
+
 // What is opened next would get the number of a stream that is closed.
 TEST_F(Program, OpensClosedStreamsOnTheNullDevice) {
   w.write("a.cif", "data_a");
