@@ -33,6 +33,7 @@ Status run(const Arguments& arguments) {
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
   structure_ingest::StructureParser parser;
   Progress progress;
+  std::string reason_told;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     progress.show(i, paths.size(), paths[i].path);
     const structure_ingest::IngestedStructure record = parser.parse(paths[i].path);
@@ -42,6 +43,11 @@ Status run(const Arguments& arguments) {
       print_line(structure_ingest::json_text(record.as_dict()));
     } else {
       show(record, paths[i].origin);
+    }
+    // The warning of a record without ASE is the same for all reasons.
+    if (const std::string& reason = parser.why_ase_is_unavailable(); reason != reason_told) {
+      if (!reason.empty()) print_error("ASE cannot be used: " + reason);
+      reason_told = reason;
     }
     if (!can_print()) break;
   }

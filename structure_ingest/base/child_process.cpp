@@ -34,8 +34,10 @@ void require(int error) {
   if (error != 0) fail(error);
 }
 
-/// Duplicates a child's end of a connection to a number that no dup2 for the child overwrites.
-Descriptor moved_up(const Descriptor& descriptor) {
+/// The same file by a number above those with a meaning here or in the child. Where the standard
+/// streams are closed, a new descriptor gets one of their numbers: what anybody prints would go
+/// through it.
+Descriptor with_high_number(Descriptor descriptor) {
   const int number = fcntl(descriptor.number(), F_DUPFD_CLOEXEC, ChildProcess::LIFELINE + 1);
   if (number < 0) fail(errno);
   return Descriptor(number);
@@ -142,16 +144,15 @@ bool is_ours(pid_t id) {
 }  // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
-  std::array<int, 2> channel{};
-  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel.data()) != 0) fail(errno);
-  channel_ = Descriptor(channel[0]);
-  const Descriptor low_child_channel(channel[1]);
-  std::array<int, 2> lifeline{};
-  if (pipe2(lifeline.data(), O_CLOEXEC) != 0) fail(errno);
-  lifeline_ = Descriptor(lifeline[1]);
-  const Descriptor low_child_lifeline(lifeline[0]);
-  const Descriptor child_channel = moved_up(low_child_channel);
-  const Descriptor child_lifeline = moved_up(low_child_lifeline);
+  std::array<int, 2> ends{};
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) fail(errno);
+  Descriptor other_end(ends[1]);
+  channel_ = with_high_number(Descriptor(ends[0]));
+  const Descriptor child_channel = with_high_number(std::move(other_end));
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail(errno);
+  other_end = Descriptor(ends[1]);
+  const Descriptor child_lifeline = with_high_number(Descriptor(ends[0]));
+  lifeline_ = with_high_number(std::move(other_end));
 
   std::vector<char*> texts;
   texts.reserve(arguments.size() + 1);

@@ -450,6 +450,33 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
   EXPECT_EQ(run("hydrate --version").out, run("--version").out);
 }
 
+TEST_F(Program, TellsWhyAseCannotBeUsed) {
+  w.write("a.cif", "data_a");
+  w.write("b.cif", "data_b");
+  w.write("broken/ase/__init__.py", "raise ImportError\n");
+  const Outcome outcome =
+      run("--version >run.version; (PATH=/usr/bin PYTHONPATH='" + (w / "broken") +
+          "' exec '" STRUCTURE_INGEST_PROGRAM "' parse a.cif he.xyz b.cif)");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err,
+            "structure-ingest: ASE cannot be used: /usr/bin/python3 could not load ASE: it ended "
+            "with status 1\n");
+}
+
+// What is opened next would get the number of a stream that is closed.
+TEST_F(Program, OpensClosedStreamsOnTheNullDevice) {
+  w.write("a.cif", "data_a");
+  std::filesystem::permissions(
+      w.write("bin/python3", "#!/bin/sh\nfor n in 0 1 2; do readlink /proc/$PPID/fd/$n; done >'" +
+                                 (w / "seen") + "'\n"),
+      std::filesystem::perms::owner_all);
+  const Outcome outcome =
+      run("--version >run.version; (PATH='" + (w / "bin") +
+          "':$PATH exec '" STRUCTURE_INGEST_PROGRAM "' parse a.cif he.xyz <&- >&- 2>&-)");
+  EXPECT_EQ(outcome.status, 3);  // what is printed is still lost
+  EXPECT_EQ(tests::content_of(w / "seen"), "/dev/null\n/dev/null\n/dev/null\n");
+}
+
 TEST_F(Program, HelpFitsATerminalAndHasExamples) {
   for (const std::string command :
        {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust", "scan"}) {
