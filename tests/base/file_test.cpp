@@ -149,6 +149,13 @@ TEST(File, AppendsLinesButNotThroughALink) {
   folder.link("link", "log");
   EXPECT_THROW(append_line(folder / "link", "three"), fs::filesystem_error);
   EXPECT_EQ(tests::content_of(folder / "log"), "one\ntwo\n");
+
+  rlimit old_limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
+  const rlimit small = {10, old_limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_THROW(append_line(folder / "log", "three"), fs::filesystem_error);  // "th" has room
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old_limit), 0);
 }
 
 }  // namespace
