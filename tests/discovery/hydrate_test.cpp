@@ -132,11 +132,14 @@ TEST_F(Hydrate, OnlyAnUntrustedProjectIsNotSwept) {
 }
 
 TEST_F(Hydrate, ConsidersTheFirstEight) {
-  state["attachments"] = {{{"path", "7.xyz"}}, {{"path", "8.xyz"}}};
+  const std::string other = w.write("ws/other/7.xyz", HELIUM);
+  w.write("ws/other/.strataquill_state.json", "{}");
+  state["attachments"] = {{{"path", other}}, {{"path", "8.xyz"}}};
   const NewEntries entries =
       hydrate({"0.xyz", "1.xyz", "2.xyz", "3.xyz", "4.xyz", "5.xyz", "6.xyz", "6.xyz"});
   ASSERT_EQ(entries.size(), 8U);
-  EXPECT_EQ(entries[7]["source_path"], w / "ws/proj/7.xyz");
+  EXPECT_EQ(entries[7]["source_path"], other);  // of another project, but attached
+  EXPECT_EQ(entries[7]["discovery"], "attachment");
 }
 
 TEST_F(Hydrate, ExpandsTheHomeDirectoryButNotInTheProject) {
@@ -148,11 +151,14 @@ TEST_F(Hydrate, ExpandsTheHomeDirectoryButNotInTheProject) {
   state["project_path"] = "~/proj";
   state["project_resolution"] = {{"requested_path", "~no such user"}};  // left out
   state["selected_workroot"] = "~/ws";
-  EXPECT_EQ(hydrate({"a.xyz"})[0]["source_path"], w / "here/~/proj/a.xyz");
+  EXPECT_EQ(hydrate({"a.xyz"}).size(), 2U);
+  EXPECT_EQ(state["structure_sources"][0]["source_path"], w / "here/~/proj/a.xyz");
+  EXPECT_EQ(state["structure_sources"][1]["source_path"], w / "ws/found.xyz");
   EXPECT_EQ(calls->inventoried, Paths{w / "ws"});
   for (const char* key : {"project_path", "structure_sources"}) state.erase(key);
-  EXPECT_EQ(hydrate({"~/b.xyz", "a.xyz"})[1]["source_path"], w / "here/a.xyz");
+  EXPECT_EQ(hydrate({"~/b.xyz", "a.xyz"}).size(), 3U);
   EXPECT_EQ(state["structure_sources"][0]["source_path"], w / "b.xyz");
+  EXPECT_EQ(state["structure_sources"][1]["source_path"], w / "here/a.xyz");
   state["structure_notes"] = 5;
   EXPECT_TRUE(hydrate({"c.xyz"}).empty());
   EXPECT_EQ(calls->suppressed.at(0).first, Json());  // not the folder that stands for it
@@ -216,7 +222,8 @@ TEST_F(Hydrate, MergesTheNewEntriesAndNotes) {
   EXPECT_TRUE(hydrate({good, also_good, bad}).empty());
   EXPECT_EQ(state, before);
   EXPECT_EQ(calls->written.size(), 2U);  // ingested again all the same
-  notes.push_back(note_on(hydrate({w.write("third.xyz", HELIUM)})[0]));
+  EXPECT_EQ(hydrate({w.write("third.xyz", HELIUM)}).size(), 1U);
+  notes.push_back(note_on(sources[0]));
   EXPECT_EQ(state["structure_notes"], notes);  // the missing cell is told of once
 }
 

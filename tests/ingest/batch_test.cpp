@@ -125,7 +125,7 @@ TEST_F(Batch, LeavesOtherProjectsAloneUnlessAttached) {
   const std::string path = w.write("other/a.xyz", HELIUM);
   const std::string identity = internal::source_identity(path);
   w.link("proj/link.xyz", path);
-  EXPECT_TRUE(ingest({path, w / "other/b.xyz", "link.xyz"}).empty());
+  EXPECT_TRUE(ingest({"link.xyz", path, w / "other/b.xyz"}).empty());
   for (const std::string kind : {"project_folder", "workspace_scan", ""}) {
     EXPECT_TRUE(ingest({path}, {.discovery_by_path = {{identity, kind}}}).empty()) << kind;
   }
