@@ -174,6 +174,17 @@ TEST_F(Program, IngestsIntoAProject) {
   EXPECT_EQ(nothing.out, "Nothing to ingest.\n");
   EXPECT_EQ(nothing.err,
             "structure-ingest: notes.txt: not the name of a structure file; skipped\n");
+  // The project's own file is meant when it has one of that name.
+  w.write("proj/he.xyz", "1\n\nHe 0 0 0\n");
+  const Outcome own = run("ingest --project proj he.xyz");
+  EXPECT_EQ(own.err, "");
+  EXPECT_NE(own.out.find("\n  found    attachment\n"), std::string::npos) << own.out;
+  w.write("full/.diagnostics", "");
+  for (const char* command : {"ingest", "hydrate"}) {
+    const Outcome full = run(std::string(command) + " --project full " + (w / "he.xyz"));
+    EXPECT_EQ(full.status, 3) << command;
+    EXPECT_NE(full.err.find("/full/.diagnostics"), std::string::npos) << full.err;
+  }
   w.write("file", "");
   EXPECT_EQ(run("ingest --project file ../he.xyz").status, 3);
   w.write("blocked/project_root", "");
@@ -197,10 +208,11 @@ TEST_F(Program, HydratesAStateFile) {
   EXPECT_EQ(run("hydrate --state state.json --json '" + (w / "cell.xyz") + "'").out, "[]\n");
   EXPECT_EQ(std::filesystem::last_write_time(w / "state.json"), written);
 
-  EXPECT_EQ(run("hydrate --project fresh '" + (w / "bad.xyz") + "'").status, 1);
-  EXPECT_TRUE(structure_ingest::parse_json(
-                  tests::content_of(w / "fresh/.strataquill_state.json"))["structure_sources"]
-                  .is_array());
+  EXPECT_EQ(run("hydrate --project ./fresh '" + (w / "bad.xyz") + "'").status, 1);
+  const Json fresh =
+      structure_ingest::parse_json(tests::content_of(w / "fresh/.strataquill_state.json"));
+  EXPECT_EQ(fresh["project_path"], w / "fresh");
+  EXPECT_EQ(fresh["structure_sources"].size(), 1U);
   // The folder of the state may be reached through a link; eight files are all that are considered.
   w.write("real/state.json", "{\"project_path\": \"" + (w / "proj") + "\"}");
   w.link("linked", "real");

@@ -74,11 +74,11 @@ TEST_F(Hydrate, GathersCandidatesInTheirOrder) {
       {"inventory", {{"structure_files", {"in.cif", "/abs/POSCAR", nullptr}}}}};
   state["project_resolution"] = {{"requested_path", w / "ws/proj"}};
   state["selected_workroot"] = w / "ws";
-  state["source_workspace_root"] = w / "missing";
+  state["source_workspace_root"] = w.make_folder("beyond");
   EXPECT_EQ(texts({"  ", "", "extra.xyz", "extra.xyz", "notes.txt", "./extra.xyz"}),
             (Paths{"extra.xyz", "./extra.xyz", "att.xyz", w / "ws/attached/in.cif", "/abs/POSCAR",
-                   w / "ws/proj/found.xyz", w / "ws/found.xyz"}));
-  EXPECT_EQ(calls->inventoried, (Paths{w / "ws/proj", w / "ws"}));
+                   w / "ws/proj/found.xyz", w / "ws/found.xyz", w / "beyond/found.xyz"}));
+  EXPECT_EQ(calls->inventoried, (Paths{w / "ws/proj", w / "ws", w / "beyond"}));
 }
 
 TEST_F(Hydrate, RemembersTheStrongestKind) {
@@ -140,6 +140,9 @@ TEST_F(Hydrate, ConsidersTheFirstEight) {
   ASSERT_EQ(entries.size(), 8U);
   EXPECT_EQ(entries[7]["source_path"], other);  // of another project, but attached
   EXPECT_EQ(entries[7]["discovery"], "attachment");
+  // Taken from the current folder this is another path, which says nothing of the one taken.
+  for (const char* key : {"attachments", "structure_sources"}) state.erase(key);
+  EXPECT_TRUE(hydrate({"../other/7.xyz"}).empty());
 }
 
 TEST_F(Hydrate, ExpandsTheHomeDirectoryButNotInTheProject) {
@@ -151,6 +154,7 @@ TEST_F(Hydrate, ExpandsTheHomeDirectoryButNotInTheProject) {
   state["project_path"] = "~/proj";
   state["project_resolution"] = {{"requested_path", "~no such user"}};  // left out
   state["selected_workroot"] = "~/ws";
+  state["source_workspace_root"] = "~/missing";
   EXPECT_EQ(hydrate({"a.xyz"}).size(), 2U);
   EXPECT_EQ(state["structure_sources"][0]["source_path"], w / "here/~/proj/a.xyz");
   EXPECT_EQ(state["structure_sources"][1]["source_path"], w / "ws/found.xyz");
@@ -185,6 +189,10 @@ TEST_F(Hydrate, LearnsTheFolderAboveTheAgentsOutputs) {
   state["selected_workroot"] = w / "root";  // a root for another reason is not learnt
   hydrate();
   EXPECT_FALSE(state.contains("source_workspace_root"));
+  state.erase("selected_workroot");
+  modules.trust_state_for = [](const auto&) { return TrustRecord{"untrusted"}; };
+  hydrate();
+  EXPECT_EQ(state["source_workspace_root"], w / "root");
 }
 
 TEST_F(Hydrate, MergesTheNewEntriesAndNotes) {
@@ -244,8 +252,13 @@ TEST_F(Hydrate, ReturnsTheObjectsOfTheStateWhereverTheyGo) {
 TEST_F(Hydrate, TellsWhatBecameOfEachFile) {
   const std::string same = w.write("same.xyz", HELIUM);
   const std::string edited = w.write("edited.xyz", HELIUM);
-  const HydrateOptions options{.extra_paths = {same, edited}, .collaborators = modules};
+  Paths told;
+  const HydrateOptions options{
+      .extra_paths = {same, edited},
+      .collaborators = modules,
+      .progress = [&told](auto, auto, const std::string& path) { told.push_back(path); }};
   EXPECT_EQ(structure_ingest::hydrate(state, options).taken.size(), 2U);
+  EXPECT_EQ(told, (Paths{same, edited}));
   w.write("edited.xyz", "1\n\nNe 0 0 0\n");
   const HydrateOutcome again = structure_ingest::hydrate(state, options);
   EXPECT_TRUE(again.taken.empty());
@@ -284,6 +297,7 @@ TEST_F(Hydrate, KnowsASourceInAnyCaseAndWithAnySlashes) {
   std::replace(other.begin(), other.end(), '/', '\\');
   state["structure_sources"] = {{{"metadata", {{"source_file", other}}}}};
   EXPECT_TRUE(hydrate({path}).empty());
+  EXPECT_FALSE(state.contains("structure_notes"));
   state["structure_sources"] = {{{"metadata", {{"source_file", other + " "}}}},
                                 {{"source_path", " "}}};
   EXPECT_EQ(hydrate({path}).size(), 1U);
@@ -353,6 +367,11 @@ TEST_F(Hydrate, ReportsWhatNobodyExpectedAndReturnsNothing) {
   EXPECT_EQ(calls->suppressed.size(), 1U);
   modules.record_suppressed_error = [](const auto&, const auto&) { throw std::logic_error("x"); };
   EXPECT_TRUE(hydrate({path}).empty());
+  // What is not read cannot be wrong.
+  Json idle = {{"project_path", w / "ws/proj"}, {"structure_sources", 5}};
+  calls->suppressed.clear();
+  hydrate_user_structures(idle, {.extra_paths = {"notes.txt"}, .collaborators = modules});
+  EXPECT_TRUE(calls->suppressed.empty());
   Json no_mapping = Json::array();
   EXPECT_TRUE(hydrate_user_structures(no_mapping, {.collaborators = modules}).empty());
 }
