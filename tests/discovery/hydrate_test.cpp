@@ -359,6 +359,11 @@ TEST_F(Hydrate, ReportsWhatNobodyExpectedAndReturnsNothing) {
     EXPECT_EQ(calls->suppressed[0].second.op, "hydrate_user_structures");
     EXPECT_TRUE(calls->suppressed[0].second.exc);
   }
+  // What is not read cannot be wrong.
+  Json idle = {{"project_path", w / "ws/proj"}, {"structure_sources", 5}};
+  calls->suppressed.clear();
+  hydrate_user_structures(idle, {.extra_paths = {"notes.txt"}, .collaborators = modules});
+  EXPECT_TRUE(calls->suppressed.empty());
   modules.inventory_workspace = nullptr;
   EXPECT_EQ(hydrate({path}).size(), 1U);  // no scan is due
   state["selected_workroot"] = w.path();
@@ -367,11 +372,6 @@ TEST_F(Hydrate, ReportsWhatNobodyExpectedAndReturnsNothing) {
   EXPECT_EQ(calls->suppressed.size(), 1U);
   modules.record_suppressed_error = [](const auto&, const auto&) { throw std::logic_error("x"); };
   EXPECT_TRUE(hydrate({path}).empty());
-  // What is not read cannot be wrong.
-  Json idle = {{"project_path", w / "ws/proj"}, {"structure_sources", 5}};
-  calls->suppressed.clear();
-  hydrate_user_structures(idle, {.extra_paths = {"notes.txt"}, .collaborators = modules});
-  EXPECT_TRUE(calls->suppressed.empty());
   Json no_mapping = Json::array();
   EXPECT_TRUE(hydrate_user_structures(no_mapping, {.collaborators = modules}).empty());
 }
