@@ -174,7 +174,7 @@ TEST_F(Program, IngestsIntoAProject) {
   EXPECT_EQ(nothing.out, "Nothing to ingest.\n");
   EXPECT_EQ(nothing.err,
             "structure-ingest: notes.txt: not the name of a structure file; skipped\n");
-  // The project's own file is meant when it has one of that name.
+  // No hint when the project has a file of that name.
   w.write("proj/he.xyz", "1\n\nHe 0 0 0\n");
   const Outcome own = run("ingest --project proj he.xyz");
   EXPECT_EQ(own.err, "");
@@ -230,7 +230,6 @@ TEST_F(Program, HydratesAStateFile) {
 }
 
 TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
-  w.write("a.xyz", "1\n\nHe 0 0 0\n");
   w.write("proj/.strataquill_state.json", R"({"project_path": ""})");
   const std::string arguments = "hydrate --project proj " + (w / "cell.xyz") + " notes.txt";
   const Outcome first = run(arguments);

@@ -140,7 +140,7 @@ TEST_F(Hydrate, ConsidersTheFirstEight) {
   ASSERT_EQ(entries.size(), 8U);
   EXPECT_EQ(entries[7]["source_path"], other);  // of another project, but attached
   EXPECT_EQ(entries[7]["discovery"], "attachment");
-  // Taken from the current folder this is another path, which says nothing of the one taken.
+  // The kind is recorded for the path below the current folder; the one in the project has none.
   for (const char* key : {"attachments", "structure_sources"}) state.erase(key);
   EXPECT_TRUE(hydrate({"../other/7.xyz"}).empty());
 }
@@ -359,7 +359,7 @@ TEST_F(Hydrate, ReportsWhatNobodyExpectedAndReturnsNothing) {
     EXPECT_EQ(calls->suppressed[0].second.op, "hydrate_user_structures");
     EXPECT_TRUE(calls->suppressed[0].second.exc);
   }
-  // What is not read cannot be wrong.
+  // Without candidates the sources are not read.
   Json idle = {{"project_path", w / "ws/proj"}, {"structure_sources", 5}};
   calls->suppressed.clear();
   hydrate_user_structures(idle, {.extra_paths = {"notes.txt"}, .collaborators = modules});

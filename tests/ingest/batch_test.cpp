@@ -108,7 +108,7 @@ TEST_F(Batch, TakesEachSourceOnce) {
   EXPECT_EQ(sources(ingest({"link1.xyz", "link2.xyz", "a.xyz", w / "proj/./A.XYZ", "b.xyz"})),
             (Paths{w / "proj/link1.xyz", w / "proj/b.xyz"}));
   const std::string copy = "project_root/structures/ingested_water_1a2b3c4d.xyz";
-  w.link("proj/mine.xyz", "project_root/structures/ingested_2.xyz");  // goes by its own name
+  w.link("proj/mine.xyz", "project_root/structures/ingested_2.xyz");  // its own name counts
   EXPECT_EQ(sources(ingest({copy, "x/" + copy, "x\\project_root\\structures\\ingested_1.xyz",
                             "project_root/structures/own.xyz", "mine.xyz"})),
             (Paths{w / "proj/project_root/structures/own.xyz", w / "proj/mine.xyz"}));

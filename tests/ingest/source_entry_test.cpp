@@ -5,7 +5,7 @@
 namespace structure_ingest {
 namespace {
 
-// That of a plain molecule or crystal is written out in full where a batch is tested.
+// batch_test.cpp compares a whole entry; here the fields have values that are rare there.
 TEST(SourceEntry, TellsWhatTheRecordHolds) {
   const IngestedStructure record{.source_path = "/d/quartz\xFF.cif",
                                  .format = "cif",

@@ -77,7 +77,7 @@ TEST_F(Ownership, ExpandsTheHomeDirectory) {
   setenv("HOME", kept.c_str(), 1);
 }
 
-// What is remembered of a folder is what a look at it would tell.
+// A remembered folder gives the answer that looking at it again would give.
 TEST_F(Ownership, OfManyPathsIsThatOfEach) {
   internal::FolderOwners owners(w / "proj");
   for (const char* again : {"first", "again"}) {

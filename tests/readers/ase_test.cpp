@@ -1,4 +1,4 @@
-// What becomes of ASE's answers; how they are got is tested with the session.
+// How ASE's answers become records; ase_session_test.cpp tests how they are obtained.
 #include "structure_ingest/readers/ase.hpp"
 
 #include <gtest/gtest.h>
@@ -59,7 +59,7 @@ TEST(Ase, TakesWhatWasGivenUpToTheFirstFailure) {
   }
 }
 
-// The largest number of atoms is that of XYZ files.
+// The limit on the number of atoms holds for XYZ files only.
 TEST(Ase, TakesAnyNumberOfAtoms) {
   const AseAnswer answer{.labels = Labels(20001, "H"), .positions_ang = Rows(20001)};
   const IngestedStructure record =
