@@ -188,6 +188,22 @@ TEST_F(Program, IngestsIntoAProject) {
                 tests::content_of(w / "proj/.diagnostics/ingested_structures.json"))["structures"],
             entries);
   EXPECT_EQ(run("ingest --project proj --limit 1 ../he.xyz missing.xyz").status, 0);
+  const Outcome nothing = run("ingest --project proj --limit 1 notes.txt");
+  EXPECT_EQ(nothing.status, 0);
+  EXPECT_EQ(nothing.out, "Nothing to ingest.\n");
+  EXPECT_EQ(nothing.err,
+            "structure-ingest: notes.txt: not the name of a structure file; skipped\n");
+  // No hint when the project has a file of that name.
+  w.write("proj/he.xyz", "1\n\nHe 0 0 0\n");
+  const Outcome own = run("ingest --project proj he.xyz");
+  EXPECT_EQ(own.err, "");
+  EXPECT_NE(own.out.find("\n  found    attachment\n"), std::string::npos) << own.out;
+  w.write("full/.diagnostics", "");
+  for (const char* command : {"ingest", "hydrate"}) {
+    const Outcome full = run(std::string(command) + " --project full " + (w / "he.xyz"));
+    EXPECT_EQ(full.status, 3) << command;
+    EXPECT_NE(full.err.find("/full/.diagnostics"), std::string::npos) << full.err;
+  }
   w.write("file", "");
   EXPECT_EQ(run("ingest --project file ../he.xyz").status, 3);
   w.write("blocked/project_root", "");
@@ -211,10 +227,55 @@ TEST_F(Program, HydratesAStateFile) {
   EXPECT_EQ(run("hydrate --state state.json --json '" + (w / "cell.xyz") + "'").out, "[]\n");
   EXPECT_EQ(std::filesystem::last_write_time(w / "state.json"), written);
 
-  EXPECT_EQ(run("hydrate --project fresh '" + (w / "bad.xyz") + "'").status, 1);
-  EXPECT_TRUE(structure_ingest::parse_json(
-                  tests::content_of(w / "fresh/.strataquill_state.json"))["structure_sources"]
-                  .is_array());
+  EXPECT_EQ(run("hydrate --project ./fresh '" + (w / "bad.xyz") + "'").status, 1);
+  const Json fresh =
+      structure_ingest::parse_json(tests::content_of(w / "fresh/.strataquill_state.json"));
+  EXPECT_EQ(fresh["project_path"], w / "fresh");
+  EXPECT_EQ(fresh["structure_sources"].size(), 1U);
+  // The folder of the state may be reached through a link; eight files are all that are considered.
+  w.write("real/state.json", "{\"project_path\": \"" + (w / "proj") + "\"}");
+  w.link("linked", "real");
+  const std::string eight =
+      "hydrate --state linked/state.json 1.xyz 2.cif 3.xyz 4.xyz 5.xyz 6.xyz "
+      "7.xyz 8.xyz";
+  EXPECT_EQ(run(eight).err, "");
+  EXPECT_EQ(
+      structure_ingest::parse_json(tests::content_of(w / "real/state.json"))["structure_sources"]
+          .size(),
+      8U);
+  EXPECT_EQ(run(eight + " 9.xyz").err,
+            "structure-ingest: only the first 8 structure files were considered: give the others "
+            "in another call\n");
+}
+
+TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
+  w.write("proj/.strataquill_state.json", R"({"project_path": ""})");
+  const std::string arguments = "hydrate --project proj " + (w / "cell.xyz") + " notes.txt";
+  const Outcome first = run(arguments);
+  EXPECT_EQ(first.status, 0);
+  EXPECT_EQ(first.err, "structure-ingest: notes.txt: not the name of a structure file; skipped\n");
+  EXPECT_TRUE(
+      first.out.ends_with("\n  found    attachment\n"
+                          "  kept     there is no request to judge it by\n"))
+      << first.out;
+  EXPECT_EQ(run(arguments).out, "known    " + (w / "cell.xyz") + "\nNothing new.\n");
+  w.write("cell.xyz", "1\n\nFe 0 0 1\n");
+  EXPECT_EQ(run(arguments).out,
+            "changed  " + (w / "cell.xyz") +
+                "\n           since it was taken in: the state keeps the structure that it has\n"
+                "Nothing new.\n");
+  w.write("state.json", structure_ingest::json_text(
+                            Json{{"project_path", w / "proj"}, {"user_request", "bulk iron"}}));
+  const Outcome judged =
+      run("hydrate --state state.json " + (w / "cell.xyz") + " " + (w / "he.xyz"));
+  EXPECT_EQ(judged.status, 0);
+  EXPECT_TRUE(
+      judged.out.ends_with("  kept     requested: the request names iron (Fe)\n"
+                           "dropped  he.xyz\n"
+                           "  formula  He\n"
+                           "  reason   the request names iron (Fe), and this structure "
+                           "holds none of these\n           elements\n"))
+      << judged.out;
 }
 
 TEST_F(Program, TwoHydratesAtOnceLoseNothing) {
@@ -334,6 +395,11 @@ TEST_F(Program, ShowsAndChangesTrust) {
   }
   w.write("config/structure_ingest/directory_trust.json", "[]");
   EXPECT_EQ(run("trust").status, 2);
+  EXPECT_EQ(run("trust --forget proj").status, 2);
+  std::filesystem::remove_all(w / "config");
+  w.write("config", "no folder");
+  EXPECT_EQ(run("trust").status, 2);
+  EXPECT_EQ(run("trust --trusted proj").status, 3);
 }
 
 // A workspace with this project, one inside it and one beside it, swept as hydrate sweeps it.
@@ -353,6 +419,15 @@ TEST_F(Program, SweepsAWorkspace) {
                 ws + "/other/o.xyz" + found_in + ws + "/other" + left +  //
                 ws + "/proj/own.xyz" + found_in + ws + "/proj\n" +       //
                 ws + "/proj/nested/n.xyz" + found_in + ws + "/proj/nested" + left);
+  EXPECT_EQ(run("scan --json ws/other --project ws/proj").out,
+            R"([{"path": ")" + ws + R"(/other/o.xyz", "discovery": "workspace_scan", "owner": ")" +
+                ws + "/other\", \"taken\": false}]\n");
+  w.write("free/f.xyz", "");
+  EXPECT_EQ(run("scan --json free").out,
+            R"([{"path": ")" + (w / "free/f.xyz") +
+                "\", \"discovery\": \"project_folder\", \"owner\": null, \"taken\": true}]\n");
+  EXPECT_EQ(run("scan --json proj").out, "[]\n");
+  EXPECT_EQ(run("scan proj").out, "No structure files.\n");
   const Json state = {{"project_path", ws + "/proj"}, {"selected_workroot", ws}};
   const auto swept = [&] {
     w.write("state.json", structure_ingest::json_text(state));
@@ -378,9 +453,9 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
   w.write("long/.strataquill_state.json",
           "{\"project_path\": \"" + std::string(5000000, 'x') + "\"}");
   w.write("broken.json", "{\"a\": }");
+  w.write("state.json", "{}");
   w.write("odd.json", "{\"project_path\": \"" + (w / "proj") + "\", \"attachments\": 5}");
   w.write("kinds.json", "{\"a\": 1}");
-  w.make_folder("unwritable/.strataquill_state.json");
   struct Case {
     const char* arguments;
     int status;
@@ -421,6 +496,8 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
            Case{"ingest --project proj --discovery broken.json he.xyz", 2,
                 "broken.json:1:7: syntax error"},
            Case{"ingest --project proj --discovery nowhere he.xyz", 2, "nowhere: no such file"},
+           Case{"ingest --project proj --discovery list.json he.xyz", 2,
+                "list.json: not a JSON object\n"},
            Case{"ingest --project proj --discovery proj he.xyz", 2, "Is a directory"},
            Case{"hydrate --state null.json", 2, "null.json: the state is not a JSON object"},
            Case{"hydrate --project moved he.xyz", 2,
@@ -431,6 +508,8 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
            Case{"hydrate --state missing.json", 2, "missing.json: no such file"},
            Case{"parse --files-from /dev/zero", 2, "/dev/zero: too long for a list of paths"},
            Case{"scan ''", 2, "DIR: the name is empty"},
+           Case{"scan he.xyz", 2, "he.xyz: not a directory\n"},
+           Case{"hydrate --state /proc/self/fd/0 he.xyz <state.json", 3, ": cannot write: "},
            Case{"ingest --project '' he.xyz", 2, "--project: the name of the folder is empty"},
            Case{"hydrate --state list.json", 2, "list.json: the state is not a JSON object"},
            Case{"hydrate --state broken.json", 2,

@@ -1,6 +1,7 @@
 #include "structure_ingest/base/append_line.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -25,6 +26,13 @@ TEST(AppendLine, AppendsLinesButNotThroughALink) {
     EXPECT_THROW(append_line(path, "three"), fs::filesystem_error) << path;
   }
   EXPECT_EQ(tests::content_of(folder / "log"), "one\ntwo\n");
+
+  rlimit old_limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
+  const rlimit small = {10, old_limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_THROW(append_line(folder / "log", "three"), fs::filesystem_error);  // "th" has room
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old_limit), 0);
 }
 
 TEST(AppendLine, KeepsATornLineApart) {

@@ -197,5 +197,18 @@ TEST_F(Trust, AMalformedListIsAnError) {
   }
 }
 
+TEST_F(Trust, TheListLiesBelowAnAbsoluteFolder) {
+  const std::string name = "structure_ingest/directory_trust.json";
+  EXPECT_EQ(trust_list_path(), w / "config/" + name);
+  const char* const old_home = getenv("HOME");
+  const std::string kept = old_home == nullptr ? "" : old_home;
+  setenv("HOME", w.path().c_str(), 1);
+  setenv("XDG_CONFIG_HOME", "config", 1);  // one that is relative does not count
+  EXPECT_EQ(trust_list_path(), w / ".config/" + name);
+  unsetenv("XDG_CONFIG_HOME");
+  EXPECT_EQ(trust_list_path(), w / ".config/" + name);
+  setenv("HOME", kept.c_str(), 1);
+}
+
 }  // namespace
 }  // namespace agent_modules
