@@ -15,6 +15,7 @@
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/atomic_io.hpp"
+#include "structure_ingest/base/folder_lock.hpp"
 
 namespace apps {
 namespace {
@@ -139,9 +140,10 @@ Status run(const Arguments& arguments) {
     });
   } catch (const structure_ingest::JsonError& error) {
     throw WrongInput(malformed(path, "the state is malformed: ", error));
+  } catch (const structure_ingest::internal::LockError&) {
+    throw;  // the state could not have been written
   } catch (const std::system_error& error) {
-    const bool is_locked = error.code() == std::errc::operation_would_block;
-    if (was_read || is_locked) throw;
+    if (was_read) throw;
     throw WrongInput(error.what());
   }
   if (arguments.json) {

@@ -509,7 +509,7 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
            Case{"parse --files-from /dev/zero", 2, "/dev/zero: too long for a list of paths"},
            Case{"scan ''", 2, "DIR: the name is empty"},
            Case{"scan he.xyz", 2, "he.xyz: not a directory\n"},
-           Case{"hydrate --state /proc/self/fd/0 he.xyz <state.json", 3, ": cannot write: "},
+           Case{"hydrate --state /proc/self/fd/0 he.xyz <state.json", 3, ": cannot lock: "},
            Case{"ingest --project '' he.xyz", 2, "--project: the name of the folder is empty"},
            Case{"hydrate --state list.json", 2, "list.json: the state is not a JSON object"},
            Case{"hydrate --state broken.json", 2,
