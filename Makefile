@@ -1,11 +1,15 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: bench demo test release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
+.PHONY: bench demo test relevance release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
 
 demo: release
 	tools/demo build/release
 
 test: release
 	ctest --preset release -j2 -LE slow
+
+# How the relevance rules do on the cases that they were tuned on, and on those that they were not.
+relevance: release
+	build/release/tests/relevance_report tests/collaborators/agent_modules/relevance/*_cases.tsv
 
 release dev: packages
 	@test -f build/$@/build.ninja || cmake --preset $@
