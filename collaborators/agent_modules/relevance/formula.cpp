@@ -152,6 +152,7 @@ Formula formula_at(std::string_view text) {
   const std::size_t end = std::min(text.find_first_of(" \"';:!?"), std::min(LONGEST, text.size()));
   for (std::size_t length = end; length > 0; --length) {
     if (!at_boundary(text, length)) continue;
+    if (text[length - 1] == '-' && in_word(text, length)) continue;  // Li-ion
     if (auto formula = read_formula(text.substr(0, length))) return *std::move(formula);
   }
   return {};
