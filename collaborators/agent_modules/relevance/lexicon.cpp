@@ -4,8 +4,6 @@
 #include <array>
 #include <utility>
 
-#include "collaborators/agent_modules/relevance/lexicon_data.hpp"
-
 namespace agent_modules {
 namespace {
 
@@ -13,9 +11,10 @@ constexpr std::array<std::string_view, 7> LANGUAGES = {"en", "de", "fr", "es", "
 constexpr std::size_t LONGEST_ENTRY = 72;
 
 constexpr std::pair<std::string_view, unsigned> USES[] = {
-    {"plain", PLAIN}, {"adjective", ADJECTIVE}, {"ending", ENDING},  {"unit", UNIT}, {"link", LINK},
-    {"host", HOST},   {"after", AFTER},         {"of", OF},          {"own", OWN},   {"join", JOIN},
-    {"form", FORM},   {"pair", PAIR},           {"unnamed", UNNAMED}};
+    {"plain", PLAIN}, {"adjective", ADJECTIVE}, {"ending", ENDING}, {"unit", UNIT},
+    {"link", LINK},   {"host", HOST},           {"after", AFTER},   {"of", OF},
+    {"own", OWN},     {"join", JOIN},           {"form", FORM},     {"type", TYPE},
+    {"pair", PAIR},   {"unnamed", UNNAMED}};
 
 /// Cuts the text before the next `separator` off the front of `rest`.
 std::string_view next_part(std::string_view& rest, char separator) {
@@ -43,8 +42,8 @@ bool is_name_ending(std::string_view ending, std::string_view language) {
 
 Lexicon::Lexicon(std::string_view language) : language_(language) {
   read_words(language);
-  read_names(GENERATED_NAMES, language);
-  read_names(COMMON_NAMES, language);
+  read_names(generated_names_table(), language);
+  read_names(common_names_table(), language);
 }
 
 void Lexicon::add(std::string_view entry, unsigned use, const Elements* elements) {
@@ -67,8 +66,7 @@ void Lexicon::add(std::string_view entry, unsigned use, const Elements* elements
 
 /// Lines such as "en plain: relax* band_structure*".
 void Lexicon::read_words(std::string_view language) {
-  for (std::string_view rest = WORDS; !rest.empty();) {
-    std::string_view line = next_part(rest, '\n');
+  for (std::string_view line : words_table()) {
     const std::string_view of = next_part(line, ' ');
     if (of != language && of != "any") continue;
     const std::string_view name = next_part(line, ':');
@@ -81,10 +79,9 @@ void Lexicon::read_words(std::string_view language) {
 }
 
 /// A table of names: with a column for each language, or with the columns language, name, formula.
-void Lexicon::read_names(std::string_view table, std::string_view language) {
+void Lexicon::read_names(TableLines table, std::string_view language) {
   std::size_t column = 0;
-  while (!table.empty()) {
-    std::string_view line = next_part(table, '\n');
+  for (std::string_view line : table) {
     if (line.starts_with('#')) continue;
     std::vector<std::string_view> cells;
     while (!line.empty()) cells.push_back(next_part(line, '\t'));

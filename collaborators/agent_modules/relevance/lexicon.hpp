@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "collaborators/agent_modules/relevance/formula.hpp"
+#include "collaborators/agent_modules/relevance/lexicon_data.hpp"
 
 namespace agent_modules {
 
@@ -24,13 +25,14 @@ enum Use : unsigned {
   OWN = 1U << 8,
   JOIN = 1U << 9,
   FORM = 1U << 10,
-  PAIR = 1U << 11,
-  UNNAMED = 1U << 12,
+  TYPE = 1U << 11,
+  PAIR = 1U << 12,
+  UNNAMED = 1U << 13,
   // What is no word of the tables.
-  NAME = 1U << 13,
-  NUMBER = 1U << 14,
-  STOP = 1U << 15,
-  UNKNOWN = 1U << 16,
+  NAME = 1U << 14,
+  NUMBER = 1U << 15,
+  STOP = 1U << 16,
+  UNKNOWN = 1U << 17,
 };
 
 struct Word {
@@ -56,7 +58,7 @@ class Lexicon {
  private:
   void add(std::string_view entry, unsigned use, const Elements* elements);
   void read_words(std::string_view language);
-  void read_names(std::string_view table, std::string_view language);
+  void read_names(TableLines table, std::string_view language);
 
   std::string language_;
   std::unordered_map<std::string, Word> words_;

@@ -1,12 +1,15 @@
-// The tables of this folder, which the build makes part of the code.
+// The lines of this folder's tables, which the build makes part of the code.
 #pragma once
 
+#include <span>
 #include <string_view>
 
 namespace agent_modules {
 
-extern const std::string_view WORDS;
-extern const std::string_view COMMON_NAMES;
-extern const std::string_view GENERATED_NAMES;
+using TableLines = std::span<const std::string_view>;
+
+TableLines words_table();
+TableLines common_names_table();
+TableLines generated_names_table();
 
 }  // namespace agent_modules

@@ -74,8 +74,9 @@ unsigned sign_use(std::string_view text, std::size_t at) {
     if (sign == stop) return STOP;
   for (const std::string_view join : {",", "/", "&", "+", "\u3001"})
     if (sign == join) return JOIN;
+  if (sign == "%") return LINK | NUMBER;
   if (sign == "-" && at > 0 && in_word(text, at - 1)) return JOIN;
-  return std::string_view(" -\"'()[]{}~<>=%\u00BF\u00A1\u2264\u2265\u2248\u00B0\u00C5\u00D7\u2026")
+  return std::string_view(" -\"'()[]{}~<>=\u00BF\u00A1\u2264\u2265\u2248\u00B0\u00C5\u00D7\u2026")
                      .find(sign) != std::string_view::npos
              ? 0U
              : UNKNOWN;
@@ -147,7 +148,7 @@ class Reader {
       const Word& word = *match.word;
       if (!word.elements.empty())
         add_mention(at, match.length, {{}, word.elements, !word.ambiguous, false});
-      if (formula.length == match.length && formula.length <= LONGEST_DOUBTFUL)
+      if (formula.length == match.length && formula.length <= LONGEST_DOUBTFUL && word.uses != UNIT)
         reading_.possible.insert(formula.elements.begin(), formula.elements.end());
       if (word.elements.empty())
         tokens_.push_back({text_.substr(at, match.length), word.uses});
@@ -164,7 +165,8 @@ class Reader {
       return formula.length;
     }
     if (number > 0) {
-      tokens_.push_back({text_.substr(at, number), NUMBER});
+      const bool share = text_[at + number - 1] == '%';  // of a dopant: "2% Al"
+      tokens_.push_back({text_.substr(at, number), share ? NUMBER | LINK : NUMBER});
       return number;
     }
     std::size_t length = character_at(text_, at).length;
@@ -230,11 +232,13 @@ class Reader {
   bool is_linked(std::size_t i) const {
     const Token* const after = beside(i, 1, NUMBER | FORM);
     if (after != nullptr && after->is(AFTER)) return true;
+    bool type = i + 1 < tokens_.size() && tokens_[i + 1].is(FORM | TYPE);
     for (std::size_t j = i; j-- > 0;) {
       const Token& token = tokens_[j];
+      if (token.is(HOST)) return type || is_fluid(reading_.mentions[tokens_[i].mention].elements);
       if (token.is(LINK)) return true;
-      if (token.is(HOST)) return is_fluid(reading_.mentions[tokens_[i].mention].elements);
-      if (token.is(NAME | ADJECTIVE | NUMBER | FORM)) continue;
+      type |= token.is(FORM | TYPE);
+      if (token.is(NAME | ADJECTIVE | NUMBER | FORM | TYPE)) continue;
       const bool joins = token.is(JOIN) && j > 0 && tokens_[j - 1].is(NAME | NUMBER | FORM);
       if (!joins) return false;
     }
