@@ -11,10 +11,10 @@ constexpr std::array<std::string_view, 7> LANGUAGES = {"en", "de", "fr", "es", "
 constexpr std::size_t LONGEST_ENTRY = 72;
 
 constexpr std::pair<std::string_view, unsigned> USES[] = {
-    {"plain", PLAIN}, {"adjective", ADJECTIVE}, {"ending", ENDING}, {"unit", UNIT},
-    {"link", LINK},   {"host", HOST},           {"after", AFTER},   {"of", OF},
-    {"own", OWN},     {"join", JOIN},           {"form", FORM},     {"type", TYPE},
-    {"pair", PAIR},   {"unnamed", UNNAMED}};
+    {"plain", PLAIN}, {"adjective", ADJECTIVE}, {"ending", ENDING},  {"unit", UNIT},
+    {"link", LINK},   {"host", HOST},           {"after", AFTER},    {"of", OF},
+    {"own", OWN},     {"join", JOIN},           {"form", FORM},      {"type", TYPE},
+    {"pair", PAIR},   {"between", BETWEEN},     {"unnamed", UNNAMED}};
 
 /// Cuts the text before the next `separator` off the front of `rest`.
 std::string_view next_part(std::string_view& rest, char separator) {
@@ -87,7 +87,7 @@ void Lexicon::read_names(TableLines table, std::string_view language) {
     while (!line.empty()) cells.push_back(next_part(line, '\t'));
     if (cells.size() == 3 && column == 0) {
       const Elements elements = formula_at(cells[2]).elements;
-      if (cells[0] == language) add(cells[1], 0, &elements);
+      if (cells[0] == language && !elements.empty()) add(cells[1], 0, &elements);
     } else if (column == 0) {
       column =
           static_cast<std::size_t>(std::find(cells.begin(), cells.end(), language) - cells.begin());

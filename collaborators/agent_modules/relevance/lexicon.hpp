@@ -27,12 +27,13 @@ enum Use : unsigned {
   FORM = 1U << 10,
   TYPE = 1U << 11,
   PAIR = 1U << 12,
-  UNNAMED = 1U << 13,
+  BETWEEN = 1U << 13,
+  UNNAMED = 1U << 14,
   // What is no word of the tables.
-  NAME = 1U << 14,
-  NUMBER = 1U << 15,
-  STOP = 1U << 16,
-  UNKNOWN = 1U << 17,
+  NAME = 1U << 15,
+  NUMBER = 1U << 16,
+  STOP = 1U << 17,
+  UNKNOWN = 1U << 18,
 };
 
 struct Word {

@@ -25,6 +25,8 @@ using structure_ingest::internal::value_at;
 
 constexpr double SURE = 0.9;
 constexpr double UNSURE = 0.5;
+// Of a longer request, no more is read: some of its words are not understood anyway.
+constexpr std::size_t LONGEST_REQUEST = 4000;
 
 /// What the assessor reads of a source entry.
 struct Structure {
@@ -163,14 +165,13 @@ class Judge {
     if (!has_object_)
       return decide(ROLE_UNKNOWN, UNSURE, "the request names no material as its object");
     const std::string about = "the request is about " + list_of_objects(reading_.mentions);
-    const std::string nothing_shared = "this structure shares no element with anything named there";
+    const std::string shares = "this structure shares no element with anything that it names";
     if (!match_.empty())
       return decide(ROLE_UNRELATED, SURE,
-                    about + ", which '" + match_ + "' is made of, and " + nothing_shared);
+                    about + ", which '" + match_ + "' matches, and " + shares);
     if (one_object_ && structure.scanned)
-      return decide(ROLE_UNRELATED, SURE,
-                    about + " alone, and " + nothing_shared + " and was only found by a scan");
-    return decide(ROLE_UNRELATED, UNSURE, about + ", but no structure at hand is made of that");
+      return decide(ROLE_UNRELATED, SURE, about + " alone, and " + shares);
+    return decide(ROLE_UNRELATED, UNSURE, about + ", but no structure at hand matches that");
   }
 
  private:
@@ -194,7 +195,8 @@ RelevanceReport assess_structure_relevance(const std::vector<Json>& entries,
   std::set<Elements> at_hand;
   for (const Structure& structure : available)
     if (!structure.elements.empty()) at_hand.insert(structure.elements);
-  const std::string plain = plain_text(request);
+  std::string plain = plain_text(std::string_view(request).substr(0, LONGEST_REQUEST));
+  if (request.size() > LONGEST_REQUEST) plain += " \xEF\xBF\xBD";  // understood by no language
   std::vector<Judge> judges;
   for (const Lexicon& lexicon : lexicons())
     judges.emplace_back(read_request(plain, lexicon, at_hand), available);
