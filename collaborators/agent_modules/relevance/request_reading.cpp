@@ -60,9 +60,16 @@ class Reader {
  private:
   bool is_understood(std::size_t i) const {
     const Token& token = tokens_[i];
-    if (token.is(UNKNOWN | UNNAMED)) return false;
+    if (token.is(UNKNOWN | UNNAMED)) return token.is(NAME) && is_part_of_another(token);
     if (token.is(OWN) && reading_.mentions.empty()) return false;
     return !token.is(FORM) || has_material_beside(i);
+  }
+
+  /// Whether a symbol can only be that of an element in another material: "Na mobility in Na3PS4".
+  bool is_part_of_another(const Token& symbol) const {
+    return std::any_of(tokens_.begin(), tokens_.end(), [&](const Token& token) {
+      return token.certain && token.elements.contains(*symbol.elements.begin());
+    });
   }
 
   void call_unclear(const Token& token) {
@@ -72,11 +79,12 @@ class Reader {
     reading_.understood = at;
   }
 
-  /// The nearest token before (`step` -1) or after (1) the one at `i` that is none of `skipped`.
+  /// The nearest token before (`step` -1) or after (1) the one at `i` that is none of `skipped`, or
+  /// one that is more than that.
   const Token* beside(std::size_t i, int step, unsigned skipped) const {
     const auto next = static_cast<std::size_t>(step);
     for (i += next; i < tokens_.size(); i += next)
-      if (tokens_[i].is(NAME) || !tokens_[i].is(skipped)) return &tokens_[i];
+      if (tokens_[i].is(NAME | AFTER) || !tokens_[i].is(skipped)) return &tokens_[i];
     return nullptr;
   }
 
@@ -111,6 +119,7 @@ class Reader {
       const Token& token = tokens_[j];
       if (token.is(HOST)) return type || is_fluid(tokens_[i].elements);
       if (token.is(LINK)) return true;
+      if (token.is(OF) && j > 0 && tokens_[j - 1].is(LINK)) return true;  // "as for silicon"
       type |= token.is(FORM | TYPE);
       if (token.is(NAME | ADJECTIVE | NUMBER | FORM | TYPE)) continue;
       const bool joins = token.is(JOIN) && j > 0 && tokens_[j - 1].is(NAME | NUMBER | FORM);
