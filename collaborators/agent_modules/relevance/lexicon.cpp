@@ -11,10 +11,10 @@ constexpr std::array<std::string_view, 7> LANGUAGES = {"en", "de", "fr", "es", "
 constexpr std::size_t LONGEST_ENTRY = 72;
 
 constexpr std::pair<std::string_view, unsigned> USES[] = {
-    {"plain", PLAIN}, {"adjective", ADJECTIVE}, {"ending", ENDING},  {"unit", UNIT},
-    {"link", LINK},   {"host", HOST},           {"after", AFTER},    {"of", OF},
-    {"own", OWN},     {"join", JOIN},           {"form", FORM},      {"type", TYPE},
-    {"pair", PAIR},   {"between", BETWEEN},     {"unnamed", UNNAMED}};
+    {"plain:", PLAIN}, {"adjective:", ADJECTIVE}, {"ending:", ENDING},  {"unit:", UNIT},
+    {"link:", LINK},   {"host:", HOST},           {"after:", AFTER},    {"of:", OF},
+    {"own:", OWN},     {"join:", JOIN},           {"form:", FORM},      {"type:", TYPE},
+    {"pair:", PAIR},   {"between:", BETWEEN},     {"unnamed:", UNNAMED}};
 
 /// Cuts the text before the next `separator` off the front of `rest`.
 std::string_view next_part(std::string_view& rest, char separator) {
@@ -64,17 +64,21 @@ void Lexicon::add(std::string_view entry, unsigned use, const Elements* elements
   word.ambiguous = ambiguous;
 }
 
-/// Lines such as "en plain: relax* band_structure*".
+/// A line such as "en plain:", and below it, indented, the words of that use.
 void Lexicon::read_words(std::string_view language) {
+  unsigned use = 0;  // of the words to come; none in other languages
   for (std::string_view line : words_table()) {
-    const std::string_view of = next_part(line, ' ');
-    if (of != language && of != "any") continue;
-    const std::string_view name = next_part(line, ':');
-    const auto* const use = std::find_if(std::begin(USES), std::end(USES),
-                                         [&](const auto& known) { return known.first == name; });
-    while (!line.empty())
+    if (!line.starts_with(' ')) {
+      const std::string_view of = next_part(line, ' ');
+      const auto* const known = std::find_if(std::begin(USES), std::end(USES),
+                                             [&](const auto& u) { return u.first == line; });
+      const bool wanted = known != std::end(USES) && (of == language || of == "any");
+      use = wanted ? known->second : 0;
+      continue;
+    }
+    while (use != 0 && !line.empty())
       if (const std::string_view entry = next_part(line, ' '); !entry.empty())
-        add(entry, use->second, nullptr);
+        add(entry, use, nullptr);
   }
 }
 

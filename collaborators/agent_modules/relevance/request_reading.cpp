@@ -42,10 +42,11 @@ class Reader {
       const bool linked = is_linked(i);
       const bool medium = linked && is_fluid(token.elements);
       groups += !medium && starts_group(i);
-      object |= !linked;
+      const bool is_object = !linked && !token.ambiguous;
+      object |= is_object;
       named.insert(token.elements);
       reading_.mentions.push_back(
-          {std::string(token.text), token.elements, token.certain, !linked});
+          {std::string(token.text), token.elements, token.certain, is_object});
     }
     for (const Token& token : tokens_)
       if ((token.is(PAIR) && (groups < 2 || !object)) ||

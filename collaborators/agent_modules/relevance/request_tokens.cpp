@@ -91,13 +91,22 @@ Elements elements_in_any_case(std::string_view word, std::size_t symbols = 0) {
   return {};
 }
 
+Token token_of(std::string_view text, unsigned uses, Elements elements = {}) {
+  Token token;
+  token.text = text;
+  token.uses = uses;
+  token.elements = std::move(elements);
+  return token;
+}
+
 /// The word or phrase of the lexicon at the front of `text`.
 Token lexicon_token(std::string_view text, const Lexicon::Match& match, const Formula& formula) {
   constexpr std::size_t LONGEST_ABBREVIATION = 2;
-  Token token{text.substr(0, match.length), match.word->uses, match.word->elements, false, {}};
+  Token token = token_of(text.substr(0, match.length), match.word->uses, match.word->elements);
   if (!token.elements.empty()) {
     token.uses = NAME | (token.uses & ADJECTIVE);
-    token.certain = !match.word->ambiguous;
+    token.ambiguous = match.word->ambiguous;
+    token.certain = !token.ambiguous;
   }
   if (match.word->guessed) token.uses |= ENDING;
   if (formula.length == match.length && formula.length <= LONGEST_ABBREVIATION &&
@@ -110,12 +119,12 @@ Token lexicon_token(std::string_view text, const Lexicon::Match& match, const Fo
 Token other_token(std::string_view text, std::size_t at, const std::set<Elements>& at_hand) {
   const bool word_starts = at_boundary(text, at);
   std::size_t length = character_at(text, at).length;
-  if (!in_word(text, at)) return {text.substr(at, length), sign_use(text, at), {}, false, {}};
+  if (!in_word(text, at)) return token_of(text.substr(at, length), sign_use(text, at));
   while (in_word(text, at + length)) ++length;
   Elements elements = elements_in_any_case(text.substr(at, length));
   if (!word_starts || !at_hand.contains(elements))
-    return {text.substr(at, length), UNKNOWN, {}, false, {}};
-  return {text.substr(at, length), NAME, std::move(elements), false, {}};
+    return token_of(text.substr(at, length), UNKNOWN);
+  return token_of(text.substr(at, length), NAME, std::move(elements));
 }
 
 }  // namespace
@@ -143,15 +152,12 @@ std::vector<Token> tokens_of(std::string_view text, const Lexicon& lexicon,
       const bool starts = tokens.empty() || tokens.back().is(STOP);
       const bool doubtful = symbol && (starts || formula.length == 1);
       const bool known = !doubtful || at_hand.contains(formula.elements);
-      tokens.push_back({rest.substr(0, formula.length),
-                        known ? unsigned{NAME} : NAME | UNKNOWN,
-                        std::move(formula.elements),
-                        formula.certain,
-                        {}});
+      tokens.push_back(token_of(rest.substr(0, formula.length), known ? NAME + 0U : NAME | UNKNOWN,
+                                std::move(formula.elements)));
+      tokens.back().certain = formula.certain;
     } else if (number > 0) {
       const bool share = text[at + number - 1] == '%';  // of a dopant: "2% Al"
-      tokens.push_back(
-          {rest.substr(0, number), share ? NUMBER | LINK : unsigned{NUMBER}, {}, false, {}});
+      tokens.push_back(token_of(rest.substr(0, number), share ? NUMBER | LINK : NUMBER + 0U));
     } else {
       tokens.push_back(other_token(text, at, at_hand));
     }

@@ -12,10 +12,11 @@ namespace agent_modules {
 
 struct Token {
   std::string_view text;
-  unsigned uses = 0;     // UNKNOWN for a word that is not in the lexicon
-  Elements elements;     // of the material that a NAME or a formula stands for
-  bool certain = false;  // such a name cannot be an ordinary word, an abbreviation or a group
-  Elements possible;     // of a word of the lexicon that may also be a formula: "In", "HF"
+  unsigned uses = 0;       // UNKNOWN for a word that is not in the lexicon
+  Elements elements;       // of the material that a NAME stands for
+  bool certain = false;    // such a name cannot be an ordinary word or an abbreviation
+  bool ambiguous = false;  // it is one: "lead", "steel"
+  Elements possible;       // of a word of the lexicon that may also be a formula: "In", "HF"
 
   bool is(unsigned use) const { return (uses & use) != 0; }
 };

@@ -38,10 +38,11 @@ struct Structure {
 };
 
 Elements elements_of(const Json& entry) {
-  Elements elements;
-  const Json& species = value_at(entry, "species");
-  if (species.is_array() && !species.empty()) {
-    for (const Json& symbol : species) {
+  for (const char* const key : {"species", "symbols"}) {
+    const Json& symbols = value_at(entry, key);
+    if (!symbols.is_array() || symbols.empty()) continue;
+    Elements elements;
+    for (const Json& symbol : symbols) {
       if (!symbol.is_string()) return {};
       const auto& text = symbol.get_ref<const std::string&>();
       if (text.empty() || canonical_symbol(text) != text) return {};
