@@ -25,8 +25,9 @@ bool is_lower(char c) {
   return c >= 'a' && c <= 'z';
 }
 
-/// The length of a count at the front of `text`: 2, 0.7, x, 1-x-y, 7-δ; 0 for none.
-std::size_t count_length(std::string_view text) {
+/// The length of a count at the front of `text`: 2, 0.7, x, 1-x-y, 7-δ; 0 for none. Tells in
+/// `variable` whether it holds one.
+std::size_t count_length(std::string_view text, bool& variable) {
   std::size_t length = 0;
   for (std::size_t at = 0; at < text.size(); length = at) {
     if (length > 0 && text[at] != '-' && text[at] != '+') break;
@@ -34,9 +35,10 @@ std::size_t count_length(std::string_view text) {
     const std::size_t begin = at;
     while (at < text.size() && (is_digit(text[at]) || (text[at] == '.' && at > begin))) ++at;
     if (at > begin && text[at - 1] == '.') --at;
-    for (const std::string_view variable : {"x", "y", "z", "n", "δ"})
-      if (text.substr(at).starts_with(variable)) {
-        at += variable.size();
+    for (const std::string_view name : {"x", "y", "z", "n", "δ"})
+      if (text.substr(at).starts_with(name)) {
+        at += name.size();
+        variable = true;
         break;
       }
     if (at == begin) break;
@@ -49,11 +51,12 @@ std::optional<Formula> read_formula(std::string_view text) {
   Formula formula;
   std::string open;  // the closing brackets to come
   bool counted = false;
+  bool variable = false;
   bool empty_group = false;
   bool long_symbol = false;
   std::size_t at = 0;
   const auto skip_count = [&] {
-    const std::size_t length = count_length(text.substr(at));
+    const std::size_t length = count_length(text.substr(at), variable);
     counted |= length > 0;
     at += length;
   };
@@ -87,7 +90,7 @@ std::optional<Formula> read_formula(std::string_view text) {
       ++at;  // (Mg,Fe)O
     } else if (formula.symbols > 0 && (c == '*' || c == '.' || c == '@')) {
       ++at;  // CuSO4*5H2O, H2O@C60
-      at += count_length(text.substr(at));
+      at += count_length(text.substr(at), variable);
       if (at == text.size() || (!is_upper(text[at]) && text[at] != '(')) return std::nullopt;
     } else if (formula.symbols > 0 && text.find_first_not_of("^+-0123456789", at) == text.npos) {
       counted = true;  // a charge: +, 2-, ^3+
@@ -97,7 +100,7 @@ std::optional<Formula> read_formula(std::string_view text) {
     }
   }
   if (!open.empty() || empty_group || formula.symbols == 0) return std::nullopt;
-  if (coefficient && formula.symbols < 2) return std::nullopt;
+  if ((coefficient || variable) && formula.symbols < 2) return std::nullopt;  // "Six", "Con"
   formula.length = text.size();
   // Capitals alone may abbreviate anything, and a symbol alone may be a word.
   formula.certain = formula.symbols > 1 ? counted || long_symbol : counted && text.size() > 2;

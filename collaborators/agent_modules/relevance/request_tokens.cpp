@@ -145,7 +145,8 @@ std::vector<Token> tokens_of(std::string_view text, const Lexicon& lexicon,
     if (match.length > 0 && match.word->uses == UNIT && !after_number) match = {};
     Formula formula = at_boundary(text, at) ? formula_at(rest) : Formula();
     const std::size_t number = is_digit(text[at]) ? number_length(rest) : 0;
-    if (match.length > 0 && match.length >= std::max(formula.length, number)) {
+    const bool spelled = formula.certain && formula.length >= match.length;  // NbO, not NBO
+    if (match.length > 0 && !spelled && match.length >= std::max(formula.length, number)) {
       tokens.push_back(lexicon_token(rest, match, formula));
     } else if (formula.length > 0 && formula.length >= number) {
       const bool symbol = formula.symbols == 1 && formula.length <= 2;
