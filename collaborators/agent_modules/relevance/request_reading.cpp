@@ -116,6 +116,8 @@ class Reader {
     const Token* const after = beside(i, 1, NUMBER | FORM);
     if (after != nullptr && after->is(AFTER)) return true;
     bool type = i + 1 < tokens_.size() && tokens_[i + 1].is(FORM | TYPE);
+    // "Rutile structure" may be that of anything, "TiO2 structure" is not.
+    if (type && tokens_[i + 1].is(TYPE) && formula_at(tokens_[i].text).length == 0) return true;
     for (std::size_t j = i; j-- > 0;) {
       const Token& token = tokens_[j];
       if (token.is(HOST)) return type || is_fluid(tokens_[i].elements);
