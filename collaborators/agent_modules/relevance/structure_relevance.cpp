@@ -1,8 +1,6 @@
 #include "collaborators/agent_modules/relevance/structure_relevance.hpp"
 
 #include <algorithm>
-#include <iterator>
-#include <optional>
 #include <set>
 #include <utility>
 
