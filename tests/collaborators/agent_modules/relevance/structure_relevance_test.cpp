@@ -31,10 +31,10 @@ TEST(StructureRelevance, KeepsWhatIsWantedAndDropsMostOfTheRest) {
     double recall;
   };
   for (const auto& [table, cases, discovery, together, precision, recall] : {
-           Floor{"working_cases.tsv", 880, "attachment", true, 1, 0.83},
-           Floor{"working_cases.tsv", 880, "attachment", false, 1, 0},
-           Floor{"working_cases.tsv", 880, "project_folder", true, 1, 0.84},
-           Floor{"working_cases.tsv", 880, "workspace_scan", false, 1, 0.68},
+           Floor{"working_cases.tsv", 923, "attachment", true, 1, 0.83},
+           Floor{"working_cases.tsv", 923, "attachment", false, 1, 0},
+           Floor{"working_cases.tsv", 923, "project_folder", true, 1, 0.84},
+           Floor{"working_cases.tsv", 923, "workspace_scan", false, 1, 0.68},
            Floor{"held_out_cases.tsv", 116, "attachment", true, 1, 0.93},
            Floor{"held_out_cases.tsv", 116, "workspace_scan", false, 1, 0.82},
        }) {
