@@ -83,7 +83,8 @@ class Reader {
   /// The nearest token before (`step` -1) or after (1) the one at `i` that is none of `skipped`, or
   /// one that is more than that.
   const Token* beside(std::size_t i, int step, unsigned skipped) const {
-    const auto next = static_cast<std::size_t>(step);
+    const auto next =
+        static_cast<std::size_t>(step);  // below the front, `i` wraps to beyond the end
     for (i += next; i < tokens_.size(); i += next)
       if (tokens_[i].is(NAME | AFTER) || !tokens_[i].is(skipped)) return &tokens_[i];
     return nullptr;
