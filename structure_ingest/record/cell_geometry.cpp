@@ -1,4 +1,4 @@
-#include "apps/cell_geometry.hpp"
+#include "structure_ingest/record/cell_geometry.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -7,12 +7,10 @@
 #include <map>
 #include <numbers>
 
-#include "apps/atomic_weights.hpp"
+#include "structure_ingest/record/atomic_weights.hpp"
 
-namespace apps {
+namespace structure_ingest::internal {
 namespace {
-
-using structure_ingest::Vector3;
 
 /// The unit of atomic weights in grams, by the number of ångström cubed in a cm³ (CODATA 2018:
 /// 1.66053906660e-24 g and 1e24).
@@ -75,4 +73,4 @@ std::optional<double> density_g_cm3(const std::vector<std::string>& symbols, dou
   return std::isnormal(density) ? std::optional(density) : std::nullopt;
 }
 
-}  // namespace apps
+}  // namespace structure_ingest::internal
