@@ -202,6 +202,11 @@ InputFile::~InputFile() {
   close(descriptor_);
 }
 
+void InputFile::move_to(std::uint64_t offset) {
+  if (lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) < 0) fail("cannot read", path_);
+  used_ = offset;
+}
+
 std::size_t InputFile::read(char* buffer, std::size_t size) {
   const std::size_t wanted =
       size_ == 0 ? size : static_cast<std::size_t>(std::min<std::uint64_t>(size, size_ - used_));

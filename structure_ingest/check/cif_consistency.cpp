@@ -107,7 +107,11 @@ std::vector<Seen> see_formula_mismatch(const Subject& subject) {
                                    !has_full_sites_only(subject) &&
                                    is_proportional(*formula, meant);
   if (is_proportional(*formula, content) || occupancies_explain) {
-    if (!has_z || occupancies_explain || is_same(*formula, *z, content)) return {};
+    // Some programs write the formula of the whole cell, and Z all the same.
+    if (!has_z || occupancies_explain || is_same(*formula, *z, content) ||
+        is_same(*formula, 1, content)) {
+      return {};
+    }
     const double units = total(content) / total(*formula);
     return {{"The file states Z = " + number_text(*z) + " units of " + shown(*text) +
              " in the cell, but the record holds " + number_text(units) + " (" +
@@ -158,7 +162,10 @@ std::vector<Seen> see_readers_disagree(const Subject& subject) {
   if (block == nullptr || !subject.second.refusal.empty()) return {};
   std::map<std::string, std::size_t> counts;
   for (const auto& [symbol, count] : symbol_counts(subject.record.symbols)) counts[symbol] = count;
-  if (counts == subject.second.atoms) return {};
+  // Which species a shared place goes to is no matter of reading.
+  const bool same_number = subject.second.natoms == static_cast<std::size_t>(subject.record.natoms);
+  if (counts == subject.second.atoms || (subject.second.shared_places > 0 && same_number))
+    return {};
   const std::string from =
       subject.second.symmetry_source.empty() ? "" : " from " + subject.second.symmetry_source;
   return {{"A second reader, gemmi, expands the block " + shown(block->name) + from + " to " +

@@ -87,6 +87,7 @@ class Builder {
     const bool name = !token.quoted && token.text.starts_with('_');
     const std::string word =
         token.quoted || token.text.size() < 5 ? "" : ascii_lower_cased(token.text.substr(0, 5));
+    if (word == "data_" || word == "loop_" || name) end_loop();
     if (word == "data_") {
       file_.blocks.push_back({token.text.substr(5), {}});
       begin_ = Place::nowhere;
@@ -107,12 +108,22 @@ class Builder {
     }
   }
 
-  CifFile file() && { return std::move(file_); }
+  CifFile file() && {
+    end_loop();
+    return std::move(file_);
+  }
 
  private:
   enum class Place { nowhere, value, after_value, loop_names, loop_values };
 
   CifBlock& block() { return file_.blocks.back(); }
+
+  void end_loop() {
+    if (begin_ != Place::loop_values) return;
+    begin_ = Place::nowhere;
+    if (column_ == 0 || !file_.incomplete_loop.empty()) return;
+    file_.incomplete_loop = block().items[block().items.size() - columns_].name;
+  }
 
   void take_value(const Token& token) {
     if (begin_ == Place::loop_names) {

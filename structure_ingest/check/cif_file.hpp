@@ -33,6 +33,7 @@ struct CifBlock {
 struct CifFile {
   std::vector<CifBlock> blocks;
   std::string_view text_before;  // the first line that stands before any block, if one does
+  std::string incomplete_loop;   // the first name of a loop whose last row is incomplete, if any
 };
 
 CifFile look_at_cif(std::string_view text);

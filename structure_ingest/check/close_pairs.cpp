@@ -1,7 +1,7 @@
 // The atoms and the images of them that are near enough to the cell to matter are sorted into a
 // grid of bins that are at least as wide as the largest distance looked for; then only atoms of
 // neighbouring bins can be close. Bins lie in memory in the order x, y, z, so that three neighbours
-// along x are one run of atoms.
+// along x are one run of atoms. Single precision chooses the candidates, double precision decides.
 #include "structure_ingest/check/close_pairs.hpp"
 
 #include <algorithm>
@@ -15,11 +15,9 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// An atom, or an image of it, with its position relative to the grid's corner.
+/// An atom, or an image of it, with a position relative to a point near all of them.
 struct Site {
   float x, y, z, reach;
-  std::uint32_t atom;
-  bool image;
 };
 
 /// More images than this, and more than four an atom, mean a cell that is nearly flat; more
@@ -27,11 +25,16 @@ struct Site {
 constexpr std::size_t MOST_IMAGES = 100000;
 constexpr std::uint64_t MOST_DISTANCES = 100'000'000;
 
-/// Positions that span more than this leave no digits to tell distances by.
+/// Positions that span more than this leave no digits to tell distances by, and neither do
+/// fractional coordinates.
 constexpr double LARGEST_EXTENT_ANG = 1e9;
+constexpr double LARGEST_FRACTION = 1e9;
 
 /// Bins with about this many atoms on average are the fastest.
 constexpr double ATOMS_A_BIN = 0.5;
+
+/// What rounding to single precision may add to a distance, as a share of the extent.
+constexpr double ROUNDING = 1e-6;
 
 Vector3 cross(const Vector3& a, const Vector3& b) {
   return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
@@ -41,76 +44,110 @@ double dot(const Vector3& a, const Vector3& b) {
   return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
 }
 
+/// The largest whole number that is not above `value`, which must be less than LARGEST_FRACTION.
 double below(double value) {
   const auto truncated = static_cast<double>(static_cast<std::int64_t>(value));
   return truncated > value ? truncated - 1 : truncated;
 }
 
-/// The atoms moved into the cell, followed by their images within `cutoff` of it. Positions of
-/// images are those of the atom plus whole lattice vectors, in double precision.
+/// A periodic cell and what follows from it.
+struct Cell {
+  std::array<Vector3, 3> vectors;
+  std::array<Vector3, 3> inverse;  // its rows give fractional coordinates
+  Vector3 margin;                  // the cutoff in fractional coordinates
+};
+
+std::optional<Cell> cell_of(std::span<const Vector3> rows, double cutoff) {
+  Cell cell{{rows[0], rows[1], rows[2]},
+            {cross(rows[1], rows[2]), cross(rows[2], rows[0]), cross(rows[0], rows[1])},
+            {}};
+  const double volume = dot(rows[0], cell.inverse[0]);
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    for (double& component : cell.inverse[axis]) component /= volume;
+    // The inverse of this length is the distance between two faces of the cell.
+    cell.margin[axis] = cutoff * std::sqrt(dot(cell.inverse[axis], cell.inverse[axis]));
+    constexpr double MOST_CELLS = 1000;
+    if (!(cell.margin[axis] < MOST_CELLS)) return std::nullopt;
+  }
+  return cell;
+}
+
+/// Single precision; what is too large for it is too large in any case.
+Site site_at(const Vector3& place, const Vector3& origin, float reach) {
+  const auto single = [](double value) {
+    return static_cast<float>(std::clamp(value, -2 * LARGEST_EXTENT_ANG, 2 * LARGEST_EXTENT_ANG));
+  };
+  return {single(place[0] - origin[0]), single(place[1] - origin[1]), single(place[2] - origin[2]),
+          reach};
+}
+
+/// The atoms, then the images.
 struct Sites {
-  std::vector<Vector3> positions;
-  std::vector<std::uint32_t> images;  // the atom of each image; positions follow those of the atoms
+  std::vector<Site> sites;
+  std::vector<std::uint32_t> atom_of_image;
+  std::size_t natoms = 0;
   bool complete = true;
 };
 
-Sites sites_of(std::span<const Vector3> positions, std::span<const Vector3> cell, double cutoff) {
-  Sites sites;
-  sites.positions.assign(positions.begin(), positions.end());
-  if (cell.empty()) return sites;
-  // The rows of `inverse` give fractional coordinates; the inverse of their length is the distance
-  // between the faces of the cell.
-  const double volume = dot(cell[0], cross(cell[1], cell[2]));
-  std::array<Vector3, 3> inverse = {cross(cell[1], cell[2]), cross(cell[2], cell[0]),
-                                    cross(cell[0], cell[1])};
-  Vector3 margin{};
+/// Adds the images of an atom within the cutoff of the cell; `place` and `fraction` are inside it.
+void add_images(const Cell& cell, const Vector3& place, const Vector3& fraction, std::uint32_t atom,
+                float reach, Sites& sites) {
+  std::array<int, 3> first{};
+  std::array<int, 3> last{};
   for (std::size_t axis = 0; axis < 3; ++axis) {
-    for (double& component : inverse[axis]) component /= volume;
-    margin[axis] = cutoff * std::sqrt(dot(inverse[axis], inverse[axis]));
-    if (!std::isfinite(margin[axis]) || margin[axis] > 1000) {
-      sites.complete = false;
-      return sites;
+    first[axis] = -static_cast<int>(below(fraction[axis] + cell.margin[axis]));
+    last[axis] = static_cast<int>(below(1 - fraction[axis] + cell.margin[axis]));
+  }
+  const std::size_t most = std::max(MOST_IMAGES, 4 * sites.natoms);
+  for (int i = first[0]; i <= last[0]; ++i) {
+    for (int j = first[1]; j <= last[1]; ++j) {
+      for (int k = first[2]; k <= last[2]; ++k) {
+        if (i == 0 && j == 0 && k == 0) continue;
+        if (sites.atom_of_image.size() >= most) {
+          sites.complete = false;
+          return;
+        }
+        Vector3 image = place;
+        for (std::size_t c = 0; c < 3; ++c) {
+          image[c] += i * cell.vectors[0][c] + j * cell.vectors[1][c] + k * cell.vectors[2][c];
+        }
+        sites.sites.push_back(site_at(image, {}, reach));
+        sites.atom_of_image.push_back(atom);
+      }
     }
   }
-  const std::size_t most = std::max(MOST_IMAGES, 4 * positions.size());
-  constexpr double LARGEST_FRACTION = 1e15;  // beyond it a double has no digits behind the point
+}
+
+Sites sites_of(std::span<const Vector3> positions, std::span<const float> reach, float least,
+               const Cell* cell) {
+  Sites sites;
+  sites.natoms = positions.size();
+  sites.sites.resize(positions.size());
+  const Vector3 origin = cell == nullptr ? positions.front() : Vector3{};
   for (std::size_t atom = 0; atom < positions.size(); ++atom) {
-    Vector3& position = sites.positions[atom];
-    Vector3 fraction{};
-    bool near_face = false;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      double f = dot(inverse[axis], position);
-      if (!(std::abs(f) < LARGEST_FRACTION)) f = 0;
-      const double whole = below(f);
-      if (whole != 0) {
-        for (std::size_t k = 0; k < 3; ++k) position[k] -= whole * cell[axis][k];
-      }
-      fraction[axis] = f - whole;
-      near_face |= fraction[axis] < margin[axis] || fraction[axis] > 1 - margin[axis];
-    }
-    if (!near_face) continue;
-    std::array<std::array<int, 2>, 3> range{};
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      range[axis][0] = -static_cast<int>(below(fraction[axis] + margin[axis]));
-      range[axis][1] = static_cast<int>(below(1 - fraction[axis] + margin[axis]));
-    }
-    for (int i = range[0][0]; i <= range[0][1]; ++i) {
-      for (int j = range[1][0]; j <= range[1][1]; ++j) {
-        for (int k = range[2][0]; k <= range[2][1]; ++k) {
-          if (i == 0 && j == 0 && k == 0) continue;
-          if (sites.images.size() >= most) {
-            sites.complete = false;
-            return sites;
-          }
-          Vector3 image = sites.positions[atom];
-          for (std::size_t c = 0; c < 3; ++c) {
-            image[c] += i * cell[0][c] + j * cell[1][c] + k * cell[2][c];
-          }
-          sites.positions.push_back(image);
-          sites.images.push_back(static_cast<std::uint32_t>(atom));
+    Vector3 place = positions[atom];
+    const float own_reach = std::max(reach[atom], least / 2);
+    if (cell != nullptr) {
+      Vector3 fraction{};
+      bool inside = true;
+      for (std::size_t axis = 0; axis < 3; ++axis) {
+        double f = dot(cell->inverse[axis], positions[atom]);
+        if (!(std::abs(f) < LARGEST_FRACTION)) {
+          f = 0;
+          sites.complete = false;
         }
+        const double whole = below(f);
+        if (whole != 0) {
+          for (std::size_t k = 0; k < 3; ++k) place[k] -= whole * cell->vectors[axis][k];
+        }
+        fraction[axis] = f - whole;
+        inside = inside && std::abs(fraction[axis] - 0.5) < 0.5 - cell->margin[axis];
+      }
+      if (!inside && sites.complete) {
+        add_images(*cell, place, fraction, static_cast<std::uint32_t>(atom), own_reach, sites);
       }
     }
+    sites.sites[atom] = site_at(place, origin, own_reach);
   }
   return sites;
 }
@@ -118,153 +155,172 @@ Sites sites_of(std::span<const Vector3> positions, std::span<const Vector3> cell
 struct Grid {
   std::array<std::size_t, 3> bins{};  // along each axis, with an empty one before and behind
   std::vector<std::uint32_t> begin;   // where each bin begins in `sites`; one more at the end
-  std::vector<Site> sites;            // sorted by bin
-  float slack = 0;                    // the rounding of positions to single precision
+  std::vector<Site> sites;            // sorted by bin, reach widened by what rounding may do
+  std::vector<std::uint32_t> origin;  // their indices before that
 };
 
 /// Nothing when the positions span too much.
-std::optional<Grid> grid_of(const Sites& sites, std::span<const float> reach, double cutoff) {
-  Grid grid;
-  const std::size_t count = sites.positions.size();
-  const std::size_t atoms = count - sites.images.size();
-  Vector3 low = sites.positions.front();
-  Vector3 high = low;
-  for (const Vector3& position : sites.positions) {
-    for (std::size_t k = 0; k < 3; ++k) {
-      low[k] = std::min(low[k], position[k]);
-      high[k] = std::max(high[k], position[k]);
-    }
+std::optional<Grid> grid_of(const std::vector<Site>& sites, double cutoff) {
+  Site low = sites.front();
+  Site high = low;
+  for (const Site& site : sites) {
+    low.x = std::min(low.x, site.x);
+    low.y = std::min(low.y, site.y);
+    low.z = std::min(low.z, site.z);
+    high.x = std::max(high.x, site.x);
+    high.y = std::max(high.y, site.y);
+    high.z = std::max(high.z, site.z);
   }
-  double extent = cutoff;
+  const std::array<double, 3> extent = {static_cast<double>(high.x) - static_cast<double>(low.x),
+                                        static_cast<double>(high.y) - static_cast<double>(low.y),
+                                        static_cast<double>(high.z) - static_cast<double>(low.z)};
+  const double longest = std::max(
+      {cutoff, extent[0], extent[1], extent[2],
+       static_cast<double>(std::max({std::abs(low.x), std::abs(low.y), std::abs(low.z)}))});
+  if (!(longest < LARGEST_EXTENT_ANG)) return std::nullopt;
+  const double slack = longest * ROUNDING;
   double volume = 1;
-  for (std::size_t k = 0; k < 3; ++k) {
-    extent = std::max(extent, high[k] - low[k]);
-    volume *= std::max(high[k] - low[k], cutoff);
-  }
-  if (!(extent < LARGEST_EXTENT_ANG)) return std::nullopt;
-  grid.slack = static_cast<float>(extent * 1e-6);
-  const double average = std::cbrt(ATOMS_A_BIN * volume / static_cast<double>(count));
-  double width = std::max({cutoff + 2 * static_cast<double>(grid.slack), average, extent * 1e-6});
+  for (const double length : extent) volume *= std::max(length, cutoff);
+  const auto count = static_cast<double>(sites.size());
+  double width = std::max({cutoff + 4 * slack, std::cbrt(ATOMS_A_BIN * volume / count)});
   // Atoms in few places of a large volume need wider bins than the average says.
-  const double most = 8.0 * static_cast<double>(count) + 1000;
-  for (;; width *= 1.25) {
+  Grid grid;
+  for (const double most = 8 * count + 1000;; width *= 1.25) {
     double total = 1;
-    for (std::size_t k = 0; k < 3; ++k) {
-      grid.bins[k] = static_cast<std::size_t>((high[k] - low[k]) / width) + 3;
-      total *= static_cast<double>(grid.bins[k]);
-    }
+    for (std::size_t k = 0; k < 3; ++k) total *= std::floor(extent[k] / width) + 3;
     if (total <= most) break;
   }
-  const double inverse_width = 1 / width;
+  for (std::size_t k = 0; k < 3; ++k) {
+    grid.bins[k] = static_cast<std::size_t>(extent[k] / width) + 3;
+  }
+  const auto scale = static_cast<float>(1 / width);
+  const auto widening = static_cast<float>(slack);
 
-  std::vector<std::uint32_t> bin(count);
+  std::vector<std::uint32_t> bin(sites.size());
   grid.begin.assign(grid.bins[0] * grid.bins[1] * grid.bins[2] + 1, 0);
-  for (std::size_t i = 0; i < count; ++i) {
-    const Vector3& position = sites.positions[i];
-    const auto x = static_cast<std::size_t>((position[0] - low[0]) * inverse_width) + 1;
-    const auto y = static_cast<std::size_t>((position[1] - low[1]) * inverse_width) + 1;
-    const auto z = static_cast<std::size_t>((position[2] - low[2]) * inverse_width) + 1;
-    bin[i] = static_cast<std::uint32_t>((z * grid.bins[1] + y) * grid.bins[0] + x);
+  const auto row = static_cast<std::uint32_t>(grid.bins[0]);
+  const auto rows = static_cast<std::uint32_t>(grid.bins[1]);
+  const auto place = [scale](float value, float least, std::size_t bins) {
+    const auto whole = static_cast<std::uint32_t>((value - least) * scale) + 1;
+    return std::min(whole, static_cast<std::uint32_t>(bins - 2));
+  };
+  for (std::size_t i = 0; i < sites.size(); ++i) {
+    const Site& site = sites[i];
+    bin[i] =
+        (place(site.z, low.z, grid.bins[2]) * rows + place(site.y, low.y, grid.bins[1])) * row +
+        place(site.x, low.x, grid.bins[0]);
     ++grid.begin[bin[i]];
   }
   std::uint32_t sum = 0;
   for (std::uint32_t& begin : grid.begin) sum = begin += sum;
-  grid.sites.resize(count);
-  for (std::size_t i = count; i-- > 0;) {
-    const Vector3& position = sites.positions[i];
-    const bool image = i >= atoms;
-    const std::uint32_t atom = image ? sites.images[i - atoms] : static_cast<std::uint32_t>(i);
-    grid.sites[--grid.begin[bin[i]]] = {static_cast<float>(position[0] - low[0]),
-                                        static_cast<float>(position[1] - low[1]),
-                                        static_cast<float>(position[2] - low[2]),
-                                        reach[atom] + grid.slack,
-                                        static_cast<std::uint32_t>(i),
-                                        image};
+  grid.sites.resize(sites.size());
+  grid.origin.resize(sites.size());
+  for (std::size_t i = sites.size(); i-- > 0;) {
+    const std::uint32_t at = --grid.begin[bin[i]];
+    grid.sites[at] = sites[i];
+    grid.sites[at].reach += widening;
+    grid.origin[at] = static_cast<std::uint32_t>(i);
   }
   return grid;
 }
 
-/// Looks through the pairs of neighbouring bins.
-class Search {
- public:
-  Search(const Grid& grid, const Sites& sites, std::span<const float> reach, float least)
-      : grid_(grid), sites_(sites), reach_(reach), least_(least), found_{} {}
+/// What the candidates are judged by.
+struct Judge {
+  std::span<const Vector3> positions;
+  std::span<const float> reach;
+  float least;
+  const Cell* cell;
+  const Sites& sites;
+  const Grid& grid;
+  ClosePairs found{};
 
-  ClosePairs run() {
-    const std::size_t row = grid_.bins[0];
-    const std::size_t layer = row * grid_.bins[1];
-    const std::size_t last = grid_.begin.size() - 1 - layer;
-    for (std::size_t bin = layer; bin < last && found_.complete; ++bin) {
-      const std::uint32_t begin = grid_.begin[bin];
-      const std::uint32_t end = grid_.begin[bin + 1];
-      for (std::uint32_t at = begin; at < end && found_.complete; ++at) {
-        // Of the two bins of a pair the later one in memory is looked at from the earlier.
-        look(at, at + 1, grid_.begin[bin + 2]);
-        look_at_row(at, bin + row);
-        look_at_row(at, bin + layer - row);
-        look_at_row(at, bin + layer);
-        look_at_row(at, bin + layer + row);
-      }
-    }
-    return std::move(found_);
-  }
-
- private:
-  void look_at_row(std::uint32_t at, std::size_t middle) {
-    look(at, grid_.begin[middle - 1], grid_.begin[std::min(middle + 2, grid_.begin.size() - 1)]);
-  }
-
-  void look(std::uint32_t at, std::uint32_t begin, std::uint32_t end) {
-    const Site& site = grid_.sites[at];
-    distances_ += end - begin;
-    for (std::uint32_t other = begin; other < end; ++other) {
-      const Site& candidate = grid_.sites[other];
-      const float x = candidate.x - site.x;
-      const float y = candidate.y - site.y;
-      const float z = candidate.z - site.z;
-      const float limit = std::max(site.reach + candidate.reach, least_ + 2 * grid_.slack);
-      if (x * x + y * y + z * z < limit * limit) add(site, candidate);
-    }
-    if (distances_ > MOST_DISTANCES) found_.complete = false;
-  }
-
-  void add(const Site& a, const Site& b) {
-    if (a.image && b.image) return;
-    const std::size_t atoms = sites_.positions.size() - sites_.images.size();
-    const auto atom_of = [&](const Site& site) -> std::size_t {
-      return site.image ? sites_.images[site.atom - atoms] : site.atom;
-    };
-    const std::size_t first = atom_of(a);
-    const std::size_t second = atom_of(b);
+  /// Judges the sites at two places of the grid.
+  void judge(std::uint32_t a, std::uint32_t b) {
+    const std::uint32_t from = grid.origin[a];
+    const std::uint32_t to = grid.origin[b];
+    const bool from_image = from >= sites.natoms;
+    const bool to_image = to >= sites.natoms;
+    if (from_image && to_image) return;
+    const std::size_t first = from_image ? sites.atom_of_image[from - sites.natoms] : from;
+    const std::size_t second = to_image ? sites.atom_of_image[to - sites.natoms] : to;
+    const Site& p = grid.sites[a];
+    const Site& q = grid.sites[b];
     // An atom beside an image is met again from the other side: the atom with the lower index
-    // reports the pair, and of an atom's own images those that follow it in one direction.
-    if (a.image || b.image) {
-      const std::size_t real = a.image ? second : first;
-      const std::size_t other = a.image ? first : second;
-      if (real > other) return;
-      const Vector3& from = sites_.positions[(a.image ? b : a).atom];
-      const Vector3& to = sites_.positions[(a.image ? a : b).atom];
-      if (real == other && to < from) return;
+    // reports the pair, and of an atom's own images those in one direction.
+    if (from_image && second > first) return;
+    if (to_image && first > second) return;
+    const Vector3 rounded = {static_cast<double>(q.x - p.x), static_cast<double>(q.y - p.y),
+                             static_cast<double>(q.z - p.z)};
+    Vector3 apart = {positions[second][0] - positions[first][0],
+                     positions[second][1] - positions[first][1],
+                     positions[second][2] - positions[first][2]};
+    const Vector3 cells = cells_between(apart, rounded);
+    if (first == second && ((cells > Vector3{}) == from_image)) return;
+    for (std::size_t axis = 0; cell != nullptr && axis < 3; ++axis) {
+      for (std::size_t k = 0; k < 3; ++k) apart[k] += cells[axis] * cell->vectors[axis][k];
     }
-    const Vector3& p = sites_.positions[a.atom];
-    const Vector3& q = sites_.positions[b.atom];
-    const double distance = std::hypot(p[0] - q[0], p[1] - q[1], p[2] - q[2]);
-    const double limit = std::max(reach_[first] + reach_[second], least_);
+    const double distance = std::sqrt(dot(apart, apart));
+    const double limit = static_cast<double>(std::max(reach[first] + reach[second], least));
     if (!(distance < limit)) return;
-    if (found_.pairs.size() == MOST_CLOSE_PAIRS) {
-      found_.complete = false;
+    if (found.pairs.size() == MOST_CLOSE_PAIRS) {
+      found.complete = false;
       return;
     }
-    found_.pairs.push_back({std::min(first, second), std::max(first, second), distance, limit});
+    found.pairs.push_back({std::min(first, second), std::max(first, second), distance, limit});
   }
 
-  const Grid& grid_;
-  const Sites& sites_;
-  std::span<const float> reach_;
-  float least_;
-  ClosePairs found_;
-  std::uint64_t distances_ = 0;
+  /// How many lattice vectors lie between two differences of positions, the second rounded.
+  Vector3 cells_between(const Vector3& apart, const Vector3& rounded) const {
+    Vector3 cells{};
+    if (cell == nullptr) return cells;
+    const Vector3 off = {rounded[0] - apart[0], rounded[1] - apart[1], rounded[2] - apart[2]};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      cells[axis] = std::round(dot(cell->inverse[axis], off));
+    }
+    return cells;
+  }
 };
+
+void search(Judge& judge) {
+  const Grid& grid = judge.grid;
+  const Site* const sites = grid.sites.data();
+  const std::uint32_t* const begin = grid.begin.data();
+  const std::size_t row = grid.bins[0];
+  const std::size_t layer = row * grid.bins[1];
+  const std::size_t end = grid.begin.size() - 1 - layer;
+  std::uint64_t distances = 0;
+  for (std::size_t bin = layer; bin < end; ++bin) {
+    const std::uint32_t last = begin[bin + 1];
+    if (begin[bin] == last) continue;
+    // Of two neighbouring bins the later one in memory is looked at from the earlier.
+    const std::array<std::size_t, 4> rows = {bin + row, bin + layer - row, bin + layer,
+                                             bin + layer + row};
+    std::array<std::uint32_t, 5> from{};
+    std::array<std::uint32_t, 5> to{};
+    to[0] = begin[bin + 2];
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      from[i + 1] = begin[rows[i] - 1];
+      to[i + 1] = begin[rows[i] + 2];
+    }
+    for (std::uint32_t at = begin[bin]; at < last; ++at) {
+      const Site site = sites[at];
+      from[0] = at + 1;
+      for (std::size_t run = 0; run < from.size(); ++run) {
+        distances += to[run] - from[run];
+        for (std::uint32_t other = from[run]; other < to[run]; ++other) {
+          const Site& candidate = sites[other];
+          const float x = candidate.x - site.x;
+          const float y = candidate.y - site.y;
+          const float z = candidate.z - site.z;
+          const float limit = site.reach + candidate.reach;
+          if (x * x + y * y + z * z < limit * limit) judge.judge(at, other);
+        }
+      }
+      if (distances > MOST_DISTANCES) judge.found.complete = false;
+      if (!judge.found.complete) return;
+    }
+  }
+}
 
 }  // namespace
 
@@ -272,18 +328,26 @@ ClosePairs find_close_pairs(std::span<const Vector3> positions_ang, std::span<co
                             std::span<const Vector3> cell_ang, float least_ang) {
   if (positions_ang.empty()) return {};
   const float widest = *std::max_element(reach.begin(), reach.end());
-  const double cutoff = std::max(2 * widest, least_ang);
+  const auto cutoff = static_cast<double>(std::max(2 * widest, least_ang));
   if (cutoff <= 0) return {};
-  const Sites sites = sites_of(positions_ang, cell_ang, cutoff);
-  const std::optional<Grid> grid = grid_of(sites, reach, cutoff);
+  std::optional<Cell> cell;
+  if (!cell_ang.empty()) {
+    cell = cell_of(cell_ang, cutoff);
+    if (!cell) return {.pairs = {}, .complete = false};
+  }
+  const Cell* const periodic = cell ? &*cell : nullptr;
+  const Sites sites = sites_of(positions_ang, reach, least_ang, periodic);
+  const std::optional<Grid> grid = grid_of(sites.sites, cutoff);
   if (!grid) return {.pairs = {}, .complete = false};
-  ClosePairs found = Search(*grid, sites, reach, least_ang).run();
-  found.complete = found.complete && sites.complete;
-  std::sort(found.pairs.begin(), found.pairs.end(), [](const ClosePair& a, const ClosePair& b) {
-    return std::tie(a.distance_ang, a.first, a.second) <
-           std::tie(b.distance_ang, b.first, b.second);
-  });
-  return found;
+  Judge judge{positions_ang, reach, least_ang, periodic, sites, *grid};
+  search(judge);
+  judge.found.complete = judge.found.complete && sites.complete;
+  std::sort(judge.found.pairs.begin(), judge.found.pairs.end(),
+            [](const ClosePair& a, const ClosePair& b) {
+              return std::tie(a.distance_ang, a.first, a.second) <
+                     std::tie(b.distance_ang, b.first, b.second);
+            });
+  return std::move(judge.found);
 }
 
 }  // namespace structure_ingest::internal

@@ -84,6 +84,16 @@ std::string missing_sites(const CifFile& file) {
   return none;
 }
 
+/// ASE takes the first capital letter of a label, with a small one behind it.
+std::string symbol_for_ase(std::string_view label) {
+  const auto* const first =
+      std::find_if(label.begin(), label.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+  if (first == label.end()) return {};
+  std::string symbol(1, *first);
+  if (first + 1 != label.end() && first[1] >= 'a' && first[1] <= 'z') symbol += first[1];
+  return symbol;
+}
+
 /// What is wrong with a CIF; empty when nothing is seen.
 std::string why_no_cif(const CifFile& file, std::string_view message) {
   if (file.blocks.empty()) return "it has no data block (no line that begins with data_)";
@@ -97,6 +107,15 @@ std::string why_no_cif(const CifFile& file, std::string_view message) {
     }
   }
   if (with_sites == nullptr) return missing_sites(file);
+  if (message.starts_with("data_")) {
+    return "ASE takes it for a file of another format, because of a word among its first lines";
+  }
+  if (!file.incomplete_loop.empty()) {
+    return "a row of the loop of " + file.incomplete_loop + " is incomplete";
+  }
+  if (message.find("incomplete row") != std::string_view::npos) {
+    return "a blank line or a comment stands within a row of a loop";
+  }
   const CifBlock& block = *with_sites;
   const std::string in_block = "in the block " + shown(block.name) + " ";
   const auto* const x = block.values({"_atom_site_fract_x", "_atom_site_cartn_x"});
@@ -119,11 +138,10 @@ std::string why_no_cif(const CifFile& file, std::string_view message) {
       return in_block + name + " of atom site " + std::to_string(bad - column->begin() + 1) +
              " is " + shown(*bad) + ", which is no number";
     }
-    if (column->size() != x->size())
-      return in_block + "a row of the list of atom sites is incomplete";
   }
   for (const std::string_view type : *types) {
-    if (canonical_symbol(type).empty() && canonical_symbol(type.substr(0, 1)).empty()) {
+    const std::string symbol = symbol_for_ase(type);
+    if (canonical_symbol(symbol) != symbol && symbol != "D") {
       return in_block + "the atom site " + shown(type) + " is of no element";
     }
   }

@@ -36,6 +36,11 @@ bool is_finite(const Vector3& vector) {
   return std::isfinite(vector[0]) && std::isfinite(vector[1]) && std::isfinite(vector[2]);
 }
 
+/// A negative scale factor turns the cell inside out, which is a finding of its own.
+bool is_turned_by_scale(const Subject& subject) {
+  return subject.poscar && !subject.poscar->scales.empty() && subject.poscar->scales[0] < 0;
+}
+
 /// The atoms of pairs, each once, in the order of the pairs.
 std::vector<std::size_t> atoms_of(const std::vector<ClosePair>& pairs) {
   std::vector<std::size_t> atoms;
@@ -58,14 +63,14 @@ std::string pair_text(const IngestedStructure& record, const ClosePair& pair) {
 
 bool spans_unit_cube(const IngestedStructure& record) {
   constexpr double EDGE = 1.0001;  // 0.99999 and 1.00001 are written for 1
-  for (std::size_t k = 0; k < 3; ++k) {
-    double low = std::numeric_limits<double>::infinity();
-    double high = -low;
-    for (const Vector3& position : record.positions_ang) {
-      low = std::min(low, position[k]);
-      high = std::max(high, position[k]);
+  Vector3 low = record.positions_ang.front();
+  Vector3 high = low;
+  for (const Vector3& position : record.positions_ang) {
+    for (std::size_t k = 0; k < 3; ++k) {
+      low[k] = std::min(low[k], position[k]);
+      high[k] = std::max(high[k], position[k]);
+      if (!(high[k] - low[k] <= EDGE) || low[k] < -EDGE || high[k] > EDGE) return false;
     }
-    if (!(high - low <= EDGE) || low < -EDGE || high > EDGE) return false;
   }
   return true;
 }
@@ -118,10 +123,9 @@ std::vector<Seen> see_degenerate_cell(const Subject& subject) {
 }
 
 std::vector<Seen> see_left_handed_cell(const Subject& subject) {
-  // A negative scale factor turns the cell inside out, which is a finding of its own.
-  const bool is_turned =
-      subject.poscar && !subject.poscar->scales.empty() && subject.poscar->scales[0] < 0;
-  if (!subject.has_volume || subject.signed_volume_ang3 > 0 || is_turned) return {};
+  if (!subject.has_volume || subject.signed_volume_ang3 > 0 || is_turned_by_scale(subject)) {
+    return {};
+  }
   return {{"The lattice vectors a, b, c form a left-handed system (their determinant is " +
            number_text(subject.signed_volume_ang3) + " \u00C5\u00B3)."}};
 }
@@ -148,6 +152,10 @@ std::vector<Seen> see_coordinates_look_fractional(const Subject& subject) {
   if (!subject.finite || record.symbols.size() < 2 || !spans_unit_cube(record)) return {};
   // A CIF without its cell has a finding that says more.
   if (record.format == "cif") return {};
+  const bool is_direct =
+      subject.poscar && !subject.poscar->mode.empty() &&
+      std::string_view("cCkK").find(subject.poscar->mode[0]) == std::string::npos;
+  if (is_direct) return {};
   if (record.cell_ang) {
     const std::optional<CellGeometry> geometry = geometry_of(*record.cell_ang);
     constexpr double FAR_LARGER_ANG = 2;
@@ -165,7 +173,7 @@ std::vector<Seen> see_coordinates_look_fractional(const Subject& subject) {
 
 std::vector<Seen> see_unusual_density(const Subject& subject) {
   const IngestedStructure& record = subject.record;
-  if (!subject.has_volume || !subject.finite) return {};
+  if (!subject.has_volume || !subject.finite || is_turned_by_scale(subject)) return {};
   const double volume = std::abs(subject.signed_volume_ang3);
   const auto natoms = static_cast<double>(record.symbols.size());
   const std::optional<double> density = density_g_cm3(record.symbols, volume);

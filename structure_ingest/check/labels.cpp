@@ -17,6 +17,7 @@ namespace {
 
 /// How many atoms of one structure are measured against all others.
 constexpr std::size_t MOST_MEASURED = 16;
+constexpr std::size_t MOST_DISTANCES = 20000;
 /// Below this share of the sum of the radii it is not the element that was read; the same distance
 /// is a bond of the other element within these shares.
 constexpr double TOO_CLOSE_SHARE = 0.75;
@@ -93,10 +94,12 @@ bool is_word(std::string_view label, std::string_view symbol) {
 /// One atom of each species that is placed like one of the element of its first letter.
 std::vector<std::size_t> atoms_like_first_letter(const IngestedStructure& record) {
   std::vector<std::size_t> atoms;
+  const std::size_t most =
+      std::clamp(MOST_DISTANCES / record.symbols.size(), std::size_t{1}, MOST_MEASURED);
   for (const std::string& symbol : record.species) {
     if (!may_be_a_site_name(symbol)) continue;
     std::size_t measured = 0;
-    for (std::size_t i = 0; i < record.symbols.size() && measured < MOST_MEASURED; ++i) {
+    for (std::size_t i = 0; i < record.symbols.size() && measured < most; ++i) {
       if (record.symbols[i] != symbol) continue;
       ++measured;
       if (!is_bonded_as_first_letter(record, i)) continue;
@@ -123,7 +126,13 @@ std::vector<Seen> seen_in_xyz(const Subject& subject) {
     const std::string_view label = next_token(rest);
     if (i < record.symbols.size() && is_word(label, record.symbols[i])) add(i, label);
   }
-  if (subject.finite) {
+  // A file that writes Si writes no CA for carbon.
+  const bool has_small_letters = std::any_of(
+      subject.xyz->first_atoms.begin(), subject.xyz->first_atoms.end(), [](std::string_view line) {
+        const std::string_view label = next_token(line);
+        return label.size() > 1 && label[1] >= 'a' && label[1] <= 'z';
+      });
+  if (subject.finite && !has_small_letters) {
     const std::vector<std::size_t> placed = atoms_like_first_letter(record);
     if (!placed.empty()) {
       const std::vector<std::string> labels = labels_in_file(record.source_path, placed);

@@ -109,7 +109,9 @@ const gemmi::SpaceGroup* declared_group(cif::Block& block, const gemmi::UnitCell
   reading.declared_operations = static_cast<std::size_t>(group->operations().order());
   std::size_t settings = 0;
   for (const gemmi::SpaceGroup& other : gemmi::spacegroup_tables::main) {
-    if (std::string_view(other.hm) == group->hm && other.ext != '\0') ++settings;
+    if (std::string_view(other.hm) == group->hm && (other.ext == '1' || other.ext == '2')) {
+      ++settings;
+    }
   }
   const bool says_which = reading.declared.find(':') != std::string::npos;
   reading.several_settings = settings > 1 && !says_which;
@@ -170,7 +172,10 @@ void expand(const std::vector<Site>& sites, const gemmi::GroupOps& group,
     });
     if (shared == places.end()) {
       places.push_back({site.fract, std::move(images), site.element, site.occupancy});
-    } else if (site.occupancy > shared->occupancy) {
+      continue;
+    }
+    ++reading.shared_places;
+    if (site.occupancy > shared->occupancy) {
       shared->element = site.element;
       shared->occupancy = site.occupancy;
     }

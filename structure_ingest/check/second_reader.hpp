@@ -16,6 +16,7 @@ struct SecondReading {
   /// The atoms of the cell, sites at one place counted once as the element with most of it.
   std::map<std::string, std::size_t> atoms;
   std::size_t natoms = 0;
+  std::size_t shared_places = 0;  // with several sites
   /// The content of the cell with each site weighed by its occupancy.
   std::map<std::string, double> content;
   /// What the symmetry came from: "the operations that it lists", "the name P 21/c", "the number
@@ -29,7 +30,7 @@ struct SecondReading {
   std::size_t declared_operations = 0;
   std::string declared;           // "P 21/c"
   std::string formed;             // what the operations form, "P 1 21/c 1"
-  bool several_settings = false;  // the declared group has two origins, or two sets of axes
+  bool several_settings = false;  // the declared group has two choices of the origin
 };
 
 /// Reads the last block of this name. Whatever is wrong with the text is a refusal.

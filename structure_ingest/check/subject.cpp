@@ -82,7 +82,7 @@ Subject subject_of(const IngestedStructure& record, std::span<const std::string>
       .record = record, .reader_warnings = reader_warnings, .search_symmetry = search_symmetry};
   subject.file_name = file_name(record.source_path);
   if (record.ok && record.format == "xyz") {
-    subject.xyz = look_at_xyz(record.source_path, record.symbols.size());
+    subject.xyz = look_at_xyz(record);
   } else if (record.format == "cif" || record.format == "vasp") {
     subject.head = file_head(record.source_path, MOST_BYTES_READ);
     if (record.format == "cif") look_at_cif_blocks(subject);

@@ -8,13 +8,15 @@
 #include <system_error>
 
 #include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/number.hpp"
 #include "structure_ingest/base/text.hpp"
 #include "structure_ingest/check/file_head.hpp"
+#include "structure_ingest/record/chemistry.hpp"
 
 namespace structure_ingest::internal {
 namespace {
 
-constexpr std::size_t PIECE = std::size_t{1} << 17;
+constexpr std::size_t PIECE = std::size_t{1} << 15;
 constexpr std::size_t MOST_LINE = std::size_t{1} << 16;
 
 /// Frames are counted in this much of a file.
@@ -73,6 +75,24 @@ class Lines {
 
   bool too_long() const { return read_ >= MOST_BYTES; }
 
+  /// How many bytes the file has, and how many of them have been taken.
+  std::uint64_t size() const { return file_.size(); }
+  std::uint64_t taken() const { return read_ - (end_ - at_); }
+
+  /// The last line with anything but blanks, if it lies in the last bytes of the file; afterwards
+  /// the lines go on where they were.
+  std::string last_line() {
+    constexpr std::uint64_t MOST = 4096;
+    const std::uint64_t begin = size() - std::min(size(), MOST);
+    std::string text(static_cast<std::size_t>(size() - begin), '\0');
+    file_.move_to(begin);
+    text.resize(file_.read(text.data(), text.size()));
+    file_.move_to(read_);
+    const std::string_view all(text);
+    const std::string_view rest = all.substr(0, text.find_last_not_of(" \t\r\n") + 1);
+    return std::string(rest.substr(rest.find_last_of("\r\n") + 1));
+  }
+
  private:
   bool fill() {
     if (at_ == end_) read_more();
@@ -105,6 +125,28 @@ std::optional<std::size_t> frame_size(std::string_view line) {
   return count;
 }
 
+/// Whether the file ends with the last atom of the record. A second frame might end with the same
+/// atom, but would make the file twice as long.
+bool ends_with_record(Lines& lines, const IngestedStructure& record, const XyzFile& file,
+                      std::uint64_t frame_begin) {
+  const std::uint64_t head = lines.taken() - frame_begin;
+  const auto expected = static_cast<double>(head) / static_cast<double>(file.first_atoms.size()) *
+                        static_cast<double>(record.symbols.size());
+  if (static_cast<double>(lines.size() - frame_begin) > 1.5 * expected) return false;
+  const std::string line = lines.last_line();
+  const std::vector<std::string_view> tokens = tokens_of(line, 5);
+  if (tokens.size() < 4 || canonical_symbol(tokens[0]) != record.symbols.back()) return false;
+  for (const std::size_t begin : {std::size_t{1}, std::size_t{2}}) {
+    bool same = true;
+    for (std::size_t k = 0; k < 3; ++k) {
+      same = same && begin + k < tokens.size() &&
+             float_value(tokens[begin + k]) == record.positions_ang.back()[k];
+    }
+    if (same) return true;
+  }
+  return false;
+}
+
 void count_frames(Lines& lines, XyzFile& file) {
   std::string line;
   std::size_t number = 0;  // of the line, counted from behind the first frame
@@ -131,16 +173,21 @@ void count_frames(Lines& lines, XyzFile& file) {
 
 }  // namespace
 
-std::optional<XyzFile> look_at_xyz(const std::string& path, std::size_t natoms) {
+std::optional<XyzFile> look_at_xyz(const IngestedStructure& record) {
+  const std::size_t natoms = record.symbols.size();
   try {
-    Lines lines(path);
+    Lines lines(record.source_path);
     XyzFile file;
     std::string line;
     lines.next(line);
     lines.next(file.comment);
+    const std::uint64_t frame_begin = lines.taken();
     const std::size_t first = std::min(natoms, MOST_FIRST_ATOMS);
     while (file.first_atoms.size() < first && lines.next(line)) file.first_atoms.push_back(line);
-    if (natoms > first) lines.skip(natoms - first);
+    if (natoms > first) {
+      if (ends_with_record(lines, record, file, frame_begin)) return file;
+      lines.skip(natoms - first);
+    }
     count_frames(lines, file);
     if (file.trailing_line > 0) file.trailing_line += natoms + 2;
     return file;

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "structure_ingest/record/ingested_structure.hpp"
+
 namespace structure_ingest::internal {
 
 /// These show how a file writes its atoms.
@@ -23,8 +25,9 @@ struct XyzFile {
   std::string trailing_text;             // that line
 };
 
-/// Looks at the file of a record with `natoms` atoms; nothing when it cannot be read any more.
-std::optional<XyzFile> look_at_xyz(const std::string& path, std::size_t natoms);
+/// Looks at the file of a good record; nothing when it cannot be read any more. Most files end with
+/// the last atom of the record: then no more than their beginning and end are read.
+std::optional<XyzFile> look_at_xyz(const IngestedStructure& record);
 
 /// One entry of `Properties=species:S:1:pos:R:3`.
 struct XyzColumn {

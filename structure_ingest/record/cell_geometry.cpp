@@ -4,10 +4,10 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <map>
 #include <numbers>
 
 #include "structure_ingest/record/atomic_weights.hpp"
+#include "structure_ingest/record/chemistry.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -61,13 +61,11 @@ std::optional<CellGeometry> geometry_of(const std::vector<Vector3>& lattice_vect
 
 std::optional<double> density_g_cm3(const std::vector<std::string>& symbols, double volume_ang3) {
   if (symbols.empty() || volume_ang3 <= 0) return std::nullopt;
-  std::map<std::string_view, double> counts;
-  for (const std::string& symbol : symbols) ++counts[symbol];
   double mass = 0;
-  for (const auto& [symbol, count] : counts) {
+  for (const auto& [symbol, count] : symbol_counts(symbols)) {
     const std::optional<double> weight = standard_atomic_weight(symbol);
     if (!weight) return std::nullopt;
-    mass += count * *weight;
+    mass += static_cast<double>(count) * *weight;
   }
   const double density = mass / volume_ang3 * U_PER_ANG3_IN_G_PER_CM3;
   return std::isnormal(density) ? std::optional(density) : std::nullopt;
