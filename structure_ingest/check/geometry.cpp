@@ -61,8 +61,11 @@ std::string pair_text(const IngestedStructure& record, const ClosePair& pair) {
   return atom_text(record, pair.first) + " and " + atom_text(record, pair.second) + ", " + distance;
 }
 
-bool spans_unit_cube(const IngestedStructure& record) {
+/// Whether the positions lie in a cube of 1 Å and use as much of it as fractional coordinates do:
+/// two atoms are not on one axis, and small forces that were read as positions span less.
+bool look_like_fractions(const IngestedStructure& record) {
   constexpr double EDGE = 1.0001;  // 0.99999 and 1.00001 are written for 1
+  constexpr double LEAST_SPAN = 0.24;
   Vector3 low = record.positions_ang.front();
   Vector3 high = low;
   for (const Vector3& position : record.positions_ang) {
@@ -72,7 +75,9 @@ bool spans_unit_cube(const IngestedStructure& record) {
       if (!(high[k] - low[k] <= EDGE) || low[k] < -EDGE || high[k] > EDGE) return false;
     }
   }
-  return true;
+  int axes = 0;
+  for (std::size_t k = 0; k < 3; ++k) axes += high[k] - low[k] >= LEAST_SPAN ? 1 : 0;
+  return axes >= (record.symbols.size() == 2 ? 2 : 1);
 }
 
 /// The smallest distance in terms of the sum of the two covalent radii, within the cell.
@@ -149,13 +154,13 @@ std::vector<Seen> see_overlapping_atoms(const Subject& subject) {
 
 std::vector<Seen> see_coordinates_look_fractional(const Subject& subject) {
   const IngestedStructure& record = subject.record;
-  if (!subject.finite || record.symbols.size() < 2 || !spans_unit_cube(record)) return {};
+  if (!subject.finite || record.symbols.size() < 2 || !look_like_fractions(record)) return {};
   // A CIF without its cell has a finding that says more.
   if (record.format == "cif") return {};
   const bool is_direct =
       subject.poscar && !subject.poscar->mode.empty() &&
       std::string_view("cCkK").find(subject.poscar->mode[0]) == std::string::npos;
-  if (is_direct) return {};
+  if (is_direct || !see_not_positions(subject).empty()) return {};
   if (record.cell_ang) {
     const std::optional<CellGeometry> geometry = geometry_of(*record.cell_ang);
     constexpr double FAR_LARGER_ANG = 2;

@@ -144,7 +144,7 @@ std::vector<Seen> seen_in_xyz(const Subject& subject) {
   if (texts.empty()) return {};
   return {
       {"Labels were read as elements that they probably do not mean: " + first_of(texts, 6) + ".",
-       atoms}};
+       atoms, Severity::warning}};
 }
 
 /// ASE takes a capital and a small letter: of CL it takes C.

@@ -84,7 +84,9 @@ std::vector<Seen> see_coordinate_mode_unclear(const Subject& subject) {
              Severity::error}};
   }
   if (letter == 'd' || letter == 'D') return {};
-  return {{line + ", is to say direct or Cartesian; the coordinates were taken as direct."}};
+  return {{line + ", is to say direct or Cartesian; the coordinates were taken as direct.",
+           {},
+           Severity::warning}};
 }
 
 std::vector<Seen> see_species_counts_differ(const Subject& subject) {

@@ -44,9 +44,10 @@ std::vector<ClosePair> all_pairs(const Rows& positions, const std::vector<float>
   return pairs;
 }
 
-void expect_same(const Rows& positions, const std::vector<float>& reach, const Rows& cell,
-                 float least, int images, const std::string& what) {
-  const std::vector<ClosePair> expected = all_pairs(positions, reach, cell, least, images);
+/// `inside` are the positions within the cell, `positions` images of them anywhere.
+void expect_same(const Rows& inside, const Rows& positions, const std::vector<float>& reach,
+                 const Rows& cell, float least, int images, const std::string& what) {
+  const std::vector<ClosePair> expected = all_pairs(inside, reach, cell, least, images);
   const ClosePairs found = find_close_pairs(positions, reach, cell, least);
   EXPECT_TRUE(found.complete) << what;
   ASSERT_EQ(found.pairs.size(), expected.size()) << what;
@@ -66,7 +67,7 @@ void expect_same(const Rows& positions, const std::vector<float>& reach, const R
 TEST(ClosePairs, AreThoseOfAllPairs) {
   std::mt19937 random(1);
   std::uniform_real_distribution<double> unit(0, 1);
-  std::uniform_real_distribution<double> wide(-30, 30);
+  std::uniform_int_distribution<int> cells_away(-9, 9);
   struct Case {
     const char* what;
     Rows cell;
@@ -84,25 +85,37 @@ TEST(ClosePairs, AreThoseOfAllPairs) {
        }) {
     for (int repeat = 0; repeat < 20; ++repeat) {
       const auto count = static_cast<std::size_t>(repeat < 4 ? repeat + 1 : 40);
+      Rows inside;
       Rows positions;
       std::vector<float> reach;
       for (std::size_t i = 0; i < count; ++i) {
-        // Some lie many cells away, and some on faces and corners.
-        Vector3 place = {wide(random), wide(random), wide(random)};
-        if (cell.empty()) place = {12 * unit(random), 12 * unit(random), 12 * unit(random)};
-        if (!cell.empty() && i % 5 == 0) place = cell[i % 3];
-        positions.push_back(place);
+        Vector3 place = {12 * unit(random), 12 * unit(random), 12 * unit(random)};
+        Vector3 image = place;
+        if (!cell.empty()) {
+          place = image = {};
+          for (std::size_t axis = 0; axis < 3; ++axis) {
+            // Some lie on faces and corners.
+            const double fraction = i % 5 == 0 && axis < i % 4 ? 0 : unit(random);
+            const double far = fraction + cells_away(random);
+            for (std::size_t k = 0; k < 3; ++k) {
+              place[k] += fraction * cell[axis][k];
+              image[k] += far * cell[axis][k];
+            }
+          }
+        }
+        inside.push_back(place);
+        positions.push_back(image);
         reach.push_back(static_cast<float>(0.2 + 1.1 * unit(random)));
       }
       const float least = repeat % 2 == 0 ? 0.5F : 2.0F;
-      expect_same(positions, reach, cell, least, images, what);
+      expect_same(inside, positions, reach, cell, least, images, what);
     }
   }
 }
 
 TEST(ClosePairs, FindsThemFarFromTheOrigin) {
   const Rows positions = {{1e5, 1e5, 1e5}, {1e5 + 0.4, 1e5, 1e5}, {0, 0, 0}, {-1e5, 3, 3}};
-  expect_same(positions, {0.2F, 0.2F, 0.2F, 0.2F}, {}, 0.5F, 0, "far apart");
+  expect_same(positions, positions, {0.2F, 0.2F, 0.2F, 0.2F}, {}, 0.5F, 0, "far apart");
 }
 
 TEST(ClosePairs, GivesUpOnStructuresThatAreNone) {

@@ -86,8 +86,7 @@ TEST(XyzFindings, AreTheseForEachKindOfFile) {
            {"enforced.xyz", frame, "note no_cell"},
            {"a.xyz", "3\nlargest force 0.01 eV/A\n" + WATER, "note no_cell"},
            {"b.xyz", "2\nforces, step 7\nC 0.001 0 0\nC -0.001 0.002 0\n",
-            "error coordinates_look_fractional, error overlapping_atoms, warning not_positions, "
-            "note no_cell"},
+            "error overlapping_atoms, warning not_positions, note no_cell"},
            {"c.xyz", "3\ncoordinates in Bohr\n" + WATER, "warning not_angstrom, note no_cell"},
            {"d.xyz", "3\nunits=bohr\n" + WATER, "warning not_angstrom, note no_cell"},
            {"e.xyz", "3\nforces in hartree/bohr\n" + WATER, "note no_cell"},
