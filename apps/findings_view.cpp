@@ -17,9 +17,15 @@ std::string severity_text(const structure_ingest::internal::Rule& rule) {
   return text + " or " + structure_ingest::severity_name(rule.least);
 }
 
-void show_cautions(std::span<const structure_ingest::Finding> findings) {
+void show_cautions(const structure_ingest::IngestedStructure& record,
+                   std::span<const structure_ingest::Finding> findings) {
   for (const structure_ingest::Finding& finding : findings) {
-    if (finding.severity != Severity::note) print_row("caution", text_of(finding));
+    // Why a file was not read may be in its warning already, word for word.
+    std::string said = record.warnings.empty() ? "" : record.warnings.back();
+    if (said.ends_with('.')) said.pop_back();
+    const bool known = !said.empty() && finding.code == "not_read" &&
+                       finding.message.find(said) != std::string::npos;
+    if (finding.severity != Severity::note && !known) print_row("caution", text_of(finding));
   }
 }
 

@@ -29,7 +29,7 @@ void show(const structure_ingest::IngestedStructure& record, bool check,
              (record.ok ? coloured(composition_of(record), GREEN) : coloured("not parsed", RED)));
   if (record.ok) show_cell(record);
   show_warnings(record.warnings, record.ok);
-  if (check) show_cautions(structure_ingest::check_structure(record));
+  if (check) show_cautions(record, structure_ingest::check_structure(record));
   if (!record.ok && !origin.empty()) print_row("listed", origin);
 }
 

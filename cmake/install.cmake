@@ -28,7 +28,7 @@ install(FILES
 # An archive leaves its own libraries to the final link.
 set(pc_requires nlohmann_json)
 if(NOT BUILD_SHARED_LIBS)
-  string(APPEND pc_requires " libcrypto libutf8proc")
+  string(APPEND pc_requires " libcrypto libutf8proc spglib")
 endif()
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE pc_prefix)

@@ -31,7 +31,7 @@ constexpr double LARGEST_EXTENT_ANG = 1e9;
 constexpr double LARGEST_FRACTION = 1e9;
 
 /// Bins with about this many atoms on average are the fastest.
-constexpr double ATOMS_A_BIN = 0.5;
+constexpr double ATOMS_A_BIN = 0.2;
 
 /// What rounding to single precision may add to a distance, as a share of the extent.
 constexpr double ROUNDING = 1e-6;
@@ -234,8 +234,9 @@ struct Judge {
   const Grid& grid;
   ClosePairs found{};
 
-  /// Judges the sites at two places of the grid.
-  void judge(std::uint32_t a, std::uint32_t b) {
+  /// Judges the sites at two places of the grid. Few pairs come here: the loop over all of them
+  /// keeps its registers for itself.
+  [[gnu::noinline]] void judge(std::uint32_t a, std::uint32_t b) {
     const std::uint32_t from = grid.origin[a];
     const std::uint32_t to = grid.origin[b];
     const bool from_image = from >= sites.natoms;
@@ -281,6 +282,20 @@ struct Judge {
   }
 };
 
+/// The first of the sites from `from` to `to` that is close to `site`; `to` when none is.
+std::uint32_t next_close(const Site* sites, std::uint32_t from, std::uint32_t to,
+                         const Site& site) {
+  for (; from < to; ++from) {
+    const Site& candidate = sites[from];
+    const float x = candidate.x - site.x;
+    const float y = candidate.y - site.y;
+    const float z = candidate.z - site.z;
+    const float limit = site.reach + candidate.reach;
+    if (x * x + y * y + z * z < limit * limit) break;
+  }
+  return from;
+}
+
 void search(Judge& judge) {
   const Grid& grid = judge.grid;
   const Site* const sites = grid.sites.data();
@@ -307,13 +322,9 @@ void search(Judge& judge) {
       from[0] = at + 1;
       for (std::size_t run = 0; run < from.size(); ++run) {
         distances += to[run] - from[run];
-        for (std::uint32_t other = from[run]; other < to[run]; ++other) {
-          const Site& candidate = sites[other];
-          const float x = candidate.x - site.x;
-          const float y = candidate.y - site.y;
-          const float z = candidate.z - site.z;
-          const float limit = site.reach + candidate.reach;
-          if (x * x + y * y + z * z < limit * limit) judge.judge(at, other);
+        for (std::uint32_t other = from[run];
+             (other = next_close(sites, other, to[run], site)) < to[run]; ++other) {
+          judge.judge(at, other);
         }
       }
       if (distances > MOST_DISTANCES) judge.found.complete = false;

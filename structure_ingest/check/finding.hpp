@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "structure_ingest/base/api.hpp"
+
 namespace structure_ingest {
 
 enum class Severity {
@@ -34,6 +36,6 @@ struct Finding {
 inline constexpr std::size_t MOST_ATOMS_NAMED = 20;
 
 /// "note", "warning" or "error".
-const char* severity_name(Severity severity);
+STRUCTURE_INGEST_API const char* severity_name(Severity severity);
 
 }  // namespace structure_ingest
