@@ -166,8 +166,9 @@ std::vector<Seen> see_readers_disagree(const Subject& subject) {
   const bool same_number = subject.second.natoms == static_cast<std::size_t>(subject.record.natoms);
   if (counts == subject.second.atoms || (subject.second.shared_places > 0 && same_number))
     return {};
-  const std::string from =
-      subject.second.symmetry_source.empty() ? "" : " from " + subject.second.symmetry_source;
+  const std::string from = subject.second.symmetry_source.empty()
+                               ? ""
+                               : " from " + utf8_text(subject.second.symmetry_source);
   return {{"A second reader, gemmi, expands the block " + shown(block->name) + from + " to " +
            counted(subject.second.natoms, "atom") + ", " + counts_text(subject.second.atoms) +
            "; the record holds " + std::to_string(subject.record.natoms) + ", " +

@@ -146,7 +146,8 @@ std::vector<Seen> see_disordered_sites(const Subject& subject) {
     }
   }
   if (sites == 0) return {};
-  return {{counted(sites, "site") + " belong to the disorder groups " + first_of(names) +
+  return {{counted(sites, "site") + (sites == 1 ? " belongs" : " belong") +
+           " to the disorder groups " + first_of(names) +
            ", which are alternatives; the record holds the atoms of all."}};
 }
 

@@ -111,7 +111,7 @@ std::string why_no_cif(const CifFile& file, std::string_view message) {
     return "ASE takes it for a file of another format, because of a word among its first lines";
   }
   if (!file.incomplete_loop.empty()) {
-    return "a row of the loop of " + file.incomplete_loop + " is incomplete";
+    return "a row of the loop of " + utf8_text(file.incomplete_loop) + " is incomplete";
   }
   if (message.find("incomplete row") != std::string_view::npos) {
     return "a blank line or a comment stands within a row of a loop";
@@ -281,14 +281,17 @@ std::vector<Seen> see_not_read(const Subject& subject) {
 
 std::vector<Seen> see_reader_warning(const Subject& subject) {
   constexpr std::size_t MOST = 20;
+  constexpr std::size_t MOST_BYTES_OF_WARNING = 500;
   std::vector<Seen> seen;
   std::vector<std::string> known;
   for (const std::string& warning : subject.reader_warnings) {
-    const std::string text = utf8_text(stripped(warning));
+    std::string_view said = stripped(std::string_view(warning).substr(0, MOST_BYTES_OF_WARNING));
+    while (said.ends_with('.')) said.remove_suffix(1);
+    const std::string text = utf8_text(said);
     if (text.empty() || std::find(known.begin(), known.end(), text) != known.end()) continue;
     if (seen.size() == MOST) break;
     known.push_back(text);
-    seen.push_back({"ASE warned: " + text.substr(0, 500)});
+    seen.push_back({"ASE warned: " + text + "."});
   }
   return seen;
 }

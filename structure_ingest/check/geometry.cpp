@@ -107,7 +107,8 @@ std::vector<Seen> see_non_finite_coordinates(const Subject& subject) {
   }
   if (count == 0) return {};
   return {{counted(count, "atom") + " of " + std::to_string(subject.record.natoms) +
-               " have a coordinate that is no finite number, the first " +
+               (count == 1 ? " has" : " have") +
+               " a coordinate that is no finite number, the first " +
                atom_text(subject.record, atoms.front()) + ".",
            atoms}};
 }

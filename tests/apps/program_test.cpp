@@ -56,8 +56,8 @@ TEST_F(Program, ParsesFilesForPeople) {
             "           from the file itself\n"
             "  volume   24 \u00C5\u00B3\n"
             "  density  3.864 g/cm\u00B3\n"
-            "  caution  non_finite_coordinates: 1 atom of 1 have a coordinate that is no finite\n"
-            "           number, the first atom 0 (Fe).\n"
+            "  caution  non_finite_coordinates: 1 atom of 1 has a coordinate that is no\n"
+            "           finite number, the first atom 0 (Fe).\n"
             "bad.xyz: not parsed\n"
             "  error    Unknown element symbol: 'Qq\\x1b[31m'\n"
             "  caution  not_read: The file gave no structure: line 3, 'Qq\\x1b[31m 0 0 0',\n"
@@ -81,12 +81,12 @@ TEST_F(Program, ChecksFiles) {
             "           from the file itself\n"
             "  volume   24 \u00C5\u00B3\n"
             "  density  3.864 g/cm\u00B3\n"
-            "  error    non_finite_coordinates: 1 atom of 1 have a coordinate that is no finite\n"
-            "           number, the first atom 0 (Fe).\n"
+            "  error    non_finite_coordinates: 1 atom of 1 has a coordinate that is no\n"
+            "           finite number, the first atom 0 (Fe).\n"
             "two.xyz: He, 1 atom\n"
             "  warning  several_frames: The file has 2 frames; the record holds the first.\n"
-            "  note     no_cell: The record has no cell: it is a molecule, or its cell is not in\n"
-            "           the file.\n"
+            "  note     no_cell: The record has no cell: it is a molecule, or its cell is not\n"
+            "           in the file.\n"
             "missing.xyz: not parsed\n"
             "  error    not_read: The file gave no structure: File does not exist.\n"
             "  listed   list:2\n");
@@ -110,7 +110,8 @@ TEST_F(Program, ChecksFiles) {
       "           their covalent radii; an error below 0.5 \u00C5.\n"
       "  means    Alternatives of a disordered structure that were all kept, copies on the\n"
       "           border of a cell, a wrong unit or wrong symmetry.\n"
-      "  do       Look at the atoms that are named, and remove the ones that do not belong.\n");
+      "  do       Look at the atoms that are named, and remove the ones that do not\n"
+            "           belong.\n");
   const Outcome unknown = run("check --explain overlap");
   EXPECT_EQ(unknown.status, 2);
   EXPECT_TRUE(
@@ -422,7 +423,7 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
   };
   for (const auto& [arguments, status, message] : {
            Case{"", 2,
-                "give a command: parse, ingest, hydrate, owner, belongs, trust, scan "
+                "give a command: parse, check, ingest, hydrate, owner, belongs, trust, scan "
                 "(see 'structure-ingest --help')\n"},
            Case{"parse", 2,
                 "PATH or --files-from is required (see 'structure-ingest parse --help')"},

@@ -126,7 +126,7 @@ TEST(XyzFindings, SayWhatTheyAreAbout) {
            "2 pairs of atoms are closer than half the sum of their covalent radii; the closest: "
            "atom 0 (C) and atom 2 (C), 0.7 \u00C5."},
           {"2\n" + BOX + "\nC nan 0 0\nC 0 0 2\n", "non_finite_coordinates",
-           "1 atom of 2 have a coordinate that is no finite number, the first atom 0 (C)."},
+           "1 atom of 2 has a coordinate that is no finite number, the first atom 0 (C)."},
           {"1\n" + BOX + " Properties=species:S:1:Z:I:1:pos:R:3\nH 1 2 3 4\n",
            "columns_not_as_declared",
            "Properties puts the positions in columns 3 to 5, but the coordinates were read from "
@@ -202,7 +202,7 @@ TEST(XyzFindings, NeedNoFile) {
   const std::vector<std::string> warnings = {"first", " first ", "second\xFF", ""};
   EXPECT_EQ(message_of(structure_ingest::check_structure(record, {.reader_warnings = warnings}),
                        "reader_warning"),
-            "ASE warned: first");
+            "ASE warned: first.");
   EXPECT_EQ(codes_of(structure_ingest::check_structure(record, {.reader_warnings = warnings})),
             "error overlapping_atoms, warning reader_warning, warning reader_warning");
 }
