@@ -103,14 +103,13 @@ TEST_F(Program, ChecksFiles) {
          "message": "The record has no cell: it is a molecule, or its cell is not in the file.",
          "atoms": [], "source": "geometry"}]})"));
 
-  EXPECT_EQ(
-      run("check --explain overlapping_atoms").out,
-      "overlapping_atoms: error or warning\n"
-      "  found    Two atoms, periodic images included, are closer than half the sum of\n"
-      "           their covalent radii; an error below 0.5 \u00C5.\n"
-      "  means    Alternatives of a disordered structure that were all kept, copies on the\n"
-      "           border of a cell, a wrong unit or wrong symmetry.\n"
-      "  do       Look at the atoms that are named, and remove the ones that do not\n"
+  EXPECT_EQ(run("check --explain overlapping_atoms").out,
+            "overlapping_atoms: error or warning\n"
+            "  found    Two atoms, periodic images included, are closer than half the sum of\n"
+            "           their covalent radii; an error below 0.5 \u00C5.\n"
+            "  means    Alternatives of a disordered structure that were all kept, copies on\n"
+            "           the border of a cell, a wrong unit or wrong symmetry.\n"
+            "  do       Look at the atoms that are named, and remove the ones that do not\n"
             "           belong.\n");
   const Outcome unknown = run("check --explain overlap");
   EXPECT_EQ(unknown.status, 2);

@@ -1,10 +1,38 @@
 #include "tests/check/findings_in.hpp"
 
+#include <gtest/gtest.h>
+
+#include <optional>
+
 #include "structure_ingest/readers/dispatch.hpp"
 
 namespace tests {
 
 using structure_ingest::Finding;
+using structure_ingest::StructureParser;
+
+namespace {
+
+std::optional<StructureParser>& parser() {
+  static std::optional<StructureParser> parser;
+  return parser;
+}
+
+/// Ends ASE's process with the test: others look whether there is any.
+struct EndWithTest : testing::EmptyTestEventListener {
+  void OnTestEnd(const testing::TestInfo&) override { parser().reset(); }
+};
+
+/// One process of ASE serves all files of a test.
+StructureParser& parser_of_test() {
+  static bool listens = false;
+  if (!listens) testing::UnitTest::GetInstance()->listeners().Append(new EndWithTest);
+  listens = true;
+  if (!parser()) parser().emplace();
+  return *parser();
+}
+
+}  // namespace
 
 std::string codes_of(const std::vector<Finding>& findings) {
   std::string codes;
@@ -24,9 +52,7 @@ std::string message_of(const std::vector<Finding>& findings, std::string_view co
 
 std::vector<Finding> findings_in(const ScratchFolder& folder, std::string_view name,
                                  std::string_view content) {
-  // One process of ASE serves all tests.
-  static structure_ingest::StructureParser parser;
-  return structure_ingest::check_structure(parser.parse(folder.write(name, content)));
+  return structure_ingest::check_structure(parser_of_test().parse(folder.write(name, content)));
 }
 
 }  // namespace tests
