@@ -32,6 +32,8 @@ struct Arguments {
   std::string state;
   std::string project;
   bool json = false;
+  bool no_check = false;
+  bool note_findings = false;
   PathArguments paths;
 };
 
@@ -89,15 +91,17 @@ structure_ingest::Collaborators modules_that_tell() {
   return modules;
 }
 
-structure_ingest::HydrateOutcome hydrate(Json& state, const std::vector<std::string>& paths) {
+structure_ingest::HydrateOutcome hydrate(Json& state, const std::vector<std::string>& paths,
+                                         const Arguments& arguments) {
   Progress progress;
   return structure_ingest::hydrate(
       state,
       {.extra_paths = paths,
        .collaborators = modules_that_tell(),
-       .progress = [&progress](std::size_t done, std::size_t total, const std::string& path) {
-         progress.show(done, total, path);
-       }});
+       .progress = [&progress](std::size_t done, std::size_t total,
+                               const std::string& path) { progress.show(done, total, path); },
+       .check = !arguments.no_check,
+       .note_findings = arguments.note_findings});
 }
 
 /// Has the state of a project's own say that project: one that says another was moved or copied.
@@ -136,7 +140,7 @@ Status run(const Arguments& arguments) {
       was_read = true;
       if (!state.is_object()) throw WrongInput(path + ": the state is not a JSON object");
       if (own_state) adopt_project(state, arguments.project);
-      outcome = hydrate(state, paths);
+      outcome = hydrate(state, paths, arguments);
     });
   } catch (const structure_ingest::JsonError& error) {
     throw WrongInput(malformed(path, "the state is malformed: ", error));
@@ -179,6 +183,9 @@ Command add_hydrate(CLI::App& program) {
           ->type_name("DIR");
   state->excludes(project);
   command->add_flag("--json", arguments->json, "One JSON array of the entries that were added");
+  command->add_flag("--no-check", arguments->no_check, "Do not check the structures");
+  command->add_flag("--note-findings", arguments->note_findings,
+                    "Add a note to the state for each error and warning that the check finds");
   add_path_options(*command, arguments->paths,
                    "More structure files, as if attached; a relative path is the project's");
   add_examples(*command, {"hydrate --project my_project ~/water.xyz ~/crystal.cif",

@@ -27,6 +27,7 @@ struct Arguments {
   std::string limit = std::to_string(structure_ingest::IngestOptions{}.limit);
   std::string discovery;
   bool json = false;
+  bool no_check = false;
   PathArguments paths;
 };
 
@@ -68,6 +69,7 @@ Status run(const Arguments& arguments) {
   structure_ingest::IngestOptions options;
   options.limit = read_limit(arguments.limit);
   options.discovery_by_path = read_discovery(arguments.discovery);
+  options.check = !arguments.no_check;
   std::vector<std::string> paths;
   for (GivenPath& given : given_paths(arguments.paths)) paths.push_back(std::move(given.path));
   Progress progress;
@@ -109,6 +111,7 @@ Command add_ingest(CLI::App& program) {
                    "JSON file: source identities (resolved, case-folded paths) to discovery kinds")
       ->type_name("FILE");
   command->add_flag("--json", arguments->json, "One JSON array of the source entries");
+  command->add_flag("--no-check", arguments->no_check, "Do not check the structures");
   add_path_options(*command, arguments->paths, "Structure files; a relative path is the project's");
   command->callback([arguments] { require_paths(arguments->paths); });
   add_examples(*command, {"ingest --project my_project ~/water.xyz",

@@ -53,15 +53,15 @@ int run(int argc, char** argv) {
                    "structure-ingest");
   apps::set_help_format(program);
   program.footer(
-      "Exit status: 0 all well, 1 some file could not be parsed, 2 wrong usage or an\n"
-      "unusable state, 3 something could not be written.");
+      "Exit status: 0 all well, 1 some file could not be parsed or a check found an\n"
+      "error, 2 wrong usage or an unusable state, 3 something could not be written.");
   program.set_help_flag("-h,--help", "Print this help and exit");
   program.require_subcommand(1, 1);
   const std::map<std::string, apps::Command> commands = {
-      {"parse", apps::add_parse(program)},     {"ingest", apps::add_ingest(program)},
-      {"hydrate", apps::add_hydrate(program)}, {"owner", apps::add_owner(program)},
-      {"belongs", apps::add_belongs(program)}, {"trust", apps::add_trust(program)},
-      {"scan", apps::add_scan(program)},
+      {"parse", apps::add_parse(program)},   {"check", apps::add_check(program)},
+      {"ingest", apps::add_ingest(program)}, {"hydrate", apps::add_hydrate(program)},
+      {"owner", apps::add_owner(program)},   {"belongs", apps::add_belongs(program)},
+      {"trust", apps::add_trust(program)},   {"scan", apps::add_scan(program)},
   };
   program.footer(
       "Examples:\n"

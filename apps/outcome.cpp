@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "apps/findings_view.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 
@@ -39,6 +40,7 @@ void show_entry(const SourceEntry& entry) {
   print_row("found", entry.discovery.empty() ? std::string(structure_ingest::DISCOVERY_ATTACHMENT)
                                              : entry.discovery);
   show_warnings(record.warnings, record.ok);
+  show_cautions(record, entry.findings);
 }
 
 void hint_at_paths(const std::vector<std::string>& paths, std::span<const SourceEntry> entries) {

@@ -2,29 +2,35 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
+#include "apps/findings_view.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
+#include "structure_ingest/check/check.hpp"
 
 namespace apps {
 namespace {
 
 struct Arguments {
   bool json = false;
+  bool no_check = false;
   PathArguments paths;
 };
 
-void show(const structure_ingest::IngestedStructure& record, const std::string& origin) {
+void show(const structure_ingest::IngestedStructure& record,
+          std::span<const structure_ingest::Finding> findings, const std::string& origin) {
   print_line(printable(record.source_path) + ": " +
              (record.ok ? coloured(composition_of(record), GREEN) : coloured("not parsed", RED)));
   if (record.ok) show_cell(record);
   show_warnings(record.warnings, record.ok);
+  show_cautions(record, findings);
   if (!record.ok && !origin.empty()) print_row("listed", origin);
 }
 
@@ -42,7 +48,12 @@ Status run(const Arguments& arguments) {
     if (arguments.json) {
       print_line(structure_ingest::json_text(record.as_dict()));
     } else {
-      show(record, paths[i].origin);
+      std::vector<structure_ingest::Finding> findings;
+      if (!arguments.no_check) {
+        findings = structure_ingest::check_structure(record,
+                                                     {.reader_warnings = parser.reader_warnings()});
+      }
+      show(record, findings, paths[i].origin);
     }
     // The warning of a record without ASE is the same for all reasons.
     if (const std::string& reason = parser.why_ase_is_unavailable(); reason != reason_told) {
@@ -60,6 +71,8 @@ Command add_parse(CLI::App& program) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command = program.add_subcommand("parse", "Parse structure files and show them");
   command->add_flag("--json", arguments->json, "One JSON document a line, one line a path");
+  command->add_flag("--no-check", arguments->no_check,
+                    "Leave out the cautions: what 'check' calls an error or a warning");
   add_path_options(*command, arguments->paths, "Structure files");
   command->callback([arguments] { require_paths(arguments->paths); });
   add_examples(*command,

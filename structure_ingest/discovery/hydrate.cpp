@@ -56,7 +56,8 @@ Entries ingest(const Found& found, const HydrateOptions& options,
             const auto known = kinds.find(identity);
             return known == kinds.end() ? std::string() : known->second;
           },
-      .progress = options.progress};
+      .progress = options.progress,
+      .check = options.check};
   return internal::ingested_entries(input, resolver);
 }
 
@@ -113,6 +114,7 @@ HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& opti
   const std::map<std::string, std::string> known = internal::known_sources(door.view());
   Entries entries = ingest(found, options, resolver);
   outcome.manifest_error = door.write_manifest(found.project, entries);
+  if (options.check) internal::write_findings(found.project, entries, options.collaborators);
   drop_known(entries, known, door, outcome);
   if (entries.empty()) return outcome;
   drop_unrelated(entries, door, options, outcome);
@@ -123,6 +125,9 @@ HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& opti
     notes.push_back(internal::note_on(dropped));
   }
   for (const SourceEntry& entry : entries) internal::append_notes_on(entry, notes);
+  if (options.note_findings) {
+    for (const SourceEntry& entry : entries) internal::append_findings_of(entry, notes);
+  }
   door.add_notes(internal::new_notes(door.view(), notes));
   outcome.taken = std::move(entries);
   return outcome;

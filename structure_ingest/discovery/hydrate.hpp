@@ -24,6 +24,11 @@ struct HydrateOptions {
   Collaborators collaborators = agent_modules();
   /// Told of each file before it is read, as in `IngestOptions`; may be empty.
   Progress progress{};
+  /// Whether the structures are checked, as in `IngestOptions`.
+  bool check = true;
+  /// Whether each finding that is an error or a warning becomes a note as well, behind the others:
+  /// for an assistant that reads nothing but its state.
+  bool note_findings = false;
 };
 
 /// The entries at the head of a state's "structure_sources", looked up there at each use: the very

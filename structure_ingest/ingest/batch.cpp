@@ -29,11 +29,15 @@ Batch ingest(const std::string& project_path, const std::vector<std::string>& ca
             const auto known = kinds.find(identity);
             return known == kinds.end() ? std::string() : known->second;
           },
-      .progress = options.progress};
+      .progress = options.progress,
+      .check = options.check};
   Batch batch{
       .entries = internal::ingested_entries(input, resolver), .json = {}, .manifest_error = {}};
   batch.json = internal::json_entries(batch.entries);
   batch.manifest_error = internal::write_manifest(input.project, batch.json, options.collaborators);
+  if (options.check) {
+    internal::write_findings(input.project, batch.entries, options.collaborators);
+  }
   return batch;
 }
 

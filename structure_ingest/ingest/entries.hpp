@@ -29,6 +29,7 @@ struct BatchInput {
   /// The discovery kind for a source identity; empty when there is none.
   std::function<std::string(const std::string& identity)> discovery_of;
   Progress progress{};
+  bool check = true;
 };
 
 /// Reads, fingerprints and copies the candidates as `ingest_structure_files` does, and writes no
@@ -43,5 +44,10 @@ std::vector<Json> json_entries(const std::vector<SourceEntry>& entries);
 /// system is no error here.
 std::string write_manifest(const std::string& project, std::vector<Json>& entries,
                            const Collaborators& collaborators);
+
+/// Writes the findings on `entries`, unless there are no entries. Best effort: they are a service
+/// beside the entries, so no failure of the writer is an error here.
+void write_findings(const std::string& project, const std::vector<SourceEntry>& entries,
+                    const Collaborators& collaborators);
 
 }  // namespace structure_ingest::internal
