@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t HEAD_OF_UNREAD = std::size_t{1} << 16;
 
 /// A cell whose vectors span less than this share of a * b * c lies in one plane for all purposes:
-/// the flattest of the real cells known to the Crystallography Open Database is far above it.
+/// what is left is the rounding of numbers with four digits.
 constexpr double FLAT_SHARE = 1e-3;
 
 bool has_atoms(const CifBlock& block) {
