@@ -21,8 +21,10 @@ const char* severity_name(Severity severity) {
 }
 
 std::vector<Finding> check_structure(const IngestedStructure& record, const CheckOptions& options) {
-  const internal::Subject subject =
-      internal::subject_of(record, options.reader_warnings, options.search_symmetry);
+  internal::Subject subject{.record = record,
+                            .reader_warnings = options.reader_warnings,
+                            .search_symmetry = options.search_symmetry};
+  internal::look_at(subject);
   std::vector<Finding> findings;
   for (const internal::Rule& rule : internal::rules()) {
     for (internal::Seen& seen : rule.look(subject)) {

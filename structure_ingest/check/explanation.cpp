@@ -175,7 +175,7 @@ std::string why_no_cif(const CifFile& file, std::string_view message) {
   return {};
 }
 
-std::string why_no_poscar(const PoscarFile& file, std::string_view name, std::string_view message) {
+std::string why_no_poscar(const PoscarFile& file, std::string_view name) {
   if (!file.problem.empty()) return file.problem;
   for (std::size_t i = 0; i < file.symbols.size(); ++i) {
     if (canonical_symbol(file.symbols[i]) == file.symbols[i]) continue;
@@ -200,7 +200,6 @@ std::string why_no_poscar(const PoscarFile& file, std::string_view name, std::st
     return "line " + std::to_string(file.mode_line) + ", " + shown(file.mode) +
            ", begins with a blank, so that selective dynamics was not seen";
   }
-  if (message.empty()) return {};
   return {};
 }
 
@@ -261,7 +260,7 @@ std::string why_not_read(const Subject& subject, std::string_view warning) {
   const std::string_view message =
       warning.starts_with(FROM_ASE) ? warning.substr(FROM_ASE.size()) : std::string_view();
   if (subject.cif) return why_no_cif(*subject.cif, message);
-  if (subject.poscar) return why_no_poscar(*subject.poscar, subject.file_name, message);
+  if (subject.poscar) return why_no_poscar(*subject.poscar, subject.file_name);
   return why_no_xyz(subject.head.bytes, warning);
 }
 

@@ -19,11 +19,10 @@ constexpr double MOST_ATOMS_A_VOLUME = 0.25;
 /// Caesium, the element with the largest atoms in a solid, takes 115 Å³ an atom at 298 K (CRC
 /// Handbook); more than this an atom is a cell with empty space.
 constexpr double MOST_VOLUME_AN_ATOM_ANG3 = 120;
-/// Atoms are bonded below this multiple of the sum of their covalent radii; Cordero et al. (2008)
-/// find bonds within 1.3 times, and metals reach a little further.
+/// Atoms count as bonded below this multiple of the sum of their covalent radii: generous, since it
+/// is to tell a structure from separate atoms.
 constexpr float BONDED_SHARE = 1.5F;
-/// Bonds are never this short: the shortest of all in terms of covalent radii are those of the
-/// light diatomic molecules, at 0.85 times the sum or more.
+/// No bond that fits into a cube of 1 Å is this short: that of N2, 1.098 Å, is 0.77 of the sum.
 constexpr double SHORTEST_BOND_SHARE = 0.7;
 /// More atoms than this in a cube of 1 Å are on top of each other in any case.
 constexpr std::size_t FEW_ATOMS = 64;
@@ -137,7 +136,6 @@ std::vector<Seen> see_left_handed_cell(const Subject& subject) {
 }
 
 std::vector<Seen> see_overlapping_atoms(const Subject& subject) {
-  // The search is wider by a little for light elements: what it found is measured again.
   const IngestedStructure& record = subject.record;
   const std::vector<ClosePair>& pairs = subject.close.pairs;
   if (pairs.empty()) return {};

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t HEAD_OF_UNREAD = std::size_t{1} << 16;
 
 /// A cell whose vectors span less than this share of a * b * c lies in one plane for all purposes:
-/// the flattest of the real cells known to the Crystallography Open Database is far above it.
+/// what is left is the rounding of numbers with four digits.
 constexpr double FLAT_SHARE = 1e-3;
 
 bool has_atoms(const CifBlock& block) {
@@ -76,10 +76,8 @@ void look_at_geometry(Subject& subject) {
 
 }  // namespace
 
-Subject subject_of(const IngestedStructure& record, std::span<const std::string> reader_warnings,
-                   bool search_symmetry) {
-  Subject subject{
-      .record = record, .reader_warnings = reader_warnings, .search_symmetry = search_symmetry};
+void look_at(Subject& subject) {
+  const IngestedStructure& record = subject.record;
   subject.file_name = file_name(record.source_path);
   if (record.ok && record.format == "xyz") {
     subject.xyz = look_at_xyz(record);
@@ -91,7 +89,6 @@ Subject subject_of(const IngestedStructure& record, std::span<const std::string>
     subject.head = file_head(record.source_path, HEAD_OF_UNREAD);
   }
   if (record.ok) look_at_geometry(subject);
-  return subject;
 }
 
 }  // namespace structure_ingest::internal

@@ -13,9 +13,8 @@ namespace structure_ingest::internal {
 namespace {
 
 /// Words in capitals that ASE takes for formulas of elements with one letter.
-constexpr std::array<std::string_view, 16> NO_FORMULAS = {
-    "SCF", "NSCF", "COHP", "CIF",  "FCC", "BCC",       "HCP", "SC",
-    "POS", "PBC",  "ION",  "IONS", "NO",  "SUPERCELL", "BC",  "UC"};
+constexpr std::array<std::string_view, 13> NO_FORMULAS = {
+    "SCF", "NSCF", "COHP", "CIF", "FCC", "BCC", "HCP", "SC", "POS", "PBC", "ION", "IONS", "UC"};
 
 /// The elements of each species, as the record has them.
 std::vector<std::string> taken_elements(const Subject& subject) {
@@ -51,8 +50,7 @@ std::vector<std::string> formula_elements(std::string_view word) {
 }
 
 struct Title {
-  std::vector<std::string> elements;  // of the words that are formulas
-  bool formulas_first = true;         // whether these stand before all other words
+  std::vector<std::string> elements;  // of the words that are formulas, up to the first other one
   bool only_formulas = true;
 };
 
@@ -64,7 +62,6 @@ Title title_of(std::string_view line) {
     const std::vector<std::string> elements = formula_elements(word);
     if (elements.empty()) {
       title.only_formulas = false;
-      if (title.elements.empty()) title.formulas_first = false;
       continue;
     }
     if (!title.only_formulas) continue;  // what follows prose is prose

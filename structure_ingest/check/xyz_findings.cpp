@@ -60,6 +60,20 @@ const XyzColumn* column_named(const std::vector<XyzColumn>& columns, std::string
   return found == columns.end() ? nullptr : &*found;
 }
 
+/// The length unit that a companion names, in quotes; empty when it names none.
+std::string unit_in_companion(const std::string& path) {
+  constexpr std::size_t MOST = std::size_t{1} << 20;
+  const FileHead head = file_head(path, MOST);
+  for (const std::string_view line : lines_of(head.bytes, MOST)) {
+    if (!ascii_lower_cased(stripped(line)).starts_with("calculation.control.lengthunit")) continue;
+    std::string_view value = stripped(line.substr(std::min(line.find('='), line.size())));
+    value.remove_prefix(std::min(value.find_first_not_of("= \t'\""), value.size()));
+    value = value.substr(0, value.find_first_of("'\"%# \t"));
+    if (!value.empty()) return shown(value);
+  }
+  return {};
+}
+
 }  // namespace
 
 std::vector<Seen> see_several_frames(const Subject& subject) {
@@ -192,9 +206,14 @@ std::vector<Seen> see_cell_not_read(const Subject& subject) {
 }
 
 std::vector<Seen> see_cell_from_companion(const Subject& subject) {
-  if (subject.record.cell_provenance.empty()) return {};
-  return {{"The cell is not from the file itself but from " +
-           utf8_text(subject.record.cell_provenance) + " beside it."}};
+  const std::string& companion = subject.record.cell_provenance;
+  if (companion.empty()) return {};
+  const std::string unit = unit_in_companion(companion);
+  return {{"The cell is not from the file itself but from " + utf8_text(companion) +
+           " beside it, " +
+           (unit.empty()
+                ? std::string("which names no unit: its numbers were taken as \u00E5ngstr\u00F6m.")
+                : "whose unit is " + unit + ".")}};
 }
 
 }  // namespace structure_ingest::internal

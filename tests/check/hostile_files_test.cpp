@@ -36,7 +36,8 @@ void expect_well_formed(const IngestedStructure& record, const std::vector<Findi
 
 /// A copy with pieces removed, repeated, exchanged and overwritten.
 std::string damaged(std::string text, std::mt19937& random) {
-  const std::string bytes("\0\x01\x7F\xC3\xFF\n\n\r\t '\";#_-0.9eE?=:()[]{}FSDK", 36);
+  using namespace std::string_view_literals;
+  const std::string_view bytes("\0\x01\x7F\xC3\xFF\n\n\r\t '\";#_-0.9eE?=:()[]{}FSDK"sv);
   for (auto changes = random() % 6 + 1; changes > 0 && !text.empty(); --changes) {
     const std::size_t at = random() % text.size();
     const std::size_t length = random() % std::min<std::size_t>(text.size() - at, 30) + 1;

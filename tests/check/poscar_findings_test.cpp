@@ -38,6 +38,8 @@ TEST(PoscarFindings, AreTheseForEachKindOfFile) {
             "warning elements_from_title"},
            {"POSCAR", "SCF run\n1.0\n" + VECTORS + "1 1\n" + TWO_ATOMS,
             "error elements_from_title"},
+           {"POSCAR", "rock salt Na Cl\n1.0\n" + VECTORS + "1 1\n" + TWO_ATOMS,
+            "error elements_from_title"},
            {"POSCAR", "Na Cl Br\n1.0\n" + VECTORS + "1 1\n" + TWO_ATOMS,
             "error elements_from_title"},
            // Scale factors.

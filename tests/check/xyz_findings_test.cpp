@@ -184,10 +184,17 @@ TEST(XyzFindings, CountFramesOfLongFiles) {
 
 TEST(XyzFindings, TellOfTheCompanion) {
   const tests::ScratchFolder folder;
-  folder.write("scf.input", "system.centralCellVectors = 9 0 0 0 9 0 0 0 9\n");
-  EXPECT_EQ(
-      message_of(findings_in(folder, "a.xyz", "3\n\n" + WATER), "cell_from_companion"),
-      "The cell is not from the file itself but from " + (folder / "scf.input") + " beside it.");
+  const std::string vectors = "system.centralCellVectors = 9 0 0 0 9 0 0 0 9\n";
+  const std::string from =
+      "The cell is not from the file itself but from " + (folder / "scf.input") + " beside it, ";
+  for (const auto& [unit, message] : std::vector<std::pair<std::string, std::string>>{
+           {"", "which names no unit: its numbers were taken as \u00E5ngstr\u00F6m."},
+           {" Calculation.Control.LengthUnit = 'Bohr' % atomic units\n",
+            "whose unit is 'Bohr'."}}) {
+    folder.write("scf.input", vectors + unit);
+    EXPECT_EQ(message_of(findings_in(folder, "a.xyz", "3\n\n" + WATER), "cell_from_companion"),
+              from + message);
+  }
 }
 
 // A record whose file has changed or gone is judged by what it holds.
