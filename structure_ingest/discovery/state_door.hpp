@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,10 @@ struct StateDoor {
 
   /// Asks the relevance assessor about the entries that are left.
   std::function<RelevanceReport(const std::string& request)> assess;
+
+  /// Takes the entries of these sources, given by their keys, out of "structure_sources", and the
+  /// notes on them. Only a refreshing hydration asks for it.
+  std::function<void(const std::set<std::string>& source_keys)> take_out;
 
   /// Puts the entries that are left in front of those that "structure_sources" has, of which only
   /// mappings stay.

@@ -10,8 +10,8 @@ namespace structure_ingest {
 namespace {
 
 struct Batch {
-  std::vector<SourceEntry> entries;
-  std::vector<Json> json;  // the same, as the manifest holds them
+  internal::Ingested ingested;
+  std::vector<Json> json;  // its entries as the manifest holds them
   std::string manifest_error;
 };
 
@@ -29,10 +29,12 @@ Batch ingest(const std::string& project_path, const std::vector<std::string>& ca
             const auto known = kinds.find(identity);
             return known == kinds.end() ? std::string() : known->second;
           },
-      .progress = options.progress};
+      .progress = options.progress,
+      .dry_run = options.dry_run};
   Batch batch{
-      .entries = internal::ingested_entries(input, resolver), .json = {}, .manifest_error = {}};
-  batch.json = internal::json_entries(batch.entries);
+      .ingested = internal::ingested_entries(input, resolver), .json = {}, .manifest_error = {}};
+  batch.json = internal::json_entries(batch.ingested.entries);
+  if (options.dry_run) return batch;
   batch.manifest_error = internal::write_manifest(input.project, batch.json, options.collaborators);
   return batch;
 }
@@ -49,7 +51,9 @@ IngestOutcome ingest_batch(const std::string& project_path,
                            const std::vector<std::string>& candidate_paths,
                            const IngestOptions& options) {
   Batch batch = ingest(project_path, candidate_paths, options);
-  return {.entries = std::move(batch.entries), .manifest_error = std::move(batch.manifest_error)};
+  return {.entries = std::move(batch.ingested.entries),
+          .skipped = std::move(batch.ingested.skipped),
+          .manifest_error = std::move(batch.manifest_error)};
 }
 
 }  // namespace structure_ingest

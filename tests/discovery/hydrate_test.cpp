@@ -191,8 +191,9 @@ TEST_F(Hydrate, TellsWhatBecameOfEachFile) {
   EXPECT_FALSE(again.known[0].changed);
   EXPECT_EQ(again.known[1].path, edited);
   EXPECT_TRUE(again.known[1].changed);
-  // Nothing can be compared with an entry that has no fingerprint.
+  // Nothing can be compared with an entry that has neither fingerprint nor copy.
   state["structure_sources"][1].erase("sha256");
+  state["structure_sources"][1].erase("path");
   EXPECT_FALSE(structure_ingest::hydrate(state, options).known[1].changed);
 
   modules.atomic_write_json = [](const auto&, const auto&) {
