@@ -25,5 +25,9 @@ Command add_owner(CLI::App& program);
 Command add_belongs(CLI::App& program);
 Command add_trust(CLI::App& program);
 Command add_scan(CLI::App& program);
+Command add_list(CLI::App& program);
+Command add_verify(CLI::App& program);
+Command add_forget(CLI::App& program);
+Command add_extract(CLI::App& program);
 
 }  // namespace apps

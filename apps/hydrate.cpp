@@ -56,18 +56,24 @@ std::string reason_dropped(const structure_ingest::DroppedStructure& dropped) {
   return dropped.reason.empty() ? "it does not match the requested material" : dropped.reason;
 }
 
-constexpr const char* IT_STAYS = "the state keeps the structure that it has";
-
 /// What to say of a file that the state knows, beside that; empty for nothing.
 std::string remark_on(const KnownSource& known) {
-  if (!known.changed && known.problem.empty()) return {};
-  std::string remark = known.changed ? "not what it was when it was taken in; " : "";
-  if (!known.problem.empty())
-    return remark + "it cannot be read now: " + known.problem + " So " + IT_STAYS;
-  if (!known.unrelated.empty()) {
-    return remark + IT_STAYS + ", since the new one is unrelated: " + known.unrelated;
+  if (!known.taken_for.empty()) {
+    return "taken for " + known.taken_for + ", which the state has: letter case is left aside";
   }
-  return remark + IT_STAYS + " ('hydrate --refresh' takes in what the file gives now)";
+  const std::string stays =
+      "The state keeps " + std::string(known.ok ? "the structure that it has" : "its entry") + ".";
+  if (!known.problem.empty()) {
+    const std::string now = known.ok ? "It cannot be read now: " : "It still cannot be read: ";
+    return now + known.problem + " " + stays;
+  }
+  if (!known.changed) return {};
+  const std::string change = known.ok ? "It is not what it was when it was taken in"
+                                      : "It could not be read when it was taken in, and can be now";
+  if (!known.unrelated.empty()) {
+    return change + ", but the new structure is unrelated: " + known.unrelated + ". " + stays;
+  }
+  return change + ". " + stays + " To take in what the file gives now: hydrate --refresh.";
 }
 
 void show(const KnownSource& known) {

@@ -11,6 +11,7 @@
 #include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
+#include "apps/summary.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/atomic_io.hpp"
 
@@ -68,9 +69,14 @@ Status run(const Arguments& arguments) {
     tell_skipped(outcome.skipped, options.limit);
   } else {
     if (arguments.dry_run) print_line(DRY_RUN);
-    for (const structure_ingest::SourceEntry& entry : outcome.entries) show_entry(entry);
+    Summary summary;
+    for (const structure_ingest::SourceEntry& entry : outcome.entries) {
+      show_entry(entry);
+      summary.add(entry.record);
+    }
     show_skipped(outcome.skipped, options.limit);
     if (outcome.entries.empty() && outcome.skipped.empty()) print_line("Nothing to ingest.");
+    summary.print();
   }
   return status_of(outcome.entries, outcome.manifest_error);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <filesystem>
 #include <map>
 #include <system_error>
 
@@ -17,13 +18,22 @@ using structure_ingest::SourceEntry;
 
 namespace {
 
+std::string repeat_of(const SkippedFile& file) {
+  if (file.other == file.path) return "given before";
+  std::error_code error;
+  if (std::filesystem::equivalent(file.path, file.other, error)) {
+    return "the same file as " + file.other;
+  }
+  return "taken for " + file.other + ": letter case is left aside";
+}
+
 std::string reason_of(const SkippedFile& file, int limit) {
   switch (file.reason) {
     case SkipReason::not_a_structure_file:
       return "not the name of a structure file (*.xyz, *.extxyz, *.cif, *.vasp, *.poscar, POSCAR*, "
              "CONTCAR*)";
     case SkipReason::same_file:
-      return file.other == file.path ? "given before" : "the same file as " + file.other;
+      return repeat_of(file);
     case SkipReason::canonical_copy:
       return "the copy that a project holds of a structure";
     case SkipReason::other_project:

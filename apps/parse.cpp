@@ -2,14 +2,19 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
+#include "apps/frames.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
+#include "apps/structure_row.hpp"
 #include "apps/structure_view.hpp"
+#include "apps/summary.hpp"
+#include "apps/table.hpp"
 #include "apps/terminal.hpp"
 
 namespace apps {
@@ -17,34 +22,81 @@ namespace {
 
 struct Arguments {
   bool json = false;
+  bool table = false;
+  bool csv = false;
+  std::string frame;
   PathArguments paths;
 };
 
-void show(const structure_ingest::IngestedStructure& record, const std::string& origin) {
-  print_line(printable(record.source_path) + ": " +
+void show(const structure_ingest::IngestedStructure& record, const std::string& frame,
+          const std::string& origin) {
+  print_line(printable(record.source_path) + (frame.empty() ? "" : ", " + frame) + ": " +
              (record.ok ? coloured(composition_of(record), GREEN) : coloured("not parsed", RED)));
   if (record.ok) show_cell(record);
   show_warnings(record.warnings, record.ok);
   if (!record.ok && !origin.empty()) print_row("listed", origin);
 }
 
+/// Shows the records in the way that was asked for.
+class Output {
+ public:
+  explicit Output(const Arguments& arguments) : arguments_(arguments) {
+    if (arguments_.table) rows_.push_back(structure_headings());
+    if (arguments_.csv) print_csv_row(structure_headings());
+  }
+
+  void add(const structure_ingest::IngestedStructure& record, const std::string& frame,
+           const std::string& origin) {
+    const std::string name = record.source_path + (frame.empty() ? "" : ", " + frame);
+    if (arguments_.json) {
+      print_line(structure_ingest::json_text(record.as_dict()));
+    } else if (arguments_.csv) {
+      print_csv_row(structure_row(name, record, 10));
+    } else if (arguments_.table) {
+      rows_.push_back(structure_row(name, record, 6));
+      summary_.add(record);
+    } else {
+      show(record, frame, origin);
+      summary_.add(record);
+    }
+  }
+
+  void end() const {
+    if (arguments_.table) print_table(rows_, {2, 3, 4, 5, 6, 7, 8, 9, 10});
+    summary_.print();
+  }
+
+ private:
+  const Arguments& arguments_;
+  std::vector<TableRow> rows_;
+  Summary summary_;
+};
+
 Status run(const Arguments& arguments) {
   Status status = ALL_WELL;
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
+  std::optional<FrameChoice> choice;
+  if (!arguments.frame.empty()) choice = read_frame_choice(arguments.frame);
   structure_ingest::StructureParser parser;
   Progress progress;
+  Output output(arguments);
   for (std::size_t i = 0; i < paths.size(); ++i) {
     progress.show(i, paths.size(), paths[i].path);
-    const structure_ingest::IngestedStructure record = parser.parse(paths[i].path);
-    if (!record.ok) status = SOME_FILE_UNPARSED;
-    if (isatty(STDOUT_FILENO) != 0) progress.clear();
-    if (arguments.json) {
-      print_line(structure_ingest::json_text(record.as_dict()));
+    const auto add = [&](const structure_ingest::IngestedStructure& record,
+                         const std::string& frame) {
+      if (!record.ok) status = SOME_FILE_UNPARSED;
+      if (isatty(STDOUT_FILENO) != 0) progress.clear();
+      output.add(record, frame, paths[i].origin);
+    };
+    if (choice) {
+      visit_frames(parser, paths[i].path, *choice, add);
     } else {
-      show(record, paths[i].origin);
+      add(parser.parse(paths[i].path), "");
     }
     if (!can_print()) break;
   }
+  progress.clear();
+  output.end();
   return status;
 }
 
@@ -53,12 +105,22 @@ Status run(const Arguments& arguments) {
 Command add_parse(CLI::App& program) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command = program.add_subcommand("parse", "Parse structure files and show them");
-  command->add_flag("--json", arguments->json, "One JSON document a line, one line a path");
+  CLI::Option* const json =
+      command->add_flag("--json", arguments->json, "One JSON document a line, one line a path");
+  CLI::Option* const table =
+      command->add_flag("--table", arguments->table, "One aligned line a file")->excludes(json);
+  command->add_flag("--csv", arguments->csv, "The same as comma-separated values")
+      ->excludes(json)
+      ->excludes(table);
+  command
+      ->add_option("--frame", arguments->frame,
+                   "Of XYZ files another frame than the first: a number, last, or all")
+      ->type_name("N");
   add_path_options(*command, arguments->paths, "Structure files");
   command->callback([arguments] { require_paths(arguments->paths); });
-  add_examples(*command,
-               {"parse water.xyz crystal.cif POSCAR", "parse --json crystal.cif | jq .cell_ang",
-                "parse --files-from list.txt"});
+  add_examples(*command, {"parse water.xyz crystal.cif POSCAR",
+                          "parse --json crystal.cif | jq .cell_ang", "parse --table *.cif",
+                          "parse --frame last relaxation.xyz", "parse --files-from list.txt"});
   return [arguments] { return run(*arguments); };
 }
 

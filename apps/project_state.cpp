@@ -14,7 +14,14 @@ namespace fs = std::filesystem;
 using structure_ingest::Json;
 
 std::string normal_folder(const std::string& folder) {
-  return fs::absolute(folder).lexically_normal().string();
+  std::string normal = fs::absolute(folder).lexically_normal().string();
+  if (normal.size() > 1 && normal.ends_with('/')) normal.pop_back();
+  return normal;
+}
+
+/// The folder of a project that is named by neither option is the current one.
+std::string folder_of(const StateArguments& arguments) {
+  return arguments.project.empty() ? "." : arguments.project;
 }
 
 /// Whether `named` names no project, or the folder `project`.
@@ -29,7 +36,7 @@ bool is_missing(const Json& named) {
 
 /// Has the state of a project's own say that project: one that says another was moved or copied.
 void adopt_project(Json& state, const StateArguments& arguments) {
-  const std::string folder = normal_folder(arguments.project);
+  const std::string folder = normal_folder(folder_of(arguments));
   const std::string kept = structure_ingest::parse_json(structure_ingest::json_text(Json(folder)));
   if (kept != folder) throw WrongInput(folder + ": a state can hold no path that is not UTF-8");
   Json& named = state["project_path"];
@@ -81,13 +88,12 @@ void add_state_options(CLI::App& command, StateArguments& arguments,
 
 std::string state_file_of(const StateArguments& arguments) {
   if (!arguments.state.empty()) return arguments.state;
-  return (fs::path(arguments.project.empty() ? "." : arguments.project) / PROJECT_STATE).string();
+  return (fs::path(folder_of(arguments)) / PROJECT_STATE).string();
 }
 
 ProjectState read_project_state(const StateArguments& arguments) {
   require_state_file(arguments);
-  ProjectState found{.project = arguments.project.empty() ? "." : arguments.project,
-                     .file = state_file_of(arguments)};
+  ProjectState found{.project = folder_of(arguments), .file = state_file_of(arguments)};
   std::error_code ignored;
   if (arguments.state.empty() && !fs::is_directory(found.project, ignored)) {
     throw WrongInput(found.project + ": no such folder");
@@ -103,7 +109,6 @@ ProjectState read_project_state(const StateArguments& arguments) {
         named.is_string() ? named.get<std::string>() : structure_ingest::json_text(named);
   }
   found.project = normal_folder(found.project);
-  if (found.project.size() > 1 && found.project.ends_with('/')) found.project.pop_back();
   return found;
 }
 
@@ -131,10 +136,10 @@ Json state_to_try(const StateArguments& arguments) {
   Json state = read_state(state_file_of(arguments));
   if (state.is_null()) state = Json::object();
   std::error_code ignored;
-  const bool can_adopt = arguments.state.empty() && fs::is_directory(arguments.project, ignored);
+  const bool can_adopt = arguments.state.empty() && fs::is_directory(folder_of(arguments), ignored);
   if (can_adopt) adopt_project(state, arguments);
   if (arguments.state.empty() && !can_adopt) {
-    state["project_path"] = normal_folder(arguments.project);
+    state["project_path"] = normal_folder(folder_of(arguments));
   }
   return state;
 }

@@ -74,28 +74,35 @@ void keep(Entries& entries, const std::vector<std::size_t>& places, const StateD
   entries = std::move(kept);
 }
 
-/// Drops the entries whose source the state has already; returns the keys of those that stay since
-/// they are to take the place of old ones.
-std::set<std::string> drop_known(Entries& entries,
-                                 const std::map<std::string, internal::KnownEntry>& known,
-                                 const StateDoor& door, bool refresh, HydrateOutcome& outcome) {
+/// Drops the entries whose source the state has already. Returns the keys of those that stay since
+/// they are to take the place of old ones, and whether the old ones are ok.
+std::map<std::string, bool> drop_known(Entries& entries,
+                                       const std::map<std::string, internal::KnownEntry>& known,
+                                       const StateDoor& door, bool refresh,
+                                       HydrateOutcome& outcome) {
   std::vector<std::size_t> fresh;
-  std::set<std::string> renewed;
+  std::map<std::string, bool> renewed;
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const IngestedStructure& record = entries[i].record;
     const std::string key = internal::source_key(entries[i]);
     const auto same = known.find(key);
-    const bool is_new = same == known.end();
-    const bool changed = !is_new && internal::has_changed(same->second, record);
-    if (is_new || (refresh && changed && record.ok)) {
+    if (same == known.end()) {
       fresh.push_back(i);
-      if (!is_new) renewed.insert(key);
+      continue;
+    }
+    const bool is_same_name = same->second.source == entries[i].source_file();
+    const bool changed = is_same_name && internal::has_changed(same->second, record);
+    if (refresh && changed && record.ok) {
+      fresh.push_back(i);
+      renewed.emplace(key, same->second.ok);
       continue;
     }
     outcome.known.push_back(
         {.path = record.source_path,
+         .ok = same->second.ok,
          .changed = changed,
-         .problem = record.ok || record.warnings.empty() ? "" : record.warnings.front()});
+         .problem = record.ok || record.warnings.empty() ? "" : record.warnings.front(),
+         .taken_for = is_same_name ? "" : same->second.source});
   }
   keep(entries, fresh, door);
   return renewed;
@@ -120,12 +127,13 @@ void drop_unrelated(Entries& entries, const StateDoor& door, const HydrateOption
 }
 
 /// Has what was dropped of changed sources stay as the state knows it.
-void keep_old_of_dropped(const std::set<std::string>& renewed, HydrateOutcome& outcome) {
+void keep_old_of_dropped(const std::map<std::string, bool>& renewed, HydrateOutcome& outcome) {
   std::erase_if(outcome.dropped, [&](const DroppedStructure& dropped) {
-    if (!renewed.contains(internal::source_key(dropped.source_file))) return false;
+    const auto old = renewed.find(internal::source_key(dropped.source_file));
+    if (old == renewed.end()) return false;
     outcome.known.push_back({.path = dropped.source_file,
+                             .ok = old->second,
                              .changed = true,
-                             .problem = {},
                              .unrelated = internal::reason_of(dropped)});
     return true;
   });
@@ -133,7 +141,8 @@ void keep_old_of_dropped(const std::set<std::string>& renewed, HydrateOutcome& o
 
 /// Takes the old entries of the sources that are taken in anew out of the state; returns the notes
 /// on that.
-std::vector<std::string> replace_old(const Entries& entries, const std::set<std::string>& renewed,
+std::vector<std::string> replace_old(const Entries& entries,
+                                     const std::map<std::string, bool>& renewed,
                                      const StateDoor& door, HydrateOutcome& outcome) {
   std::vector<std::string> notes;
   std::set<std::string> keys;
@@ -170,7 +179,8 @@ HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& opti
   std::move(ingested.skipped.begin(), ingested.skipped.end(), std::back_inserter(outcome.skipped));
   Entries entries = std::move(ingested.entries);
   outcome.manifest_error = door.write_manifest(found.project, entries);
-  const std::set<std::string> renewed = drop_known(entries, known, door, options.refresh, outcome);
+  const std::map<std::string, bool> renewed =
+      drop_known(entries, known, door, options.refresh, outcome);
   if (entries.empty()) return outcome;
   drop_unrelated(entries, door, options, outcome);
   keep_old_of_dropped(renewed, outcome);

@@ -68,9 +68,13 @@ STRUCTURE_INGEST_API NewEntries hydrate_user_structures(Json& state,
 /// A file that was read again although the state has an entry of it, which stays as it is.
 struct KnownSource {
   std::string path;         ///< of the file
-  bool changed = false;     ///< whether it gives something else than when it was taken in
+  bool ok = false;          ///< whether it could be read when it was taken in
+  bool changed = false;     ///< whether it gives something else than it gave then
   std::string problem{};    ///< why it gives no structure now; empty when it does
   std::string unrelated{};  ///< why its new content was not taken: the assessor's reason
+  /// The source of that entry where its name is another, by letter case or the direction of
+  /// slashes, which are left aside. Then nothing is compared.
+  std::string taken_for{};
 };
 
 /// A structure whose place a new one has taken, since their source had changed.

@@ -51,12 +51,12 @@ std::map<std::string, KnownEntry> known_sources(const Json& state) {
   std::map<std::string, KnownEntry> known;
   for_each_element(value_at(state, "structure_sources"), [&known](const Json& entry) {
     if (!entry.is_object()) return;
-    std::string text = source_text_of(entry);
+    const std::string text = source_text_of(entry);
     if (stripped(text).empty()) return;
-    known.emplace(source_key(std::move(text)),
-                  KnownEntry{.sha256 = text_or_empty(value_at(entry, "sha256")),
-                             .path = text_or_empty(value_at(entry, "path")),
-                             .ok = value_at(entry, "ok") == true});
+    known.emplace(source_key(text), KnownEntry{.source = text,
+                                               .sha256 = text_or_empty(value_at(entry, "sha256")),
+                                               .path = text_or_empty(value_at(entry, "path")),
+                                               .ok = value_at(entry, "ok") == true});
   });
   return known;
 }

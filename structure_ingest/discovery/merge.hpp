@@ -12,6 +12,7 @@ namespace structure_ingest::internal {
 
 /// What the newest entry of a source says.
 struct KnownEntry {
+  std::string source;  // its text
   std::string sha256;  // the fingerprint; empty when it has none
   std::string path;    // of its canonical copy, or its source
   bool ok = false;
