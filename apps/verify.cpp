@@ -37,10 +37,21 @@ Json json_of(const VerifiedStructure& verified) {
           {"findings", findings}};
 }
 
+bool is_without_entry(const VerifiedStructure& verified) {
+  return std::any_of(verified.findings.begin(), verified.findings.end(),
+                     [](const VerifyFinding& finding) {
+                       return finding.code == structure_ingest::VerifyCode::no_entry;
+                     });
+}
+
+std::string heading_of(const VerifiedStructure& verified) {
+  if (!verified.is_as_it_was()) return coloured("not as it was", RED);
+  return is_without_entry(verified) ? coloured("no entry", YELLOW) : coloured("as it was", GREEN);
+}
+
 void show(const VerifiedStructure& verified) {
-  const bool well = verified.is_as_it_was();
   const std::string& source = verified.structure.source_file;
-  print_line((well ? coloured("as it was", GREEN) : coloured("not as it was", RED)) + "  " +
+  print_line(heading_of(verified) + "  " +
              printable(source.empty() ? verified.structure.path : source));
   if (!source.empty() && !verified.structure.copy.empty()) {
     print_row("copy", verified.structure.copy);
@@ -51,14 +62,17 @@ void show(const VerifiedStructure& verified) {
 }
 
 void show(const Verification& verification) {
-  for (const VerifiedStructure& verified : verification.structures) show(verified);
-  const std::size_t total = verification.structures.size();
-  const auto well = static_cast<std::size_t>(
-      std::count_if(verification.structures.begin(), verification.structures.end(),
-                    [](const VerifiedStructure& each) { return each.is_as_it_was(); }));
+  std::size_t total = 0;
+  std::size_t well = 0;
+  for (const VerifiedStructure& verified : verification.structures) {
+    show(verified);
+    if (is_without_entry(verified)) continue;
+    ++total;
+    if (verified.is_as_it_was()) ++well;
+  }
   print_line(total == 0 ? "No structures."
-                        : std::to_string(well) + " of " + std::to_string(total) +
-                              (total == 1 ? " is" : " are") + " as it was taken in.");
+                        : "As taken in: " + std::to_string(well) + " of " + std::to_string(total) +
+                              (total == 1 ? " structure." : " structures."));
 }
 
 Status run(const Arguments& arguments) {
