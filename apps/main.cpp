@@ -1,4 +1,7 @@
 // The program structure-ingest: reads its arguments, runs one subcommand, and tells how it went.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -14,6 +17,16 @@
 #include "apps/terminal.hpp"
 
 namespace {
+
+/// Opens the standard streams that are closed on the null device, so that no file or channel gets
+/// their numbers. Each is opened for the other direction: to use it stays an error.
+void occupy_standard_streams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) >= 0) continue;
+    // The lowest free number is the stream's.
+    static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+  }
+}
 
 /// The arguments, last one first as the option parser takes them. It would read a path in square
 /// brackets as a list of several; the same path with "./" in front it leaves alone.
@@ -80,6 +93,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  occupy_standard_streams();
   // An output file beyond the size limit is an error to be told of, not the end of the process.
   std::signal(SIGXFSZ, SIG_IGN);
   try {

@@ -80,6 +80,7 @@ Status run(const Arguments& arguments) {
   structure_ingest::StructureParser parser;
   Progress progress;
   Output output(arguments);
+  std::string reason_told;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     progress.show(i, paths.size(), paths[i].path);
     const auto add = [&](const structure_ingest::IngestedStructure& record,
@@ -92,6 +93,11 @@ Status run(const Arguments& arguments) {
       visit_frames(parser, paths[i].path, *choice, add);
     } else {
       add(parser.parse(paths[i].path), "");
+    }
+    // The warning of a record without ASE is the same for all reasons.
+    if (const std::string& reason = parser.why_ase_is_unavailable(); reason != reason_told) {
+      if (!reason.empty()) print_error("ASE cannot be used: " + reason);
+      reason_told = reason;
     }
     if (!can_print()) break;
   }

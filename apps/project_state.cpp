@@ -126,7 +126,8 @@ void change_state(const StateArguments& arguments, const std::function<void(Json
   } catch (const structure_ingest::JsonError& error) {
     throw WrongInput(malformed(path, "the state is malformed: ", error));
   } catch (const std::system_error& error) {
-    if (was_read) throw;
+    const bool is_locked = error.code() == std::errc::operation_would_block;
+    if (was_read || is_locked) throw;
     throw WrongInput(error.what());
   }
 }

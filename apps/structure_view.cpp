@@ -59,7 +59,7 @@ void print_row(const std::string& label, const std::string& text) {
   constexpr std::size_t LABEL_WIDTH = 9;  // of the longest, "warning", and two blanks
   std::string begin = "  " + label;
   begin.resize(2 + LABEL_WIDTH, ' ');
-  print_wrapped(begin, printable(text));
+  print_wrapped(begin, printable_message(text));
 }
 
 }  // namespace apps

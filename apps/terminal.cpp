@@ -25,6 +25,10 @@ std::string printable(std::string_view text) {
   return structure_ingest::internal::printable_form(text);
 }
 
+std::string printable_message(std::string_view text) {
+  return printable(structure_ingest::internal::shortened(text, MOST_SHOWN));
+}
+
 std::string coloured(const std::string& text, int colour) {
   const std::string_view no_color = environment("NO_COLOR");
   const bool plain = isatty(STDOUT_FILENO) == 0 || !no_color.empty() || !has_capable_terminal();
@@ -41,7 +45,7 @@ void print_line(const std::string& text) {
 }
 
 void print_error(const std::string& text) {
-  std::cerr << "structure-ingest: " << printable(text) << '\n';
+  std::cerr << "structure-ingest: " << printable_message(text) << '\n';
 }
 
 bool can_print() {

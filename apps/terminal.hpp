@@ -11,6 +11,11 @@ namespace apps {
 /// steer the terminal nor change the order in which its characters are read.
 std::string printable(std::string_view text);
 
+/// The same of a message, of which no more than MOST_SHOWN bytes are shown: it may quote what a
+/// file holds.
+std::string printable_message(std::string_view text);
+inline constexpr std::size_t MOST_SHOWN = 5000;  // a path, and what there is to say of it
+
 /// `text` in an SGR colour when standard output is a terminal that knows colours and
 /// NO_COLOR is not set.
 std::string coloured(const std::string& text, int colour);

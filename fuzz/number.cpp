@@ -11,6 +11,7 @@
 #include <string>
 
 #include "fuzz/memory_file.hpp"
+#include "structure_ingest/base/fast/write_decimals.hpp"
 #include "structure_ingest/base/number.hpp"
 
 namespace {

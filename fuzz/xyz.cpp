@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "fuzz/memory_file.hpp"
+#include "structure_ingest/base/fast/write_decimals.hpp"
 #include "structure_ingest/base/line_reader.hpp"
 #include "structure_ingest/base/number.hpp"
 #include "structure_ingest/base/text.hpp"

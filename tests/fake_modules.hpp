@@ -14,9 +14,7 @@ namespace tests {
 struct Calls {
   std::vector<std::pair<std::string, structure_ingest::Json>> written;
   std::vector<std::string> inventoried;
-  std::vector<std::string> trust_asked;
   std::vector<std::pair<structure_ingest::Json, structure_ingest::SuppressedError>> suppressed;
-  std::vector<std::string> requests;
 };
 
 /// Modules of which only the writer and the diagnostics work; tests fill in the other slots.

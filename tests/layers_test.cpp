@@ -14,15 +14,17 @@ namespace fs = std::filesystem;
 
 // The layers from the lowest to the highest, and what each may include besides itself.
 const std::vector<std::pair<std::string, std::set<std::string>>> LAYERS = {
-    {"structure_ingest/base", {}},
+    {"structure_ingest/base/fast", {}},
+    {"structure_ingest/base", {"structure_ingest/base/fast"}},
     {"collaborators", {"structure_ingest/base"}},
     {"structure_ingest/record", {"collaborators", "structure_ingest/base"}},
     {"structure_ingest/readers",
-     {"structure_ingest/record", "collaborators", "structure_ingest/base"}},
+     {"structure_ingest/record", "collaborators", "structure_ingest/base",
+      "structure_ingest/base/fast"}},
     {"structure_ingest/project", {"structure_ingest/base"}},
     {"structure_ingest/ingest",
      {"structure_ingest/readers", "structure_ingest/project", "structure_ingest/record",
-      "collaborators", "structure_ingest/base"}},
+      "collaborators", "structure_ingest/base", "structure_ingest/base/fast"}},
     {"structure_ingest/discovery",
      {"structure_ingest/ingest", "structure_ingest/readers", "structure_ingest/project",
       "structure_ingest/record", "collaborators", "structure_ingest/base"}},

@@ -3,17 +3,32 @@
 #include <filesystem>
 #include <system_error>
 
-#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/folder_lock.hpp"
+#include "structure_ingest/base/input_file.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/replace_file.hpp"
 
 namespace agent_modules {
 
 namespace base = structure_ingest::internal;
 using structure_ingest::Json;
 
+namespace {
+
+/// The text of a file that holds `value`. Refuse one that could not be read again: a state that
+/// nobody can read is lost.
+std::string file_text(const Json& value, const std::string& path) {
+  std::string text = structure_ingest::json_text(value, 2) + '\n';
+  if (text.size() <= base::MAX_WHOLE_FILE) return text;
+  throw std::filesystem::filesystem_error("cannot write what could not be read again", path,
+                                          std::make_error_code(std::errc::file_too_large));
+}
+
+}  // namespace
+
 void atomic_write_json(const std::string& path, const Json& value) {
   base::create_folders(base::parent_folder(base::path_text(path)));
-  base::replace_file(path, structure_ingest::json_text(value, 2) + '\n');
+  base::replace_file(path, file_text(value, path));
 }
 
 Json read_json(const std::string& path, const Json& missing) {
@@ -26,18 +41,17 @@ Json read_json(const std::string& path, const Json& missing) {
 }
 
 void update_json(const std::string& path, const Json& missing,
-                 const std::function<void(Json&)>& change) {
+                 const std::function<void(Json&)>& change, std::chrono::milliseconds most_wait) {
   // The folder may be reached through links: it is the caller's own choice.
   const std::string given = base::path_text(path);
   const std::string folder = base::resolve_path(base::parent_folder(given));
-  const base::FolderLock lock(folder);
+  const base::FolderLock lock(folder, most_wait);
   Json value = read_json(path, missing);
-  // Texts are compared, not values: a copy of a large value takes several times the room.
-  const std::string before = structure_ingest::json_text(value, 2);
+  // Compare texts, not values: a copy of a large value takes several times the room.
+  const std::string before = structure_ingest::json_text(value, 2) + '\n';
   change(value);
-  std::string after = structure_ingest::json_text(value, 2);
-  if (after != before)
-    base::replace_file(base::join_path(folder, base::file_name(given)), after += '\n');
+  const std::string after = file_text(value, path);
+  if (after != before) base::replace_file(base::join_path(folder, base::file_name(given)), after);
 }
 
 }  // namespace agent_modules

@@ -3,6 +3,8 @@
 #include <cxxabi.h>
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <exception>
@@ -11,15 +13,21 @@
 #include <system_error>
 #include <typeinfo>
 
-#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/append_line.hpp"
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/replace_file.hpp"
+#include "structure_ingest/base/text.hpp"
 
 namespace agent_modules {
 namespace {
 
 namespace base = structure_ingest::internal;
 using structure_ingest::Json;
+
+/// When the log is moved away to make room for a new one, and how much of a message it takes.
+constexpr std::uint64_t MOST_LOG_BYTES = std::uint64_t{1} << 20;
+constexpr std::size_t MOST_MESSAGE_BYTES = 10000;
 
 std::string utc_now() {
   const std::time_t now = std::time(nullptr);
@@ -45,7 +53,7 @@ void describe(const std::exception_ptr& error, Json& line) {
     std::rethrow_exception(error);
   } catch (const std::exception& exception) {
     line["error_type"] = type_name(typeid(exception));
-    line["message"] = exception.what();
+    line["message"] = base::shortened(exception.what(), MOST_MESSAGE_BYTES);
   } catch (...) {
     // Nothing more is known of an error that is no exception of the standard library's family.
   }
@@ -63,6 +71,7 @@ void record_suppressed_error(const Json& project_path,
     if (!base::is_directory(project)) return;
     const std::string log = base::join_path(project, SUPPRESSED_ERRORS_REL);
     base::create_folders(base::parent_folder(log));
+    base::rotate_log(log, MOST_LOG_BYTES);
     base::append_line(log, structure_ingest::json_text(line));
   } catch (const std::exception&) {
     // A project that cannot take the line goes without it.

@@ -12,7 +12,8 @@ namespace agent_modules {
 inline constexpr std::string_view SUPPRESSED_ERRORS_REL = ".diagnostics/suppressed_errors.jsonl";
 
 /// Appends a line on `error` to the log of the project (an empty `project_path` is the current
-/// directory). A project that does not exist or cannot be written to is silently ignored.
+/// directory). A log of more than 1 MiB is first moved to the same name with ".1" behind it. A
+/// project that does not exist or cannot be written to is silently ignored.
 void record_suppressed_error(const structure_ingest::Json& project_path,
                              const structure_ingest::SuppressedError& error);
 

@@ -7,8 +7,8 @@
 #include <stdexcept>
 
 #include "collaborators/agent_modules/atomic_io.hpp"
-#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/replace_file.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace agent_modules {
@@ -27,7 +27,8 @@ constexpr const char* UNTRUSTED = "untrusted";
 std::string listed_directory(const std::string& entry) {
   const std::string path = base::expand_home(entry);
   if (!base::is_absolute(path)) {
-    refuse_list(base::quoted_form(entry) + " is not an absolute path: it could mean any folder");
+    refuse_list(base::quoted_form(base::shortened(entry, 200)) +
+                " is not an absolute path: it could mean any folder");
   }
   return base::resolve_path(path);
 }
@@ -37,7 +38,8 @@ std::map<std::string, std::string> directories_in(const Json& list) {
   std::map<std::string, std::string> directories;
   for (const auto& [entry, state] : list.items()) {
     if (state != "trusted" && state != UNTRUSTED) {
-      refuse_list("\"" + entry + "\" is neither \"trusted\" nor \"untrusted\"");
+      refuse_list("\"" + base::shortened(entry, 200) +
+                  "\" is neither \"trusted\" nor \"untrusted\"");
     }
     std::string& known = directories[listed_directory(entry)];
     if (known != UNTRUSTED) known = state.get<std::string>();

@@ -18,12 +18,14 @@ namespace agent_modules {
 /// folder that cannot be read is left out, too. A root that is no folder has no files.
 structure_ingest::WorkspaceInventory inventory_workspace(const std::string& root);
 
-/// The same, for those who tell what was left out.
+/// A tree as the inventory sees it; all paths are relative to its root, folders with a final slash.
 struct FolderTree {
-  std::vector<std::string> structure_files;
-  std::vector<std::string> unreadable_folders;  // relative to the root; "" is the root itself
-  std::vector<std::string> untrusted_folders;
+  std::vector<std::string> structure_files;     ///< as `inventory_workspace` lists them
+  std::vector<std::string> unreadable_folders;  ///< left out; "" is the root itself
+  std::vector<std::string> untrusted_folders;   ///< left out, but for trusted folders inside
 };
+
+/// The same, for those who tell what was left out.
 FolderTree list_folder_tree(const std::string& root);
 
 }  // namespace agent_modules

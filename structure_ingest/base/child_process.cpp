@@ -23,7 +23,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-/// How long a child that hung up may take to be gone: its descriptors close a moment earlier.
+/// How long to wait for a child that hung up: its descriptors close a moment before it ends.
 constexpr milliseconds TIME_TO_END{200};
 
 [[noreturn]] void fail(int error) {
@@ -34,14 +34,16 @@ void require(int error) {
   if (error != 0) fail(error);
 }
 
-/// A child's end of a connection, away from the numbers that it gets in the child.
-Descriptor moved_up(const Descriptor& descriptor) {
+/// The same file by a number above those with a meaning here or in the child. Where the standard
+/// streams are closed, a new descriptor gets one of their numbers: what anybody prints would go
+/// through it.
+Descriptor with_high_number(Descriptor descriptor) {
   const int number = fcntl(descriptor.number(), F_DUPFD_CLOEXEC, ChildProcess::LIFELINE + 1);
   if (number < 0) fail(errno);
   return Descriptor(number);
 }
 
-/// What the child finds open.
+/// The descriptors and the folder that the child starts with.
 class FileActions {
  public:
   FileActions(const Descriptor& channel, const Descriptor& lifeline) {
@@ -110,7 +112,7 @@ bool would_block(int error) {
   return error == EAGAIN || error == EWOULDBLOCK;
 }
 
-/// Sends what fits now of the bytes.
+/// Sends as many of the bytes as fit now.
 ssize_t send_some(int channel, std::string_view bytes, int attached) {
   iovec piece{.iov_base = const_cast<char*>(bytes.data()), .iov_len = bytes.size()};
   msghdr message{};
@@ -129,9 +131,9 @@ ssize_t send_some(int channel, std::string_view bytes, int attached) {
   return retried([&] { return sendmsg(channel, &message, MSG_NOSIGNAL | MSG_DONTWAIT); });
 }
 
-/// Whether the child is there to be signalled: a process that was waited for may have given its
-/// number to another. A host that waits for whatever child ends, or a copy of the host that forked
-/// while a child was running, has no child of this number.
+/// Whether `id` still is a child of ours. Do not signal it otherwise: the number may belong to
+/// another process by now. The host may wait for any child that ends, and this may run in a copy of
+/// the host that was forked meanwhile.
 bool is_ours(pid_t id) {
   siginfo_t ignored{};
   return retried([&] {
@@ -141,21 +143,16 @@ bool is_ours(pid_t id) {
 
 }  // namespace
 
-Descriptor::~Descriptor() {
-  if (number_ >= 0) close(number_);
-}
-
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
-  std::array<int, 2> channel{};
-  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel.data()) != 0) fail(errno);
-  channel_ = Descriptor(channel[0]);
-  const Descriptor low_child_channel(channel[1]);
-  std::array<int, 2> lifeline{};
-  if (pipe2(lifeline.data(), O_CLOEXEC) != 0) fail(errno);
-  lifeline_ = Descriptor(lifeline[1]);
-  const Descriptor low_child_lifeline(lifeline[0]);
-  const Descriptor child_channel = moved_up(low_child_channel);
-  const Descriptor child_lifeline = moved_up(low_child_lifeline);
+  std::array<int, 2> ends{};
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) fail(errno);
+  Descriptor other_end(ends[1]);
+  channel_ = with_high_number(Descriptor(ends[0]));
+  const Descriptor child_channel = with_high_number(std::move(other_end));
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail(errno);
+  other_end = Descriptor(ends[1]);
+  const Descriptor child_lifeline = with_high_number(Descriptor(ends[0]));
+  lifeline_ = with_high_number(std::move(other_end));
 
   std::vector<char*> texts;
   texts.reserve(arguments.size() + 1);

@@ -7,29 +7,13 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
+
+#include "structure_ingest/base/descriptor.hpp"
 
 namespace structure_ingest::internal {
 
 using Deadline = std::chrono::steady_clock::time_point;
-
-/// A file descriptor that is closed with its owner; -1 is none.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor();
-  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-  }
-  int number() const { return number_; }
-
- private:
-  int number_ = -1;
-};
 
 /// The child starts in the folder "/", in a session of its own without a terminal, with the null
 /// device as its standard streams, every signal at its default, and two descriptors more: the

@@ -28,7 +28,8 @@ class Builder : public Json::json_sax_t {
   bool number_unsigned(std::uint64_t value) override { return add(value); }
   bool number_float(double value, const std::string& text) override {
     if (text.find_first_of(".eE") == std::string::npos) {
-      throw JsonError("the integer " + text.substr(0, 40) + " is too large to be kept exactly");
+      throw JsonError("the integer " + internal::shortened(text, 40) +
+                      " is too large to be kept exactly");
     }
     return add(value);
   }
@@ -67,13 +68,14 @@ class Builder : public Json::json_sax_t {
       if (at != std::string_view::npos) reason.remove_prefix(at + mark.size());
     };
     cut_behind("] ");
-    if (!reason.starts_with("parse error")) throw JsonError(shortened(reason));
+    if (!reason.starts_with("parse error"))
+      throw JsonError(internal::shortened(reason, MAX_REASON));
     cut_behind(": ");
     const std::string_view before = text_.substr(0, std::min(position, text_.size()));
     const std::size_t line_start = before.rfind('\n') + 1;  // npos + 1 is 0: the first line
     const auto line_feeds = std::count(before.begin(), before.end(), '\n');
-    throw JsonError(shortened(reason), static_cast<std::size_t>(line_feeds) + 1,
-                    position - line_start);
+    throw JsonError(internal::shortened(reason, MAX_REASON),
+                    static_cast<std::size_t>(line_feeds) + 1, position - line_start);
   }
 
  private:
@@ -86,11 +88,6 @@ class Builder : public Json::json_sax_t {
     std::unordered_map<std::string, std::size_t> index{};  // of the names, once they are many
     std::size_t next = 0;                                  // where the next value goes
   };
-
-  static std::string shortened(std::string_view reason) {
-    if (reason.size() <= MAX_REASON) return std::string(reason);
-    return internal::without_invalid_utf8(reason.substr(0, MAX_REASON)) + "...";
-  }
 
   static std::size_t place_of(Open& object, const std::string& name) {
     constexpr std::size_t few = 16;

@@ -17,7 +17,9 @@ using Json = nlohmann::ordered_json;
 /// What `parse_json` throws. `what()` says it all in one line; the parts are for who says it in
 /// other words.
 struct STRUCTURE_INGEST_API JsonError : std::runtime_error {
+  /// An error of which the place is not known.
   explicit JsonError(const std::string& why);
+  /// An error at a place.
   JsonError(const std::string& why, std::size_t at_line, std::size_t at_column);
 
   std::string reason;      ///< what is wrong, without the place

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "structure_ingest/base/fast/write_decimals.hpp"
 #include "structure_ingest/base/json.hpp"
-#include "structure_ingest/base/number.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest {

@@ -6,7 +6,8 @@
 #include <cstring>
 #include <utility>
 
-#include "structure_ingest/base/eight_bytes.hpp"
+#include "structure_ingest/base/fast/eight_bytes.hpp"
+#include "structure_ingest/base/fast/plain_text.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest::internal {
@@ -61,18 +62,6 @@ std::size_t find_boundary(std::string_view text, std::size_t from) {
 
 }  // namespace
 
-const char* end_of_plain_text(const char* text) {
-  for (;;) {
-    const std::uint64_t eight = load_eight(text);
-    // A byte below 0x20 borrows from the next one, so that only the first mark is to be relied on.
-    const std::uint64_t marks = ((eight - EACH_BYTE * 0x20) | eight) & EACH_HIGH_BIT;
-    text += first_marked(marks);
-    if (marks == 0) continue;
-    if (*text != '\t') return text;
-    ++text;
-  }
-}
-
 LineReader::LineReader(const std::string& path, Sha256* digest, std::size_t piece_size)
     : file_(path),
       digest_(digest),
@@ -91,7 +80,7 @@ void LineReader::end_at(std::size_t end) {
 /// Reads more behind what is left of the text; false at the end of the file.
 bool LineReader::read_more() {
   if (at_end_) return false;
-  // What was handed out already goes, so that the text does not grow with the file.
+  // Drop the lines that were returned: the buffer must not grow with the file.
   const std::size_t left = end_ - position_;
   if (left > MAX_LINE) file_.refuse_as_too_large();
   const char* const rest = text_.get() + position_;
@@ -150,7 +139,7 @@ std::optional<std::string_view> LineReader::next_odd_line() {
     const std::string_view text(text_.get(), clean_end_);
     const std::size_t end = find_boundary(text, position_ + scanned);
     scanned = end - position_;
-    // A line feed that belongs to a final carriage return may not have been read yet.
+    // The line feed behind a final carriage return may not have been read yet.
     const bool may_go_on = end + 1 == text.size() && text[end] == '\r' && !at_end_;
     if (end == text.size() || may_go_on) continue;
     const std::string_view line = text.substr(position_, scanned);
@@ -170,14 +159,14 @@ std::optional<std::string_view> LineReader::last_line() {
 bool LineReader::has_next() {
   do {
     if (position_ < end_ && static_cast<unsigned char>(text_[position_]) < 0x80) return true;
-    clean();  // what follows may all be invalid
+    clean();  // all that follows may be invalid
     if (position_ < clean_end_) return true;
   } while (read_more());
   return false;
 }
 
 std::string_view LineReader::lines_ahead() {
-  // With much text ahead that holds no line feed, lines end otherwise, and reading on is no help.
+  // Much text without a line feed has lines that end otherwise: do not read on for one.
   if (feeds_end_ <= position_ && end_ - position_ < capacity_ / 2) read_more();
   if (feeds_end_ <= position_) return {};
   return {text_.get() + position_, feeds_end_ - position_};

@@ -1,5 +1,5 @@
-// The lines of a text file, read in pieces: only the lines that are asked for are ever split, and
-// memory is bounded by the longest of them.
+// Reads the lines of a text file. The file is read in pieces and only the lines that are asked for
+// are split, so that memory is bounded by the longest of them.
 #pragma once
 
 #include <cstddef>
@@ -9,14 +9,9 @@
 #include <string_view>
 
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/input_file.hpp"
 
 namespace structure_ingest::internal {
-
-/// The first character from `text` on that is a control character other than a tab, or not ASCII:
-/// where it is a line feed, a line ends, and the line holds nothing that is special in any way.
-/// There must be such a character, with LOOK_AHEAD readable bytes behind it.
-const char* end_of_plain_text(const char* text);
 
 /// Reads UTF-8 text; bytes that are not valid are dropped. A line ends at a line feed, a carriage
 /// return or both, and at U+000B, U+000C, U+001C to U+001E, U+0085, U+2028 and U+2029.
@@ -39,11 +34,11 @@ class LineReader {
   bool has_next();
 
   /// The next lines as they stand in the file, up to a line feed; empty when there is none near.
-  /// LOOK_AHEAD bytes behind them are readable. Whoever finds plain lines among them can take them
-  /// with `skip`, and the others with `next`.
+  /// LOOK_AHEAD bytes behind them are readable. A caller that reads some of them itself passes over
+  /// them with `skip`, and reads the others with `next`.
   std::string_view lines_ahead();
 
-  /// Leaves out the first `size` bytes of `lines_ahead`, which must end with a line feed.
+  /// Passes over the first `size` bytes of `lines_ahead`, which must end with a line feed.
   void skip(std::size_t size) { position_ += size; }
 
   /// Reads the rest of the file and keeps nothing: the digest needs it, and a file whose end cannot

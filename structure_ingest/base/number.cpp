@@ -1,9 +1,7 @@
 #include "structure_ingest/base/number.hpp"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <cstdint>
 #include <limits>
 #include <system_error>
 
@@ -17,7 +15,7 @@ bool is_digit(char c) {
 }
 
 /// The plain ASCII form of number text: digits of other scripts become ASCII digits, underscores
-/// between two digits go. Nothing when the token holds what no number does.
+/// between two digits are removed. Nothing when the token holds a character that no number does.
 std::optional<std::string> plain_form(std::string_view token) {
   std::string out;
   out.reserve(token.size());
@@ -39,7 +37,7 @@ std::optional<std::string> plain_form(std::string_view token) {
   return out;
 }
 
-/// Takes a sign off the front of `text`; true for a minus.
+/// Removes a sign from the front of `text`; true for a minus.
 bool cut_sign(std::string_view& text) {
   if (text.empty() || (text.front() != '+' && text.front() != '-')) return false;
   const bool negative = text.front() == '-';
@@ -50,8 +48,8 @@ bool cut_sign(std::string_view& text) {
 /// What a number outside the range of a double becomes: zero when it is smaller than 1, infinity
 /// when it is larger. `text` is a valid unsigned decimal number.
 double out_of_range_value(std::string_view text) {
-  // The power of ten of the first significant digit decides; exponents too long for a machine
-  // integer decide by their sign alone.
+  // The power of ten of the first significant digit decides. An exponent that is too long for a
+  // machine integer outweighs all digits.
   const std::size_t e = text.find_first_of("eE");
   const std::string_view mantissa = text.substr(0, e);
   const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
@@ -71,33 +69,6 @@ double out_of_range_value(std::string_view text) {
   return leading + exponent > 0 ? std::numeric_limits<double>::infinity() : 0.0;
 }
 
-/// Powers of ten that a double holds exactly.
-constexpr std::array<double, 16> POWERS_OF_TEN = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                                  1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-
-/// The value of up to 15 digits with an optional point, which is how coordinates are written. The
-/// digits as an integer and the power of ten are both exact doubles, so that their quotient is
-/// correctly rounded, as IEEE 754 has every division.
-std::optional<double> short_decimal(std::string_view text) {
-  std::uint64_t digits = 0;
-  std::size_t count = 0;
-  std::size_t decimals = 0;
-  bool after_point = false;
-  for (const char c : text) {
-    if (is_digit(c)) {
-      digits = 10 * digits + static_cast<std::uint64_t>(c - '0');
-      ++count;
-      decimals += after_point ? 1 : 0;
-    } else if (c == '.' && !after_point) {
-      after_point = true;
-    } else {
-      return std::nullopt;
-    }
-  }
-  if (count == 0 || count >= POWERS_OF_TEN.size()) return std::nullopt;
-  return static_cast<double>(digits) / POWERS_OF_TEN[decimals];
-}
-
 std::optional<double> named_value(std::string_view text) {
   const std::string name = ascii_lower_cased(text);
   if (name == "inf" || name == "infinity") return std::numeric_limits<double>::infinity();
@@ -108,7 +79,6 @@ std::optional<double> named_value(std::string_view text) {
 std::optional<double> plain_float(std::string_view text) {
   const bool negative = cut_sign(text);
   if (text.empty()) return std::nullopt;
-  if (const std::optional<double> value = short_decimal(text)) return negative ? -*value : *value;
   double value = 0.0;
   if (is_digit(text.front()) || text.front() == '.') {
     const char* const end = text.data() + text.size();

@@ -1,4 +1,4 @@
-// Help with system calls.
+// Repeats system calls that a signal interrupts.
 #pragma once
 
 #include <cerrno>

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstdio>
-#include <cstring>
+
+#include "structure_ingest/base/fast/eight_bytes.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -82,7 +82,7 @@ bool is_cased(char32_t character) {
          category == UTF8PROC_CATEGORY_LT || utf8proc_tolower(c) != c || utf8proc_toupper(c) != c;
 }
 
-/// Characters that do not end a word when it is asked whether a sigma is its last letter.
+/// Whether a character leaves open if the letter before it is the last one of its word.
 bool is_case_ignorable(char32_t character) {
   switch (utf8proc_category(static_cast<utf8proc_int32_t>(character))) {
     case UTF8PROC_CATEGORY_MN:
@@ -134,14 +134,10 @@ void append_utf8(std::string& out, char32_t code_point) {
 std::size_t valid_utf8_prefix(std::string_view text) {
   std::size_t position = 0;
   while (position < text.size()) {
-    // Nearly all text is ASCII: eight bytes at once while it is.
-    std::uint64_t eight = 0;
-    if (position + sizeof eight <= text.size()) {
-      std::memcpy(&eight, text.data() + position, sizeof eight);
-      if ((eight & 0x8080808080808080) == 0) {
-        position += sizeof eight;
-        continue;
-      }
+    // Nearly all text is ASCII: take eight bytes at once.
+    if (position + 8 <= text.size() && (load_eight(text.data() + position) & EACH_HIGH_BIT) == 0) {
+      position += 8;
+      continue;
     }
     if (is_ascii(text[position])) {
       ++position;
@@ -205,7 +201,7 @@ std::string_view stripped(std::string_view text) {
     if (length == 0) break;
     text.remove_prefix(length);
   }
-  // The end of the last character that is not white space; going forward keeps decoding simple.
+  // Find the end of the last character that is not white space. UTF-8 is decoded forwards.
   std::size_t end = 0;
   for (std::size_t position = 0; position < text.size();) {
     const std::size_t space = space_length(text, position);
@@ -321,6 +317,14 @@ std::string with_line_feeds(std::string text) {
   }
   text.resize(out);
   return text;
+}
+
+std::string shortened(std::string_view text, std::size_t most) {
+  if (text.size() <= most) return std::string(text);
+  std::size_t end = most;
+  // Do not cut a character in two: up to three bytes follow its first one.
+  for (int i = 0; i < 3 && end > 0 && (text[end] & 0xC0) == 0x80; ++i) --end;
+  return std::string(text.substr(0, end)) + "... (" + std::to_string(text.size()) + " bytes)";
 }
 
 std::string printable_form(std::string_view text) {

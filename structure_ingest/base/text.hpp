@@ -1,5 +1,5 @@
 // Text as UTF-8 bytes: decoding, white space, tokens, case and the quoted form.
-// Bytes that are no valid UTF-8 never fail: each function says what becomes of them.
+// No function fails on bytes that are not valid UTF-8; each says what it makes of them.
 #pragma once
 
 #include <cstddef>
@@ -65,6 +65,9 @@ std::string with_line_feeds(std::string text);
 /// "\\U000e0001" for other characters, control and formatting ones among them, and "\\xff" for a
 /// byte that is not valid UTF-8. Quotes and backslashes stay as they are.
 std::string printable_form(std::string_view text);
+/// `text` for use in a message: of more than `most` bytes only the first, then how many there are.
+/// What a file holds must not fill a terminal or a log.
+std::string shortened(std::string_view text, std::size_t most);
 
 /// `text` in quotes, with backslash escapes for what cannot be printed: single quotes, or
 /// double quotes when the text holds a single quote and no double quote.

@@ -41,13 +41,18 @@ struct HydrateOptions {
 /// objects that the state holds, whatever else in it has changed since. The state must outlive it.
 class NewEntries {
  public:
+  /// The first `count` entries of `state`.
   NewEntries(Json& state, std::size_t count) : state_(&state), count_(count) {}
 
-  /// Fewer than were added when some have been taken out of the list since.
+  /// How many there are: fewer than were added when some have been taken out of the list since.
   STRUCTURE_INGEST_API std::size_t size() const;
+  /// Whether there is none.
   bool empty() const { return size() == 0; }
+  /// The first one; the range is valid until the state's list changes.
   STRUCTURE_INGEST_API Json* begin() const;
+  /// Behind the last one.
   Json* end() const { return begin() + size(); }
+  /// The one at a place below `size()`.
   Json& operator[](std::size_t place) const { return begin()[place]; }
 
  private:

@@ -19,16 +19,20 @@ void keep_places(std::vector<Json>& entries, const std::vector<std::size_t>& pla
   entries = std::move(kept);
 }
 
-/// The old entries are moved, not copied: they are most of a long state.
+/// The old entries are moved, not copied: they are most of a long state. Nothing is moved before all
+/// memory is there, so that a failure loses none of them.
 void put_sources(Json& state, std::vector<Json>& entries) {
   Json& sources = state["structure_sources"];
+  Json merged = Json::array();
+  auto& list = merged.get_ref<Json::array_t&>();
+  list.reserve(entries.size() + sources.size());
+  for (Json& entry : entries) list.push_back(std::move(entry));
   if (sources.is_array()) {
-    entries.reserve(entries.size() + sources.size());
     for (Json& entry : sources) {
-      if (entry.is_object()) entries.push_back(std::move(entry));
+      if (entry.is_object()) list.push_back(std::move(entry));
     }
   }
-  sources = Json(std::move(entries));
+  sources.swap(merged);
 }
 
 void add_notes(Json& state, const std::vector<std::string>& notes) {

@@ -7,9 +7,10 @@
 #include <system_error>
 
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/base/file.hpp"
-#include "structure_ingest/base/number.hpp"
+#include "structure_ingest/base/fast/write_decimals.hpp"
+#include "structure_ingest/base/input_file.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/replace_file.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest::internal {

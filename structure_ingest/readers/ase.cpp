@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <utility>
 
-#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/open_file.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 
 namespace structure_ingest::internal {
 namespace {
 
-/// Takes over what ASE gave, step by step; returns the warning of the step that failed.
+/// Moves what ASE gave into the record, step by step. Returns the warning of the step that failed;
+/// what the steps before it stored stays.
 std::optional<std::string> take_answer(AseAnswer&& answer, IngestedStructure& record) {
   using Failure = AseAnswer::Failure;
   if (answer.failure == Failure::unavailable) {

@@ -19,10 +19,12 @@ struct AseAnswer {
     extraction,   // what it returned could not be taken apart; the fields before the failure stand
   };
   Failure failure = Failure::none;
-  std::string message{};                                // of the Python error, as it stands
+  std::string message{};                                // of the Python error, bounded in size
   std::optional<std::vector<std::string>> labels{};     // one an atom, as ASE gives them
   std::optional<std::vector<Vector3>> positions_ang{};  // Cartesian, one an atom
   std::optional<std::vector<Vector3>> cell_ang{};       // rows a, b, c, when the cell has rank 3
+  std::vector<std::string> warnings{};  // of Python about the file, each once, bounded; no part of
+                                        // the record
 };
 
 /// Asks ASE for the file at a path (its text is handed over unchanged).

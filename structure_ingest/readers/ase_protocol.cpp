@@ -1,5 +1,6 @@
 #include "structure_ingest/readers/ase_protocol.hpp"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <vector>
@@ -12,8 +13,20 @@ using Failure = AseAnswer::Failure;
 /// The failures by their byte.
 constexpr std::array<Failure, 3> FAILURES = {Failure::none, Failure::read, Failure::extraction};
 
-/// Takes an answer apart from its beginning. Nothing is reserved on a count's word: the bytes must
-/// be there.
+/// Cuts a text that is too long. No character has more than three bytes behind its first.
+std::string bounded(std::string_view text) {
+  if (text.size() <= MAX_ASE_TEXT) return std::string(text);
+  const auto continues = [&](std::size_t at) {
+    return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
+  };
+  std::size_t end = MAX_ASE_TEXT;
+  while (end > MAX_ASE_TEXT - 3 && continues(end)) --end;
+  return std::string(text.substr(0, end)) + " ... [cut: " + std::to_string(text.size()) +
+         " bytes in all]";
+}
+
+/// Takes an answer apart from its beginning. Do not trust counts: reserve at most what the bytes
+/// that are there can hold.
 class Input {
  public:
   explicit Input(std::string_view bytes) : rest_(bytes) {}
@@ -33,18 +46,18 @@ class Input {
   std::optional<std::string> text() {
     const std::optional<std::uint64_t> size = number();
     const std::optional<std::string_view> taken = size ? bytes(*size) : std::nullopt;
-    return taken ? std::optional(std::string(*taken)) : std::nullopt;
+    return taken ? std::optional(bounded(*taken)) : std::nullopt;
   }
-  std::optional<std::vector<std::string>> labels() {
+  std::optional<std::vector<std::string>> texts() {
     const std::optional<std::uint64_t> count = number();
     if (!count || *count > rest_.size() / ASE_SIZE_BYTES) return std::nullopt;
-    std::vector<std::string> labels(*count);
-    for (std::string& label : labels) {
+    std::vector<std::string> texts(*count);
+    for (std::string& text_read : texts) {
       std::optional<std::string> taken = text();
       if (!taken) return std::nullopt;
-      label = *std::move(taken);
+      text_read = *std::move(taken);
     }
-    return labels;
+    return texts;
   }
   std::optional<std::vector<Vector3>> vectors(std::optional<std::uint64_t> count) {
     if (!count || *count > rest_.size() / sizeof(Vector3)) return std::nullopt;
@@ -59,10 +72,21 @@ class Input {
   std::string_view rest_;
 };
 
+bool take_warnings(std::optional<std::vector<std::string>> warnings, AseAnswer& answer) {
+  if (!warnings) return false;
+  for (std::string& warning : *warnings) {
+    std::vector<std::string>& kept = answer.warnings;
+    const bool is_new = std::find(kept.begin(), kept.end(), warning) == kept.end();
+    if (is_new && kept.size() < MAX_ASE_WARNINGS) kept.push_back(std::move(warning));
+  }
+  return true;
+}
+
 /// Takes one section into `answer`; false when it makes no sense.
 bool take_section(Input& input, AseAnswer& answer) {
   const char kind = input.bytes(1)->front();
-  if (kind == 'L') return (answer.labels = input.labels()).has_value();
+  if (kind == 'L') return (answer.labels = input.texts()).has_value();
+  if (kind == 'W') return take_warnings(input.texts(), answer);
   if (kind == 'P') return (answer.positions_ang = input.vectors(input.number())).has_value();
   return kind == 'C' && (answer.cell_ang = input.vectors(3)).has_value();
 }

@@ -1,36 +1,219 @@
 #include "structure_ingest/readers/ase_session.hpp"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <limits>
 #include <new>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
+#include "structure_ingest/base/input_file.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/system_call.hpp"
-#include "structure_ingest/readers/ase_interpreters.hpp"
 #include "structure_ingest/readers/ase_protocol.hpp"
-#include "structure_ingest/readers/ase_start.hpp"
 
 namespace structure_ingest::internal {
 namespace {
 
 using Transfer = ChildProcess::Transfer;
+using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-AseAnswer read_failure(std::string message) {
-  return {.failure = AseAnswer::Failure::read, .message = std::move(message)};
-}
-
-std::string in_seconds(std::chrono::milliseconds time) {
+std::string in_seconds(milliseconds time) {
   std::array<char, 32> text{};
   const double seconds = std::chrono::duration<double>(time).count();
   return {text.data(), std::to_chars(text.data(), text.data() + text.size(), seconds).ptr};
 }
 
-/// The current folder, whatever it is called and whoever may reach it by name.
+// Starting a worker. Several interpreters may be starting at once: one that lacks ASE, or a wrapper
+// script that takes long to find out, must not delay the next. The first in order that has ASE is
+// taken, so that the choice does not depend on which one happens to be faster.
+
+/// How long the first interpreter is left alone: it takes some 30 ms to say that it has ASE, and
+/// 200 ms to load it.
+constexpr milliseconds HEAD_START{60};
+
+/// A wrapper script that looks for an interpreter takes longer than HEAD_START in any case.
+milliseconds head_start(const std::string& interpreter) {
+  try {
+    std::array<char, 2> beginning{};
+    InputFile(interpreter).read(beginning.data(), beginning.size());
+    return beginning == std::array{'#', '!'} ? milliseconds(0) : HEAD_START;
+  } catch (const std::system_error&) {
+    return HEAD_START;
+  }
+}
+
+/// A worker that has not loaded ASE yet.
+struct StartingWorker {
+  std::size_t place;  // of its interpreter
+  Deadline greeting_end;
+  std::unique_ptr<ChildProcess> process;
+  std::string heard{};
+
+  bool found_ase() const { return heard.size() >= ASE_FOUND.size(); }
+  bool ready() const { return heard.size() == ASE_FOUND.size() + ASE_READY.size(); }
+
+  /// Takes in what it has said. Returns what is wrong when it cannot become ready any more.
+  std::optional<std::string> listen() {
+    const std::string greetings = std::string(ASE_FOUND) + std::string(ASE_READY);
+    const Transfer transfer = process->receive_present(heard, greetings.size());
+    if (!greetings.starts_with(heard)) return "gave a senseless greeting";
+    if (transfer != Transfer::closed) return std::nullopt;
+    std::string how = process->end();
+    if (found_ase()) return "could not load ASE: it " + how;
+    return how == "ended with status 0" ? "does not have ASE" : how;
+  }
+};
+
+/// Waits until one of the workers has something to say.
+void wait_for_any(const std::vector<StartingWorker>& workers, Deadline deadline) {
+  std::vector<pollfd> waited;
+  waited.reserve(workers.size());
+  for (const StartingWorker& worker : workers) {
+    waited.push_back({.fd = worker.process->channel(), .events = POLLIN, .revents = 0});
+  }
+  const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now()).count();
+  constexpr milliseconds::rep most = std::numeric_limits<int>::max();
+  poll(waited.data(), waited.size(),
+       static_cast<int>(std::clamp(left, milliseconds::rep{0}, most)));
+}
+
+/// One attempt to start a worker with each of `interpreters`, in their order.
+class Start {
+ public:
+  Start(const AseSessionOptions& options, std::vector<std::string> interpreters,
+        std::vector<std::string>& slow)
+      : options_(options), interpreters_(std::move(interpreters)), slow_(slow) {
+    std::stable_partition(interpreters_.begin(), interpreters_.end(),
+                          [&](const std::string& interpreter) { return !is_slow(interpreter); });
+    problems_.assign(interpreters_.size(), "was not tried");
+  }
+
+  /// A worker that has loaded ASE; null when there is none within the time limit.
+  std::unique_ptr<ChildProcess> run() {
+    const Deadline deadline = steady_clock::now() + options_.time_limit;
+    while (steady_clock::now() < deadline) {
+      drop_ended();
+      drop_silent();
+      if (!workers_.empty() && workers_.front().ready()) return std::move(workers_.front().process);
+
+      // Behind one that has ASE the others are not needed, unless it fails to load.
+      const auto found =
+          std::find_if(workers_.begin(), workers_.end(), std::mem_fn(&StartingWorker::found_ase));
+      const bool has_ase = found != workers_.end();
+      if (has_ase) {
+        next_ = found->place + 1;
+        workers_.erase(found + 1, workers_.end());
+      }
+      const bool may_start = !has_ase && next_ < interpreters_.size();
+      if (may_start && (workers_.empty() || steady_clock::now() >= head_start_end_)) {
+        start_next();
+      } else if (workers_.empty()) {
+        return nullptr;
+      } else {
+        wait_for_any(workers_,
+                     next_event(may_start ? std::min(deadline, head_start_end_) : deadline));
+      }
+    }
+    for (const StartingWorker& worker : workers_) {
+      give_up(worker, "did not load ASE within " + in_seconds(options_.time_limit) + " seconds");
+    }
+    return nullptr;
+  }
+
+  /// What became of each interpreter, after a failure.
+  std::string problems() const {
+    std::string text;
+    for (std::size_t place = 0; place < interpreters_.size(); ++place) {
+      text += (place == 0 ? "" : "; ") + interpreters_[place] + " " + problems_[place];
+    }
+    return text.empty() ? "there is no python3" : text;
+  }
+
+ private:
+  bool is_slow(const std::string& interpreter) const {
+    return std::find(slow_.begin(), slow_.end(), interpreter) != slow_.end();
+  }
+
+  void give_up(const StartingWorker& worker, const std::string& problem) {
+    problems_[worker.place] = problem;
+    const std::string& interpreter = interpreters_[worker.place];
+    if (!is_slow(interpreter)) slow_.push_back(interpreter);
+  }
+
+  void drop_ended() {
+    std::erase_if(workers_, [&](StartingWorker& worker) {
+      const std::optional<std::string> problem = worker.listen();
+      if (problem) problems_[worker.place] = *problem;
+      return problem.has_value();
+    });
+  }
+
+  /// Drops those that are past the limit for their greeting. One that was in time before is dropped
+  /// only when another is ready: the time limit is then all that it has to keep.
+  void drop_silent() {
+    const bool has_ready =
+        std::any_of(workers_.begin(), workers_.end(), std::mem_fn(&StartingWorker::ready));
+    std::erase_if(workers_, [&](const StartingWorker& worker) {
+      if (worker.found_ase() || steady_clock::now() < worker.greeting_end) return false;
+      if (!has_ready && !is_slow(interpreters_[worker.place])) return false;
+      give_up(worker, "said nothing for " + in_seconds(options_.greeting_limit) + " seconds");
+      return true;
+    });
+  }
+
+  void start_next() {
+    const std::string& interpreter = interpreters_[next_];
+    try {
+      // UTF-8 whatever the locale: what a file holds must not depend on the environment.
+      auto process = std::make_unique<ChildProcess>(
+          std::vector<std::string>{interpreter, "-I", "-X", "utf8", "-c", options_.script});
+      workers_.push_back({.place = next_,
+                          .greeting_end = steady_clock::now() + options_.greeting_limit,
+                          .process = std::move(process)});
+    } catch (const std::system_error& error) {
+      problems_[next_] = "cannot be started: " + error.code().message();
+    }
+    head_start_end_ = steady_clock::now() + head_start(interpreter);
+    ++next_;
+  }
+
+  /// When the next greeting limit ends, if that is before `deadline`.
+  Deadline next_event(Deadline deadline) const {
+    for (const StartingWorker& worker : workers_) {
+      if (worker.greeting_end > steady_clock::now()) {
+        deadline = std::min(deadline, worker.greeting_end);
+      }
+    }
+    return deadline;
+  }
+
+  const AseSessionOptions& options_;
+  std::vector<std::string> interpreters_;
+  std::vector<std::string>& slow_;
+  std::vector<StartingWorker> workers_;  // in the order of the interpreters
+  std::size_t next_ = 0;                 // the interpreter to start next
+  Deadline head_start_end_;
+  std::vector<std::string> problems_;  // of each interpreter
+};
+
+// Asking a worker.
+
+AseAnswer read_failure(std::string message) {
+  return {.failure = AseAnswer::Failure::read, .message = std::move(message)};
+}
+
+/// The current folder, also when it has no name any more or cannot be reached by name.
 Descriptor current_folder() {
   return Descriptor(retried([] { return open(".", O_PATH | O_DIRECTORY | O_CLOEXEC); }));
 }
@@ -50,7 +233,7 @@ Transfer exchange(ChildProcess& worker, const std::string& path, int folder, Dea
   return worker.receive(answer, ase_size(size), deadline);
 }
 
-/// A worker that waits for a request has nothing to say.
+/// Whether it is silent and alive, as a worker is that waits for a request.
 bool is_waiting(ChildProcess& worker) {
   std::string unasked;
   return worker.receive_present(unasked, 1) == Transfer::late;
@@ -58,21 +241,47 @@ bool is_waiting(ChildProcess& worker) {
 
 }  // namespace
 
+std::vector<std::string> ase_interpreters() {
+  std::vector<std::string> interpreters;
+  const char* variable = std::getenv("PATH");
+  std::string_view folders = variable != nullptr ? variable : "";
+  while (!folders.empty() && interpreters.empty()) {
+    const std::string_view folder = folders.substr(0, folders.find(':'));
+    folders.remove_prefix(std::min(folder.size() + 1, folders.size()));
+    if (!is_absolute(folder)) continue;
+    std::string file = join_path(folder, "python3");
+    if (is_regular_file(file) && access(file.c_str(), X_OK) == 0) {
+      interpreters.push_back(std::move(file));
+    }
+  }
+  const std::string configured = STRUCTURE_INGEST_PYTHON;  // by the build; may be empty
+  if (!configured.empty() && (interpreters.empty() || interpreters.front() != configured)) {
+    interpreters.push_back(configured);
+  }
+  return interpreters;
+}
+
 AseSession::AseSession(AseSessionOptions options) : options_(std::move(options)) {}
 
+std::unique_ptr<ChildProcess> AseSession::start_worker() {
+  Start start(options_, options_.interpreters ? *options_.interpreters : ase_interpreters(),
+              slow_interpreters_);
+  std::unique_ptr<ChildProcess> worker = start.run();
+  if (!worker) why_unavailable_ = start.problems();
+  return worker;
+}
+
 AseAnswer AseSession::read(const std::string& path) {
+  why_unavailable_.clear();
   const Descriptor folder = current_folder();
   if (folder.number() < 0 && !is_absolute(path)) {
     return read_failure("the current folder cannot be opened");
   }
-  // Until it has answered well, the worker is on no one's account but this call's.
+  // Destroyed here unless it answers.
   std::unique_ptr<ChildProcess> worker = std::move(worker_);
   if (worker && !is_waiting(*worker)) worker.reset();
-  if (!worker) {
-    worker = start_ase_worker(options_.interpreters ? *options_.interpreters : ase_interpreters(),
-                              options_.script, steady_clock::now() + options_.time_limit);
-    if (!worker) return {.failure = AseAnswer::Failure::unavailable};
-  }
+  if (!worker) worker = start_worker();
+  if (!worker) return {.failure = AseAnswer::Failure::unavailable};
   try {
     std::string bytes;
     switch (exchange(*worker, path, folder.number(), steady_clock::now() + options_.time_limit,

@@ -1,10 +1,10 @@
-// The worker that runs ASE. Its script is part of the library's code, so that nothing need be found
-// beside the program that the library ends up in, and no library meets a worker of another version.
+// The worker that runs ASE. Its script is compiled into the library, so that there is no file to
+// find at run time and library and worker always have the same version.
 #pragma once
 
 namespace structure_ingest::internal {
 
-/// The text of ase_worker.py, which says what it does and speaks.
+/// The text of ase_worker.py, whose head describes what it does and its protocol.
 extern const char* const ASE_WORKER_SCRIPT;
 
 }  // namespace structure_ingest::internal

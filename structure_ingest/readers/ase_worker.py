@@ -1,9 +1,8 @@
 """Reads structure files with ASE for a host process.
 
-The host has this text in its code and starts it as `python3 -I -c TEXT` (nothing is imported from the
-current folder or from where PYTHONPATH points) with its standard streams on the null device, a
-stream socket as descriptor 3 and the reading end of a pipe as descriptor 4. The pipe is never
-written to: it hangs up when the host ends.
+The host has this text in its code and starts it as `python3 -I -c TEXT`, with its standard streams
+on the null device, a stream socket as descriptor 3 and the reading end of a pipe as descriptor 4.
+The pipe is never written to: it hangs up when the host ends.
 
 All numbers are little-endian; a size or count is an unsigned integer of 8 bytes. The worker first
 sends FOUND when an ASE is installed and then READY when it has loaded it; when it cannot, it ends.
@@ -20,8 +19,10 @@ where the sections, each only as far as extraction came, are
     "L" | count | for each atom: size | label
     "P" | count | for each atom: three doubles, its Cartesian position
     "C" | three rows of three doubles, the cell when its rank is 3
+    "W" | count | for each of Python's warnings about the file: size | text
 """
 
+import errno
 import fcntl
 import gc
 import importlib.util
@@ -32,13 +33,27 @@ import signal
 import site
 import struct
 import sys
+import warnings
 
 CHANNEL = 3
 LIFELINE = 4
 FOUND = b"found  1"
 READY = b"ready  1"
 MOST_MEMORY = 4 << 30
+MOST_WARNINGS = 16
 NO_FAILURE, READ_FAILURE, EXTRACTION_FAILURE = b"\0", b"\1", b"\2"
+
+# Warnings of these kinds are about ASE's code, not about the file.
+ABOUT_CODE = (DeprecationWarning, PendingDeprecationWarning, FutureWarning, ImportWarning,
+              ResourceWarning, SyntaxWarning)
+
+# The events of Python's audit hooks that change files or start programs. SQLite creates files beside
+# a database that is only read.
+CHANGES = {
+    "os.chmod", "os.chown", "os.exec", "os.fork", "os.link", "os.mkdir", "os.posix_spawn",
+    "os.remove", "os.rename", "os.rmdir", "os.setxattr", "os.symlink", "os.system", "os.truncate",
+    "os.utime", "sqlite3.connect", "subprocess.Popen"
+}
 
 
 def end_with_owner():
@@ -57,12 +72,86 @@ def limit_memory():
     resource.setrlimit(resource.RLIMIT_DATA, (limit, hard))
 
 
+def take_writing_away():
+    """Makes this process unable to change a file: ASE opens some formats for writing when it only
+    reads them, and creates lock files beside others. Each step is taken where the system offers it."""
+    sys.dont_write_bytecode = True
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)  # a write beyond the limit is an error, no end
+    resource.setrlimit(resource.RLIMIT_FSIZE, (0, 0))
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+    try:
+        restricted = restrict_with_landlock()
+    except (ImportError, OSError, AttributeError):
+        restricted = False
+    if not restricted and hasattr(sys, "addaudithook"):
+        sys.addaudithook(refuse_changes)
+
+
+def restrict_with_landlock():
+    """Denies this process all changes below "/", starting programs, and connections over TCP; the
+    null device stays writable. Numbers and structures are those of <linux/landlock.h>. Returns
+    whether the kernel agreed."""
+    import ctypes
+
+    create_ruleset, add_rule, restrict_self = 444, 445, 446
+    libc = ctypes.CDLL(None)
+
+    def call(number, *arguments):
+        return libc.syscall(ctypes.c_long(number), *arguments)
+
+    version = call(create_ruleset, None, ctypes.c_size_t(0), ctypes.c_uint32(1))
+    if version < 1:
+        return False
+    execute, write_file, remove_and_make, truncate = 1 << 0, 1 << 1, 0x1FF0, 1 << 14
+    write = write_file | (truncate if version >= 3 else 0)
+    attributes = struct.pack("<Q", execute | write | remove_and_make)
+    if version >= 4:
+        attributes += struct.pack("<Q", 1 << 0 | 1 << 1)  # bind and connect
+    ruleset = call(create_ruleset, attributes, ctypes.c_size_t(len(attributes)), ctypes.c_uint32(0))
+    if ruleset < 0:
+        return False
+    null_device = os.open(os.devnull, os.O_PATH)
+    rule = struct.pack("<Qi", write, null_device)
+    call(add_rule, ctypes.c_int(ruleset), ctypes.c_int(1), rule, ctypes.c_uint32(0))
+    no_new_privileges = 38
+    libc.prctl(no_new_privileges, *map(ctypes.c_ulong, (1, 0, 0, 0)))
+    refused = call(restrict_self, ctypes.c_int(ruleset), ctypes.c_uint32(0))
+    os.close(null_device)
+    os.close(ruleset)
+    return refused == 0
+
+
+def refuse_changes(event, arguments):
+    """Where the kernel cannot: refuses what Python's own functions would change. What a C library
+    does by itself is left to the file size limit."""
+    if event == "open":
+        path, _, flags = arguments
+        if not (flags or 0) & (os.O_WRONLY | os.O_RDWR | os.O_CREAT | os.O_TRUNC) or path == os.devnull:
+            return
+    elif event not in CHANGES:
+        return
+    raise PermissionError(errno.EACCES, os.strerror(errno.EACCES))
+
+
+def has_callers_rights():
+    """False in a program that runs with more rights than the user who started it."""
+    return os.getuid() == os.geteuid() and os.getgid() == os.getegid()
+
+
+def add_python_path():
+    """Adds the absolute folders of PYTHONPATH, in front as Python does; -I leaves them out. What an
+    empty or relative entry means depends on the current folder, which may be anybody's."""
+    if has_callers_rights():
+        folders = os.environ.get("PYTHONPATH", "").split(os.pathsep)
+        sys.path[:0] = [folder for folder in folders if os.path.isabs(folder)]
+
+
 def add_user_packages():
     """Adds the packages that the user installed for themselves, in their usual place before those
     of the system; -I leaves them out."""
     if sys.prefix != sys.base_prefix or os.environ.get("PYTHONNOUSERSITE"):
         return
-    if os.getuid() != os.geteuid() or os.getgid() != os.getegid():
+    if not has_callers_rights():
         return
     if os.environ.pop("PYTHONUSERBASE", None):
         site.USER_BASE = site.USER_SITE = None  # they came from there
@@ -95,9 +184,9 @@ def text_bytes(text):
 
 def message(error):
     try:
-        return sized(text_bytes(str(error)))
+        return text_bytes(str(error))
     except BaseException:
-        return sized(b"")
+        return b""
 
 
 def vectors(rows):
@@ -110,12 +199,28 @@ def vectors(rows):
     return number(len(array)), array.tobytes()
 
 
+def name_for_ase(path):
+    """The same file by a name that ASE takes as a file's: it takes one that begins with these words
+    as the address of a database, and connects to it."""
+    is_address = path.startswith(("postgres", "mysql", "mariadb"))
+    return "./" + path if is_address else path
+
+
+def read_named_file(read, path):
+    """`read(path)`, of the file at `path` whatever its name: ASE takes what stands behind an @ in a
+    name as an index, and reads the file that is named in front of it."""
+    if "@" in os.path.basename(path):
+        return read(name_for_ase(path), do_not_split_by_at_sign=True)
+    return read(name_for_ase(path))
+
+
 def answer(read, path):
     # Whatever a reader raises is an error of the file, also an attempt to exit.
     try:
-        atoms = read(path)
+        atoms = read_named_file(read, path)
     except BaseException as error:
-        return READ_FAILURE + message(error)
+        given = text_bytes(name_for_ase(path))
+        return READ_FAILURE + sized(message(error).replace(given, text_bytes(path)))
     sections = []
     try:
         labels = [text_bytes(label) for label in atoms.get_chemical_symbols()]
@@ -125,8 +230,22 @@ def answer(read, path):
         if cell is not None and cell.rank == 3:
             sections += [b"C", vectors([cell[0], cell[1], cell[2]])[1]]
     except BaseException as error:
-        return b"".join([EXTRACTION_FAILURE, message(error), *sections])
+        return b"".join([EXTRACTION_FAILURE, sized(message(error)), *sections])
     return b"".join([NO_FAILURE, sized(b""), *sections])
+
+
+def answer_with_warnings(read, path):
+    texts = {}  # as a set in order
+
+    def keep(text, category, *_):
+        if len(texts) < MOST_WARNINGS and not issubclass(category, ABOUT_CODE):
+            texts[message(text)] = None
+
+    with warnings.catch_warnings():
+        warnings.simplefilter("always")  # also what was said of an earlier file
+        warnings.showwarning = keep
+        content = answer(read, path)
+    return b"".join([content, b"W", number(len(texts)), *map(sized, texts)])
 
 
 def receive(channel, size):
@@ -160,13 +279,15 @@ def serve(channel, read, owner):
         size, folders = receive(channel, 8)
         path, _ = receive(channel, struct.unpack("<Q", size)[0])
         enter(folders)
-        channel.sendall(sized(answer(read, os.fsdecode(path))))
+        channel.sendall(sized(answer_with_warnings(read, os.fsdecode(path))))
 
 
 def main():
     owner = os.getppid()
     end_with_owner()
+    take_writing_away()
     add_user_packages()
+    add_python_path()
     if importlib.util.find_spec("ase") is None:
         os._exit(0)
     os.write(CHANNEL, FOUND)

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <system_error>
 
-#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/input_file.hpp"
 #include "structure_ingest/base/number.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"

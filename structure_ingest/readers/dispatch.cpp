@@ -90,6 +90,10 @@ IngestedStructure StructureParser::parse_with_fingerprint(const std::string& pat
   return internal::read_structure(path, session_->readers, true);
 }
 
+const std::string& StructureParser::why_ase_is_unavailable() const {
+  return session_->ase.why_unavailable();
+}
+
 namespace internal {
 
 IngestedStructure read_structure(const std::string& path, Readers& readers, bool fingerprint) {

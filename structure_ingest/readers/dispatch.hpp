@@ -47,6 +47,10 @@ class STRUCTURE_INGEST_API StructureParser {
   /// VASP file, which another process reads, is read again for its fingerprint.
   IngestedStructure parse_with_fingerprint(const std::string& path);
 
+  /// When ASE could not be used for the latest CIF or VASP file: what became of each Python
+  /// interpreter, for example "/usr/bin/python3 does not have ASE". Otherwise empty.
+  const std::string& why_ase_is_unavailable() const;
+
  private:
   struct Session;
   std::unique_ptr<Session> session_;

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "structure_ingest/base/decimal.hpp"
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/base/eight_bytes.hpp"
+#include "structure_ingest/base/fast/plain_text.hpp"
+#include "structure_ingest/base/fast/read_decimals.hpp"
 #include "structure_ingest/base/line_reader.hpp"
 #include "structure_ingest/base/number.hpp"
 #include "structure_ingest/base/text.hpp"

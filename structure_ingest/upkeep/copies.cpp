@@ -7,7 +7,7 @@
 #include <system_error>
 
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/input_file.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "structure_ingest/base/descriptor.hpp"
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
@@ -46,20 +47,11 @@ bool are_alike(const ProjectStructure& a, const ProjectStructure& b) {
   return a.path == b.path && a.source_file == b.source_file;
 }
 
-class Folder {
- public:
-  Folder(int above, const char* name, int flags)
-      : descriptor_(openat(above, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags)) {}
-  ~Folder() {
-    if (descriptor_ >= 0) close(descriptor_);
-  }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  int descriptor() const { return descriptor_; }
-
- private:
-  int descriptor_;
-};
+/// Opens a folder in another; no descriptor when that one is none.
+internal::Descriptor open_folder(const internal::Descriptor& above, const std::string& name) {
+  return internal::Descriptor(
+      openat(above.number(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
+}
 
 [[noreturn]] void fail(const std::string& project, const std::string& copy, int error) {
   throw std::filesystem::filesystem_error("cannot remove the copy",
@@ -128,16 +120,13 @@ ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& nam
 bool delete_copy(const std::string& project, const std::string& copy) {
   if (!internal::is_copy_path(copy)) fail(project, copy, EINVAL);
   const std::size_t slash = INGESTED_DIRNAME.find('/');
-  const std::string above(INGESTED_DIRNAME.substr(0, slash));
-  const std::string below(INGESTED_DIRNAME.substr(slash + 1));
-  const Folder folder(AT_FDCWD, project.c_str(), 0);
-  // A failed opening leaves a descriptor of -1, with which the next one fails as well.
-  int error = folder.descriptor() < 0 ? errno : 0;
-  const Folder root(folder.descriptor(), above.c_str(), O_NOFOLLOW);
-  if (error == 0 && root.descriptor() < 0) error = errno;
-  const Folder structures(root.descriptor(), below.c_str(), O_NOFOLLOW);
-  if (error == 0 && structures.descriptor() < 0) error = errno;
-  if (error == 0 && unlinkat(structures.descriptor(), internal::file_name(copy).c_str(), 0) != 0) {
+  const internal::Descriptor folder(open(project.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  int error = folder.is_open() ? 0 : errno;
+  const auto root = open_folder(folder, std::string(INGESTED_DIRNAME.substr(0, slash)));
+  if (error == 0 && !root.is_open()) error = errno;
+  const auto structures = open_folder(root, std::string(INGESTED_DIRNAME.substr(slash + 1)));
+  if (error == 0 && !structures.is_open()) error = errno;
+  if (error == 0 && unlinkat(structures.number(), internal::file_name(copy).c_str(), 0) != 0) {
     error = errno;
   }
   if (error != 0 && error != ENOENT) fail(project, copy, error);

@@ -5,7 +5,7 @@
 #include <system_error>
 #include <utility>
 
-#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/input_file.hpp"
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/ingest/batch.hpp"

@@ -102,6 +102,17 @@ TEST_F(Program, ShowsWhatFollowsFromACell) {
   }
 }
 
+// The record holds all of it, and the terminal what a reader may want.
+TEST_F(Program, ShortensWhatAWarningQuotes) {
+  const std::string count(2000000, '9');
+  w.write("count.xyz", count + "\n\nHe 0 0 0\n");
+  const Outcome shown = run("parse count.xyz");
+  EXPECT_NE(shown.out.find("Unsupported atom count:\n           999"), std::string::npos);
+  EXPECT_NE(shown.out.find("9...\n           (2000025 bytes)\n"), std::string::npos);
+  EXPECT_LT(shown.out.size(), 5200U);
+  EXPECT_NE(run("parse --json count.xyz").out.find(count), std::string::npos);
+}
+
 TEST_F(Program, ParsesFilesAsJsonLines) {
   w.write("odd\n\x1B\xFF.xyz", "");
   const Outcome outcome =
@@ -151,15 +162,14 @@ TEST_F(Program, TakesPathsFromAList) {
   EXPECT_EQ(run("parse --files-from lines | tail -n 3").out,
             "[x]: not parsed\n  error    File does not exist.\n  listed   lines:4\n");
 
-  w.write("list", "../he.xyz\n\ncell.xyz\n../cell.xyz\n");
-  const Outcome ingest = run("ingest --project proj --limit 2 --files-from list");
-  EXPECT_EQ(ingest.status, 1);
-  EXPECT_EQ(ingest.err,
-            "structure-ingest: only the first 2 of 3 paths were considered (see "
-            "--limit)\nstructure-ingest: cell.xyz: taken as " +
-                (w / "proj/cell.xyz") + "; for the one here give " + (w / "cell.xyz") + "\n");
+  w.write("list", "he.xyz\n\ncell.xyz\n./proj/../cell.xyz\n");
+  const Outcome ingest = run("ingest --project proj --json --limit 2 --files-from list");
+  EXPECT_EQ(ingest.status, 0);
+  EXPECT_EQ(ingest.err, "structure-ingest: " + (w / "cell.xyz") +
+                            ": skipped: not looked at, since only the first 2 files are (see "
+                            "--limit)\n");
   const Outcome hydrate = run("hydrate --project proj --json --files-from list");
-  EXPECT_EQ(structure_ingest::parse_json(hydrate.out).size(), 3U);
+  EXPECT_EQ(structure_ingest::parse_json(hydrate.out).size(), 2U);
 }
 
 TEST_F(Program, IngestsIntoAProject) {
@@ -167,7 +177,7 @@ TEST_F(Program, IngestsIntoAProject) {
       Json{{structure_ingest::internal::source_identity(w / "he.xyz"), "workspace_scan"}});
   w.write("kinds.json", kinds);
   const Outcome json = run("ingest --project proj --discovery kinds.json --json '" +
-                           (w / "he.xyz") + "' missing.xyz");
+                           (w / "he.xyz") + "' missing.xyz --relative-to-project");
   EXPECT_EQ(json.status, 1);
   const Json entries = structure_ingest::parse_json(json.out);
   ASSERT_EQ(entries.size(), 2U);
@@ -176,11 +186,27 @@ TEST_F(Program, IngestsIntoAProject) {
   EXPECT_EQ(structure_ingest::parse_json(
                 tests::content_of(w / "proj/.diagnostics/ingested_structures.json"))["structures"],
             entries);
-  EXPECT_EQ(run("ingest --project proj --limit 1 ../he.xyz missing.xyz").status, 0);
+  EXPECT_EQ(run("ingest --project proj --limit 1 he.xyz missing.xyz").status, 0);
+  const Outcome nothing = run("ingest --project proj --limit 1 notes.txt");
+  EXPECT_EQ(nothing.status, 0);
+  EXPECT_EQ(nothing.out, "Nothing to ingest.\n");
+  EXPECT_EQ(nothing.err,
+            "structure-ingest: notes.txt: not the name of a structure file; skipped\n");
+  // No hint when the project has a file of that name.
+  w.write("proj/he.xyz", "1\n\nHe 0 0 0\n");
+  const Outcome own = run("ingest --project proj he.xyz");
+  EXPECT_EQ(own.err, "");
+  EXPECT_NE(own.out.find("\n  found    named or attached\n"), std::string::npos) << own.out;
+  w.write("full/.diagnostics", "");
+  for (const char* command : {"ingest", "hydrate"}) {
+    const Outcome full = run(std::string(command) + " --project full " + (w / "he.xyz"));
+    EXPECT_EQ(full.status, 3) << command;
+    EXPECT_NE(full.err.find("/full/.diagnostics"), std::string::npos) << full.err;
+  }
   w.write("file", "");
-  EXPECT_EQ(run("ingest --project file ../he.xyz").status, 3);
+  EXPECT_EQ(run("ingest --project file he.xyz").status, 3);
   w.write("blocked/project_root", "");
-  const Outcome blocked = run("ingest --project blocked --limit 010 ../he.xyz");
+  const Outcome blocked = run("ingest --project blocked --limit 010 he.xyz");
   EXPECT_EQ(blocked.status, 3);
   EXPECT_NE(blocked.err.find("he.xyz: Could not write canonical XYZ copy: "), std::string::npos);
 }
@@ -200,10 +226,55 @@ TEST_F(Program, HydratesAStateFile) {
   EXPECT_EQ(run("hydrate --state state.json --json '" + (w / "cell.xyz") + "'").out, "[]\n");
   EXPECT_EQ(std::filesystem::last_write_time(w / "state.json"), written);
 
-  EXPECT_EQ(run("hydrate --project fresh '" + (w / "bad.xyz") + "'").status, 1);
-  EXPECT_TRUE(structure_ingest::parse_json(
-                  tests::content_of(w / "fresh/.strataquill_state.json"))["structure_sources"]
-                  .is_array());
+  EXPECT_EQ(run("hydrate --project ./fresh '" + (w / "bad.xyz") + "'").status, 1);
+  const Json fresh =
+      structure_ingest::parse_json(tests::content_of(w / "fresh/.strataquill_state.json"));
+  EXPECT_EQ(fresh["project_path"], w / "fresh");
+  EXPECT_EQ(fresh["structure_sources"].size(), 1U);
+  // The folder of the state may be reached through a link; eight files are all that are considered.
+  w.write("real/state.json", "{\"project_path\": \"" + (w / "proj") + "\"}");
+  w.link("linked", "real");
+  const std::string eight =
+      "hydrate --state linked/state.json 1.xyz 2.cif 3.xyz 4.xyz 5.xyz 6.xyz "
+      "7.xyz 8.xyz";
+  EXPECT_EQ(run(eight).err, "");
+  EXPECT_EQ(
+      structure_ingest::parse_json(tests::content_of(w / "real/state.json"))["structure_sources"]
+          .size(),
+      8U);
+  EXPECT_EQ(run(eight + " 9.xyz").err,
+            "structure-ingest: only the first 8 structure files were considered: give the others "
+            "in another call\n");
+}
+
+TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
+  w.write("proj/.strataquill_state.json", R"({"project_path": ""})");
+  const std::string arguments = "hydrate --project proj " + (w / "cell.xyz") + " notes.txt";
+  const Outcome first = run(arguments);
+  EXPECT_EQ(first.status, 0);
+  EXPECT_EQ(first.err, "structure-ingest: notes.txt: not the name of a structure file; skipped\n");
+  EXPECT_TRUE(
+      first.out.ends_with("\n  found    named or attached\n"
+                          "  kept     there is no request to judge it by\n"))
+      << first.out;
+  EXPECT_EQ(run(arguments).out, "known    " + (w / "cell.xyz") + "\nNothing new.\n");
+  w.write("cell.xyz", "1\n\nFe 0 0 1\n");
+  EXPECT_EQ(run(arguments).out,
+            "changed  " + (w / "cell.xyz") +
+                "\n           since it was taken in: the state keeps the structure that it has\n"
+                "Nothing new.\n");
+  w.write("state.json", structure_ingest::json_text(
+                            Json{{"project_path", w / "proj"}, {"user_request", "bulk iron"}}));
+  const Outcome judged =
+      run("hydrate --state state.json " + (w / "cell.xyz") + " " + (w / "he.xyz"));
+  EXPECT_EQ(judged.status, 0);
+  EXPECT_TRUE(
+      judged.out.ends_with("  kept     requested: the request names iron (Fe)\n"
+                           "dropped  he.xyz\n"
+                           "  formula  He\n"
+                           "  reason   the request names iron (Fe), and this structure "
+                           "holds none of these\n           elements\n"))
+      << judged.out;
 }
 
 TEST_F(Program, TwoHydratesAtOnceLoseNothing) {
@@ -323,6 +394,11 @@ TEST_F(Program, ShowsAndChangesTrust) {
   }
   w.write("config/structure_ingest/directory_trust.json", "[]");
   EXPECT_EQ(run("trust").status, 2);
+  EXPECT_EQ(run("trust --forget proj").status, 2);
+  std::filesystem::remove_all(w / "config");
+  w.write("config", "no folder");
+  EXPECT_EQ(run("trust").status, 2);
+  EXPECT_EQ(run("trust --trusted proj").status, 3);
 }
 
 // A workspace with this project, one inside it and one beside it, swept as hydrate sweeps it.
@@ -335,13 +411,23 @@ TEST_F(Program, SweepsAWorkspace) {
   w.write("ws/other/o.xyz", "1\n\nHe 0 0 3\n");
   w.write("ws/loose.xyz", "1\n\nHe 0 0 4\n");
   const std::string ws = w / "ws";
-  const std::string found_in = "\n  found    project_folder\n  project  ";
+  const std::string found_in =
+      "\n  found    by a scan of the project's folder or one above it\n  project  ";
   const std::string left = "\n           another project's: left alone\n";
   EXPECT_EQ(run("scan ws --project ws/proj").out,
             ws + "/loose.xyz" + found_in + "none\n" +                    //
                 ws + "/other/o.xyz" + found_in + ws + "/other" + left +  //
                 ws + "/proj/own.xyz" + found_in + ws + "/proj\n" +       //
                 ws + "/proj/nested/n.xyz" + found_in + ws + "/proj/nested" + left);
+  EXPECT_EQ(run("scan --json ws/other --project ws/proj").out,
+            R"([{"path": ")" + ws + R"(/other/o.xyz", "discovery": "workspace_scan", "owner": ")" +
+                ws + "/other\", \"taken\": false}]\n");
+  w.write("free/f.xyz", "");
+  EXPECT_EQ(run("scan --json free").out,
+            R"([{"path": ")" + (w / "free/f.xyz") +
+                "\", \"discovery\": \"project_folder\", \"owner\": null, \"taken\": true}]\n");
+  EXPECT_EQ(run("scan --json proj").out, "[]\n");
+  EXPECT_EQ(run("scan proj").out, "No structure files.\n");
   const Json state = {{"project_path", ws + "/proj"}, {"selected_workroot", ws}};
   const auto swept = [&] {
     w.write("state.json", structure_ingest::json_text(state));
@@ -364,19 +450,23 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
   w.write("list.json", "[]");
   w.write("null.json", "null");
   w.write("moved/.strataquill_state.json", R"({"project_path": "/else"})");
+  w.write("long/.strataquill_state.json",
+          "{\"project_path\": \"" + std::string(5000000, 'x') + "\"}");
   w.write("broken.json", "{\"a\": }");
+  w.write("state.json", "{}");
   w.write("odd.json", "{\"project_path\": \"" + (w / "proj") + "\", \"attachments\": 5}");
   w.write("kinds.json", "{\"a\": 1}");
-  w.make_folder("unwritable/.strataquill_state.json");
   struct Case {
     const char* arguments;
     int status;
     const char* message;
   };
   for (const auto& [arguments, status, message] : {
-           Case{"", 2,
-                "give a command: parse, ingest, hydrate, owner, belongs, trust, scan "
-                "(see 'structure-ingest --help')\n"},
+           Case{
+               "", 2,
+               "give a command: parse, ingest, hydrate, owner, belongs, trust, scan, list, verify, "
+               "forget, extract "
+               "(see 'structure-ingest --help')\n"},
            Case{"parse", 2,
                 "PATH or --files-from is required (see 'structure-ingest parse --help')"},
            Case{"pares he.xyz", 2, "unknown command 'pares'; did you mean 'parse'? (see"},
@@ -408,15 +498,20 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
            Case{"ingest --project proj --discovery broken.json he.xyz", 2,
                 "broken.json:1:7: syntax error"},
            Case{"ingest --project proj --discovery nowhere he.xyz", 2, "nowhere: no such file"},
+           Case{"ingest --project proj --discovery list.json he.xyz", 2,
+                "list.json: not a JSON object\n"},
            Case{"ingest --project proj --discovery proj he.xyz", 2, "Is a directory"},
            Case{"hydrate --state null.json", 2, "null.json: the state is not a JSON object"},
            Case{"hydrate --project moved he.xyz", 2,
                 "its state says that its \"project_path\" is \"/else\""},
+           Case{"hydrate --project long he.xyz", 2, "xxx... (5000"},
            Case{"hydrate --project odd$(printf '\\377') he.xyz", 2, "no path that is not UTF-8"},
            Case{"--help >/dev/full 2>run.err #", 3, "cannot write to standard output"},
            Case{"hydrate --state missing.json", 2, "missing.json: no such file"},
            Case{"parse --files-from /dev/zero", 2, "/dev/zero: too long for a list of paths"},
            Case{"scan ''", 2, "DIR: the name is empty"},
+           Case{"scan he.xyz", 2, "he.xyz: not a directory\n"},
+           Case{"hydrate --state /proc/self/fd/0 he.xyz <state.json", 3, ": cannot write: "},
            Case{"ingest --project '' he.xyz", 2, "--project: the name of the folder is empty"},
            Case{"hydrate --state list.json", 2, "list.json: the state is not a JSON object"},
            Case{"hydrate --state broken.json", 2,
@@ -431,13 +526,41 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
     EXPECT_EQ(outcome.err.find("structure-ingest: "), 0U) << outcome.err;
     EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    EXPECT_LT(outcome.err.size(), 5200U);
   }
   EXPECT_EQ(run("hydrate --version").out, run("--version").out);
 }
 
+TEST_F(Program, TellsWhyAseCannotBeUsed) {
+  w.write("a.cif", "data_a");
+  w.write("b.cif", "data_b");
+  w.write("broken/ase/__init__.py", "raise ImportError\n");
+  const Outcome outcome =
+      run("--version >run.version; (PATH=/usr/bin PYTHONPATH='" + (w / "broken") +
+          "' exec '" STRUCTURE_INGEST_PROGRAM "' parse a.cif he.xyz b.cif)");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err,
+            "structure-ingest: ASE cannot be used: /usr/bin/python3 could not load ASE: it ended "
+            "with status 1\n");
+}
+
+// What is opened next would get the number of a stream that is closed.
+TEST_F(Program, OpensClosedStreamsOnTheNullDevice) {
+  w.write("a.cif", "data_a");
+  std::filesystem::permissions(
+      w.write("bin/python3", "#!/bin/sh\nfor n in 0 1 2; do readlink /proc/$PPID/fd/$n; done >'" +
+                                 (w / "seen") + "'\n"),
+      std::filesystem::perms::owner_all);
+  const Outcome outcome =
+      run("--version >run.version; (PATH='" + (w / "bin") +
+          "':$PATH exec '" STRUCTURE_INGEST_PROGRAM "' parse a.cif he.xyz <&- >&- 2>&-)");
+  EXPECT_EQ(outcome.status, 3);  // what is printed is still lost
+  EXPECT_EQ(tests::content_of(w / "seen"), "/dev/null\n/dev/null\n/dev/null\n");
+}
+
 TEST_F(Program, HelpFitsATerminalAndHasExamples) {
-  for (const std::string command :
-       {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust", "scan"}) {
+  for (const std::string command : {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust",
+                                    "scan", "list", "verify", "forget", "extract"}) {
     const Outcome outcome = run(command + " --help");
     EXPECT_EQ(outcome.status, 0) << command;
     EXPECT_NE(outcome.out.find("\nExamples:\n  structure-ingest " + command), std::string::npos);

@@ -121,6 +121,13 @@ TEST(Text, DigitsOfEveryScriptHaveTheirValue) {
   }
 }
 
+TEST(Text, LongTextIsCutBetweenCharacters) {
+  EXPECT_EQ(shortened("abc", 3), "abc");
+  EXPECT_EQ(shortened("abcd", 3), "abc... (4 bytes)");
+  EXPECT_EQ(shortened("ab\u20ACd", 4), "ab... (6 bytes)");
+  EXPECT_EQ(shortened("\x80\x80\x80\x80\x80\x80", 5), "\x80\x80... (6 bytes)");
+}
+
 TEST(Text, LineEndsBecomeLineFeeds) {
   EXPECT_EQ(with_line_feeds("a\r\nb\rc\n\r\r\nd\r"), "a\nb\nc\n\n\nd\n");
 }

@@ -1,6 +1,7 @@
 #include "structure_ingest/discovery/hydrate.hpp"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <filesystem>
 #include <stdexcept>
@@ -40,7 +41,7 @@ struct Hydrate : testing::Test {
         internal::offer_named(state, extra_paths, project, sweeps, resolver);
     const internal::ScanRoots roots = internal::find_scan_roots(state, project);
     if (sweeps) internal::offer_scanned(offered, roots.folders, project, modules, resolver);
-    offered.candidates = internal::structure_files_among(std::move(offered.candidates));
+    internal::skip_other_files(offered.candidates, project);
     return offered;
   }
   Paths texts(const Paths& extra_paths = {}) {
@@ -73,11 +74,11 @@ TEST_F(Hydrate, GathersCandidatesInTheirOrder) {
       {"inventory", {{"structure_files", {"in.cif", "/abs/POSCAR", nullptr}}}}};
   state["project_resolution"] = {{"requested_path", w / "ws/proj"}};
   state["selected_workroot"] = w / "ws";
-  state["source_workspace_root"] = w / "missing";
+  state["source_workspace_root"] = w.make_folder("beyond");
   EXPECT_EQ(texts({"  ", "", "extra.xyz", "extra.xyz", "notes.txt", "./extra.xyz"}),
             (Paths{"extra.xyz", "./extra.xyz", "att.xyz", w / "ws/attached/in.cif", "/abs/POSCAR",
-                   w / "ws/proj/found.xyz", w / "ws/found.xyz"}));
-  EXPECT_EQ(calls->inventoried, (Paths{w / "ws/proj", w / "ws"}));
+                   w / "ws/proj/found.xyz", w / "ws/found.xyz", w / "beyond/found.xyz"}));
+  EXPECT_EQ(calls->inventoried, (Paths{w / "ws/proj", w / "ws", w / "beyond"}));
 }
 
 TEST_F(Hydrate, RemembersTheStrongestKind) {
@@ -101,17 +102,72 @@ TEST_F(Hydrate, OnlyAnUntrustedProjectIsNotSwept) {
   state["selected_workroot"] = w / "ws";
   struct Case {
     Collaborators::TrustStateFor trust;
-    std::size_t candidates;
+    std::size_t entries;
+    Paths inventoried;
   };
-  const auto says = [](const char* text) {
-    return [text](const auto&) { return TrustRecord{text}; };
+  const auto says = [this](const char* text) {
+    return [this, text](const std::string& folder) {
+      EXPECT_EQ(folder, w / "ws/proj");
+      return TrustRecord{text};
+    };
   };
-  for (const auto& [trust, candidates] :
-       {Case{says("untrusted"), 1}, Case{says("trusted"), 3}, Case{says("UNTRUSTED"), 3},
-        Case{nullptr, 3}, Case{[](const auto&) -> TrustRecord { throw 1; }, 3}}) {
+  const Paths roots = {w / "ws"};
+  for (const auto& [trust, entries, inventoried] :
+       {Case{says("trusted"), 3, roots}, Case{says("UNTRUSTED"), 3, roots}, Case{nullptr, 3, roots},
+        Case{[](const auto&) -> TrustRecord { throw 1; }, 3, roots},
+        Case{says("untrusted"), 1, {}}}) {
     modules.trust_state_for = trust;
-    EXPECT_EQ(texts({"extra.xyz"}).size(), candidates);
+    calls->inventoried.clear();
+    Json swept = state;
+    EXPECT_EQ(
+        hydrate_user_structures(swept, {.extra_paths = {"extra.xyz"}, .collaborators = modules})
+            .size(),
+        entries);
+    EXPECT_EQ(calls->inventoried, inventoried);
   }
+  // The root of the attached workspace is resolved all the same.
+  state["attached_workspace"]["project_path"] = "~no such user";
+  EXPECT_TRUE(hydrate({"extra.xyz"}).empty());
+  EXPECT_EQ(calls->suppressed.size(), 1U);
+}
+
+TEST_F(Hydrate, ConsidersTheFirstEight) {
+  const std::string other = w.write("ws/other/7.xyz", HELIUM);
+  w.write("ws/other/.strataquill_state.json", "{}");
+  state["attachments"] = {{{"path", other}}, {{"path", "8.xyz"}}};
+  const NewEntries entries =
+      hydrate({"0.xyz", "1.xyz", "2.xyz", "3.xyz", "4.xyz", "5.xyz", "6.xyz", "6.xyz"});
+  ASSERT_EQ(entries.size(), 8U);
+  EXPECT_EQ(entries[7]["source_path"], other);  // of another project, but attached
+  EXPECT_EQ(entries[7]["discovery"], "attachment");
+  // The kind is recorded for the path below the current folder; the one in the project has none.
+  for (const char* key : {"attachments", "structure_sources"}) state.erase(key);
+  EXPECT_TRUE(hydrate({"../other/7.xyz"}).empty());
+}
+
+TEST_F(Hydrate, ExpandsTheHomeDirectoryButNotInTheProject) {
+  const std::filesystem::path old_folder = std::filesystem::current_path();
+  const char* const old_home = getenv("HOME");
+  const std::string kept = old_home == nullptr ? "" : old_home;
+  std::filesystem::current_path(w.make_folder("here"));
+  setenv("HOME", w.path().c_str(), 1);
+  state["project_path"] = "~/proj";
+  state["project_resolution"] = {{"requested_path", "~no such user"}};  // left out
+  state["selected_workroot"] = "~/ws";
+  state["source_workspace_root"] = "~/missing";
+  EXPECT_EQ(hydrate({"a.xyz"}).size(), 2U);
+  EXPECT_EQ(state["structure_sources"][0]["source_path"], w / "here/~/proj/a.xyz");
+  EXPECT_EQ(state["structure_sources"][1]["source_path"], w / "ws/found.xyz");
+  EXPECT_EQ(calls->inventoried, Paths{w / "ws"});
+  for (const char* key : {"project_path", "structure_sources"}) state.erase(key);
+  EXPECT_EQ(hydrate({"~/b.xyz", "a.xyz"}).size(), 3U);
+  EXPECT_EQ(state["structure_sources"][0]["source_path"], w / "b.xyz");
+  EXPECT_EQ(state["structure_sources"][1]["source_path"], w / "here/a.xyz");
+  state["structure_notes"] = 5;
+  EXPECT_TRUE(hydrate({"c.xyz"}).empty());
+  EXPECT_EQ(calls->suppressed.at(0).first, Json());  // not the folder that stands for it
+  setenv("HOME", kept.c_str(), 1);
+  std::filesystem::current_path(old_folder);
 }
 
 TEST_F(Hydrate, LearnsTheFolderAboveTheAgentsOutputs) {
@@ -133,35 +189,50 @@ TEST_F(Hydrate, LearnsTheFolderAboveTheAgentsOutputs) {
   state["selected_workroot"] = w / "root";  // a root for another reason is not learnt
   hydrate();
   EXPECT_FALSE(state.contains("source_workspace_root"));
+  state.erase("selected_workroot");
+  modules.trust_state_for = [](const auto&) { return TrustRecord{"untrusted"}; };
+  hydrate();
+  EXPECT_EQ(state["source_workspace_root"], w / "root");
 }
 
 TEST_F(Hydrate, MergesTheNewEntriesAndNotes) {
   const std::string good = w.write("good.xyz", HELIUM);
-  const std::string bad = w.write("bad.xyz", "1\n\nQq 1\n");
+  const std::string also_good = w.write("also good.xyz", HELIUM);
+  const std::string bad = w.write("bad.xyz", "1\nLattice=\"1;\"\nQq 1\n");
   const Json old = {{"metadata", Json::object()}, {"source_path", "/old.xyz"}};
   state["structure_sources"] = {old, "no mapping", 5};
   state["structure_notes"] = {"kept", "kept", 3};
   const Json* const old_entry = &state["structure_sources"][0];
   const std::string* const old_text = (*old_entry)["source_path"].get_ptr<const Json::string_t*>();
 
-  const NewEntries entries = hydrate({good, bad});
-  ASSERT_EQ(entries.size(), 2U);
+  const NewEntries entries = hydrate({good, also_good, bad});
+  ASSERT_EQ(entries.size(), 3U);
   const Json& sources = state["structure_sources"];
-  EXPECT_EQ(sources.size(), 3U);
-  EXPECT_EQ(sources[2], old);
-  EXPECT_EQ(sources[2]["source_path"].get_ptr<const Json::string_t*>(), old_text);  // moved
+  EXPECT_EQ(sources.size(), 4U);
+  EXPECT_EQ(sources[3], old);
+  EXPECT_EQ(sources[3]["source_path"].get_ptr<const Json::string_t*>(), old_text);  // moved
   EXPECT_EQ(&entries[0], &sources[0]);
-  EXPECT_EQ(
-      state["structure_notes"],
-      (Json{"kept", "kept", 3,
-            "User structure ingested deterministically: He (1 atoms) -> " +
-                sources[0]["path"].get<std::string>() + ".",
-            NO_CELL, "Structure file could not be parsed: bad.xyz (Malformed atom line: 'Qq 1')"}));
+  const auto note_on = [](const Json& entry) {
+    return "User structure ingested deterministically: He (1 atoms) -> " +
+           entry["path"].get<std::string>() + ".";
+  };
+  Json notes = {"kept",
+                "kept",
+                3,
+                note_on(sources[0]),
+                NO_CELL,
+                note_on(sources[1]),
+                "Structure file could not be parsed: bad.xyz (Extended-XYZ Lattice field could not "
+                "be parsed.; Malformed atom line: 'Qq 1')"};
+  EXPECT_EQ(state["structure_notes"], notes);
 
   const Json before = state;
-  EXPECT_TRUE(hydrate({good, bad}).empty());
+  EXPECT_TRUE(hydrate({good, also_good, bad}).empty());
   EXPECT_EQ(state, before);
   EXPECT_EQ(calls->written.size(), 2U);  // ingested again all the same
+  EXPECT_EQ(hydrate({w.write("third.xyz", HELIUM)}).size(), 1U);
+  notes.push_back(note_on(sources[0]));
+  EXPECT_EQ(state["structure_notes"], notes);  // the missing cell is told of once
 }
 
 TEST_F(Hydrate, ReturnsTheObjectsOfTheStateWhereverTheyGo) {
@@ -181,8 +252,13 @@ TEST_F(Hydrate, ReturnsTheObjectsOfTheStateWhereverTheyGo) {
 TEST_F(Hydrate, TellsWhatBecameOfEachFile) {
   const std::string same = w.write("same.xyz", HELIUM);
   const std::string edited = w.write("edited.xyz", HELIUM);
-  const HydrateOptions options{.extra_paths = {same, edited}, .collaborators = modules};
+  Paths told;
+  const HydrateOptions options{
+      .extra_paths = {same, edited},
+      .collaborators = modules,
+      .progress = [&told](auto, auto, const std::string& path) { told.push_back(path); }};
   EXPECT_EQ(structure_ingest::hydrate(state, options).taken.size(), 2U);
+  EXPECT_EQ(told, (Paths{same, edited}));
   w.write("edited.xyz", "1\n\nNe 0 0 0\n");
   const HydrateOutcome again = structure_ingest::hydrate(state, options);
   EXPECT_TRUE(again.taken.empty());
@@ -191,10 +267,17 @@ TEST_F(Hydrate, TellsWhatBecameOfEachFile) {
   EXPECT_FALSE(again.known[0].changed);
   EXPECT_EQ(again.known[1].path, edited);
   EXPECT_TRUE(again.known[1].changed);
+  // The newest entry of a source counts; nothing can be compared without both fingerprints.
+  state["structure_sources"].push_back(state["structure_sources"][1]);
+  state["structure_sources"][1]["sha256"] = "another";
+  state["structure_sources"][2]["sha256"] = "";
+  EXPECT_TRUE(structure_ingest::hydrate(state, options).known[1].changed);
   // Nothing can be compared with an entry that has neither fingerprint nor copy.
   state["structure_sources"][1].erase("sha256");
   state["structure_sources"][1].erase("path");
   EXPECT_FALSE(structure_ingest::hydrate(state, options).known[1].changed);
+  std::filesystem::remove(same);
+  EXPECT_FALSE(structure_ingest::hydrate(state, options).known[0].changed);
 
   modules.atomic_write_json = [](const auto&, const auto&) {
     throw std::system_error(ENOSPC, std::generic_category(), "manifest");
@@ -216,21 +299,40 @@ TEST_F(Hydrate, KnowsASourceInAnyCaseAndWithAnySlashes) {
   std::replace(other.begin(), other.end(), '/', '\\');
   state["structure_sources"] = {{{"metadata", {{"source_file", other}}}}};
   EXPECT_TRUE(hydrate({path}).empty());
+  EXPECT_FALSE(state.contains("structure_notes"));
   state["structure_sources"] = {{{"metadata", {{"source_file", other + " "}}}},
                                 {{"source_path", " "}}};
   EXPECT_EQ(hydrate({path}).size(), 1U);
+  state["structure_sources"] = {{{"metadata", {{"source_file", ""}}}, {"source_path", other}}};
+  EXPECT_TRUE(hydrate({path}).empty());
 }
 
 TEST_F(Hydrate, NotesWhatIsDropped) {
   const std::string path = w.write("a.xyz", HELIUM);
-  state["user_request"] = "iron";
+  state["user_request"] = " iron\n";
   state["structure_sources"] = {1, {{"source_path", "/old.xyz"}}};
-  modules.assess_structure_relevance = [](const auto&, const auto&, const auto&) {
-    return RelevanceReport{{{"a.xyz", "unrelated", 0.9, "no iron"}}};
+  modules.assess_structure_relevance = [this](const auto& entries, const auto& request,
+                                              const Json& asked) {
+    EXPECT_EQ(request, "iron");
+    EXPECT_EQ(&asked, &state);
+    return RelevanceReport{
+        {{entries[0]["path"].template get<std::string>(), "unrelated", 0.9, "no iron"}}};
   };
   EXPECT_TRUE(hydrate({path}).empty());
   EXPECT_EQ(state["structure_sources"], (Json::parse(R"([{"source_path": "/old.xyz"}])")));
   EXPECT_EQ(state["structure_notes"], Json{"Ignored 'a.xyz' (He): no iron."});
+  ASSERT_EQ(calls->written.size(), 1U);
+  EXPECT_EQ(calls->written[0].second["structures"].size(), 1U);
+  // What is dropped is told of first.
+  modules.assess_structure_relevance = [](const auto& entries, const auto&, const auto&) {
+    return RelevanceReport{
+        {{entries[1]["path"].template get<std::string>(), "unrelated", 0.8, ""}}};
+  };
+  state["structure_notes"] = nullptr;
+  EXPECT_EQ(hydrate({"missing.xyz", path}).size(), 1U);
+  EXPECT_EQ(state["structure_notes"],
+            (Json{"Ignored 'a.xyz' (He): it does not match the requested material.",
+                  "Structure file could not be parsed: missing.xyz (File does not exist.)"}));
 }
 
 TEST_F(Hydrate, ReportsWhatNobodyExpectedAndReturnsNothing) {
@@ -259,6 +361,11 @@ TEST_F(Hydrate, ReportsWhatNobodyExpectedAndReturnsNothing) {
     EXPECT_EQ(calls->suppressed[0].second.op, "hydrate_user_structures");
     EXPECT_TRUE(calls->suppressed[0].second.exc);
   }
+  // Without candidates the sources are not read.
+  Json idle = {{"project_path", w / "ws/proj"}, {"structure_sources", 5}};
+  calls->suppressed.clear();
+  hydrate_user_structures(idle, {.extra_paths = {"notes.txt"}, .collaborators = modules});
+  EXPECT_TRUE(calls->suppressed.empty());
   modules.inventory_workspace = nullptr;
   EXPECT_EQ(hydrate({path}).size(), 1U);  // no scan is due
   state["selected_workroot"] = w.path();

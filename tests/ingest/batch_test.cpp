@@ -108,16 +108,24 @@ TEST_F(Batch, TakesEachSourceOnce) {
   EXPECT_EQ(sources(ingest({"link1.xyz", "link2.xyz", "a.xyz", w / "proj/./A.XYZ", "b.xyz"})),
             (Paths{w / "proj/link1.xyz", w / "proj/b.xyz"}));
   const std::string copy = "project_root/structures/ingested_water_1a2b3c4d.xyz";
+  w.link("proj/mine.xyz", "project_root/structures/ingested_2.xyz");  // its own name counts
   EXPECT_EQ(sources(ingest({copy, "x/" + copy, "x\\project_root\\structures\\ingested_1.xyz",
-                            "project_root/structures/own.xyz"})),
-            Paths{w / "proj/project_root/structures/own.xyz"});
+                            "project_root/structures/own.xyz", "mine.xyz"})),
+            (Paths{w / "proj/project_root/structures/own.xyz", w / "proj/mine.xyz"}));
+  // One structure in two files is two sources.
+  w.write("proj/b.xyz", HELIUM);
+  const std::vector<Json> same = ingest({"a.xyz", "b.xyz"});
+  ASSERT_EQ(same.size(), 2U);
+  EXPECT_EQ(same[0]["path"], "project_root/structures/ingested_a_005dfc29.xyz");
+  EXPECT_EQ(same[1]["path"], "project_root/structures/ingested_b_005dfc29.xyz");
 }
 
 TEST_F(Batch, LeavesOtherProjectsAloneUnlessAttached) {
   w.write("other/.strataquill_state.json", "");
   const std::string path = w.write("other/a.xyz", HELIUM);
   const std::string identity = internal::source_identity(path);
-  EXPECT_TRUE(ingest({path}).empty());
+  w.link("proj/link.xyz", path);
+  EXPECT_TRUE(ingest({"link.xyz", path, w / "other/b.xyz"}).empty());
   for (const std::string kind : {"project_folder", "workspace_scan", ""}) {
     EXPECT_TRUE(ingest({path}, {.discovery_by_path = {{identity, kind}}}).empty()) << kind;
   }

@@ -30,8 +30,15 @@ const std::string WATER_REL = "project_root/structures/ingested_water_e78b2589.x
 
 TEST(CanonicalXyz, WritesTheCopyOfAMolecule) {
   const tests::ScratchFolder project;
-  EXPECT_EQ(write_canonical_xyz(project.path(), water("/some/where/water.xyz")), WATER_REL);
+  IngestedStructure record = water("/some/where/water.xyz");
+  EXPECT_EQ(write_canonical_xyz(project.path(), record), WATER_REL);
   EXPECT_EQ(tests::content_of(project / WATER_REL), WATER_TEXT);
+  record.cell_ang.emplace();  // an empty cell is none
+  record.symbols.emplace_back("without a position");
+  EXPECT_EQ(canonical_xyz_text(record), WATER_TEXT);
+  EXPECT_EQ(canonical_xyz_text({.source_path = "d/\xFF.xyz", .format = "xyz"}),
+            "0\ningested from \uFFFD"
+            "FF.xyz (no cell information)\n");
 }
 
 TEST(CanonicalXyz, WritesTheCopyOfACrystal) {

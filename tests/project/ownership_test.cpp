@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include "structure_ingest/project/folder_owners.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest {
@@ -64,6 +65,29 @@ TEST_F(Ownership, TellsOtherProjects) {
     EXPECT_EQ(belongs_to_another_project(w / path, w / project), other) << path << " " << project;
   }
   EXPECT_FALSE(belongs_to_another_project(w / "other/a.xyz", std::string("p\0", 2)));
+}
+
+TEST_F(Ownership, ExpandsTheHomeDirectory) {
+  const char* const old_home = getenv("HOME");
+  const std::string kept = old_home == nullptr ? "" : old_home;
+  setenv("HOME", w.path().c_str(), 1);
+  EXPECT_EQ(owning_project_root("~/proj/sub/a.xyz", {.stop_at = "~/proj"}), w / "proj/sub");
+  EXPECT_EQ(owning_project_root("~/proj/a.xyz", {.stop_at = "~/proj"}), std::nullopt);
+  EXPECT_FALSE(belongs_to_another_project("~/proj/a.xyz", "~/proj"));
+  setenv("HOME", kept.c_str(), 1);
+}
+
+// A remembered folder gives the answer that looking at it again would give.
+TEST_F(Ownership, OfManyPathsIsThatOfEach) {
+  internal::FolderOwners owners(w / "proj");
+  for (const char* again : {"first", "again"}) {
+    EXPECT_EQ(owners.owner_of(w / "other/deep/er/a.xyz"), w / "other") << again;
+    EXPECT_EQ(owners.owner_of(w / "other/deep/b.xyz"), w / "other") << again;
+    EXPECT_EQ(owners.owner_of(w / "other"), std::nullopt) << again;
+    EXPECT_EQ(owners.owner_of(w / "proj/sub/x/a.xyz"), w / "proj/sub") << again;
+    EXPECT_EQ(owners.owner_of(w / "proj/sub"), std::nullopt) << again;
+    EXPECT_EQ(owners.owner_of(w / "no/a.xyz"), std::nullopt) << again;
+  }
 }
 
 }  // namespace

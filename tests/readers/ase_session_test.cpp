@@ -1,72 +1,33 @@
+// The session that owns the worker: starting it, talking to it, and ending it.
 #include "structure_ingest/readers/ase_session.hpp"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
-#include "structure_ingest/readers/ase_interpreters.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
-#include "tests/scratch_folder.hpp"
+#include "tests/readers/ase_fixture.hpp"
 
 namespace structure_ingest::internal {
 namespace {
 
 using Failure = AseAnswer::Failure;
+using tests::ase_python;
+using tests::AseSessionTest;
+using tests::COPPER_POSCAR;
+using tests::SILICON_CIF;
+using tests::WithAse;
 using namespace std::chrono_literals;
-
-/// An interpreter that can import ASE, found without the code under test; empty when there is none.
-const std::string& ase_python() {
-  static const bool has_ase =
-      std::system("/usr/bin/python3 -c 'import ase.io' 2> /dev/null") == 0;  // NOLINT
-  static const std::string python = has_ase ? "/usr/bin/python3" : "";
-  return python;
-}
-
-bool has_children() {
-  return waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD;
-}
-
-/// Each test is in a scratch folder as its current folder, and leaves no process behind.
-class AseSessionTest : public testing::Test {
- protected:
-  AseSessionTest() { std::filesystem::current_path(scratch.path()); }
-  ~AseSessionTest() override {
-    std::filesystem::current_path(before);
-    EXPECT_FALSE(has_children());
-  }
-
-  std::filesystem::path before = std::filesystem::current_path();
-  tests::ScratchFolder scratch;
-};
-
-/// The same with ASE.
-class WithAse : public AseSessionTest {
- protected:
-  void SetUp() override {
-    if (ase_python().empty()) GTEST_SKIP() << "/usr/bin/python3 cannot import ase.io";
-  }
-  AseSession session{{.interpreters = {{ase_python()}}}};
-};
-
-// The lattice constant of silicon is that of CODATA 2018; copper's 3.6149 is from the CRC Handbook.
-constexpr const char* SILICON_CIF =
-    "data_Si\n_cell_length_a 5.431020511\n_cell_length_b 5.431020511\n_cell_length_c 5.431020511\n"
-    "_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n"
-    "_symmetry_space_group_name_H-M 'F d -3 m'\n_symmetry_Int_Tables_number 227\n"
-    "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
-    "Si1 0 0 0\n";
-constexpr const char* COPPER_POSCAR =
-    "Cu\n3.6149\n0 .5 .5\n.5 0 .5\n.5 .5 0\nCu\n1\nDirect\n.25 .25 .25\n";
 
 TEST_F(WithAse, KnownStructuresThroughOneWorker) {
   scratch.write("one/Si.cif", SILICON_CIF);
@@ -103,120 +64,6 @@ TEST_F(WithAse, KnownStructuresThroughOneWorker) {
   EXPECT_NE(session.worker_id(), worker);
 }
 
-/// What ASE gives for each of the files in one plain Python process, as texts.
-std::vector<std::string> directly(const std::vector<std::string>& paths) {
-  std::ofstream("direct.py") << R"(
-import os, sys
-from ase.io import read
-for number, path in enumerate(open("paths", "rb").read().split(b"\0")[:-1]):
-    stage = b"read: "
-    try:
-        atoms = read(os.fsdecode(path))
-        stage = b"extraction: "
-        labels = " ".join(atoms.get_chemical_symbols()).encode()
-        positions = atoms.get_positions().tobytes()
-        cell = atoms.cell.array.tobytes() if atoms.cell.rank == 3 else b""
-        result = labels + b"|" + positions + b"|" + cell
-    except Exception as error:
-        result = stage + os.fsencode(str(error))
-    open(f"direct.{number}", "wb").write(result)
-)";
-  std::ofstream list("paths");
-  for (const std::string& path : paths) list << path << '\0';
-  list.close();
-  EXPECT_EQ(std::system((ase_python() + " -X utf8 direct.py 2> /dev/null").c_str()), 0);  // NOLINT
-  std::vector<std::string> results;
-  for (std::size_t i = 0; i < paths.size(); ++i) {
-    results.push_back(tests::content_of("direct." + std::to_string(i)));
-  }
-  return results;
-}
-
-std::string bytes_of(const std::optional<std::vector<Vector3>>& rows) {
-  if (!rows) return {};
-  return {reinterpret_cast<const char*>(rows->data()), rows->size() * sizeof(Vector3)};
-}
-
-/// The same through the session.
-std::string through(AseSession& session, const std::string& path) {
-  const AseAnswer answer = session.read(path);
-  if (answer.failure == Failure::read) return "read: " + answer.message;
-  if (answer.failure == Failure::extraction) return "extraction: " + answer.message;
-  std::string labels;
-  for (const std::string& label : *answer.labels) labels += (labels.empty() ? "" : " ") + label;
-  return labels + "|" + bytes_of(answer.positions_ang) + "|" + bytes_of(answer.cell_ang);
-}
-
-TEST_F(WithAse, GivesWhatPythonGivesToTheBit) {
-  const std::string silicon = SILICON_CIF;
-  std::string many = "Cu\n1.1\n100.1 .1 .7\n.3 90 .1\n0 0 77.7\nCu\n100000\nDirect\n";
-  for (int i = 0; i < 100000; ++i)
-    many += std::to_string(i / 1e5) + " .1 ." + std::to_string(i) + "\n";
-  const std::vector<std::pair<std::string, std::string>> files = {
-      {"triclinic.cif",
-       "data_\n_cell_length_a 5.1\n_cell_length_b 6.3\n_cell_length_c 7.7\n"
-       "_cell_angle_alpha 81.3\n_cell_angle_beta 97.7\n_cell_angle_gamma 101.9\n"
-       "loop_\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
-       "_atom_site_fract_z\nFe3+ .1 .2 .3\nO2- .123456789 -.7 1e-17\n"},
-      {"huge.vasp", many},
-      {"empty.cif", ""},
-      {"words.cif", "no structure"},
-      {"missing_loop.cif", silicon.substr(0, silicon.find("loop_"))},
-      {"cut.cif", silicon.substr(0, silicon.size() - 4)},
-      {"caf\xC3\xA9 '\"\n\xE9.cif", "data_\n_x ?"},
-      {"latin1.cif", "data_\xE9\n" + silicon},
-      {"POSCAR", ""},
-      {"POSCAR_cut", std::string(COPPER_POSCAR, 40)},
-      {"POSCAR_nan", "Cu\n1\nnan 0 0\n0 inf 0\n0 0 -0.\nCu\n1\nCartesian\nnan -0. inf\n"},
-      {"CONTCAR.old", "no symbols\n1\n1 0 0\n0 1 0\n0 0 1\n1\nDirect\n0 0 0\n"},
-      {"flat.poscar", "Cu\n1\n1 0 0\n0 1 0\n0 0 0\nCu\n1\nCartesian\n0 0 0\n"},
-      {"POSCAR@", COPPER_POSCAR},
-      {"POSCAR@:", COPPER_POSCAR},
-  };
-  std::vector<std::string> paths = {"missing 'x' \xE9\n.cif", "POSCAR\xED\xA0\x80"};
-  for (const auto& [name, content] : files) paths.push_back(scratch.write(name, content));
-  const std::vector<std::string> expected = directly(paths);
-  for (std::size_t i = 0; i < paths.size(); ++i) {
-    const std::string given = through(session, paths[i]);
-    EXPECT_TRUE(given == expected[i]) << paths[i] << "\n"
-                                      << given.substr(0, 200) << "\n"
-                                      << expected[i].substr(0, 200);
-  }
-}
-
-TEST_F(WithAse, RecordsOfFailures) {
-  scratch.write("POSCAR", "X\n1\n1 0 0\n0 1 0\n0 0 1\nSi X\n1 1\nDirect\n0 0 0\n.5 .5 .5\n");
-  scratch.write("none.cif", "");
-  scratch.write("words.cif", "no structure");
-  scratch.write("POSCAR@:", COPPER_POSCAR);
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {"POSCAR", "File contains unrecognized element symbols."},
-      {"none.cif", "ASE could not parse the file: Empty file: none.cif"},
-      {"words.cif", "ASE could not parse the file: "},  // the error has no message
-      {"POSCAR@:",
-       "Failed to extract structure data: 'list' object has no attribute 'get_chemical_symbols'"},
-  };
-  for (const auto& [path, warning] : cases) {
-    const IngestedStructure record = structure_ingest::parse_structure_file(path);
-    EXPECT_EQ(record.warnings, std::vector<std::string>{warning});
-    EXPECT_EQ(record.natoms, 0);
-  }
-}
-
-TEST_F(WithAse, LoadsNoCodeFromAroundIt) {
-  const std::string path = scratch.write("Si.cif", SILICON_CIF);
-  for (const char* name : {"ase.py", "numpy.py", "socket.py", "site.py", "ase/__init__.py"}) {
-    scratch.write(name, "open('" + scratch / "loaded" + "', 'w')\nraise SystemExit\n");
-  }
-  ::setenv("PYTHONPATH", scratch.path().c_str(), 1);
-  ::setenv("PYTHONSTARTUP", (scratch / "ase.py").c_str(), 1);
-  EXPECT_EQ(session.read("Si.cif").labels, std::vector<std::string>(8, "Si"));
-  EXPECT_EQ(session.read(path).labels, std::vector<std::string>(8, "Si"));
-  EXPECT_FALSE(std::filesystem::exists(scratch / "loaded"));
-  ::unsetenv("PYTHONPATH");
-  ::unsetenv("PYTHONSTARTUP");
-}
-
 TEST_F(WithAse, EndsWithItsOwnerWhileItIsBusy) {
   ASSERT_EQ(mkfifo("never.cif", 0600), 0);
   const pid_t owner = fork();
@@ -247,31 +94,39 @@ TEST_F(WithAse, SeveralThreadsAtOnce) {
 
 TEST_F(WithAse, TakesTheFirstInterpreterThatHasAse) {
   const std::string silicon = scratch.write("Si.cif", SILICON_CIF);
-  const auto wrapper = [&](const std::string& name, const std::string& command) {
-    std::string path = scratch.write(name, "#!/bin/sh\n" + command + "\n");
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
-    return path;
-  };
   const std::string note = "echo $0 >> " + scratch / "used" + "; exec " + ase_python();
   const std::string without = wrapper("without", "sleep .1; exec " + ase_python() + " -S \"$@\"");
   const std::string first = wrapper("first", note + " \"$@\"");
   const std::string second = wrapper("second", note + " \"$@\"");
+  const std::string killed = wrapper("killed", "kill -9 $$");
+  const std::string talks = wrapper("talks", "echo hello >&3; sleep 60");
+  const std::string breaks = wrapper("breaks", "printf 'found  1' >&3; exit 1");
   struct Case {
     std::vector<std::string> interpreters;
-    Failure failure;
     std::string used;
+    std::string why_unavailable;
   };
   const std::vector<Case> cases = {
-      {{}, Failure::unavailable, ""},
-      {{"/nonexistent", "/bin/false", scratch.path(), without}, Failure::unavailable, ""},
-      {{first, without}, Failure::none, first + "\n"},
-      {{without, second}, Failure::none, second + "\n"},
-      {{"/bin/false", "/nonexistent", second}, Failure::none, second + "\n"},
+      {{}, "", "there is no python3"},
+      {{scratch / "missing", "/bin/false", scratch.path(), without},
+       "",
+       scratch / "missing" +
+           " cannot be started: No such file or directory; /bin/false ended with status "
+           "1; " +
+           scratch.path() + " cannot be started: Permission denied; " + without +
+           " does not have ASE"},
+      {{killed}, "", killed + " was ended by signal 9"},
+      {{talks}, "", talks + " gave a senseless greeting"},
+      {{breaks}, "", breaks + " could not load ASE: it ended with status 1"},
+      {{first, without}, first + "\n", ""},
+      {{without, second}, second + "\n", ""},
+      {{"/bin/false", breaks, scratch / "missing", second}, second + "\n", ""},
   };
   for (const Case& row : cases) {
     scratch.write("used", "");
     AseSession tried({.interpreters = row.interpreters});
-    EXPECT_EQ(tried.read(silicon).failure, row.failure);
+    EXPECT_EQ(tried.read(silicon).failure, row.used.empty() ? Failure::unavailable : Failure::none);
+    EXPECT_EQ(tried.why_unavailable(), row.why_unavailable);
     EXPECT_EQ(tests::content_of(scratch / "used"), row.used);
   }
 }
@@ -345,6 +200,92 @@ TEST_F(FakeWorker, MisbehaviourCostsItsFileOnly) {
   }
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(FakeWorker, BoundsWhatAnAnswerSays) {
+  struct Case {
+    std::string text;  // in Python
+    std::string message;
+  };
+  const std::string mark = " ... [cut: ";
+  const auto many = [](const std::string& text, int times) {
+    std::string result;
+    for (int i = 0; i < times; ++i) result += text;
+    return result;
+  };
+  for (const auto& [text, message] : {
+           Case{"'x' * 4096", many("x", 4096)},
+           Case{"'x' * 20000000", many("x", 4096) + mark + "20000000 bytes in all]"},
+           Case{"'xx' + '\\u20ac' * 2000",
+                "xx" + many("\u20AC", 1364) + mark + "6002 bytes in all]"},
+           Case{"'x' + '\\U0001f600' * 2000",
+                "x" + many("\U0001F600", 1023) + mark + "8001 bytes in all]"},
+       }) {
+    AseSession session = session_that("text = (" + text + R"().encode()
+    said = [b"once", b"once", text] + [str(number).encode() for number in range(50)]
+    warnings = b"W" + size(len(said)) + b"".join(size(len(one)) + one for one in said)
+    reply(b"\1" + size(len(text)) + text + warnings))");
+    const AseAnswer answer = session.read("/bad");
+    EXPECT_TRUE(answer.message == message) << text << ": " << answer.message.substr(4000);
+    ASSERT_EQ(answer.warnings.size(), 16U) << text;
+    EXPECT_EQ(answer.warnings[0], "once");
+    EXPECT_TRUE(answer.warnings[1] == message) << text;
+    EXPECT_EQ(answer.warnings[15], "13");
+  }
+}
+
+TEST_F(FakeWorker, AnInterpreterThatHangsIsPassedOver) {
+  const std::string hangs = wrapper("hangs", "echo started >> '" + scratch / "log" + "'; sleep 60");
+  AseSession session({.time_limit = 20s,
+                      .greeting_limit = 300ms,
+                      .interpreters = {{hangs, "/usr/bin/python3"}},
+                      .script = FAKE_WORKER + std::string("    os._exit(0)")});
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(session.read("/good").labels, std::vector<std::string>{"He"});
+  EXPECT_EQ(session.read("/bad").failure, Failure::read);
+  EXPECT_EQ(session.read("/good").labels, std::vector<std::string>{"He"});
+  EXPECT_EQ(tests::content_of("log"), "started\n");
+  EXPECT_EQ(session.why_unavailable(), "");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
+
+  // Alone it has the whole time limit, but only once.
+  AseSession alone(
+      {.time_limit = 1500ms, .greeting_limit = 300ms, .interpreters = {{hangs}}, .script = ""});
+  for (const char* why :
+       {" did not load ASE within 1.5 seconds", " said nothing for 0.3 seconds"}) {
+    EXPECT_EQ(alone.read("/good").failure, Failure::unavailable);
+    EXPECT_EQ(alone.why_unavailable(), hangs + why);
+  }
+}
+
+TEST_F(FakeWorker, TakesNoNumberOfAStandardStream) {
+  AseSession session = session_that("os._exit(0)");
+  const pid_t child = fork();
+  if (child == 0) {
+    for (const int stream : {0, 1, 2}) close(stream);
+    bool well = session.read("/good").labels == std::vector<std::string>{"He"};
+    for (const int stream : {0, 1, 2}) well = well && fcntl(stream, F_GETFD) < 0;
+    _exit(well && session.worker_id() ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(FakeWorker, TellsWhyNoProcessCanBeStarted) {
+  rlimit old{};
+  getrlimit(RLIMIT_NOFILE, &old);
+  rlimit few = old;
+  const int next = dup(0);
+  close(next);
+  few.rlim_cur = static_cast<rlim_t>(next) + 4;  // enough for the folder and one connection
+  setrlimit(RLIMIT_NOFILE, &few);
+  AseSession session = session_that("os._exit(0)");
+  EXPECT_EQ(session.read("/good").failure, Failure::unavailable);
+  setrlimit(RLIMIT_NOFILE, &old);
+  EXPECT_EQ(session.why_unavailable(), "/usr/bin/python3 cannot be started: Too many open files");
+  EXPECT_EQ(session.read("/good").failure, Failure::none);  // tried again
+  EXPECT_EQ(session.why_unavailable(), "");
 }
 
 TEST_F(FakeWorker, ReportsAnExtractionAsFarAsItCame) {

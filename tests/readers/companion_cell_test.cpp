@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <random>
 
 #include "structure_ingest/base/number.hpp"
@@ -52,6 +53,8 @@ TEST(CompanionCell, FollowsTheRules) {
                 Cell{{1.2, .3, 4}, {5, 6, 7}, {8, 9, 10}}},
            Case{"system.centralCellVectors = \u0661 2 3 4 5 6 7 8 9", NINE},
            Case{VECTORS + "calculation.control.lengthUnit = Bohr", bohr},
+           Case{VECTORS + "calculation.control.lengthUnit = AU", bohr},
+           Case{VECTORS + "calculation.control.lengthUnit = atomicUnit", bohr},
            Case{"calculation.control.lengthUnit='A.U.' % x\n" + VECTORS, bohr},
            Case{"calculation.control.lengthUnit = \"AtomicUnits\n" + VECTORS, bohr},
            Case{"calculation.control.lengthUnit = # bohr\n" + VECTORS, NINE},
@@ -65,6 +68,7 @@ TEST(CompanionCell, FollowsTheRules) {
            Case{"system.atomFile = '\u00E4.xyz'\n" + VECTORS, NINE},
            Case{"system.atomFile = other.xyz\n" + VECTORS, {}},
            Case{"system.atomFile = ''\u00E4.xyz\n" + VECTORS, NINE},  // no value: names no file
+           Case{"system.atomFile = '\"other.xyz\n" + VECTORS, NINE},
            Case{"system.atomFile = %\nsystem.atomFile = other.xyz\n" + VECTORS, {}},
            Case{"\u017Fy\u017Ftem.atomFile = other.xyz\n" + VECTORS, {}},  // long s is an s
        }) {
@@ -78,10 +82,17 @@ TEST(CompanionCell, IsLookedForBesideTheStructureFile) {
   EXPECT_FALSE(CompanionFiles().vorendal_cell(structure).cell_ang);
   const std::string companion =
       folder.write("run/scf.input", "\xFFsystem.atomFile = A\xC3.xyz\r\r\n" + VECTORS);
-  const CompanionCell found = CompanionFiles().vorendal_cell(structure);
+  CompanionFiles files;
+  const CompanionCell found = files.vorendal_cell(structure);
   EXPECT_EQ(found.cell_ang, NINE);
   EXPECT_EQ(found.provenance, companion);
+  EXPECT_FALSE(files.vorendal_cell(folder / "a.xyz").cell_ang);  // in another folder
   EXPECT_EQ(CompanionFiles().vorendal_cell(folder / "run/b.xyz").provenance, "");
+  const std::filesystem::path old_folder = std::filesystem::current_path();
+  std::filesystem::current_path(folder / "run");
+  EXPECT_EQ(CompanionFiles().vorendal_cell("a.xyz").provenance, "scf.input");
+  EXPECT_EQ(CompanionFiles().vorendal_cell("../run/a.xyz").provenance, "../run/scf.input");
+  std::filesystem::current_path(old_folder);
 
   folder.make_folder("folder/scf.input");
   folder.link("zero/scf.input", "/dev/zero");

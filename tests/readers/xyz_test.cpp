@@ -5,6 +5,7 @@
 #include <cmath>
 #include <random>
 
+#include "structure_ingest/base/digest.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest::internal {
@@ -108,6 +109,19 @@ TEST(Xyz, ReadsAtoms) {
   EXPECT_EQ(water.warnings, std::vector<std::string>{NO_CELL});
 }
 
+// Also of what stands behind the frame, or behind the line that ended the parse.
+TEST(Xyz, FingerprintsAllBytesOfTheFile) {
+  const tests::ScratchFolder folder;
+  CompanionFiles companions;
+  const std::string tail(300000, '\xFF');
+  for (const std::string& content :
+       {std::string(), "1\n\nH 0 0 0\n" + tail, "1\n\nQq 0 0 0\n" + tail, tail + "\n1\n" + tail}) {
+    const std::string path = folder.write("test.xyz", content);
+    EXPECT_EQ(parse_xyz(path, companions, true).sha256, sha256_hex(content).substr(0, 16));
+    EXPECT_EQ(parse_xyz(path, companions).sha256, "");
+  }
+}
+
 TEST(Xyz, ReadsTheLargestFile) {
   const tests::ScratchFolder folder;
   std::string content = "20000\n\n";
@@ -195,6 +209,9 @@ TEST(Xyz, FallsBackToTheCompanionCell) {
   EXPECT_EQ(record.cell_ang, (std::vector<Vector3>{{1, 0, 0}, {0, 2, 0}, {0, 0, 3}}));
   EXPECT_EQ(record.cell_provenance, folder / "scf.input");
   EXPECT_TRUE(record.warnings.empty());
+  // An unreadable field is no cell either; a file that is no good has none.
+  EXPECT_EQ(parsed(folder, "1\nLattice=\"1;\"\nH 0 0 0\n").cell_ang, record.cell_ang);
+  EXPECT_FALSE(parsed(folder, "1\n\nH 0\n").cell_ang);
   const IngestedStructure own = parsed(folder, "1\nLattice=\"4 0 0 0 4 0 0 0 4\"\nH 0 0 0\n");
   EXPECT_EQ(own.cell_ang->front()[0], 4);
   EXPECT_EQ(own.cell_provenance, "");

@@ -15,19 +15,32 @@ TEST(IngestedStructure, SerialisesItsDefaults) {
 }
 
 TEST(IngestedStructure, SerialisesWhatItHoldsAsACopy) {
-  IngestedStructure record{.source_path = "b\xFF.cif", .format = "cif"};
-  record.ok = true;
-  record.natoms = 1;
-  record.symbols = record.species = {"Fe"};
-  record.positions_ang = {{0.1, -2.0, 3.5}};
-  record.cell_ang = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+  IngestedStructure record{.source_path = "b\xFF.cif",
+                           .format = "cif",
+                           .natoms = 2,
+                           .species = {"Fe"},
+                           .symbols = {"Fe", "Fe"},
+                           .positions_ang = {{0.1, -2.0, 3.5}, {1, 1, 1}},
+                           .cell_ang = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}},
+                           .fractional = true,
+                           .formula = "Fe2",
+                           .sha256 = "0123456789abcdef",
+                           .canonical_xyz_rel = "c/b.xyz",
+                           .cell_provenance = "scf.input",
+                           .warnings = {"one", "tw\xFF"},
+                           .ok = true};
   const IngestedStructure copy = record;
   Json dict = record.as_dict();
-  EXPECT_EQ(dict["source_path"],
-            "b\uFFFD"
-            "FF.cif");
-  EXPECT_EQ(dict["cell_ang"], (Json{{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}}));
-  EXPECT_EQ(dict["positions_ang"], Json::parse("[[0.1, -2.0, 3.5]]"));
+  EXPECT_EQ(json_text(dict),
+            "{\"source_path\": \"b\uFFFD"
+            "FF.cif\", "
+            R"("format": "cif", "natoms": 2, "species": ["Fe"], )"
+            R"("symbols": ["Fe", "Fe"], "positions_ang": [[0.1, -2.0, 3.5], [1.0, 1.0, 1.0]], )"
+            R"("cell_ang": [[1.0, 0.0, 0.0], [0.0, 1.0, 0.0], [0.0, 0.0, 1.0]], )"
+            R"("fractional": true, "formula": "Fe2", "sha256": "0123456789abcdef", )"
+            R"("canonical_xyz_rel": "c/b.xyz", "cell_provenance": "scf.input", )"
+            "\"warnings\": [\"one\", \"tw\uFFFD"
+            "FF\"], \"ok\": true}");
   dict["positions_ang"][0][0] = 9;
   EXPECT_EQ(record, copy);
   record.warnings.emplace_back("one more");

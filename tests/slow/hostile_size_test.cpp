@@ -122,6 +122,30 @@ TEST(HostileSize, ATrajectoryTakesLittleMemory) {
   EXPECT_LT(usage.ru_maxrss, 100 * 1024);  // KiB
 }
 
+// Where a file needs more memory than there is, the file behind it is read all the same.
+TEST(HostileSize, TooLittleMemoryCostsOneFile) {
+  const tests::ScratchFolder folder;
+  const std::string huge = folder.write("huge.xyz", "1\nc\nH 1 2 3");
+  std::filesystem::resize_file(huge, std::uintmax_t{400} << 20);
+  const std::string good = folder.write("good.xyz", "1\n\nHe 0 0 0\n");
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const rlimit limit{.rlim_cur = 300 << 20, .rlim_max = 300 << 20};
+    if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(2);
+    const IngestOutcome outcome = ingest_batch(folder / "project", {huge, good});
+    const bool as_meant = outcome.entries.size() == 2 && outcome.manifest_error.empty() &&
+                          outcome.entries[0].record.warnings ==
+                              std::vector<std::string>{"Could not read file: not enough memory"} &&
+                          outcome.entries[0].record.sha256.size() == 16 &&
+                          outcome.entries[1].record.ok;
+    _exit(as_meant ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
 // A line that is never ended is given up before it takes all memory.
 TEST(HostileSize, ALineOfFourGigabytesIsRefused) {
   const tests::ScratchFolder folder;
@@ -132,6 +156,23 @@ TEST(HostileSize, ALineOfFourGigabytesIsRefused) {
             std::vector<std::string>{"Could not read file: filesystem error: cannot read: File too "
                                      "large [" +
                                      path + "]"});
+}
+
+// A control character takes six bytes in JSON.
+TEST(HostileSize, AStateThatCouldNotBeReadAgainIsNotWritten) {
+  const tests::ScratchFolder folder;
+  const std::string path = folder.write("state.json", "{}");
+  try {
+    agent_modules::update_json(path, nullptr, [](Json& state) {
+      state["text"] = std::string(std::size_t{180} << 20, '\x01');
+    });
+    FAIL();
+  } catch (const std::filesystem::filesystem_error& error) {
+    EXPECT_EQ(std::string(error.what()),
+              "filesystem error: cannot write what could not be read again: File too large [" +
+                  path + "]");
+  }
+  EXPECT_EQ(tests::content_of(path), "{}");
 }
 
 TEST(HostileSize, AStateOfOneHundredMegabytes) {

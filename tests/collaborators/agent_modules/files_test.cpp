@@ -2,14 +2,18 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <chrono>
 #include <filesystem>
 #include <map>
 #include <stdexcept>
+#include <string_view>
+#include <system_error>
 #include <thread>
 
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "collaborators/agent_modules/diagnostics.hpp"
 #include "collaborators/agent_modules/directory_trust.hpp"
+#include "structure_ingest/base/folder_lock.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "tests/scratch_folder.hpp"
 
@@ -61,6 +65,20 @@ TEST(AtomicIo, OfManyChangesAtOnceNoneIsLost) {
   EXPECT_EQ(read_json(path, nullptr), 40);
 }
 
+TEST(AtomicIo, ALockedFileIsLeftAsItIs) {
+  const tests::ScratchFolder folder;
+  const std::string path = folder.write("a.json", "1");
+  const structure_ingest::internal::FolderLock lock(folder.path());
+  try {
+    update_json(
+        path, nullptr, [](Json& value) { value = 2; }, std::chrono::milliseconds(1));
+    ADD_FAILURE();
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code(), std::errc::operation_would_block);
+  }
+  EXPECT_EQ(tests::content_of(path), "1");
+}
+
 TEST(Diagnostics, AppendsALine) {
   const tests::ScratchFolder project;
   const auto error = std::make_exception_ptr(std::logic_error("two\nlines"));
@@ -80,6 +98,20 @@ TEST(Diagnostics, AppendsALine) {
     EXPECT_NO_THROW(record_suppressed_error(nowhere, {"node", "op", error}));
   }
   EXPECT_FALSE(std::filesystem::exists(project / "missing"));
+}
+
+TEST(Diagnostics, TheLogDoesNotGrowForEver) {
+  const tests::ScratchFolder project;
+  const std::string old(1 << 20, 'x');
+  const std::string log = project.write(".diagnostics/suppressed_errors.jsonl", old);
+  const auto error = std::make_exception_ptr(std::logic_error(std::string(100000, 'y')));
+  const auto record = [&] { record_suppressed_error(project.path(), {"node", "op", error}); };
+  record();
+  EXPECT_GT(tests::content_of(log).size(), old.size());
+  record();
+  EXPECT_TRUE(tests::content_of(log + ".1").starts_with(old));
+  const Json line = structure_ingest::parse_json(tests::content_of(log));
+  EXPECT_EQ(line["message"], std::string(10000, 'y') + "... (100000 bytes)");
 }
 
 using Directories = std::map<std::string, std::string>;
@@ -149,17 +181,33 @@ TEST_F(Trust, EntriesMeanTheFoldersThatTheyName) {
 
 TEST_F(Trust, AMalformedListIsAnError) {
   EXPECT_THROW(set_trust(w.path(), "sometimes"), std::runtime_error);
-  for (const char* content : {"", "[]", R"({"/a": "yes"})", R"({"/a": 1})"}) {
+  const std::string long_name = "{\"/" + std::string(100000, 'x') + "\": 1}";
+  for (const std::string& content :
+       {std::string(), std::string("[]"), std::string(R"({"/a": "yes"})"), long_name}) {
     const std::string list = w.write("config/structure_ingest/directory_trust.json", content);
     try {
       trust_state_for("/a");
       ADD_FAILURE() << content;
     } catch (const std::runtime_error& error) {
       EXPECT_EQ(std::string(error.what()).find("the trust list " + list + " is malformed: "), 0U);
+      EXPECT_LT(std::string_view(error.what()).size(), 1000U);
     }
     EXPECT_THROW(set_trust(w.path(), "trusted"), std::runtime_error);
     EXPECT_EQ(tests::content_of(list), content);
   }
+}
+
+TEST_F(Trust, TheListLiesBelowAnAbsoluteFolder) {
+  const std::string name = "structure_ingest/directory_trust.json";
+  EXPECT_EQ(trust_list_path(), w / "config/" + name);
+  const char* const old_home = getenv("HOME");
+  const std::string kept = old_home == nullptr ? "" : old_home;
+  setenv("HOME", w.path().c_str(), 1);
+  setenv("XDG_CONFIG_HOME", "config", 1);  // one that is relative does not count
+  EXPECT_EQ(trust_list_path(), w / ".config/" + name);
+  unsetenv("XDG_CONFIG_HOME");
+  EXPECT_EQ(trust_list_path(), w / ".config/" + name);
+  setenv("HOME", kept.c_str(), 1);
 }
 
 }  // namespace

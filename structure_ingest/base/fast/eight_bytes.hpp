@@ -8,11 +8,11 @@
 
 namespace structure_ingest::internal {
 
-/// Times a byte, this is eight of it.
+/// Repeats a byte eight times, when multiplied with it.
 inline constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
 inline constexpr std::uint64_t EACH_HIGH_BIT = EACH_BYTE * 0x80;
 
-/// What may be looked at behind a text: functions that want it readable say so.
+/// How many bytes behind a text a function may read, if it says that they must be readable.
 inline constexpr std::size_t LOOK_AHEAD = 16;
 
 inline std::uint64_t load_eight(const char* text) {

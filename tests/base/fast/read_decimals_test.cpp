@@ -1,4 +1,4 @@
-#include "structure_ingest/base/decimal.hpp"
+#include "structure_ingest/base/fast/read_decimals.hpp"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 #include <random>
 #include <string>
 
-#include "structure_ingest/base/eight_bytes.hpp"
+#include "structure_ingest/base/fast/eight_bytes.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -38,7 +38,7 @@ double library_value(const std::string& text) {
   return value;
 }
 
-TEST(Decimal, ReadsThreeNumbersWithBlanksBeforeThem) {
+TEST(ReadDecimals, ReadsThreeNumbersWithBlanksBeforeThem) {
   struct Case {
     std::string text;
     std::array<double, 3> numbers;
@@ -52,12 +52,12 @@ TEST(Decimal, ReadsThreeNumbersWithBlanksBeforeThem) {
              57},
         Case{" 1. 22.e1 333.E-02", {1, 220, 3.33}, 18},
         Case{" 007.5 -0.0 000000.5\n", {7.5, -0.0, 0.5}, 20},
-        // Numbers in other notations are read as anywhere else.
-        Case{" 1 .5 1_0\n", {1, 0.5, 10}, 9},
+        Case{" 1 .5 10e-1\n", {1, 0.5, 1}, 11},
+        Case{" .1234567890123456789 1 1\n", {.1234567890123456789, 1, 1}, 25},
+        Case{" -.5 +5 -5e+0\n", {-0.5, 5, -5}, 13},
         Case{" 1234567.5 -12345678901234567890.5 0.00000000000000000000015\n",
              {1234567.5, -12345678901234567890.5, 1.5e-22},
              60},
-        Case{" inf 1e999 1.5e-9999\n", {INFINITY, INFINITY, 0}, 20},
         Case{" 1.5e22 1.5e23 1.5e0000001", {1.5e22, 1.5e23, 15}, 26}}) {
     const auto [read_numbers, read_end] = read(text);
     EXPECT_EQ(read_end, end) << text;
@@ -78,14 +78,17 @@ TEST(Decimal, ReadsThreeNumbersWithBlanksBeforeThem) {
                            " 1.0 12:5.0 3.0 ",  " 1.0 /2.0 3.0 ",
                            " 1.0 2\xB1.0 3.0 ", " 1.0 2.0\xC2\xA0 3.0 ",
                            " 1.0\n2.0 3.0 ",    " 1.0 2.1234567: 3.0 ",
-                           " 1.0 2.1/ 3.0 "}) {
+                           " 1.0 2.1/ 3.0 ",    " 1.0 1_0 3.0 ",
+                           " 1.0 inf 3.0 ",     " 1.0 nan(1) 3.0 ",
+                           " 1.0 1e999 3.0 ",   " 1.0 1.5e-9999 3.0 ",
+                           " 1.0 -+2.0 3.0 ",   " 1.0 0x1p3 3.0 "}) {
     EXPECT_EQ(read(text).end, -1) << text;
   }
 }
 
 // Against the library's exact conversion: decimals as files hold them, all lengths of digits and
 // exponents, and numbers half-way between two doubles and next to that.
-TEST(Decimal, AgreesWithTheLibrary) {
+TEST(ReadDecimals, AgreesWithTheLibrary) {
   std::mt19937_64 random(1);
   const auto below = [&random](std::uint64_t bound) { return random() % bound; };
   const auto printed = [](const char* format, double value) {

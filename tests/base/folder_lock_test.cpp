@@ -1,0 +1,94 @@
+#include "structure_ingest/base/folder_lock.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "tests/scratch_folder.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(FolderLock, WaitsForAnotherAndNamesIt) {
+  const tests::ScratchFolder folder;
+  auto first = std::make_unique<FolderLock>(folder.path());
+  try {
+    const FolderLock second(folder.path(), std::chrono::milliseconds(20));
+    ADD_FAILURE();
+  } catch (const fs::filesystem_error& error) {
+    EXPECT_EQ(error.code(), std::errc::operation_would_block);
+    EXPECT_EQ(std::string(error.what()),
+              "filesystem error: waited 20 ms for another program that holds a lock: Resource "
+              "temporarily unavailable [" +
+                  folder.path() + "/.structure_ingest.lock]");
+  }
+  std::thread holder([&first] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    first.reset();
+  });
+  EXPECT_NO_THROW(FolderLock(folder.path()));
+  holder.join();
+}
+
+// Others who may read the folder can lock the folder itself, and this must not concern us.
+TEST(FolderLock, IsForThoseWhoMayWriteToTheFolder) {
+  const tests::ScratchFolder folder;
+  const int reader = open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(flock(reader, LOCK_SH), 0);
+  EXPECT_NO_THROW(FolderLock(folder.path(), std::chrono::milliseconds(0)));
+  close(reader);
+
+  struct Case {
+    mode_t folder;
+    mode_t lock;
+  };
+  for (const auto& [folder_mode, lock_mode] :
+       {Case{0755, 0600}, Case{0775, 0660}, Case{0777, 0666}, Case{01777, 0600}}) {
+    fs::remove(folder / ".structure_ingest.lock");
+    ASSERT_EQ(chmod(folder.path().c_str(), folder_mode), 0);
+    const FolderLock lock(folder.path());
+    struct stat status {};
+    ASSERT_EQ(stat((folder / ".structure_ingest.lock").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, lock_mode);
+  }
+  if (geteuid() != 0) return;
+  // The owner is not locked out by root.
+  const std::string theirs = folder.make_folder("theirs");
+  ASSERT_EQ(chown(theirs.c_str(), 12345, 12346), 0);
+  const FolderLock lock(theirs);
+  struct stat status {};
+  ASSERT_EQ(stat((theirs + "/.structure_ingest.lock").c_str(), &status), 0);
+  EXPECT_EQ(status.st_uid, 12345U);
+  EXPECT_EQ(status.st_gid, 12346U);
+}
+
+TEST(FolderLock, RefusesWhatIsNoFileOfItsOwn) {
+  const tests::ScratchFolder folder;
+  const std::string outside = folder.write("outside", "");
+  folder.link("link/.structure_ingest.lock", outside);
+  folder.make_folder("folder/.structure_ingest.lock");
+  ASSERT_EQ(mkfifo((folder.make_folder("fifo") + "/.structure_ingest.lock").c_str(), 0600), 0);
+  for (const char* name : {"link", "folder", "fifo", "missing", "outside"}) {
+    try {
+      const FolderLock lock(folder / name);
+      ADD_FAILURE() << name;
+    } catch (const fs::filesystem_error& error) {
+      EXPECT_NE(error.code(), std::errc::operation_would_block) << name;
+      EXPECT_TRUE(std::string(error.what()).starts_with("filesystem error: cannot lock: "));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace structure_ingest::internal
