@@ -53,8 +53,8 @@ int run(int argc, char** argv) {
                    "structure-ingest");
   apps::set_help_format(program);
   program.footer(
-      "Exit status: 0 all well, 1 some file could not be parsed or something is not as it\n"
-      "was, 2 wrong usage or an unusable state, 3 something could not be written.");
+      "Exit status: 0 all well, 1 some file could not be parsed or something is not as\n"
+      "it was, 2 wrong usage or an unusable state, 3 something could not be written.");
   program.set_help_flag("-h,--help", "Print this help and exit");
   program.require_subcommand(1, 1);
   const std::map<std::string, apps::Command> commands = {
