@@ -81,8 +81,10 @@ void show(const ForgetOutcome& outcome, const Arguments& arguments,
     if (structure.copy.empty()) continue;
     const bool is_needed = !contains(outcome.copies, structure.copy);
     const bool is_gone = arguments.delete_copy && !is_needed && !contains(left, structure.copy);
-    print_row("copy", (is_gone ? "deleted: " : "kept: ") + structure.copy +
-                          (is_needed ? " (another structure has it)" : ""));
+    const std::string what = !is_gone            ? "kept: "
+                             : arguments.dry_run ? "to be deleted: "
+                                                 : "deleted: ";
+    print_row("copy", what + structure.copy + (is_needed ? " (another structure has it)" : ""));
   }
   for (const std::string& note : outcome.notes) print_row("note", "taken out: " + note);
 }

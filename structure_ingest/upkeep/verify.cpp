@@ -80,7 +80,7 @@ class Verifier {
     if (!source) {
       // One that was missing from the beginning is as it was.
       if (structure.ok || !structure.sha256.empty()) {
-        add(findings, VerifyCode::source_gone, "its source is gone: " + structure.source_file);
+        add(findings, VerifyCode::source_gone, "its source is gone");
       }
       return;
     }
