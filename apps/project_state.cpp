@@ -6,6 +6,7 @@
 
 #include "apps/outcome.hpp"
 #include "collaborators/agent_modules/atomic_io.hpp"
+#include "structure_ingest/base/folder_lock.hpp"
 
 namespace apps {
 namespace {
@@ -125,9 +126,10 @@ void change_state(const StateArguments& arguments, const std::function<void(Json
     });
   } catch (const structure_ingest::JsonError& error) {
     throw WrongInput(malformed(path, "the state is malformed: ", error));
+  } catch (const structure_ingest::internal::LockError&) {
+    throw;  // the state could not have been written
   } catch (const std::system_error& error) {
-    const bool is_locked = error.code() == std::errc::operation_would_block;
-    if (was_read || is_locked) throw;
+    if (was_read) throw;
     throw WrongInput(error.what());
   }
 }

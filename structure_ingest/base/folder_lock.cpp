@@ -50,15 +50,13 @@ Descriptor open_lock_file(const std::string& folder, const std::string& path) {
   return file;
 }
 
-}  // namespace
-
-FolderLock::FolderLock(const std::string& folder, milliseconds most_wait) {
+Descriptor locked_file(const std::string& folder, milliseconds most_wait) {
   const std::string path = join_path(folder, LOCK_FILE);
-  file_ = open_lock_file(folder, path);
+  Descriptor file = open_lock_file(folder, path);
   const steady_clock::time_point end = steady_clock::now() + most_wait;
   // flock(2) has no time limit of its own: ask again and again.
   for (milliseconds pause{1};; pause = std::min(2 * pause, milliseconds(50))) {
-    if (retried([&] { return flock(file_.number(), LOCK_EX | LOCK_NB); }) == 0) return;
+    if (retried([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) return file;
     if (errno != EWOULDBLOCK) throw_file_error("cannot lock", path);
     if (steady_clock::now() >= end) {
       const std::string what = "waited " + std::to_string(most_wait.count()) +
@@ -67,6 +65,14 @@ FolderLock::FolderLock(const std::string& folder, milliseconds most_wait) {
     }
     std::this_thread::sleep_for(pause);
   }
+}
+
+}  // namespace
+
+FolderLock::FolderLock(const std::string& folder, milliseconds most_wait) try
+    : file_(locked_file(folder, most_wait)) {
+} catch (const std::filesystem::filesystem_error& error) {
+  throw LockError(error);
 }
 
 }  // namespace structure_ingest::internal

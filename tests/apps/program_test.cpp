@@ -16,6 +16,10 @@ namespace {
 
 using structure_ingest::Json;
 
+const char* const NO_STRUCTURE =
+    "\n  reason   not the name of a structure file (*.xyz, *.extxyz, *.cif, *.vasp,\n"
+    "           *.poscar, POSCAR*, CONTCAR*)\n";
+
 struct Outcome {
   int status;
   std::string out;
@@ -189,13 +193,12 @@ TEST_F(Program, IngestsIntoAProject) {
   EXPECT_EQ(run("ingest --project proj --limit 1 he.xyz missing.xyz").status, 0);
   const Outcome nothing = run("ingest --project proj --limit 1 notes.txt");
   EXPECT_EQ(nothing.status, 0);
-  EXPECT_EQ(nothing.out, "Nothing to ingest.\n");
-  EXPECT_EQ(nothing.err,
-            "structure-ingest: notes.txt: not the name of a structure file; skipped\n");
-  // No hint when the project has a file of that name.
+  EXPECT_EQ(nothing.out, "skipped  " + (w / "notes.txt") + NO_STRUCTURE);
+  EXPECT_EQ(run("ingest --project proj --files-from /dev/null").out, "Nothing to ingest.\n");
+  // The path is the user's, though the project has a file of that name.
   w.write("proj/he.xyz", "1\n\nHe 0 0 0\n");
   const Outcome own = run("ingest --project proj he.xyz");
-  EXPECT_EQ(own.err, "");
+  EXPECT_EQ(own.out.find("taken   " + (w / "he.xyz") + "\n"), 0U);
   EXPECT_NE(own.out.find("\n  found    named or attached\n"), std::string::npos) << own.out;
   w.write("full/.diagnostics", "");
   for (const char* command : {"ingest", "hydrate"}) {
@@ -242,9 +245,11 @@ TEST_F(Program, HydratesAStateFile) {
       structure_ingest::parse_json(tests::content_of(w / "real/state.json"))["structure_sources"]
           .size(),
       8U);
-  EXPECT_EQ(run(eight + " 9.xyz").err,
-            "structure-ingest: only the first 8 structure files were considered: give the others "
-            "in another call\n");
+  EXPECT_TRUE(
+      run(eight + " 9.xyz")
+          .out.ends_with(
+              "skipped  " + (w / "9.xyz") +
+              "\n  reason   not looked at, since only the first 8 files are (see --limit)\n"));
 }
 
 TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
@@ -252,17 +257,20 @@ TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
   const std::string arguments = "hydrate --project proj " + (w / "cell.xyz") + " notes.txt";
   const Outcome first = run(arguments);
   EXPECT_EQ(first.status, 0);
-  EXPECT_EQ(first.err, "structure-ingest: notes.txt: not the name of a structure file; skipped\n");
+  const std::string skipped = "skipped  " + (w / "notes.txt") + NO_STRUCTURE;
   EXPECT_TRUE(
       first.out.ends_with("\n  found    named or attached\n"
-                          "  kept     there is no request to judge it by\n"))
+                          "  kept     there is no request to judge it by\n" +
+                          skipped))
       << first.out;
-  EXPECT_EQ(run(arguments).out, "known    " + (w / "cell.xyz") + "\nNothing new.\n");
+  EXPECT_EQ(run(arguments).out, "known    " + (w / "cell.xyz") + "\n" + skipped + "Nothing new.\n");
   w.write("cell.xyz", "1\n\nFe 0 0 1\n");
   EXPECT_EQ(run(arguments).out,
             "changed  " + (w / "cell.xyz") +
-                "\n           since it was taken in: the state keeps the structure that it has\n"
-                "Nothing new.\n");
+                "\n           It is not what it was when it was taken in. The state keeps the\n"
+                "           structure that it has. To take in what the file gives now: hydrate\n"
+                "           --refresh.\n" +
+                skipped);
   w.write("state.json", structure_ingest::json_text(
                             Json{{"project_path", w / "proj"}, {"user_request", "bulk iron"}}));
   const Outcome judged =
@@ -270,7 +278,9 @@ TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
   EXPECT_EQ(judged.status, 0);
   EXPECT_TRUE(
       judged.out.ends_with("  kept     requested: the request names iron (Fe)\n"
-                           "dropped  he.xyz\n"
+                           "dropped  " +
+                           (w / "he.xyz") +
+                           "\n"
                            "  formula  He\n"
                            "  reason   the request names iron (Fe), and this structure "
                            "holds none of these\n           elements\n"))
@@ -511,7 +521,7 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
            Case{"parse --files-from /dev/zero", 2, "/dev/zero: too long for a list of paths"},
            Case{"scan ''", 2, "DIR: the name is empty"},
            Case{"scan he.xyz", 2, "he.xyz: not a directory\n"},
-           Case{"hydrate --state /proc/self/fd/0 he.xyz <state.json", 3, ": cannot write: "},
+           Case{"hydrate --state /proc/self/fd/0 he.xyz <state.json", 3, ": cannot lock: "},
            Case{"ingest --project '' he.xyz", 2, "--project: the name of the folder is empty"},
            Case{"hydrate --state list.json", 2, "list.json: the state is not a JSON object"},
            Case{"hydrate --state broken.json", 2,

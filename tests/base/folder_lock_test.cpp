@@ -26,7 +26,7 @@ TEST(FolderLock, WaitsForAnotherAndNamesIt) {
   try {
     const FolderLock second(folder.path(), std::chrono::milliseconds(20));
     ADD_FAILURE();
-  } catch (const fs::filesystem_error& error) {
+  } catch (const LockError& error) {
     EXPECT_EQ(error.code(), std::errc::operation_would_block);
     EXPECT_EQ(std::string(error.what()),
               "filesystem error: waited 20 ms for another program that holds a lock: Resource "

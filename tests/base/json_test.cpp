@@ -59,7 +59,7 @@ TEST(ParseJson, SaysWhatIsWrongAndLosesNothing) {
       ("syntax error while parsing value - invalid string: ill-formed UTF-8 byte; last read: '\"" +
        std::string(300, 'x'))
           .substr(0, 300) +
-      "...";
+      "... (389 bytes)";
   struct Case {
     std::string text;
     std::size_t line, column;

@@ -24,7 +24,7 @@ struct Verify : testing::Test {
     w.make_folder("p");
     w.write("a.xyz", HELIUM);
     w.write("bad.xyz", "x");
-    w.write("c/c.xyz", "1\n\nHe 0 0 0\n");
+    w.write("c/c.xyz", "1\n\nAr 0 0 0\n");
     w.write("c/scf.input", CELL);
     state = {{"project_path", w / "p"}};
     hydrate(state, {.extra_paths = {w / "a.xyz", w / "bad.xyz", w / "c/c.xyz"}});
