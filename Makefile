@@ -1,5 +1,5 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: bench demo test release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
+.PHONY: bench demo test relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
 
 # Only the program: the tests take longer to build than all else.
 demo: packages
@@ -9,6 +9,15 @@ demo: packages
 
 test: release
 	ctest --preset release -j2 -LE slow
+
+# How the relevance rules do on the cases that they were tuned on, and on those that they were not.
+relevance: release
+	build/release/tests/relevance_report tests/collaborators/agent_modules/relevance/*_cases.tsv
+
+# Writes the names of materials anew from their sources.
+relevance-names:
+	@tools/install-packages bodr chemical-structures-data kalzium-data libavogadro-data
+	tools/relevance-names
 
 release dev: packages
 	@test -f build/$@/build.ninja || cmake --preset $@

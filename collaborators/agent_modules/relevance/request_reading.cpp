@@ -1,51 +1,147 @@
 #include "collaborators/agent_modules/relevance/request_reading.hpp"
 
 #include <algorithm>
-#include <utility>
+#include <array>
+#include <cstddef>
+
+#include "collaborators/agent_modules/relevance/request_tokens.hpp"
 
 namespace agent_modules {
+namespace {
 
-Sort sort_of(const Elements& elements) {
-  static const Elements molecular = {"H", "He", "C",  "N",  "O",  "F", "Ne", "P",
-                                     "S", "Cl", "Ar", "Br", "Kr", "I", "Xe"};
-  return std::includes(molecular.begin(), molecular.end(), elements.begin(), elements.end())
-             ? Sort::molecule
-             : Sort::solid;
+/// Whether what holds only these elements is a gas, a liquid or a molecule rather than a solid.
+bool is_fluid(const Elements& elements) {
+  constexpr std::array<std::string_view, 14> NONMETALS = {"H",  "C",  "N", "O",  "F",  "P",  "S",
+                                                          "Cl", "Br", "I", "He", "Ne", "Ar", "Xe"};
+  if (elements.size() == 1 &&
+      (elements.contains("C") || elements.contains("P") || elements.contains("S")))
+    return false;
+  return std::all_of(elements.begin(), elements.end(), [&](const std::string& element) {
+    return std::find(NONMETALS.begin(), NONMETALS.end(), element) != NONMETALS.end();
+  });
 }
 
-RequestReading::RequestReading(std::string_view request)
-    : words(request_words(request)), notes(words.size()), capitals(is_in_capitals(words)) {}
+class Reader {
+ public:
+  Reader(std::string_view text, const Lexicon& lexicon, const std::set<Elements>& at_hand)
+      : text_(text), tokens_(tokens_of(text, lexicon, at_hand)) {}
 
-const RequestWord& RequestReading::word(std::size_t i) const {
-  static const RequestWord none{.text = {}, .lower = {}, .clause = NONE};
-  return i < words.size() ? words[i] : none;
-}
+  RequestReading read() {
+    std::set<Elements> named;
+    std::size_t groups = 0;
+    bool guest = false;
+    bool object = false;
+    for (std::size_t i = 0; i < tokens_.size(); ++i) {
+      const Token& token = tokens_[i];
+      reading_.possible.insert(token.possible.begin(), token.possible.end());
+      reading_.guessed |= token.is(ENDING);
+      reading_.pair |= token.is(PAIR | BETWEEN);
+      guest |= token.is(PAIR);
+      if (!is_understood(i)) call_unclear(token);
+      if (!token.is(NAME)) continue;
+      const bool linked = is_linked(i);
+      const bool medium = linked && is_fluid(token.elements);
+      groups += !medium && starts_group(i);
+      const bool is_object = !linked && !token.ambiguous;
+      object |= is_object;
+      named.insert(token.elements);
+      reading_.mentions.push_back(
+          {std::string(token.text), token.elements, token.certain, is_object});
+    }
+    for (const Token& token : tokens_)
+      if ((token.is(PAIR) && (groups < 2 || !object)) ||
+          (token.is(BETWEEN) && (named.size() < 2 || guest)))
+        call_unclear(token);
+    // What takes part in a process is its object, wherever it stands.
+    for (Mention& mention : reading_.mentions)
+      mention.object |= reading_.pair && reading_.unclear.empty();
+    return std::move(reading_);
+  }
 
-const Mention* RequestReading::mention(std::size_t i) const {
-  return i < notes.size() && notes[i].mention != NONE ? &mentions[notes[i].mention] : nullptr;
-}
+ private:
+  bool is_understood(std::size_t i) const {
+    const Token& token = tokens_[i];
+    if (token.is(UNKNOWN | UNNAMED)) return token.is(NAME) && is_part_of_another(token);
+    if (token.is(OWN) && reading_.mentions.empty()) return false;
+    return !token.is(FORM) || has_material_beside(i);
+  }
 
-std::string RequestReading::text(std::size_t first, std::size_t last) const {
-  std::string joined = word(first).text;
-  for (std::size_t i = first + 1; i <= last; ++i) joined += word(i).before + word(i).text;
-  return joined;
-}
+  /// Whether a symbol can only be that of an element in another material: "Na mobility in Na3PS4".
+  bool is_part_of_another(const Token& symbol) const {
+    return std::any_of(tokens_.begin(), tokens_.end(), [&](const Token& token) {
+      return token.certain && token.elements.contains(*symbol.elements.begin());
+    });
+  }
 
-std::size_t RequestReading::phrase(std::size_t i, WordKind kind) const {
-  return longest_phrase(i, [&](std::string_view text) { return is_kind(text, kind); });
-}
+  void call_unclear(const Token& token) {
+    const auto at = static_cast<std::size_t>(token.text.data() - text_.data());
+    if (!reading_.unclear.empty() && reading_.understood <= at) return;
+    reading_.unclear = token.text;
+    reading_.understood = at;
+  }
 
-void RequestReading::add(Mention mention) {
-  for (std::size_t i = mention.first; i <= mention.last; ++i) notes[i].mention = mentions.size();
-  mentions.push_back(std::move(mention));
-}
+  /// The nearest token before (`step` -1) or after (1) the one at `i` that is none of `skipped`, or
+  /// one that is more than that.
+  const Token* beside(std::size_t i, int step, unsigned skipped) const {
+    const auto next =
+        static_cast<std::size_t>(step);  // below the front, `i` wraps to beyond the end
+    for (i += next; i < tokens_.size(); i += next)
+      if (tokens_[i].is(NAME | AFTER) || !tokens_[i].is(skipped)) return &tokens_[i];
+    return nullptr;
+  }
 
-void RequestReading::doubt(std::size_t i) {
-  if (mention(i) != nullptr) mentions[notes[i].mention].certain = false;
-}
+  /// "TiO2 slab", "slab of bulk TiO2".
+  bool has_material_beside(std::size_t i) const {
+    for (const int step : {-1, 1}) {
+      const Token* const found = beside(i, step, ADJECTIVE | NUMBER | FORM | OF);
+      if (found != nullptr && found->is(NAME)) return true;
+    }
+    return false;
+  }
 
-void RequestReading::leave_open(std::size_t i) {
-  if (open_at == NONE) open_at = i;
+  /// Whether the name at `i` is not just one more of a list, as "NO" in "CO and NO adsorption".
+  bool starts_group(std::size_t i) const {
+    bool joined = false;
+    for (std::size_t j = i; j-- > 0;) {
+      const Token& token = tokens_[j];
+      if (token.is(LINK | HOST | AFTER)) return true;
+      if (token.is(NAME)) return !joined;
+      joined |= token.is(JOIN | STOP);
+    }
+    return true;
+  }
+
+  /// Whether a preposition makes the material a partner: "on clean Cu(111)", "in water and
+  /// ethanol".
+  bool is_linked(std::size_t i) const {
+    const Token* const after = beside(i, 1, NUMBER | FORM);
+    if (after != nullptr && after->is(AFTER)) return true;
+    bool type = i + 1 < tokens_.size() && tokens_[i + 1].is(FORM | TYPE);
+    // "Rutile structure" may be that of anything, "TiO2 structure" is not.
+    if (type && tokens_[i + 1].is(TYPE) && formula_at(tokens_[i].text).length == 0) return true;
+    for (std::size_t j = i; j-- > 0;) {
+      const Token& token = tokens_[j];
+      if (token.is(HOST)) return type || is_fluid(tokens_[i].elements);
+      if (token.is(LINK)) return true;
+      if (token.is(OF) && j > 0 && tokens_[j - 1].is(LINK)) return true;  // "as for silicon"
+      type |= token.is(FORM | TYPE);
+      if (token.is(NAME | ADJECTIVE | NUMBER | FORM | TYPE)) continue;
+      const bool joins = token.is(JOIN) && j > 0 && tokens_[j - 1].is(NAME | NUMBER | FORM);
+      if (!joins) return false;
+    }
+    return false;
+  }
+
+  std::string_view text_;
+  std::vector<Token> tokens_;
+  RequestReading reading_;
+};
+
+}  // namespace
+
+RequestReading read_request(std::string_view request, const Lexicon& lexicon,
+                            const std::set<Elements>& at_hand) {
+  return Reader(request, lexicon, at_hand).read();
 }
 
 }  // namespace agent_modules

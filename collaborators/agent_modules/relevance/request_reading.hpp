@@ -1,74 +1,41 @@
-// A request while it is read: its words, and the materials that they mention.
+// What a request says, read in one language.
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "collaborators/agent_modules/relevance/chemical_formula.hpp"
-#include "collaborators/agent_modules/relevance/material_names.hpp"
-#include "collaborators/agent_modules/relevance/request_text.hpp"
-#include "collaborators/agent_modules/relevance/request_words.hpp"
+#include "collaborators/agent_modules/relevance/formula.hpp"
+#include "collaborators/agent_modules/relevance/lexicon.hpp"
 
 namespace agent_modules {
 
-/// No word, no mention.
-inline constexpr std::size_t NONE = static_cast<std::size_t>(-1);
-
+/// A material that the request names.
 struct Mention {
-  std::size_t first = 0;  // words
-  std::size_t last = 0;
-  Elements elements = {};
-  bool certain = false;
-  bool vague = false;      // does not name the whole material: perovskite, oxide
-  bool prototype = false;  // may name a structure type instead
-  Sort sort = Sort::solid;
+  std::string text;  // as written
+  Elements elements;
+  bool certain = false;  // cannot be an ordinary word, an abbreviation or a group of materials
+  bool object = false;   // of the task; not its partner, place, medium, tool or example
 };
 
-/// Molecules are made of few elements, all of them far to the right.
-Sort sort_of(const Elements& elements);
-
-struct WordNotes {
-  std::size_t mention = NONE;
-  bool idiom = false;  // a part of one, so that it means no material
-  bool negated = false;
-};
-
-/// A word's index may lie past either end (as i - 1 of the first word does): no word is there.
 struct RequestReading {
-  std::vector<RequestWord> words;
-  std::vector<WordNotes> notes;   // one for each word
-  std::vector<Mention> mentions;  // in the order of the request
-  bool capitals = false;          // its letter case says nothing
-  std::size_t open_at = NONE;     // the first word found to stand for an unnamed material
-
-  explicit RequestReading(std::string_view request);
-
-  const RequestWord& word(std::size_t i) const;
-  const std::string& lower(std::size_t i) const { return word(i).lower; }
-  bool is(std::size_t i, auto... kinds) const { return (is_kind(lower(i), kinds) || ...); }
-  bool same_clause(std::size_t i, std::size_t k) const { return word(i).clause == word(k).clause; }
-  const Mention* mention(std::size_t i) const;                  // null for none
-  std::string text(std::size_t first, std::size_t last) const;  // as written
-
-  /// How many words at i, the most first, are a phrase of one clause that `fits`; 0 for none.
-  std::size_t longest_phrase(std::size_t i, auto fits) const;
-  std::size_t phrase(std::size_t i, WordKind kind) const;
-
-  void add(Mention mention);
-  void doubt(std::size_t i);  // the mention there is not certain
-  void leave_open(std::size_t i);
+  /// The first words that may stand for something without a name, or that are not known; empty when
+  /// the whole request is understood.
+  std::string unclear;
+  std::size_t understood = 0;  // bytes before them
+  std::vector<Mention> mentions;
+  Elements possible;     // of words that may also be read as formulas
+  bool pair = false;     // a process between two materials is named
+  bool guessed = false;  // words are known by their ending only
 };
 
-std::size_t RequestReading::longest_phrase(std::size_t i, auto fits) const {
-  for (std::size_t count = LONGEST_NAME_IN_WORDS; count > 0; --count) {
-    if (!same_clause(i, i + count - 1)) continue;
-    std::string phrase = lower(i);
-    for (std::size_t k = 1; k < count; ++k) phrase += " " + lower(i + k);
-    if (fits(phrase)) return count;
-  }
-  return 0;
-}
+/// Reads `request`, which is as `plain_text` gives it. What could as well be a word or an
+/// abbreviation
+/// ("In", "C", "mos2") names a material only where `at_hand`, the elements of each structure, holds
+/// just its elements.
+RequestReading read_request(std::string_view request, const Lexicon& lexicon,
+                            const std::set<Elements>& at_hand);
 
 }  // namespace agent_modules

@@ -1,17 +1,14 @@
 #include "collaborators/agent_modules/relevance/structure_relevance.hpp"
 
 #include <algorithm>
-#include <iterator>
-#include <optional>
 #include <set>
 #include <utility>
 
-#include "collaborators/agent_modules/relevance/mentioned_names.hpp"
-#include "collaborators/agent_modules/relevance/request_text.hpp"
-#include "collaborators/agent_modules/relevance/requested_material.hpp"
+#include "collaborators/agent_modules/relevance/request_reading.hpp"
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
+#include "structure_ingest/record/chemistry.hpp"
 
 namespace agent_modules {
 namespace {
@@ -19,142 +16,206 @@ namespace {
 using structure_ingest::Json;
 using structure_ingest::RelevanceReport;
 using structure_ingest::RelevanceVerdict;
+using structure_ingest::internal::canonical_symbol;
+using structure_ingest::internal::case_folded;
 using structure_ingest::internal::file_name;
 using structure_ingest::internal::text_or_empty;
 using structure_ingest::internal::value_at;
 
 constexpr double SURE = 0.9;
 constexpr double UNSURE = 0.5;
+// Of a longer request, no more is read: some of its words are not understood anyway.
+constexpr std::size_t LONGEST_REQUEST = 4000;
 
 /// What the assessor reads of a source entry.
 struct Structure {
   std::string path;
-  std::set<std::string> file_names;
-  std::set<std::string> names;  // file names and their stems
-  Elements elements;            // empty when they are not fully known
+  std::string name;                  // of its file
+  std::set<std::string> file_names;  // of the file and its copy
+  Elements elements;                 // empty when they are not fully known
+  bool scanned = false;              // found by a scan, not supplied by the user
 };
 
-Elements elements_of_entry(const Json& entry) {
-  Elements elements;
-  const Json& species = value_at(entry, "species");
-  if (species.is_array() && !species.empty()) {
-    for (const Json& symbol : species) {
-      if (!symbol.is_string() || !is_element(symbol.get_ref<const std::string&>())) return {};
-      elements.insert(symbol.get<std::string>());
+Elements elements_of(const Json& entry) {
+  for (const char* const key : {"species", "symbols"}) {
+    const Json& symbols = value_at(entry, key);
+    if (!symbols.is_array() || symbols.empty()) continue;
+    Elements elements;
+    for (const Json& symbol : symbols) {
+      if (!symbol.is_string()) return {};
+      const auto& text = symbol.get_ref<const std::string&>();
+      if (text.empty() || canonical_symbol(text) != text) return {};
+      elements.insert(text);
     }
     return elements;
   }
-  const Json& formula = value_at(entry, "formula");
-  if (!formula.is_string()) return {};
-  const auto read = read_formula(formula.get_ref<const std::string&>());
-  return read ? read->elements : Elements();
-}
-
-/// A stem that is a short word ("in", "no") names no file by itself.
-bool is_telling(std::string_view stem) {
-  constexpr std::size_t SHORTEST = 3;
-  return stem.size() >= SHORTEST || stem.find_first_of("0123456789") != std::string_view::npos;
+  const std::string formula = text_or_empty(value_at(entry, "formula"));
+  Formula read = formula_at(formula);
+  return read.length == formula.size() ? std::move(read.elements) : Elements();
 }
 
 Structure structure_of(const Json& entry) {
   Structure structure;
   structure.path = text_or_empty(value_at(entry, "path"));
-  structure.elements = elements_of_entry(entry);
+  structure.elements = elements_of(entry);
+  const std::string discovery = text_or_empty(value_at(entry, "discovery"));
+  structure.scanned = discovery == "workspace_scan" || discovery == "project_folder";
   for (const std::string& path :
        {text_or_empty(value_at(value_at(entry, "metadata"), "source_file")),
         text_or_empty(value_at(entry, "source_path")), structure.path}) {
     const std::string name = path.empty() ? std::string() : file_name(path);
     if (name.empty()) continue;
+    if (structure.name.empty()) structure.name = name;
     if (structure.path.empty()) structure.path = name;
     structure.file_names.insert(name);
-    structure.names.insert(name);
-    if (const std::string_view stem = file_stem(name); is_telling(stem))
-      structure.names.emplace(stem);
   }
   return structure;
 }
 
-/// Whether the elements are those of one requested material, or of several together.
-bool is_made_of(const Elements& elements, const std::vector<RequestedMaterial>& materials) {
-  Elements covered;
-  for (const RequestedMaterial& material : materials)
-    if (std::includes(elements.begin(), elements.end(), material.elements.begin(),
-                      material.elements.end()))
-      covered.insert(material.elements.begin(), material.elements.end());
-  return !elements.empty() && covered == elements;
+/// The word of the request, all in lower case, that names the structure's file; empty for none.
+std::string mentioned_name(const Structure& structure, const std::string& request) {
+  constexpr std::size_t SHORTEST_STEM = 3;  // "in" and "no" name no file
+  for (const std::string& file : structure.file_names) {
+    const std::string stem = file.substr(0, file.rfind('.'));
+    for (const std::string& name : {file, stem.size() < SHORTEST_STEM ? file : stem}) {
+      const std::string wanted = case_folded(name);
+      for (std::size_t at = request.find(wanted); at != std::string::npos;
+           at = request.find(wanted, at + 1))
+        if (at_boundary(request, at) && at_boundary(request, at + wanted.size())) return name;
+    }
+  }
+  return {};
 }
 
-std::string list_of(const Elements& elements) {
+bool share_an_element(const Elements& a, const Elements& b) {
+  return std::any_of(a.begin(), a.end(), [&](const std::string& e) { return b.contains(e); });
+}
+
+/// Whether the elements are those of one mentioned material or of several together, with an object
+/// of the task among them.
+bool is_made_of(const Elements& elements, const std::vector<Mention>& mentions) {
+  Elements covered;
+  bool object = false;
+  for (const Mention& mention : mentions) {
+    if (!std::includes(elements.begin(), elements.end(), mention.elements.begin(),
+                       mention.elements.end()))
+      continue;
+    covered.insert(mention.elements.begin(), mention.elements.end());
+    object |= mention.object;
+  }
+  return object && covered == elements;
+}
+
+/// "TiO2", "MoS2 and WSe2".
+std::string list_of_objects(const std::vector<Mention>& mentions) {
+  constexpr std::size_t MOST = 3;
+  std::vector<std::string> names;
+  for (const Mention& mention : mentions)
+    if (mention.object && std::find(names.begin(), names.end(), mention.text) == names.end())
+      names.push_back(mention.text);
+  if (names.size() > MOST) {
+    names.resize(MOST);
+    names.emplace_back("others");
+  }
   std::string list;
-  for (const std::string& element : elements) list += (list.empty() ? "" : ", ") + element;
+  for (std::size_t i = 0; i < names.size(); ++i)
+    list += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + names[i];
   return list;
 }
 
-/// "TiO2 (O, Ti)", "MoS2 and WSe2 (Mo, S, Se, W)".
-std::string what_is_named(const std::vector<RequestedMaterial>& materials) {
-  constexpr std::size_t MOST_NAMES = 3;
-  constexpr std::size_t LONGEST_NAME = 60;
-  Elements elements;
-  std::string names;
-  for (std::size_t i = 0; i < materials.size(); ++i) {
-    const auto& [name, material] = materials[i];
-    elements.insert(material.begin(), material.end());
-    if (i > MOST_NAMES) continue;
-    if (i > 0) names += i + 1 == materials.size() || i == MOST_NAMES ? " and " : ", ";
-    names += i == MOST_NAMES ? "others" : name.size() > LONGEST_NAME ? "a long formula" : name;
+/// A request in one language, beside the structures at hand.
+class Judge {
+ public:
+  Judge(RequestReading reading, const std::vector<Structure>& available)
+      : reading_(std::move(reading)) {
+    const auto& mentions = reading_.mentions;
+    for (const Mention& mention : mentions) {
+      named_.insert(mention.elements.begin(), mention.elements.end());
+      has_object_ |= mention.object;
+    }
+    named_.insert(reading_.possible.begin(), reading_.possible.end());
+    for (const Structure& structure : available)
+      if (match_.empty() && is_made_of(structure.elements, mentions)) match_ = structure.name;
+    one_object_ =
+        !mentions.empty() && !reading_.pair && !reading_.guessed &&
+        std::all_of(mentions.begin(), mentions.end(), [&](const Mention& mention) {
+          return mention.object && mention.certain && mention.elements == mentions[0].elements;
+        });
   }
-  return names + " (" + list_of(elements) + ")";
-}
 
-RelevanceVerdict verdict_on(const Structure& structure, const RequestedMaterials& requested,
-                            const std::set<std::string>& mentioned) {
-  const auto decide = [&](std::string_view role, double confidence, std::string reason) {
-    return RelevanceVerdict{structure.path, std::string(role), confidence, std::move(reason)};
-  };
-  for (const std::string& name : structure.names)
-    if (mentioned.contains(name))
-      return decide(ROLE_REQUESTED, SURE, "the request mentions the file name '" + name + "'");
-  if (structure.elements.empty()) return decide(ROLE_UNKNOWN, UNSURE, "its elements are not known");
-  const std::string named =
-      requested.certain.empty() ? std::string() : what_is_named(requested.certain);
-  if (is_made_of(structure.elements, requested.certain))
-    return decide(ROLE_REQUESTED, SURE, "the request names " + named);
-  Elements shared;
-  std::set_intersection(structure.elements.begin(), structure.elements.end(),
-                        requested.elements.begin(), requested.elements.end(),
-                        std::inserter(shared, shared.end()));
-  if (!shared.empty())
-    return decide(ROLE_RELATED, requested.certain.empty() ? UNSURE : SURE,
-                  "the request may mean something with " + list_of(shared));
-  if (requested.certain.empty())
-    return decide(ROLE_UNKNOWN, UNSURE, "the request names no material with certainty");
-  if (!requested.unnamed.empty())
-    return decide(ROLE_UNRELATED, UNSURE,
-                  "the request names " + named + ", but '" + requested.unnamed +
-                      "' may stand for a further material");
-  if (requested.only_parts)
-    return decide(ROLE_UNRELATED, UNSURE,
-                  "the request names " + named + ", but maybe only as a part of something else");
-  return decide(ROLE_UNRELATED, SURE,
-                "the request names " + named + ", and this structure holds none of these elements");
-}
+  bool understands() const { return reading_.unclear.empty(); }
+
+  /// How far into the request it is understood.
+  std::size_t understood() const { return understands() ? std::string::npos : reading_.understood; }
+
+  RelevanceVerdict verdict_on(const Structure& structure) const {
+    const auto decide = [&](std::string_view role, double confidence, std::string reason) {
+      return RelevanceVerdict{structure.path, std::string(role), confidence, std::move(reason)};
+    };
+    if (structure.elements.empty())
+      return decide(ROLE_UNKNOWN, UNSURE, "its elements are not known");
+    if (is_made_of(structure.elements, reading_.mentions))
+      return decide(ROLE_REQUESTED, SURE,
+                    "the request is about " + list_of_objects(reading_.mentions));
+    if (share_an_element(structure.elements, named_))
+      return decide(ROLE_RELATED, SURE, "it shares elements with what the request names");
+    if (!understands())
+      return decide(ROLE_UNKNOWN, UNSURE,
+                    "'" + reading_.unclear + "' in the request may mean this structure");
+    if (!has_object_)
+      return decide(ROLE_UNKNOWN, UNSURE, "the request names no material as its object");
+    const std::string about = "the request is about " + list_of_objects(reading_.mentions);
+    const std::string shares = "this structure shares no element with anything that it names";
+    if (!match_.empty())
+      return decide(ROLE_UNRELATED, SURE,
+                    about + ", which '" + match_ + "' matches, and " + shares);
+    if (one_object_ && structure.scanned)
+      return decide(ROLE_UNRELATED, SURE, about + " alone, and " + shares);
+    return decide(ROLE_UNRELATED, UNSURE, about + ", but no structure at hand matches that");
+  }
+
+ private:
+  RequestReading reading_;
+  Elements named_;     // all elements of what is or may be named
+  std::string match_;  // the file name of a structure that is made of an object
+  bool has_object_ = false;
+  bool one_object_ = false;
+};
 
 }  // namespace
 
 RelevanceReport assess_structure_relevance(const std::vector<Json>& entries,
-                                           const std::string& request, const Json&) {
+                                           const std::string& request, const Json& state) {
   std::vector<Structure> structures;
-  std::set<std::string> names;
-  for (const Json& entry : entries) {
-    structures.push_back(structure_of(entry));
-    names.insert(structures.back().names.begin(), structures.back().names.end());
-  }
-  const RequestedMaterials requested = requested_materials(request);
-  const std::set<std::string> mentioned = mentioned_names(request, names);
+  for (const Json& entry : entries) structures.push_back(structure_of(entry));
+  std::vector<Structure> available = structures;
+  if (const Json& known = value_at(state, "structure_sources"); known.is_array())
+    for (const Json& entry : known) available.push_back(structure_of(entry));
+
+  std::set<Elements> at_hand;
+  for (const Structure& structure : available)
+    if (!structure.elements.empty()) at_hand.insert(structure.elements);
+  std::string plain = plain_text(std::string_view(request).substr(0, LONGEST_REQUEST));
+  if (request.size() > LONGEST_REQUEST) plain += " \xEF\xBF\xBD";  // understood by no language
+  std::vector<Judge> judges;
+  for (const Lexicon& lexicon : lexicons())
+    judges.emplace_back(read_request(plain, lexicon, at_hand), available);
+  // Where several languages understand the request, all have to agree on a drop.
+  std::stable_sort(judges.begin(), judges.end(),
+                   [](const Judge& a, const Judge& b) { return a.understood() > b.understood(); });
+  const std::string words = case_folded(request);
+
   RelevanceReport report;
   std::set<std::string> sources_to_keep;
   for (const Structure& structure : structures) {
-    RelevanceVerdict verdict = verdict_on(structure, requested, mentioned);
+    RelevanceVerdict verdict = judges[0].verdict_on(structure);
+    for (std::size_t i = 1; i < judges.size() && judges[i].understands(); ++i)
+      if (RelevanceVerdict other = judges[i].verdict_on(structure);
+          other.role != ROLE_UNRELATED || other.confidence < SURE)
+        verdict = std::move(other);
+    if (const std::string name = mentioned_name(structure, words); !name.empty())
+      verdict = {structure.path, std::string(ROLE_REQUESTED), SURE,
+                 "the request mentions the file name '" + name + "'"};
     if (verdict.role != ROLE_UNRELATED || verdict.confidence < SURE) {
       sources_to_keep.insert(structure.path);
       sources_to_keep.insert(structure.file_names.begin(), structure.file_names.end());

@@ -14,11 +14,14 @@ inline constexpr std::string_view ROLE_RELATED = "related";      ///< shares ele
 inline constexpr std::string_view ROLE_UNRELATED = "unrelated";  ///< plainly something else
 inline constexpr std::string_view ROLE_UNKNOWN = "unknown";      ///< nothing can be said
 
-/// Judges each source entry against a free-text request in English, by the elements, formulas,
-/// material names and file names that the request mentions; one verdict each, in order, with the
-/// entry's "path" as its source. Only a structure that shares no element with a material which the
-/// request names with certainty, and whose file it does not mention, is unrelated with a confidence
-/// of 0.8 or more. `state` is not used.
+/// Judges each source entry against a free-text request; one verdict each, in order, with the
+/// entry's "path" as its source and as reason a sentence without its full stop. A structure is
+/// unrelated with a confidence of 0.8 or more, and so dropped, only when the request is understood
+/// word by word in a language that we read, names a material as the object of its task, and the
+/// structure shares no element with anything named. Another structure, of `entries` or of the
+/// state's "structure_sources", must then be made of the object; but for what a scan found
+/// ("discovery" is "project_folder" or "workspace_scan") it is enough that one material alone is
+/// named.
 structure_ingest::RelevanceReport assess_structure_relevance(
     const std::vector<structure_ingest::Json>& entries, const std::string& request,
     const structure_ingest::Json& state);

@@ -1,0 +1,49 @@
+// Tables of requests with structures that are wanted or not, and how the assessor does on them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "collaborators/collaborators.hpp"
+
+namespace relevance_cases {
+
+/// A structure of a case, such as "+rutile.cif:O4Ti2"; "-" marks one that is not wanted.
+struct CaseStructure {
+  std::string file;
+  std::string formula;
+  bool wanted = false;
+};
+
+struct Case {
+  std::string language;
+  std::string request;
+  std::vector<CaseStructure> structures;
+};
+
+/// Reads a table with the columns language, request and structures. Throws std::runtime_error for a
+/// line that is none.
+std::vector<Case> read_cases(const std::string& path);
+
+/// A source entry as ingestion makes it, with what the assessor reads.
+structure_ingest::Json entry_of(const std::string& file, const std::string& formula,
+                                const std::string& discovery);
+
+bool drops(const structure_ingest::RelevanceVerdict& verdict);
+
+struct Score {
+  int pairs = 0;
+  int unwanted = 0;
+  int dropped = 0;
+  int wrongly_dropped = 0;
+  std::vector<std::string> wrong;   // wanted and dropped
+  std::vector<std::string> missed;  // not wanted and kept
+
+  double precision() const;  // 1 where nothing is dropped
+  double recall() const;
+};
+
+/// Judges each structure, with the others of its request or alone.
+Score score_of(const std::vector<Case>& cases, const std::string& discovery, bool together);
+
+}  // namespace relevance_cases
