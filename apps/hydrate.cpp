@@ -165,7 +165,11 @@ Status run(const Arguments& arguments) {
     const bool is_silent = outcome.taken.empty() && outcome.dropped.empty() &&
                            std::none_of(outcome.known.begin(), outcome.known.end(),
                                         [](const KnownSource& known) { return known.changed; });
-    if (is_silent) print_line("Nothing new.");
+    const bool saw_all =
+        std::none_of(outcome.skipped.begin(), outcome.skipped.end(), [](const auto& skipped) {
+          return skipped.reason == structure_ingest::SkipReason::past_limit;
+        });
+    if (is_silent && saw_all) print_line("Nothing new.");
   }
   if (outcome.error) {
     throw WrongInput(state_file_of(arguments.state) +

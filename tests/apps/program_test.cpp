@@ -277,13 +277,14 @@ TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
       run("hydrate --state state.json " + (w / "cell.xyz") + " " + (w / "he.xyz"));
   EXPECT_EQ(judged.status, 0);
   EXPECT_TRUE(
-      judged.out.ends_with("  kept     requested: the request names iron (Fe)\n"
+      judged.out.ends_with("  kept     requested: the request is about iron\n"
                            "dropped  " +
                            (w / "he.xyz") +
                            "\n"
                            "  formula  He\n"
-                           "  reason   the request names iron (Fe), and this structure "
-                           "holds none of these\n           elements\n"))
+                           "  reason   the request is about iron, which 'cell.xyz' matches, and "
+                           "this\n           structure shares no element with anything that it "
+                           "names\n"))
       << judged.out;
 }
 
