@@ -200,44 +200,38 @@ HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& opti
   return outcome;
 }
 
-HydrateOutcome hydrate_in(Json& state, const HydrateOptions& options,
-                          const Collaborators& collaborators) {
-  try {
-    std::vector<Json> entries;
-    return hydrate_through(internal::door_to(state, entries, collaborators), options);
-  } catch (...) {
-    HydrateOutcome failed;
-    failed.error = std::current_exception();
-    return failed;
+HydrateOutcome hydrate_state(Json& state, const HydrateOptions& options) {
+  std::vector<Json> entries;
+  if (!options.refresh && !options.dry_run) {
+    return hydrate_through(internal::door_to(state, entries, options.collaborators), options);
   }
+  Collaborators collaborators = options.collaborators;
+  if (options.dry_run) collaborators.atomic_write_json = [](const std::string&, const Json&) {};
+  Json copy = state;  // a failure half-way must not cost the old entries
+  HydrateOutcome outcome =
+      hydrate_through(internal::door_to(copy, entries, collaborators), options);
+  if (!options.dry_run) state = std::move(copy);
+  return outcome;
 }
 
 }  // namespace
 
 HydrateOutcome hydrate(Json& state, const HydrateOptions& options) {
-  if (options.dry_run) {
-    Collaborators silent = options.collaborators;
-    silent.atomic_write_json = [](const std::string&, const Json&) {};
-    Json copy = state;
-    return hydrate_in(copy, options, silent);
-  }
-  HydrateOutcome outcome;
-  if (options.refresh) {
-    Json copy = state;  // a failure half-way must not cost the old entries
-    outcome = hydrate_in(copy, options, options.collaborators);
-    if (!outcome.error) state = std::move(copy);
-  } else {
-    outcome = hydrate_in(state, options, options.collaborators);
-  }
-  if (!outcome.error) return outcome;
   try {
-    options.collaborators.record_suppressed_error(
-        internal::value_at(state, "project_path"),
-        {"structure_ingest", "hydrate_user_structures", outcome.error});
+    return hydrate_state(state, options);
   } catch (...) {
-    // A failing reporter must not make us throw.
+    HydrateOutcome failed;
+    failed.error = std::current_exception();
+    if (options.dry_run) return failed;
+    try {
+      options.collaborators.record_suppressed_error(
+          internal::value_at(state, "project_path"),
+          {"structure_ingest", "hydrate_user_structures", failed.error});
+    } catch (...) {
+      // A failing reporter must not make us throw.
+    }
+    return failed;
   }
-  return outcome;
 }
 
 NewEntries hydrate_user_structures(Json& state, const HydrateOptions& options) {
