@@ -1,8 +1,12 @@
 #include "structure_ingest/upkeep/entry_reading.hpp"
 
 #include <charconv>
+#include <cstddef>
+#include <limits>
+#include <optional>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
@@ -14,6 +18,38 @@ namespace {
 std::string text_at(const Json& mapping, const char* key) {
   const Json& value = value_at(mapping, key);
   return value.is_string() ? value.get<std::string>() : std::string();
+}
+
+/// Three numbers; null stands for one that is not finite.
+std::optional<Vector3> vector_of(const Json& list) {
+  if (!list.is_array() || list.size() != 3) return std::nullopt;
+  Vector3 vector{};
+  for (std::size_t i = 0; i < 3; ++i) {
+    if (!list[i].is_number() && !list[i].is_null()) return std::nullopt;
+    vector[i] =
+        list[i].is_null() ? std::numeric_limits<double>::quiet_NaN() : list[i].get<double>();
+  }
+  return vector;
+}
+
+std::optional<std::vector<Vector3>> vectors_of(const Json& list) {
+  if (!list.is_array()) return std::nullopt;
+  std::vector<Vector3> vectors;
+  for (const Json& each : list) {
+    const std::optional<Vector3> vector = vector_of(each);
+    if (!vector) return std::nullopt;
+    vectors.push_back(*vector);
+  }
+  return vectors;
+}
+
+std::vector<std::string> texts_of(const Json& list) {
+  std::vector<std::string> texts;
+  if (!list.is_array()) return texts;
+  for (const Json& text : list) {
+    if (text.is_string()) texts.push_back(text.get<std::string>());
+  }
+  return texts;
 }
 
 }  // namespace
@@ -31,14 +67,27 @@ ProjectStructure structure_of(const Json& entry, const std::string& project) {
   structure.has_cell = value_at(entry, "has_cell") == true;
   structure.ok = value_at(entry, "ok") == true;
   structure.sha256 = text_at(entry, "sha256");
-  const Json& warnings = value_at(entry, "warnings");
-  if (warnings.is_array()) {
-    for (const Json& warning : warnings) {
-      if (warning.is_string()) structure.warnings.push_back(warning.get<std::string>());
-    }
-  }
+  structure.warnings = texts_of(value_at(entry, "warnings"));
   structure.copied_at = time_of_copy(project, structure.copy);
   return structure;
+}
+
+IngestedStructure record_of(const Json& entry) {
+  IngestedStructure record{.source_path = text_at(entry, "source_path"),
+                           .format = text_at(entry, "format")};
+  record.species = texts_of(value_at(entry, "species"));
+  record.symbols = texts_of(value_at(entry, "symbols"));
+  record.natoms = static_cast<std::int64_t>(record.symbols.size());
+  record.formula = text_at(entry, "formula");
+  record.sha256 = text_at(entry, "sha256");
+  record.warnings = texts_of(value_at(entry, "warnings"));
+  record.cell_ang = vectors_of(value_at(entry, "cell_ang"));
+  const std::optional<std::vector<Vector3>> positions =
+      vectors_of(value_at(entry, "positions_ang"));
+  if (positions) record.positions_ang = *positions;
+  record.ok = value_at(entry, "ok") == true && !record.symbols.empty() &&
+              record.positions_ang.size() == record.symbols.size();
+  return record;
 }
 
 std::string file_stored_as(const std::string& stored) {
