@@ -1,15 +1,18 @@
 // The subcommands of the program: each declares its options and says what it does.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace apps {
 
 /// Exit statuses. When several apply, the largest is returned.
 enum Status {
   ALL_WELL = 0,
-  SOME_FILE_UNPARSED = 1,
+  SOME_FILE_UNPARSED = 1,  // or, of a check, has an error
   WRONG_USAGE = 2,
   CANNOT_WRITE = 3,
 };
@@ -19,6 +22,7 @@ using Command = std::function<Status()>;
 
 /// Declares a subcommand of `program`; what it returns runs it.
 Command add_parse(CLI::App& program);
+Command add_check(CLI::App& program);
 Command add_ingest(CLI::App& program);
 Command add_hydrate(CLI::App& program);
 Command add_owner(CLI::App& program);

@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <exception>
@@ -29,6 +30,8 @@ struct Arguments {
   bool refresh = false;
   bool dry_run = false;
   bool json = false;
+  bool no_check = false;
+  bool note_findings = false;
   PathArguments paths;
 };
 
@@ -138,7 +141,9 @@ HydrateOutcome hydrate(Json& state, const Arguments& arguments,
                                const std::string& path) { progress.show(done, total, path); },
        .limit = read_limit(arguments.limit),
        .refresh = arguments.refresh,
-       .dry_run = arguments.dry_run});
+       .dry_run = arguments.dry_run,
+       .check = !arguments.no_check,
+       .note_findings = arguments.note_findings});
 }
 
 Status run(const Arguments& arguments) {
@@ -196,6 +201,9 @@ Command add_hydrate(CLI::App& program) {
                     "Take in anew what has changed since it was taken in");
   command->add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
   command->add_flag("--json", arguments->json, "One JSON array of the entries that were added");
+  command->add_flag("--no-check", arguments->no_check, "Do not check the structures");
+  command->add_flag("--note-findings", arguments->note_findings,
+                    "Add a note to the state for each error and warning that the check finds");
   add_project_path_options(*command, arguments->paths, "More structure files, as if attached");
   add_examples(*command, {"hydrate --project my_project ~/water.xyz ~/crystal.cif",
                           "hydrate --project my_project --refresh ~/water.xyz",

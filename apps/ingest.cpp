@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <cstddef>
 #include <filesystem>
 #include <map>
@@ -26,6 +27,7 @@ struct Arguments {
   std::string discovery;
   bool json = false;
   bool dry_run = false;
+  bool no_check = false;
   PathArguments paths;
 };
 
@@ -55,6 +57,7 @@ Status run(const Arguments& arguments) {
   structure_ingest::IngestOptions options;
   options.limit = read_limit(arguments.limit);
   options.discovery_by_path = read_discovery(arguments.discovery);
+  options.check = !arguments.no_check;
   options.dry_run = arguments.dry_run;
   const std::vector<std::string> paths = paths_into_project(arguments.paths);
   Progress progress;
@@ -98,6 +101,7 @@ Command add_ingest(CLI::App& program) {
                    "JSON file: source identities (resolved, case-folded paths) to discovery kinds")
       ->type_name("FILE");
   command->add_flag("--json", arguments->json, "One JSON array of the source entries");
+  command->add_flag("--no-check", arguments->no_check, "Do not check the structures");
   command->add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
   add_project_path_options(*command, arguments->paths, "Structure files");
   command->callback([arguments] { require_paths(arguments->paths); });

@@ -1,3 +1,5 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <ctime>
@@ -12,6 +14,7 @@
 #include "apps/project_state.hpp"
 #include "apps/table.hpp"
 #include "apps/terminal.hpp"
+#include "structure_ingest/check/findings_json.hpp"
 
 namespace apps {
 namespace {
@@ -42,6 +45,21 @@ std::string found_shortly(const std::string& discovery) {
   return discovery.empty() ? "-" : discovery;
 }
 
+/// "1 error, 2 notes"; "-" for none.
+std::string findings_by_severity(const std::vector<structure_ingest::Finding>& findings) {
+  using structure_ingest::Severity;
+  std::string text;
+  for (const Severity severity : {Severity::error, Severity::warning, Severity::note}) {
+    const auto count = std::count_if(findings.begin(), findings.end(), [&](const auto& finding) {
+      return finding.severity == severity;
+    });
+    if (count == 0) continue;
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + " " +
+            structure_ingest::severity_name(severity) + (count == 1 ? "" : "s");
+  }
+  return text.empty() ? "-" : text;
+}
+
 Json json_of(const ProjectStructure& structure) {
   return {
       {"path", structure.path},
@@ -54,12 +72,14 @@ Json json_of(const ProjectStructure& structure) {
       {"ok", structure.ok},
       {"sha256", structure.sha256},
       {"warnings", structure.warnings},
+      {"findings", structure_ingest::findings_list(structure.findings)},
       {"copied_at",
        structure.copied_at ? Json(time_text(*structure.copied_at, "%Y-%m-%dT%H:%M:%SZ")) : Json()}};
 }
 
 void show(const ProjectListing& listing) {
-  std::vector<TableRow> rows = {{"FORMULA", "ATOMS", "CELL", "FOUND", "COPIED (UTC)", "SOURCE"}};
+  std::vector<TableRow> rows = {
+      {"FORMULA", "ATOMS", "CELL", "FOUND", "COPIED (UTC)", "FINDINGS", "SOURCE"}};
   for (const ProjectStructure& structure : listing.structures) {
     rows.push_back(
         {structure.ok ? structure.formula : "not parsed",
@@ -69,6 +89,7 @@ void show(const ProjectListing& listing) {
                               : "no",
          found_shortly(structure.discovery),
          structure.copied_at ? time_text(*structure.copied_at, "%Y-%m-%d %H:%M") : "-",
+         findings_by_severity(structure.findings),
          structure.source_file.empty() ? "(copy) " + structure.path : structure.source_file});
   }
   if (rows.size() > 1) {
@@ -80,7 +101,8 @@ void show(const ProjectListing& listing) {
 
 Status run(const Arguments& arguments) {
   const ProjectState project = read_project_state(arguments.state);
-  const ProjectListing listing = structure_ingest::list_structures(project.project, project.state);
+  const ProjectListing listing =
+      structure_ingest::list_structures(project.project, project.state, {.check = true});
   if (arguments.json) {
     Json list = Json::array();
     for (const ProjectStructure& structure : listing.structures) {

@@ -7,6 +7,7 @@
 #include <map>
 #include <system_error>
 
+#include "apps/findings_view.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 
@@ -102,6 +103,7 @@ void show_entry(const SourceEntry& entry) {
   }
   print_row("found", found_in_words(entry.discovery));
   show_warnings(record.warnings, record.ok);
+  show_cautions(record, entry.findings);
 }
 
 std::string found_in_words(const std::string& discovery) {

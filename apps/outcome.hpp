@@ -24,7 +24,8 @@ std::string malformed(const std::string& path, const std::string& what,
 /// Prints entries as one JSON array on one line.
 void print_array(std::span<const structure_ingest::SourceEntry> entries);
 
-/// Prints an entry: its source, what it holds, its canonical copy and its warnings.
+/// Prints an entry: its source, what it holds, its canonical copy, its warnings and what
+/// findings say against it.
 void show_entry(const structure_ingest::SourceEntry& entry);
 
 /// What a dry run says before its outcome.

@@ -1,4 +1,5 @@
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <cstddef>
 #include <memory>
@@ -6,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "apps/blocks.hpp"
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
+#include "apps/findings_view.hpp"
 #include "apps/frames.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
@@ -16,6 +19,7 @@
 #include "apps/summary.hpp"
 #include "apps/table.hpp"
 #include "apps/terminal.hpp"
+#include "structure_ingest/check/check.hpp"
 
 namespace apps {
 namespace {
@@ -25,15 +29,20 @@ struct Arguments {
   bool table = false;
   bool csv = false;
   std::string frame;
+  std::string block;
+  bool no_check = false;
   PathArguments paths;
 };
 
-void show(const structure_ingest::IngestedStructure& record, const std::string& frame,
+void show(const structure_ingest::IngestedStructure& record,
+          const std::vector<structure_ingest::Finding>& findings, const std::string& part,
           const std::string& origin) {
-  print_line(printable(record.source_path) + (frame.empty() ? "" : ", " + frame) + ": " +
+  print_line(printable(record.source_path) + (part.empty() ? "" : ", " + part) + ": " +
              (record.ok ? coloured(composition_of(record), GREEN) : coloured("not parsed", RED)));
   if (record.ok) show_cell(record);
   show_warnings(record.warnings, record.ok);
+  show_cautions(record, findings);
+  show_cautions(record, findings);
   if (!record.ok && !origin.empty()) print_row("listed", origin);
 }
 
@@ -45,9 +54,10 @@ class Output {
     if (arguments_.csv) print_csv_row(structure_headings());
   }
 
-  void add(const structure_ingest::IngestedStructure& record, const std::string& frame,
-           const std::string& origin) {
-    const std::string name = record.source_path + (frame.empty() ? "" : ", " + frame);
+  /// `part` is what of the file the record is of; empty for what the reader takes by itself.
+  void add(const structure_ingest::IngestedStructure& record, const std::string& part,
+           const std::string& origin, const std::vector<std::string>& reader_warnings) {
+    const std::string name = record.source_path + (part.empty() ? "" : ", " + part);
     if (arguments_.json) {
       print_line(structure_ingest::json_text(record.as_dict()));
     } else if (arguments_.csv) {
@@ -56,13 +66,19 @@ class Output {
       rows_.push_back(structure_row(name, record, 6));
       summary_.add(record);
     } else {
-      show(record, frame, origin);
+      // A check looks into the file, too, and there at what is read by itself.
+      std::vector<structure_ingest::Finding> findings;
+      if (!arguments_.no_check && part.empty()) {
+        findings = structure_ingest::check_structure(record, {.reader_warnings = reader_warnings});
+      }
+      show(record, findings, part, origin);
       summary_.add(record);
+      summary_.add(findings);
     }
   }
 
   void end() const {
-    if (arguments_.table) print_table(rows_, {2, 3, 4, 5, 6, 7, 8, 9, 10});
+    if (arguments_.table) print_table(rows_, {2, 3, 4, 5, 6, 7, 8, 9, 10, 12});
     summary_.print();
   }
 
@@ -87,9 +103,11 @@ Status run(const Arguments& arguments) {
                          const std::string& frame) {
       if (!record.ok) status = SOME_FILE_UNPARSED;
       if (isatty(STDOUT_FILENO) != 0) progress.clear();
-      output.add(record, frame, paths[i].origin);
+      output.add(record, frame, paths[i].origin, parser.reader_warnings());
     };
-    if (choice) {
+    if (!arguments.block.empty()) {
+      add(parse_block(parser, paths[i].path, arguments.block), "block " + arguments.block);
+    } else if (choice) {
       visit_frames(parser, paths[i].path, *choice, add);
     } else {
       add(parser.parse(paths[i].path), "");
@@ -118,10 +136,18 @@ Command add_parse(CLI::App& program) {
   command->add_flag("--csv", arguments->csv, "The same as comma-separated values")
       ->excludes(json)
       ->excludes(table);
+  CLI::Option* const frame =
+      command
+          ->add_option("--frame", arguments->frame,
+                       "Of XYZ files another frame than the first: a number, last, or all")
+          ->type_name("N");
   command
-      ->add_option("--frame", arguments->frame,
-                   "Of XYZ files another frame than the first: a number, last, or all")
-      ->type_name("N");
+      ->add_option("--block", arguments->block,
+                   "Of CIF files the data block of this name, as if it were alone")
+      ->type_name("NAME")
+      ->excludes(frame);
+  command->add_flag("--no-check", arguments->no_check,
+                    "Leave out the cautions: what 'check' calls an error or a warning");
   add_path_options(*command, arguments->paths, "Structure files");
   command->callback([arguments] { require_paths(arguments->paths); });
   add_examples(*command, {"parse water.xyz crystal.cif POSCAR",

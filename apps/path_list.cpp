@@ -1,5 +1,6 @@
 #include "apps/path_list.hpp"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cerrno>

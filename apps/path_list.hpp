@@ -1,9 +1,12 @@
 // The paths that a subcommand works on: arguments, and the lines of a list.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace apps {
 

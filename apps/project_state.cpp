@@ -1,5 +1,6 @@
 #include "apps/project_state.hpp"
 
+#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <system_error>
 #include <utility>

@@ -1,11 +1,14 @@
 // The state that a command works on: a file of its own, or that of a project.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 
 #include "structure_ingest/structure_ingest.hpp"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace apps {
 

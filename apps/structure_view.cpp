@@ -4,10 +4,15 @@
 #include <cstdio>
 #include <optional>
 
-#include "apps/cell_geometry.hpp"
 #include "apps/terminal.hpp"
+#include "structure_ingest/record/cell_geometry.hpp"
 
 namespace apps {
+
+using structure_ingest::internal::CellGeometry;
+using structure_ingest::internal::density_g_cm3;
+using structure_ingest::internal::geometry_of;
+
 namespace {
 
 /// A number in `digits` significant digits, without trailing zeros.

@@ -44,12 +44,21 @@ void Summary::add(const structure_ingest::IngestedStructure& record) {
   for (const std::string& kind : kinds) ++(record.ok ? warnings_ : errors_)[kind];
 }
 
+void Summary::add(std::span<const structure_ingest::Finding> findings) {
+  std::set<std::string> codes;
+  for (const structure_ingest::Finding& finding : findings) {
+    codes.insert(finding.code + " (" + structure_ingest::severity_name(finding.severity) + ")");
+  }
+  for (const std::string& code : codes) ++findings_[code];
+}
+
 void Summary::print() const {
   if (read_ + failed_ <= MOST_AT_A_GLANCE) return;
   print_line(std::to_string(read_ + failed_) + " files: " + std::to_string(read_) + " read, " +
              std::to_string(failed_) + " not");
   print_counts(errors_, "error");
   print_counts(warnings_, "warning");
+  print_counts(findings_, "finding");
 }
 
 }  // namespace apps

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <map>
+#include <span>
 #include <string>
 
 #include "structure_ingest/structure_ingest.hpp"
@@ -13,7 +14,11 @@ class Summary {
  public:
   void add(const structure_ingest::IngestedStructure& record);
 
-  /// Prints how many files were read, and how many failed or have a warning by the kind of it.
+  /// Adds the findings on one structure, of which each code counts once.
+  void add(std::span<const structure_ingest::Finding> findings);
+
+  /// Prints how many files were read, and how many failed, or have a warning or a
+  /// finding, by the kind of it.
   /// Up to ten files can be seen at a glance: of them nothing is printed.
   void print() const;
 
@@ -22,6 +27,7 @@ class Summary {
   std::size_t failed_ = 0;
   std::map<std::string, std::size_t> errors_;
   std::map<std::string, std::size_t> warnings_;
+  std::map<std::string, std::size_t> findings_;  // by severity and code
 };
 
 /// The kind of a warning: its first sentence without what it says of one file.

@@ -5,6 +5,7 @@
 //   const structure_ingest::IngestedStructure water =
 //       structure_ingest::parse_structure_file("water.xyz");
 //   if (!water.ok) report(water.warnings);
+//   for (const auto& finding : structure_ingest::check_structure(water)) warn(finding.message);
 //
 // To take the files that an agent state names into its project:
 //
@@ -18,6 +19,8 @@
 #include "collaborators/collaborators.hpp"                 // IWYU pragma: export
 #include "collaborators/material_reference_data.hpp"       // IWYU pragma: export
 #include "structure_ingest/base/json.hpp"                  // IWYU pragma: export
+#include "structure_ingest/check/check.hpp"                // IWYU pragma: export
+#include "structure_ingest/check/findings_json.hpp"        // IWYU pragma: export
 #include "structure_ingest/discovery/hydrate.hpp"          // IWYU pragma: export
 #include "structure_ingest/ingest/batch.hpp"               // IWYU pragma: export
 #include "structure_ingest/ingest/source_entry.hpp"        // IWYU pragma: export

@@ -56,6 +56,8 @@ ENTRY = validator("source_entry.schema.json", "/$defs/ingested")
 ENTRY_ALONE = validator("source_entry.schema.json")
 MANIFEST = validator("manifest.schema.json")
 STATE = validator("state.schema.json")
+FINDINGS = validator("findings.schema.json")
+CHECKED = validator("findings.schema.json", "/$defs/checked")
 
 
 def accept(check, document, what):
@@ -138,6 +140,10 @@ with tempfile.TemporaryDirectory() as name:
     for record in records:
         accept(RECORD, record, "record of " + record["source_path"])
 
+    checked = [json.loads(line) for line in output("check", "--json", *files)]
+    for result in checked:
+        accept(CHECKED, result, "findings on " + result["path"])
+
     project = folder / "project"
     entries = json.loads(output("ingest", "--json", "--limit", "99", "--project", str(project),
                                 *files)[0])
@@ -169,6 +175,18 @@ if not (good and bad and crystals and state.get("source_workspace_root")
 broken = sum(refuse_broken_anywhere(RECORD, record, "record") for record in (good[0], bad[0]))
 broken += refuse_broken_anywhere(ENTRY, crystals[0], "entry")
 broken += refuse_broken_anywhere(MANIFEST, {**manifest, "structures": crystals[:1]}, "manifest")
+# The document that a batch writes is made of the same lists of findings.
+findings = {"version": 1, "structures": [
+    {"source_path": result["path"], "sha256": "0123456789abcdef", "findings": result["findings"]}
+    for result in checked]}
+accept(FINDINGS, findings, "findings")
+telling = next(r for r in findings["structures"] if any(f["atoms"] for f in r["findings"]))
+broken += refuse_broken_anywhere(FINDINGS, {**findings, "structures": [telling]}, "findings")
+refuse_values(FINDINGS, {**findings, "structures": [telling]}, [
+    (("structures", 0, "findings", 0, "severity"), "fatal"),
+    (("structures", 0, "findings", 0, "code"), "Not A Code"),
+    (("structures", 0, "findings", 0, "atoms"), [-1]),
+    (("structures", 0, "findings", 0, "source"), "guess")])
 entry_alone = {key: value for key, value in entries[0].items() if key != "ok"}
 accept(ENTRY_ALONE, entry_alone, "entry outside a batch")
 refuse(MANIFEST, {"version": 1, "structures": []}, "a manifest without entries")

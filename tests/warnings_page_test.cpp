@@ -118,9 +118,10 @@ TEST(WarningsPage, ListsTheNotes) {
                          folder.write("h.xyz", "1\nLattice=\"1 0 0 0 1 0 0 0 1\"\nH 0 0 0\n"),
                          folder.write("empty.xyz", "")};
   Json state = {{"project_path", folder / "project"}, {"user_request", "hydrogen"}};
+  options.note_findings = true;
   hydrate_user_structures(state, options);
   Texts notes = state["structure_notes"];
-  EXPECT_EQ(notes.size(), 4U);
+  EXPECT_GT(notes.size(), 4U);  // with those on findings
   folder.write("h.xyz", "1\nLattice=\"2 0 0 0 2 0 0 0 2\"\nH 0 0 0\n");
   options.refresh = true;
   hydrate_user_structures(state, options);

@@ -23,7 +23,7 @@ _structure_ingest() {
   if [[ -n $value ]]; then
     case $value in
       DIR) place=dirnames ;;
-      N) return ;;
+      N|CODE) return ;;
     esac
   elif [[ -z $only_paths && $word == -* ]]; then
     mapfile -t COMPREPLY < <(

@@ -12,6 +12,7 @@ namespace structure_ingest::internal {
 namespace {
 
 constexpr const char* CANNOT_READ = "cannot read";
+
 }  // namespace
 
 InputFile::InputFile(const std::string& path)
@@ -20,6 +21,13 @@ InputFile::InputFile(const std::string& path)
       file_(open_at(AT_FDCWD, path, O_RDONLY | O_NONBLOCK)) {
   const struct stat status = regular_file_status(file_, CANNOT_READ, path);
   size_ = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
+}
+
+void InputFile::move_to(std::uint64_t offset) {
+  if (lseek(file_.number(), static_cast<off_t>(offset), SEEK_SET) < 0) {
+    throw_file_error(CANNOT_READ, path_);
+  }
+  used_ = offset;
 }
 
 std::size_t InputFile::read(char* buffer, std::size_t size) {

@@ -20,6 +20,9 @@ class InputFile {
   /// Reads up to `size` bytes into `buffer`; 0 at the end of the file.
   std::size_t read(char* buffer, std::size_t size);
 
+  /// Goes on at `offset` bytes from the beginning, which must not be behind the size.
+  void move_to(std::uint64_t offset);
+
   /// The size when it was opened; 0 where the file system does not know it.
   std::uint64_t size() const { return size_; }
 

@@ -62,7 +62,8 @@ internal::Ingested ingest(const Found& found, const HydrateOptions& options,
             return known == kinds.end() ? std::string() : known->second;
           },
       .progress = options.progress,
-      .dry_run = options.dry_run};
+      .dry_run = options.dry_run,
+      .check = options.check};
   return internal::ingested_entries(input, resolver);
 }
 
@@ -179,6 +180,7 @@ HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& opti
   std::move(ingested.skipped.begin(), ingested.skipped.end(), std::back_inserter(outcome.skipped));
   Entries entries = std::move(ingested.entries);
   outcome.manifest_error = door.write_manifest(found.project, entries);
+  if (options.check) internal::write_findings(found.project, entries, options.collaborators);
   const std::map<std::string, bool> renewed =
       drop_known(entries, known, door, options.refresh, outcome);
   if (entries.empty()) return outcome;
@@ -195,6 +197,9 @@ HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& opti
   }
   door.put_sources();
   for (const SourceEntry& entry : entries) internal::append_notes_on(entry, notes);
+  if (options.note_findings) {
+    for (const SourceEntry& entry : entries) internal::append_findings_of(entry, notes);
+  }
   door.add_notes(internal::new_notes(door.view(), notes));
   outcome.taken = std::move(entries);
   return outcome;

@@ -35,6 +35,11 @@ struct HydrateOptions {
   /// Whether nothing is written and the state stays as it is, whatever the outcome says: neither
   /// copies nor the manifest, and no diagnostics.
   bool dry_run = false;
+  /// Whether the structures are checked, as in `IngestOptions`.
+  bool check = true;
+  /// Whether each finding that is an error or a warning becomes a note as well, behind the others:
+  /// for an assistant that reads nothing but its state.
+  bool note_findings = false;
 };
 
 /// The entries at the head of a state's "structure_sources", looked up there at each use: the very

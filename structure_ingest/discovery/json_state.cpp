@@ -19,8 +19,8 @@ void keep_places(std::vector<Json>& entries, const std::vector<std::size_t>& pla
   entries = std::move(kept);
 }
 
-/// The old entries are moved, not copied: they are most of a long state. Nothing is moved before all
-/// memory is there, so that a failure loses none of them.
+/// The old entries are moved, not copied: they are most of a long state. Nothing is moved before
+/// all memory is there, so that a failure loses none of them.
 void put_sources(Json& state, std::vector<Json>& entries) {
   Json& sources = state["structure_sources"];
   Json merged = Json::array();

@@ -91,4 +91,13 @@ void append_notes_on(const SourceEntry& entry, std::vector<std::string>& notes) 
   }
 }
 
+void append_findings_of(const SourceEntry& entry, std::vector<std::string>& notes) {
+  for (const Finding& finding : entry.findings) {
+    if (finding.severity == Severity::note) continue;
+    notes.push_back("Finding on '" + file_name(entry.source_file()) + "' (" +
+                    severity_name(finding.severity) + ", " + finding.code +
+                    "): " + utf8_text(finding.message));
+  }
+}
+
 }  // namespace structure_ingest::internal

@@ -38,4 +38,7 @@ std::vector<std::string> new_notes(const Json& state, const std::vector<std::str
 /// Appends the notes on an entry that was taken in.
 void append_notes_on(const SourceEntry& entry, std::vector<std::string>& notes);
 
+/// Appends a note for each of its findings that is an error or a warning.
+void append_findings_of(const SourceEntry& entry, std::vector<std::string>& notes);
+
 }  // namespace structure_ingest::internal

@@ -18,8 +18,8 @@ namespace structure_ingest::internal {
 /// functions only carry it out, in the order in which they stand here. The entries that they are
 /// about are the same objects from the manifest to the state.
 struct StateDoor {
-  /// The state as JSON. Only the keys that docs/schema/state.schema.json describes are read, so that
-  /// a host may hand over these alone. It is valid until the next change.
+  /// The state as JSON. Only the keys that docs/schema/state.schema.json describes are read, so
+  /// that a host may hand over these alone. It is valid until the next change.
   std::function<const Json&()> view;
 
   /// Sets "source_workspace_root".

@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::string_view REPLACED = "User structure replaced: ";
 constexpr std::string_view IN_PLACE_OF = " in place of ";
+constexpr std::string_view FINDING = "Finding on '";
+constexpr std::string_view FINDING_END = "' (";
 
 std::vector<std::string> warnings_of(const Json& entry) {
   std::vector<std::string> warnings;
@@ -52,16 +54,29 @@ class NotesOn {
     for (const Json* const entry : entries) {
       for (std::string& note : notes_on(*entry)) notes_.insert(std::move(note));
       replacements_.insert(std::string(REPLACED) + named_in_notes(*entry));
+      findings_.insert(
+          std::string(FINDING).append(file_name(source_text_of(*entry))).append(FINDING_END));
     }
   }
 
   bool tell(const std::string& note) const {
+    if (note.starts_with(FINDING)) return tell_finding(note);
     if (!note.starts_with(REPLACED)) return notes_.contains(note);
     return replacements_.contains(note.substr(0, note.find(IN_PLACE_OF)));
   }
 
  private:
+  /// The name of the file may hold anything, also what comes behind it.
+  bool tell_finding(const std::string& note) const {
+    for (std::size_t end = 0; (end = note.find(FINDING_END, end)) != std::string::npos;) {
+      end += FINDING_END.size();
+      if (findings_.contains(note.substr(0, end))) return true;
+    }
+    return false;
+  }
+
   std::set<std::string> notes_;
+  std::set<std::string> findings_;      // the beginnings of the notes on what a check found
   std::set<std::string> replacements_;  // the beginnings of the notes on them
 };
 

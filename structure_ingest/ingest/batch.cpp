@@ -30,12 +30,16 @@ Batch ingest(const std::string& project_path, const std::vector<std::string>& ca
             return known == kinds.end() ? std::string() : known->second;
           },
       .progress = options.progress,
-      .dry_run = options.dry_run};
+      .dry_run = options.dry_run,
+      .check = options.check};
   Batch batch{
       .ingested = internal::ingested_entries(input, resolver), .json = {}, .manifest_error = {}};
   batch.json = internal::json_entries(batch.ingested.entries);
   if (options.dry_run) return batch;
   batch.manifest_error = internal::write_manifest(input.project, batch.json, options.collaborators);
+  if (options.check) {
+    internal::write_findings(input.project, batch.ingested.entries, options.collaborators);
+  }
   return batch;
 }
 

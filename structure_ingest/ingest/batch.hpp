@@ -31,13 +31,17 @@ struct IngestOptions {
   /// The discovery kind of a candidate by its source identity (the resolved absolute path,
   /// case-folded). A candidate without one is not taken from another project.
   std::map<std::string, std::string> discovery_by_path{};
-  /// The agent's other modules, of which only the writer is used.
+  /// The agent's other modules, of which only the writer is used: for the manifest, and then for
+  /// the findings, where a failure of any kind is ignored.
   Collaborators collaborators = agent_modules();
   /// May be empty.
   Progress progress{};
   /// Whether nothing is written, neither copy nor manifest: the entries are those that would be
   /// made, unless a write would fail.
   bool dry_run = false;
+  /// Whether the structures are checked: the entries then have findings, and
+  /// ".diagnostics/structure_findings.json" those of the batch, for the assistant.
+  bool check = true;
 };
 
 /// Ingests the candidates in order into the project: skips names of no structure file, repeats, the

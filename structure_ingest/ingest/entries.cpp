@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "structure_ingest/check/check.hpp"
+#include "structure_ingest/check/findings_json.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/project/folder_owners.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
@@ -72,8 +74,12 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
       continue;
     }
     if (input.progress) input.progress(i, considered, source.path);
-    ingested.entries.push_back({.record = ingest_file(parser, input, source.path),
-                                .discovery = std::move(source.discovery)});
+    SourceEntry& entry =
+        ingested.entries.emplace_back(SourceEntry{.record = ingest_file(parser, input, source.path),
+                                                  .discovery = std::move(source.discovery)});
+    if (input.check) {
+      entry.findings = check_structure(entry.record, {.reader_warnings = parser.reader_warnings()});
+    }
   }
   for (std::size_t i = considered; i < input.candidates.size(); ++i) {
     const Candidate& candidate = input.candidates[i];
@@ -102,6 +108,22 @@ std::string write_manifest(const std::string& project, std::vector<Json>& entrie
   }
   entries = std::move(manifest["structures"].get_ref<Json::array_t&>());
   return error;
+}
+
+void write_findings(const std::string& project, const std::vector<SourceEntry>& entries,
+                    const Collaborators& collaborators) {
+  if (entries.empty()) return;
+  std::vector<FileFindings> files;
+  for (const SourceEntry& entry : entries) {
+    files.push_back({.source_path = entry.record.source_path,
+                     .sha256 = entry.record.sha256,
+                     .findings = entry.findings});
+  }
+  try {
+    collaborators.atomic_write_json(join_path(project, FINDINGS_REL), findings_json(files));
+  } catch (...) {
+    // The entries have them, too.
+  }
 }
 
 }  // namespace structure_ingest::internal

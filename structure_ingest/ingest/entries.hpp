@@ -32,6 +32,7 @@ struct BatchInput {
   std::function<std::string(const std::string& identity)> discovery_of;
   Progress progress{};
   bool dry_run = false;  // the copies are named, but not written
+  bool check = true;
 };
 
 /// What came of the candidates: an entry of each that was read, and the others.
@@ -52,5 +53,10 @@ std::vector<Json> json_entries(const std::vector<SourceEntry>& entries);
 /// system is no error here.
 std::string write_manifest(const std::string& project, std::vector<Json>& entries,
                            const Collaborators& collaborators);
+
+/// Writes the findings on `entries`, unless there are no entries. Best effort: they are a service
+/// beside the entries, so no failure of the writer is an error here.
+void write_findings(const std::string& project, const std::vector<SourceEntry>& entries,
+                    const Collaborators& collaborators);
 
 }  // namespace structure_ingest::internal

@@ -4,9 +4,11 @@
 #include <array>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/check/finding.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
@@ -32,6 +34,9 @@ STRUCTURE_INGEST_API Json structure_source_entry(const IngestedStructure& record
 struct SourceEntry {
   IngestedStructure record;  ///< complete: with fingerprint and, when a copy was written, its path
   std::string discovery{};   ///< a discovery kind; empty counts as an attachment
+  /// What would mislead whoever computes with it, worst first. It stands beside the entry: neither
+  /// states nor manifests hold it.
+  std::vector<Finding> findings{};
 
   /// What the entry is called in the state: the canonical copy, or the source where there is none.
   STRUCTURE_INGEST_API std::string path() const;

@@ -74,7 +74,17 @@ IngestedStructure parse_structure_file(const std::string& path) {
 
 struct StructureParser::Session {
   internal::AseSession ase{};
-  internal::Readers readers{.ask_ase = [this](const std::string& path) { return ase.read(path); }};
+  std::vector<std::string> reader_warnings{};
+  internal::Readers readers{.ask_ase = [this](const std::string& path) {
+    internal::AseAnswer answer = ase.read(path);
+    reader_warnings = answer.warnings;
+    return answer;
+  }};
+
+  IngestedStructure read(const std::string& path, bool fingerprint) {
+    reader_warnings.clear();
+    return internal::read_structure(path, readers, fingerprint);
+  }
 };
 
 StructureParser::StructureParser() : session_(std::make_unique<Session>()) {}
@@ -83,11 +93,15 @@ StructureParser::StructureParser(StructureParser&&) noexcept = default;
 StructureParser& StructureParser::operator=(StructureParser&&) noexcept = default;
 
 IngestedStructure StructureParser::parse(const std::string& path) {
-  return internal::read_structure(path, session_->readers);
+  return session_->read(path, false);
 }
 
 IngestedStructure StructureParser::parse_with_fingerprint(const std::string& path) {
-  return internal::read_structure(path, session_->readers, true);
+  return session_->read(path, true);
+}
+
+const std::vector<std::string>& StructureParser::reader_warnings() const {
+  return session_->reader_warnings;
 }
 
 const std::string& StructureParser::why_ase_is_unavailable() const {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
@@ -50,6 +51,10 @@ class STRUCTURE_INGEST_API StructureParser {
   /// When ASE could not be used for the latest CIF or VASP file: what became of each Python
   /// interpreter, for example "/usr/bin/python3 does not have ASE". Otherwise empty.
   const std::string& why_ase_is_unavailable() const;
+
+  /// What ASE itself warned of while it read the latest file, each in one text; none for an XYZ
+  /// file. The record holds none of it.
+  const std::vector<std::string>& reader_warnings() const;
 
  private:
   struct Session;

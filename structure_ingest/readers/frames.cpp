@@ -87,8 +87,7 @@ IngestedStructure parse_xyz_frame(const std::string& path, std::size_t number) {
       });
   if (found) return *found;
   return failed(internal::path_text(path), "There is no frame " + std::to_string(number) +
-                                               ": the file has " + std::to_string(frames) +
-                                               (frames == 1 ? " frame." : " frames."));
+                                               ": the last one is " + std::to_string(frames) + ".");
 }
 
 IngestedStructure parse_last_xyz_frame(const std::string& path) {

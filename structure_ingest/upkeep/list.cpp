@@ -5,9 +5,11 @@
 #include <system_error>
 #include <utility>
 
+#include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/input_file.hpp"
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/check/check.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/upkeep/copies.hpp"
@@ -33,6 +35,22 @@ Json entries_of_manifest(const std::string& project, ProjectListing& listing) {
   return Json::array();
 }
 
+/// The findings on the structure of an entry. A source that has changed says nothing of it.
+std::vector<Finding> findings_on(const Json& entry) {
+  IngestedStructure record = internal::record_of(entry);
+  if (!record.ok) return {};
+  const std::string source = internal::file_stored_as(record.source_path);
+  bool is_same = false;
+  try {
+    is_same = internal::sha256_hex_of_file(source).substr(0, internal::FINGERPRINT_DIGITS) ==
+              record.sha256;
+  } catch (const std::system_error&) {
+    // It is gone.
+  }
+  record.source_path = is_same ? source : std::string();
+  return check_structure(record);
+}
+
 ProjectStructure structure_in_copy(const std::string& project, const std::string& copy) {
   const IngestedStructure record = parse_structure_file(internal::join_path(project, copy));
   return {.path = copy,
@@ -50,7 +68,8 @@ ProjectStructure structure_in_copy(const std::string& project, const std::string
 
 }  // namespace
 
-ProjectListing list_structures(const std::string& project, const Json& state) {
+ProjectListing list_structures(const std::string& project, const Json& state,
+                               const ListOptions& options) {
   const std::string folder = internal::resolve_path(project);
   ProjectListing listing;
   const Json entries = state.is_object() ? internal::value_at(state, "structure_sources")
@@ -59,6 +78,7 @@ ProjectListing list_structures(const std::string& project, const Json& state) {
   internal::for_each_element(entries, [&](const Json& entry) {
     if (!entry.is_object()) return;
     listing.structures.push_back(internal::structure_of(entry, folder));
+    if (options.check) listing.structures.back().findings = findings_on(entry);
     known_copies.insert(listing.structures.back().copy);
   });
   for (std::string& copy : internal::copies_in(folder)) {

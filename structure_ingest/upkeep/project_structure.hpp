@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "structure_ingest/check/finding.hpp"
+
 namespace structure_ingest {
 
 struct ProjectStructure {
@@ -19,6 +21,8 @@ struct ProjectStructure {
   bool ok = false;                      ///< whether the source could be read when it was taken in
   std::string sha256{};                 ///< the source's fingerprint then; empty when unknown
   std::vector<std::string> warnings{};  ///< of then
+  /// What a check has to say of it, when it was asked for.
+  std::vector<Finding> findings{};
   /// When the copy on the disk was written, in seconds since 1970; nothing without one.
   std::optional<std::int64_t> copied_at{};
 };

@@ -60,8 +60,65 @@ TEST_F(Program, ParsesFilesForPeople) {
             "           from the file itself\n"
             "  volume   24 \u00C5\u00B3\n"
             "  density  3.864 g/cm\u00B3\n"
+            "  caution  non_finite_coordinates: 1 atom of 1 has a coordinate that is no\n"
+            "           finite number, the first atom 0 (Fe).\n"
             "bad.xyz: not parsed\n"
             "  error    Unknown element symbol: 'Qq\\x1b[31m'\n");
+  EXPECT_EQ(run("parse --no-check cell.xyz").out.find("caution"), std::string::npos);
+  EXPECT_EQ(run("parse missing.xyz").out,
+            "missing.xyz: not parsed\n  error    File does not exist.\n");
+}
+
+TEST_F(Program, ChecksFiles) {
+  w.write("two.xyz", "1\n\nHe 0 0 0\n1\n\nHe 0 0 1\n");
+  w.write("list", "two.xyz\nmissing.xyz\n");
+  const Outcome outcome = run("check cell.xyz --files-from list");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.out,
+            "cell.xyz: Fe, 1 atom\n"
+            "  cell     a = 2, b = 3, c = 4 \u00C5\n"
+            "           alpha = 90\u00B0, beta = 90\u00B0, gamma = 90\u00B0\n"
+            "           from the file itself\n"
+            "  volume   24 \u00C5\u00B3\n"
+            "  density  3.864 g/cm\u00B3\n"
+            "  error    non_finite_coordinates: 1 atom of 1 has a coordinate that is no\n"
+            "           finite number, the first atom 0 (Fe).\n"
+            "two.xyz: He, 1 atom\n"
+            "  warning  several_frames: The file has 2 frames; the record holds the first.\n"
+            "  note     no_cell: The record has no cell: it is a molecule, or its cell is not\n"
+            "           in the file.\n"
+            "missing.xyz: not parsed\n"
+            "  error    not_read: The file gave no structure: File does not exist.\n"
+            "  listed   list:2\n");
+  EXPECT_EQ(run("check two.xyz he.xyz").status, 0);
+
+  const Outcome json = run("check --json two.xyz");
+  EXPECT_EQ(json.status, 0);
+  EXPECT_EQ(structure_ingest::parse_json(json.out), Json::parse(R"({
+      "path": "two.xyz", "ok": true, "formula": "He", "natoms": 1, "findings": [
+        {"code": "several_frames", "severity": "warning",
+         "message": "The file has 2 frames; the record holds the first.", "atoms": [],
+         "source": "file"},
+        {"code": "no_cell", "severity": "note",
+         "message": "The record has no cell: it is a molecule, or its cell is not in the file.",
+         "atoms": [], "source": "geometry"}]})"));
+
+  EXPECT_EQ(run("check --explain overlapping_atoms").out,
+            "overlapping_atoms: error or warning\n"
+            "  found    Two atoms, periodic images included, are closer than half the sum of\n"
+            "           their covalent radii; an error below 0.5 \u00C5.\n"
+            "  means    Alternatives of a disordered structure that were all kept, copies on\n"
+            "           the border of a cell, a wrong unit or wrong symmetry.\n"
+            "  do       Look at the atoms that are named, and remove the ones that do not\n"
+            "           belong.\n");
+  const Outcome unknown = run("check --explain overlap");
+  EXPECT_EQ(unknown.status, 2);
+  EXPECT_TRUE(
+      unknown.err.starts_with("structure-ingest: there is no finding 'overlap'; there are "
+                              "not_read, fractional_without_cell, "))
+      << unknown.err;
+  EXPECT_EQ(run("check").status, 2);
 }
 
 // The lines on the cell of one atom: nothing that the file does not say.
@@ -102,7 +159,7 @@ TEST_F(Program, ShowsWhatFollowsFromACell) {
     std::string expected = std::string("c.xyz: ") + element + ", 1 atom\n  cell     " + lines;
     expected.replace(expected.find('@'), 1, from);
     if (const auto at = expected.find('#'); at != std::string::npos) expected.replace(at, 1, right);
-    EXPECT_EQ(run("parse c.xyz").out, expected) << lattice;
+    EXPECT_EQ(run("parse --no-check c.xyz").out, expected) << lattice;
   }
 }
 
@@ -254,7 +311,8 @@ TEST_F(Program, HydratesAStateFile) {
 
 TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
   w.write("proj/.strataquill_state.json", R"({"project_path": ""})");
-  const std::string arguments = "hydrate --project proj " + (w / "cell.xyz") + " notes.txt";
+  const std::string arguments =
+      "hydrate --no-check --project proj " + (w / "cell.xyz") + " notes.txt";
   const Outcome first = run(arguments);
   EXPECT_EQ(first.status, 0);
   const std::string skipped = "skipped  " + (w / "notes.txt") + NO_STRUCTURE;
@@ -473,11 +531,10 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
     const char* message;
   };
   for (const auto& [arguments, status, message] : {
-           Case{
-               "", 2,
-               "give a command: parse, ingest, hydrate, owner, belongs, trust, scan, list, verify, "
-               "forget, extract "
-               "(see 'structure-ingest --help')\n"},
+           Case{"", 2,
+                "give a command: parse, check, ingest, hydrate, owner, belongs, trust, scan, list, "
+                "verify, forget, extract "
+                "(see 'structure-ingest --help')\n"},
            Case{"parse", 2,
                 "PATH or --files-from is required (see 'structure-ingest parse --help')"},
            Case{"pares he.xyz", 2, "unknown command 'pares'; did you mean 'parse'? (see"},

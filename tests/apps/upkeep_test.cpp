@@ -261,7 +261,7 @@ TEST_F(Upkeep, ExtractsOneFrame) {
   EXPECT_EQ(out, "structure-ingest: n.xyz: it exists already; --force replaces it\n");
   EXPECT_EQ(run("extract f.xyz --force -o n.xyz"), 0);
   EXPECT_EQ(run("extract f.xyz --frame 3 -o o.xyz"), 1);
-  EXPECT_EQ(out, "structure-ingest: f.xyz: There is no frame 3: the file has 2 frames.\n");
+  EXPECT_EQ(out, "structure-ingest: f.xyz: There is no frame 3: the last one is 2.\n");
   for (const char* wrong : {"0", "x", "all", "-1"}) {
     EXPECT_EQ(run("extract f.xyz -o o.xyz --frame=" + std::string(wrong)), 2) << wrong;
   }

@@ -229,7 +229,7 @@ TEST_F(Hydrate, MergesTheNewEntriesAndNotes) {
   const Json before = state;
   EXPECT_TRUE(hydrate({good, also_good, bad}).empty());
   EXPECT_EQ(state, before);
-  EXPECT_EQ(calls->written.size(), 2U);  // ingested again all the same
+  EXPECT_EQ(calls->written.size(), 4U);  // ingested again all the same
   EXPECT_EQ(hydrate({w.write("third.xyz", HELIUM)}).size(), 1U);
   notes.push_back(note_on(sources[0]));
   EXPECT_EQ(state["structure_notes"], notes);  // the missing cell is told of once
@@ -276,6 +276,23 @@ TEST_F(Hydrate, TellsWhatBecameOfEachFile) {
   state["structure_sources"][1].erase("sha256");
   state["structure_sources"][1].erase("path");
   EXPECT_FALSE(structure_ingest::hydrate(state, options).known[1].changed);
+  // One that gave no structure then, and does now, has changed though its bytes are the same.
+  state["structure_sources"][0]["ok"] = false;
+  EXPECT_TRUE(structure_ingest::hydrate(state, options).known[0].changed);
+  const Json before = state;
+  const std::size_t written = calls->written.size();
+  HydrateOptions renewing{.extra_paths = {same}, .collaborators = modules};
+  renewing.refresh = true;
+  renewing.dry_run = true;
+  const HydrateOutcome dry = structure_ingest::hydrate(state, renewing);
+  EXPECT_EQ(dry.taken.size(), 1U);
+  EXPECT_EQ(dry.replaced.size(), 1U);
+  EXPECT_TRUE(hydrate_user_structures(state, renewing).empty());
+  EXPECT_EQ(state, before);
+  EXPECT_EQ(calls->written.size(), written);
+  renewing.dry_run = false;
+  EXPECT_EQ(hydrate_user_structures(state, renewing).size(), 1U);
+  EXPECT_EQ(state["structure_sources"][0]["ok"], true);
   std::filesystem::remove(same);
   EXPECT_FALSE(structure_ingest::hydrate(state, options).known[0].changed);
 
@@ -291,6 +308,21 @@ TEST_F(Hydrate, TellsWhatBecameOfEachFile) {
       structure_ingest::hydrate(state, {.extra_paths = {other}, .collaborators = modules});
   EXPECT_TRUE(failed.error);
   EXPECT_TRUE(failed.taken.empty());
+}
+
+TEST_F(Hydrate, NotesFindingsWhenAskedTo) {
+  const std::string path = w.write("close.xyz", "2\n\nH 0 0 0\nH 0 0 0.1\n");
+  HydrateOptions options{.extra_paths = {path}, .collaborators = modules};
+  Json plain = state;
+  structure_ingest::hydrate(plain, options);
+  options.note_findings = true;
+  const HydrateOutcome outcome = structure_ingest::hydrate(state, options);
+  ASSERT_FALSE(outcome.taken.at(0).findings.empty());
+  EXPECT_EQ(outcome.taken[0].findings[0].code, "overlapping_atoms");
+  Json expected = plain["structure_notes"];
+  expected.push_back("Finding on 'close.xyz' (error, overlapping_atoms): " +
+                     outcome.taken[0].findings[0].message);
+  EXPECT_EQ(state["structure_notes"], expected);
 }
 
 TEST_F(Hydrate, KnowsASourceInAnyCaseAndWithAnySlashes) {
@@ -321,7 +353,7 @@ TEST_F(Hydrate, NotesWhatIsDropped) {
   EXPECT_TRUE(hydrate({path}).empty());
   EXPECT_EQ(state["structure_sources"], (Json::parse(R"([{"source_path": "/old.xyz"}])")));
   EXPECT_EQ(state["structure_notes"], Json{"Ignored 'a.xyz' (He): no iron."});
-  ASSERT_EQ(calls->written.size(), 1U);
+  ASSERT_EQ(calls->written.size(), 2U);  // manifest and findings
   EXPECT_EQ(calls->written[0].second["structures"].size(), 1U);
   // What is dropped is told of first.
   modules.assess_structure_relevance = [](const auto& entries, const auto&, const auto&) {

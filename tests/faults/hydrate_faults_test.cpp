@@ -28,6 +28,7 @@ constexpr const char* COPY = "project_root/structures/ingested_he_005dfc29.xyz";
 constexpr const char* STATE = "state.json";
 constexpr const char* LOG = ".diagnostics/suppressed_errors.jsonl";
 constexpr const char* MANIFEST = ".diagnostics/ingested_structures.json";
+constexpr const char* FINDINGS = ".diagnostics/structure_findings.json";
 
 /// A project with a state, an older manifest and a canonical copy that somebody has edited.
 struct Project {
@@ -104,7 +105,7 @@ void expect_whole(const Files& files, const Files& before, const Files& meant) {
       const auto other = others.find(path);
       return other != others.end() && other->second == content;
     };
-    const bool may_tell_of_failures = path == STATE || path == MANIFEST;
+    const bool may_tell_of_failures = path == STATE || path == MANIFEST || path == FINDINGS;
     if (path == LOG || is_in(before) || is_in(meant)) continue;
     EXPECT_TRUE(may_tell_of_failures) << path << ": " << content;
     EXPECT_NO_THROW(structure_ingest::parse_json(content)) << content;

@@ -58,9 +58,13 @@ TEST_F(Batch, MakesAnEntryOfEachFile) {
       R"(he.xyz. Coordinates in the canonical XYZ copy are exact; do NOT re-type or invent )"
       R"(coordinates.", "ok": true})";
   EXPECT_EQ(json_text(entries[0]), expected);
-  ASSERT_EQ(calls->written.size(), 1U);
+  ASSERT_EQ(calls->written.size(), 2U);
   EXPECT_EQ(calls->written[0].first, w / "proj/.diagnostics/ingested_structures.json");
   EXPECT_EQ(calls->written[0].second, (Json{{"version", 1}, {"structures", Json(entries)}}));
+  EXPECT_EQ(calls->written[1].first, w / "proj/.diagnostics/structure_findings.json");
+  EXPECT_EQ(calls->written[1].second["structures"][0]["sha256"], "aadcc5ba6368ac29");
+  ingest({"he.xyz"}, {.check = false});
+  EXPECT_EQ(calls->written.size(), 3U);  // the manifest alone
 }
 
 TEST_F(Batch, FailedFilesHaveEntriesToo) {
@@ -75,7 +79,7 @@ TEST_F(Batch, FailedFilesHaveEntriesToo) {
       "User-provided structure (, 0 atoms) parsed deterministically from missing.xyz. "
       "Coordinates in the canonical XYZ copy are exact; do NOT re-type or invent coordinates.");
   for (const Json& entry : entries) EXPECT_EQ(entry["ok"], false);
-  EXPECT_EQ(calls->written.size(), 1U);
+  EXPECT_EQ(calls->written.size(), 2U);
 }
 
 TEST_F(Batch, TheBudgetCountsWhatIsSkipped) {
@@ -183,6 +187,11 @@ TEST_F(Batch, FailuresToWriteCostOnlyWhatTheyHit) {
   EXPECT_EQ(warning.find("Could not write canonical XYZ copy: "), 0U);
   EXPECT_NE(warning.find("Not a directory"), std::string::npos) << warning;
 
+  // The findings are a service: no failure to write them is one of the batch.
+  options.collaborators.atomic_write_json = [](const std::string& path, const Json&) {
+    if (path.ends_with("findings.json")) throw std::logic_error("broken writer");
+  };
+  EXPECT_EQ(ingest_structure_files(w / "proj", {"a.xyz"}, options).size(), 1U);
   options.collaborators.atomic_write_json = [](const std::string&, const Json&) {
     throw std::logic_error("broken writer");
   };

@@ -55,8 +55,8 @@ TEST(Frames, OfANumberAreWhatTheReaderMakesOfThemAlone) {
   EXPECT_EQ(parse_xyz_frame(path, 3).warnings[0], "Frame 3: Unknown element symbol: 'Qq'");
   EXPECT_EQ(parse_xyz_frame(path, 4).formula, "He");  // those before are not looked into
   EXPECT_EQ(parse_last_xyz_frame(path).formula, "He");
-  EXPECT_EQ(parse_xyz_frame(path, 5).warnings[0], "There is no frame 5: the file has 4 frames.");
-  EXPECT_EQ(parse_xyz_frame(alone, 2).warnings[0], "There is no frame 2: the file has 1 frame.");
+  EXPECT_EQ(parse_xyz_frame(path, 5).warnings[0], "There is no frame 5: the last one is 4.");
+  EXPECT_EQ(parse_xyz_frame(alone, 2).warnings[0], "There is no frame 2: the last one is 1.");
   EXPECT_EQ(parse_xyz_frame(w / "none.xyz", 1).warnings[0], "File does not exist.");
   EXPECT_EQ(parse_last_xyz_frame(w / "none.xyz").warnings[0], "File does not exist.");
   w.write("cut.xyz", HELIUM + "7\n\n");

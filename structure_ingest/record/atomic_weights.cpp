@@ -1,10 +1,10 @@
-#include "apps/atomic_weights.hpp"
+#include "structure_ingest/record/atomic_weights.hpp"
 
 #include <algorithm>
 #include <array>
 #include <utility>
 
-namespace apps {
+namespace structure_ingest::internal {
 namespace {
 
 // By atomic number; absent are Tc, Pm, Po to Ac, and Np and the elements after it.
@@ -35,4 +35,4 @@ std::optional<double> standard_atomic_weight(std::string_view symbol) {
   return found->second;
 }
 
-}  // namespace apps
+}  // namespace structure_ingest::internal

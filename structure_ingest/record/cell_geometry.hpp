@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "structure_ingest/structure_ingest.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
-namespace apps {
+namespace structure_ingest::internal {
 
 struct CellGeometry {
   std::array<double, 3> lengths_ang;  // a, b, c
@@ -20,11 +20,10 @@ struct CellGeometry {
 
 /// The geometry of three lattice vectors in ångström; nothing unless there are three and all their
 /// numbers and lengths are finite.
-std::optional<CellGeometry> geometry_of(
-    const std::vector<structure_ingest::Vector3>& lattice_vectors_ang);
+std::optional<CellGeometry> geometry_of(const std::vector<Vector3>& lattice_vectors_ang);
 
 /// The density in g/cm³ of a cell of this volume that holds these atoms, by their standard atomic
 /// weights; nothing when an element has none or the volume is zero.
 std::optional<double> density_g_cm3(const std::vector<std::string>& symbols, double volume_ang3);
 
-}  // namespace apps
+}  // namespace structure_ingest::internal

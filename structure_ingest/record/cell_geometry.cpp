@@ -1,18 +1,16 @@
-#include "apps/cell_geometry.hpp"
+#include "structure_ingest/record/cell_geometry.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <map>
 #include <numbers>
 
-#include "apps/atomic_weights.hpp"
+#include "structure_ingest/record/atomic_weights.hpp"
+#include "structure_ingest/record/chemistry.hpp"
 
-namespace apps {
+namespace structure_ingest::internal {
 namespace {
-
-using structure_ingest::Vector3;
 
 /// The unit of atomic weights in grams, by the number of ångström cubed in a cm³ (CODATA 2018:
 /// 1.66053906660e-24 g and 1e24).
@@ -63,16 +61,14 @@ std::optional<CellGeometry> geometry_of(const std::vector<Vector3>& lattice_vect
 
 std::optional<double> density_g_cm3(const std::vector<std::string>& symbols, double volume_ang3) {
   if (symbols.empty() || volume_ang3 <= 0) return std::nullopt;
-  std::map<std::string_view, double> counts;
-  for (const std::string& symbol : symbols) ++counts[symbol];
   double mass = 0;
-  for (const auto& [symbol, count] : counts) {
+  for (const auto& [symbol, count] : symbol_counts(symbols)) {
     const std::optional<double> weight = standard_atomic_weight(symbol);
     if (!weight) return std::nullopt;
-    mass += count * *weight;
+    mass += static_cast<double>(count) * *weight;
   }
   const double density = mass / volume_ang3 * U_PER_ANG3_IN_G_PER_CM3;
   return std::isnormal(density) ? std::optional(density) : std::nullopt;
 }
 
-}  // namespace apps
+}  // namespace structure_ingest::internal

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-namespace apps {
+namespace structure_ingest::internal {
 
 /// The standard atomic weight of an element by its symbol ("Fe"); nothing for an element that has
 /// none, because it has no stable isotope of which a share is known, and for any other text.
@@ -13,4 +13,4 @@ namespace apps {
 /// the Commission on Isotopic Abundances and Atomic Weights (CIAAW): at most five digits.
 std::optional<double> standard_atomic_weight(std::string_view symbol);
 
-}  // namespace apps
+}  // namespace structure_ingest::internal

@@ -1,0 +1,44 @@
+// The data blocks of a CIF, read tolerantly: what makes no sense is passed over, since the question
+// is what a file means and not whether it is well-formed.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace structure_ingest::internal {
+
+/// One data name with its values; views are into the text that was read.
+struct CifItem {
+  std::string name;  // lower case
+  std::vector<std::string_view> values;
+};
+
+struct CifBlock {
+  std::string_view name;
+  std::vector<CifItem> items;
+
+  /// The values of the last item of one of these names that is there; null when none is.
+  const std::vector<std::string_view>* values(std::initializer_list<const char*> names) const;
+  /// The first of them, when it is neither "?" nor ".".
+  std::optional<std::string_view> value(std::initializer_list<const char*> names) const;
+  /// The same as a number, without its standard uncertainty in brackets.
+  std::optional<double> number(std::initializer_list<const char*> names) const;
+  /// Whether any data name begins like this.
+  bool has_name_with(std::string_view beginning) const;
+};
+
+struct CifFile {
+  std::vector<CifBlock> blocks;
+  std::string_view text_before;  // the first line that stands before any block, if one does
+  std::string incomplete_loop;   // the first name of a loop whose last row is incomplete, if any
+};
+
+CifFile look_at_cif(std::string_view text);
+
+/// The number in a value such as "5.640(2)"; nothing for "?", "." and other text.
+std::optional<double> cif_number(std::string_view value);
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,364 @@
+// The atoms and the images of them that are near enough to the cell to matter are sorted into a
+// grid of bins that are at least as wide as the largest distance looked for; then only atoms of
+// neighbouring bins can be close. Bins lie in memory in the order x, y, z, so that three neighbours
+// along x are one run of atoms. Single precision chooses the candidates, double precision decides.
+#include "structure_ingest/check/close_pairs.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <tuple>
+#include <utility>
+
+namespace structure_ingest::internal {
+namespace {
+
+/// An atom, or an image of it, with a position relative to a point near all of them.
+struct Site {
+  float x, y, z, reach;
+};
+
+/// More images than this, and more than four an atom, mean a cell that is nearly flat; more
+/// distances than this mean that nearly all atoms lie in a few places.
+constexpr std::size_t MOST_IMAGES = 100000;
+constexpr std::uint64_t MOST_DISTANCES = 100'000'000;
+
+/// Positions that span more than this leave no digits to tell distances by, and neither do
+/// fractional coordinates.
+constexpr double LARGEST_EXTENT_ANG = 1e9;
+constexpr double LARGEST_FRACTION = 1e9;
+
+/// Bins with about this many atoms on average are the fastest.
+constexpr double ATOMS_A_BIN = 0.2;
+
+/// What rounding to single precision may add to a distance, as a share of the extent.
+constexpr double ROUNDING = 1e-6;
+
+Vector3 cross(const Vector3& a, const Vector3& b) {
+  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+
+double dot(const Vector3& a, const Vector3& b) {
+  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+
+/// The largest whole number that is not above `value`, which must be less than LARGEST_FRACTION.
+double below(double value) {
+  const auto truncated = static_cast<double>(static_cast<std::int64_t>(value));
+  return truncated > value ? truncated - 1 : truncated;
+}
+
+/// A periodic cell and what follows from it.
+struct Cell {
+  std::array<Vector3, 3> vectors;
+  std::array<Vector3, 3> inverse;  // its rows give fractional coordinates
+  Vector3 margin;                  // the cutoff in fractional coordinates
+};
+
+std::optional<Cell> cell_of(std::span<const Vector3> rows, double cutoff) {
+  Cell cell{{rows[0], rows[1], rows[2]},
+            {cross(rows[1], rows[2]), cross(rows[2], rows[0]), cross(rows[0], rows[1])},
+            {}};
+  const double volume = dot(rows[0], cell.inverse[0]);
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    for (double& component : cell.inverse[axis]) component /= volume;
+    // The inverse of this length is the distance between two faces of the cell.
+    cell.margin[axis] = cutoff * std::sqrt(dot(cell.inverse[axis], cell.inverse[axis]));
+    constexpr double MOST_CELLS = 1000;
+    if (!(cell.margin[axis] < MOST_CELLS)) return std::nullopt;
+  }
+  return cell;
+}
+
+/// Single precision; what is too large for it is too large in any case.
+Site site_at(const Vector3& place, const Vector3& origin, float reach) {
+  const auto single = [](double value) {
+    return static_cast<float>(std::clamp(value, -2 * LARGEST_EXTENT_ANG, 2 * LARGEST_EXTENT_ANG));
+  };
+  return {single(place[0] - origin[0]), single(place[1] - origin[1]), single(place[2] - origin[2]),
+          reach};
+}
+
+/// The atoms, then the images.
+struct Sites {
+  std::vector<Site> sites;
+  std::vector<std::uint32_t> atom_of_image;
+  std::size_t natoms = 0;
+  bool complete = true;
+};
+
+/// Adds the images of an atom within the cutoff of the cell; `place` and `fraction` are inside it.
+void add_images(const Cell& cell, const Vector3& place, const Vector3& fraction, std::uint32_t atom,
+                float reach, Sites& sites) {
+  std::array<int, 3> first{};
+  std::array<int, 3> last{};
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    first[axis] = -static_cast<int>(below(fraction[axis] + cell.margin[axis]));
+    last[axis] = static_cast<int>(below(1 - fraction[axis] + cell.margin[axis]));
+  }
+  const std::size_t most = std::max(MOST_IMAGES, 4 * sites.natoms);
+  for (int i = first[0]; i <= last[0]; ++i) {
+    for (int j = first[1]; j <= last[1]; ++j) {
+      for (int k = first[2]; k <= last[2]; ++k) {
+        if (i == 0 && j == 0 && k == 0) continue;
+        if (sites.atom_of_image.size() >= most) {
+          sites.complete = false;
+          return;
+        }
+        Vector3 image = place;
+        for (std::size_t c = 0; c < 3; ++c) {
+          image[c] += i * cell.vectors[0][c] + j * cell.vectors[1][c] + k * cell.vectors[2][c];
+        }
+        sites.sites.push_back(site_at(image, {}, reach));
+        sites.atom_of_image.push_back(atom);
+      }
+    }
+  }
+}
+
+Sites sites_of(std::span<const Vector3> positions, std::span<const float> reach, float least,
+               const Cell* cell) {
+  Sites sites;
+  sites.natoms = positions.size();
+  sites.sites.resize(positions.size());
+  const Vector3 origin = cell == nullptr ? positions.front() : Vector3{};
+  for (std::size_t atom = 0; atom < positions.size(); ++atom) {
+    Vector3 place = positions[atom];
+    const float own_reach = std::max(reach[atom], least / 2);
+    if (cell != nullptr) {
+      Vector3 fraction{};
+      bool inside = true;
+      for (std::size_t axis = 0; axis < 3; ++axis) {
+        double f = dot(cell->inverse[axis], positions[atom]);
+        if (!(std::abs(f) < LARGEST_FRACTION)) {
+          f = 0;
+          sites.complete = false;
+        }
+        const double whole = below(f);
+        if (whole != 0) {
+          for (std::size_t k = 0; k < 3; ++k) place[k] -= whole * cell->vectors[axis][k];
+        }
+        fraction[axis] = f - whole;
+        inside = inside && std::abs(fraction[axis] - 0.5) < 0.5 - cell->margin[axis];
+      }
+      if (!inside && sites.complete) {
+        add_images(*cell, place, fraction, static_cast<std::uint32_t>(atom), own_reach, sites);
+      }
+    }
+    sites.sites[atom] = site_at(place, origin, own_reach);
+  }
+  return sites;
+}
+
+struct Grid {
+  std::array<std::size_t, 3> bins{};  // along each axis, with an empty one before and behind
+  std::vector<std::uint32_t> begin;   // where each bin begins in `sites`; one more at the end
+  std::vector<Site> sites;            // sorted by bin, reach widened by what rounding may do
+  std::vector<std::uint32_t> origin;  // their indices before that
+};
+
+/// Nothing when the positions span too much.
+std::optional<Grid> grid_of(const std::vector<Site>& sites, double cutoff) {
+  Site low = sites.front();
+  Site high = low;
+  for (const Site& site : sites) {
+    low.x = std::min(low.x, site.x);
+    low.y = std::min(low.y, site.y);
+    low.z = std::min(low.z, site.z);
+    high.x = std::max(high.x, site.x);
+    high.y = std::max(high.y, site.y);
+    high.z = std::max(high.z, site.z);
+  }
+  const std::array<double, 3> extent = {static_cast<double>(high.x) - static_cast<double>(low.x),
+                                        static_cast<double>(high.y) - static_cast<double>(low.y),
+                                        static_cast<double>(high.z) - static_cast<double>(low.z)};
+  const double longest = std::max(
+      {cutoff, extent[0], extent[1], extent[2],
+       static_cast<double>(std::max({std::abs(low.x), std::abs(low.y), std::abs(low.z)}))});
+  if (!(longest < LARGEST_EXTENT_ANG)) return std::nullopt;
+  const double slack = longest * ROUNDING;
+  double volume = 1;
+  for (const double length : extent) volume *= std::max(length, cutoff);
+  const auto count = static_cast<double>(sites.size());
+  double width = std::max({cutoff + 4 * slack, std::cbrt(ATOMS_A_BIN * volume / count)});
+  // Atoms in few places of a large volume need wider bins than the average says.
+  Grid grid;
+  for (const double most = 8 * count + 1000;; width *= 1.25) {
+    double total = 1;
+    for (std::size_t k = 0; k < 3; ++k) total *= std::floor(extent[k] / width) + 3;
+    if (total <= most) break;
+  }
+  for (std::size_t k = 0; k < 3; ++k) {
+    grid.bins[k] = static_cast<std::size_t>(extent[k] / width) + 3;
+  }
+  const auto scale = static_cast<float>(1 / width);
+  const auto widening = static_cast<float>(slack);
+
+  std::vector<std::uint32_t> bin(sites.size());
+  grid.begin.assign(grid.bins[0] * grid.bins[1] * grid.bins[2] + 1, 0);
+  const auto row = static_cast<std::uint32_t>(grid.bins[0]);
+  const auto rows = static_cast<std::uint32_t>(grid.bins[1]);
+  const auto place = [scale](float value, float least, std::size_t bins) {
+    const auto whole = static_cast<std::uint32_t>((value - least) * scale) + 1;
+    return std::min(whole, static_cast<std::uint32_t>(bins - 2));
+  };
+  for (std::size_t i = 0; i < sites.size(); ++i) {
+    const Site& site = sites[i];
+    bin[i] =
+        (place(site.z, low.z, grid.bins[2]) * rows + place(site.y, low.y, grid.bins[1])) * row +
+        place(site.x, low.x, grid.bins[0]);
+    ++grid.begin[bin[i]];
+  }
+  std::uint32_t sum = 0;
+  for (std::uint32_t& begin : grid.begin) sum = begin += sum;
+  grid.sites.resize(sites.size());
+  grid.origin.resize(sites.size());
+  for (std::size_t i = sites.size(); i-- > 0;) {
+    const std::uint32_t at = --grid.begin[bin[i]];
+    grid.sites[at] = sites[i];
+    grid.sites[at].reach += widening;
+    grid.origin[at] = static_cast<std::uint32_t>(i);
+  }
+  return grid;
+}
+
+/// What the candidates are judged by.
+struct Judge {
+  std::span<const Vector3> positions;
+  std::span<const float> reach;
+  float least;
+  const Cell* cell;
+  const Sites& sites;
+  const Grid& grid;
+  ClosePairs found{};
+
+  /// Judges the sites at two places of the grid. Few pairs come here: the loop over all of them
+  /// keeps its registers for itself.
+  [[gnu::noinline]] void judge(std::uint32_t a, std::uint32_t b) {
+    const std::uint32_t from = grid.origin[a];
+    const std::uint32_t to = grid.origin[b];
+    const bool from_image = from >= sites.natoms;
+    const bool to_image = to >= sites.natoms;
+    if (from_image && to_image) return;
+    const std::size_t first = from_image ? sites.atom_of_image[from - sites.natoms] : from;
+    const std::size_t second = to_image ? sites.atom_of_image[to - sites.natoms] : to;
+    const Site& p = grid.sites[a];
+    const Site& q = grid.sites[b];
+    // An atom beside an image is met again from the other side: the atom with the lower index
+    // reports the pair, and of an atom's own images those in one direction.
+    if (from_image && second > first) return;
+    if (to_image && first > second) return;
+    const Vector3 rounded = {static_cast<double>(q.x - p.x), static_cast<double>(q.y - p.y),
+                             static_cast<double>(q.z - p.z)};
+    Vector3 apart = {positions[second][0] - positions[first][0],
+                     positions[second][1] - positions[first][1],
+                     positions[second][2] - positions[first][2]};
+    const Vector3 cells = cells_between(apart, rounded);
+    if (first == second && ((cells > Vector3{}) == from_image)) return;
+    for (std::size_t axis = 0; cell != nullptr && axis < 3; ++axis) {
+      for (std::size_t k = 0; k < 3; ++k) apart[k] += cells[axis] * cell->vectors[axis][k];
+    }
+    const double distance = std::sqrt(dot(apart, apart));
+    const double limit = static_cast<double>(std::max(reach[first] + reach[second], least));
+    if (!(distance < limit)) return;
+    if (found.pairs.size() == MOST_CLOSE_PAIRS) {
+      found.complete = false;
+      return;
+    }
+    found.pairs.push_back({std::min(first, second), std::max(first, second), distance, limit});
+  }
+
+  /// How many lattice vectors lie between two differences of positions, the second rounded.
+  Vector3 cells_between(const Vector3& apart, const Vector3& rounded) const {
+    Vector3 cells{};
+    if (cell == nullptr) return cells;
+    const Vector3 off = {rounded[0] - apart[0], rounded[1] - apart[1], rounded[2] - apart[2]};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      cells[axis] = std::round(dot(cell->inverse[axis], off));
+    }
+    return cells;
+  }
+};
+
+/// The first of the sites from `from` to `to` that is close to `site`; `to` when none is.
+std::uint32_t next_close(const Site* sites, std::uint32_t from, std::uint32_t to,
+                         const Site& site) {
+  for (; from < to; ++from) {
+    const Site& candidate = sites[from];
+    const float x = candidate.x - site.x;
+    const float y = candidate.y - site.y;
+    const float z = candidate.z - site.z;
+    const float limit = site.reach + candidate.reach;
+    if (x * x + y * y + z * z < limit * limit) break;
+  }
+  return from;
+}
+
+void search(Judge& judge) {
+  const Grid& grid = judge.grid;
+  const Site* const sites = grid.sites.data();
+  const std::uint32_t* const begin = grid.begin.data();
+  const std::size_t row = grid.bins[0];
+  const std::size_t layer = row * grid.bins[1];
+  const std::size_t end = grid.begin.size() - 1 - layer;
+  std::uint64_t distances = 0;
+  for (std::size_t bin = layer; bin < end; ++bin) {
+    const std::uint32_t last = begin[bin + 1];
+    if (begin[bin] == last) continue;
+    // Of two neighbouring bins the later one in memory is looked at from the earlier.
+    const std::array<std::size_t, 4> rows = {bin + row, bin + layer - row, bin + layer,
+                                             bin + layer + row};
+    std::array<std::uint32_t, 5> from{};
+    std::array<std::uint32_t, 5> to{};
+    to[0] = begin[bin + 2];
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      from[i + 1] = begin[rows[i] - 1];
+      to[i + 1] = begin[rows[i] + 2];
+    }
+    for (std::uint32_t at = begin[bin]; at < last; ++at) {
+      const Site site = sites[at];
+      from[0] = at + 1;
+      for (std::size_t run = 0; run < from.size(); ++run) {
+        distances += to[run] - from[run];
+        for (std::uint32_t other = from[run];
+             (other = next_close(sites, other, to[run], site)) < to[run]; ++other) {
+          judge.judge(at, other);
+        }
+      }
+      if (distances > MOST_DISTANCES) judge.found.complete = false;
+      if (!judge.found.complete) return;
+    }
+  }
+}
+
+}  // namespace
+
+ClosePairs find_close_pairs(std::span<const Vector3> positions_ang, std::span<const float> reach,
+                            std::span<const Vector3> cell_ang, float least_ang) {
+  if (positions_ang.empty()) return {};
+  const float widest = *std::max_element(reach.begin(), reach.end());
+  const auto cutoff = static_cast<double>(std::max(2 * widest, least_ang));
+  if (cutoff <= 0) return {};
+  std::optional<Cell> cell;
+  if (!cell_ang.empty()) {
+    cell = cell_of(cell_ang, cutoff);
+    if (!cell) return {.pairs = {}, .complete = false};
+  }
+  const Cell* const periodic = cell ? &*cell : nullptr;
+  const Sites sites = sites_of(positions_ang, reach, least_ang, periodic);
+  const std::optional<Grid> grid = grid_of(sites.sites, cutoff);
+  if (!grid) return {.pairs = {}, .complete = false};
+  Judge judge{positions_ang, reach, least_ang, periodic, sites, *grid};
+  search(judge);
+  judge.found.complete = judge.found.complete && sites.complete;
+  std::sort(judge.found.pairs.begin(), judge.found.pairs.end(),
+            [](const ClosePair& a, const ClosePair& b) {
+              return std::tie(a.distance_ang, a.first, a.second) <
+                     std::tie(b.distance_ang, b.first, b.second);
+            });
+  return std::move(judge.found);
+}
+
+}  // namespace structure_ingest::internal

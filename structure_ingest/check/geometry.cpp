@@ -1,0 +1,237 @@
+// Findings on positions and cell alone.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "structure_ingest/check/covalent_radii.hpp"
+#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/check/symmetry.hpp"
+#include "structure_ingest/check/wording.hpp"
+#include "structure_ingest/record/cell_geometry.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+/// Osmium, the densest element, has 22.6 g/cm³ (CRC Handbook of Chemistry and Physics).
+constexpr double DENSEST_G_CM3 = 23.0;
+/// Diamond, with the most atoms in a volume of all solids at ambient pressure, has 0.176 atoms/Å³.
+constexpr double MOST_ATOMS_A_VOLUME = 0.25;
+/// Caesium, the element with the largest atoms in a solid, takes 115 Å³ an atom at 298 K (CRC
+/// Handbook); more than this an atom is a cell with empty space.
+constexpr double MOST_VOLUME_AN_ATOM_ANG3 = 120;
+/// Atoms count as bonded below this multiple of the sum of their covalent radii: generous, since it
+/// is to tell a structure from separate atoms.
+constexpr float BONDED_SHARE = 1.5F;
+/// No bond that fits into a cube of 1 Å is this short: that of N2, 1.098 Å, is 0.77 of the sum.
+constexpr double SHORTEST_BOND_SHARE = 0.7;
+/// More atoms than this in a cube of 1 Å are on top of each other in any case.
+constexpr std::size_t FEW_ATOMS = 64;
+
+std::string atom_text(const IngestedStructure& record, std::size_t atom) {
+  return "atom " + std::to_string(atom) + " (" + record.symbols[atom] + ")";
+}
+
+bool is_finite(const Vector3& vector) {
+  return std::isfinite(vector[0]) && std::isfinite(vector[1]) && std::isfinite(vector[2]);
+}
+
+/// A negative scale factor turns the cell inside out, which is a finding of its own.
+bool is_turned_by_scale(const Subject& subject) {
+  return subject.poscar && !subject.poscar->scales.empty() && subject.poscar->scales[0] < 0;
+}
+
+/// The atoms of pairs, each once, in the order of the pairs.
+std::vector<std::size_t> atoms_of(const std::vector<ClosePair>& pairs) {
+  std::vector<std::size_t> atoms;
+  for (const ClosePair& pair : pairs) {
+    for (const std::size_t atom : {pair.first, pair.second}) {
+      if (atoms.size() == MOST_ATOMS_NAMED) return atoms;
+      if (std::find(atoms.begin(), atoms.end(), atom) == atoms.end()) atoms.push_back(atom);
+    }
+  }
+  return atoms;
+}
+
+std::string pair_text(const IngestedStructure& record, const ClosePair& pair) {
+  const std::string distance = number_text(pair.distance_ang) + " \u00C5";
+  if (pair.first == pair.second) {
+    return atom_text(record, pair.first) + " and its own image, " + distance;
+  }
+  return atom_text(record, pair.first) + " and " + atom_text(record, pair.second) + ", " + distance;
+}
+
+/// Whether the positions lie in a cube of 1 Å and use as much of it as fractional coordinates do:
+/// two atoms are not on one axis, and small forces that were read as positions span less.
+bool look_like_fractions(const IngestedStructure& record) {
+  constexpr double EDGE = 1.0001;  // 0.99999 and 1.00001 are written for 1
+  constexpr double LEAST_SPAN = 0.24;
+  Vector3 low = record.positions_ang.front();
+  Vector3 high = low;
+  for (const Vector3& position : record.positions_ang) {
+    for (std::size_t k = 0; k < 3; ++k) {
+      low[k] = std::min(low[k], position[k]);
+      high[k] = std::max(high[k], position[k]);
+      if (!(high[k] - low[k] <= EDGE) || low[k] < -EDGE || high[k] > EDGE) return false;
+    }
+  }
+  int axes = 0;
+  for (std::size_t k = 0; k < 3; ++k) axes += high[k] - low[k] >= LEAST_SPAN ? 1 : 0;
+  return axes >= (record.symbols.size() == 2 ? 2 : 1);
+}
+
+/// The smallest distance in terms of the sum of the two covalent radii, within the cell.
+double closest_share(const IngestedStructure& record) {
+  double closest = std::numeric_limits<double>::infinity();
+  for (std::size_t i = 0; i < record.symbols.size(); ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      const Vector3& p = record.positions_ang[i];
+      const Vector3& q = record.positions_ang[j];
+      const double sum = static_cast<double>(covalent_radius_ang(record.symbols[i]) +
+                                             covalent_radius_ang(record.symbols[j]));
+      const double distance = std::hypot(p[0] - q[0], p[1] - q[1], p[2] - q[2]);
+      if (sum > 0) closest = std::min(closest, distance / sum);
+    }
+  }
+  return closest;
+}
+
+}  // namespace
+
+std::vector<Seen> see_non_finite_coordinates(const Subject& subject) {
+  std::vector<std::size_t> atoms;
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < subject.record.positions_ang.size() && !subject.finite; ++i) {
+    if (is_finite(subject.record.positions_ang[i])) continue;
+    if (++count <= MOST_ATOMS_NAMED) atoms.push_back(i);
+  }
+  if (count == 0) return {};
+  return {{counted(count, "atom") + " of " + std::to_string(subject.record.natoms) +
+               (count == 1 ? " has" : " have") +
+               " a coordinate that is no finite number, the first " +
+               atom_text(subject.record, atoms.front()) + ".",
+           atoms}};
+}
+
+std::vector<Seen> see_degenerate_cell(const Subject& subject) {
+  const IngestedStructure& record = subject.record;
+  if (!record.ok || subject.has_volume) return {};
+  if (!record.cell_ang) {
+    if (record.format != "vasp") return {};
+    return {{"A lattice vector of the file is zero, so that the record has no cell."}};
+  }
+  const std::vector<Vector3>& cell = *record.cell_ang;
+  if (!std::all_of(cell.begin(), cell.end(), is_finite)) {
+    return {{"A lattice vector has a component that is no finite number."}};
+  }
+  return {{"The lattice vectors lie in one plane or nearly so: they span " +
+           number_text(std::abs(subject.signed_volume_ang3)) + " \u00C5\u00B3."}};
+}
+
+std::vector<Seen> see_left_handed_cell(const Subject& subject) {
+  if (!subject.has_volume || subject.signed_volume_ang3 > 0 || is_turned_by_scale(subject)) {
+    return {};
+  }
+  return {{"The lattice vectors a, b, c form a left-handed system (their determinant is " +
+           number_text(subject.signed_volume_ang3) + " \u00C5\u00B3)."}};
+}
+
+std::vector<Seen> see_overlapping_atoms(const Subject& subject) {
+  const IngestedStructure& record = subject.record;
+  const std::vector<ClosePair>& pairs = subject.close.pairs;
+  if (pairs.empty()) return {};
+  const ClosePair& closest = pairs.front();
+  const bool same_place = closest.distance_ang < SAME_PLACE_ANG;
+  const std::string count = (subject.close.complete ? "" : "At least ") +
+                            counted(pairs.size(), "pair") + " of atoms " +
+                            (pairs.size() == 1 ? "is" : "are");
+  const std::string limit = same_place
+                                ? "closer than 0.5 \u00C5 or half the sum of their covalent radii"
+                                : "closer than half the sum of their covalent radii";
+  return {{count + " " + limit + "; the closest: " + pair_text(record, closest) + ".",
+           atoms_of(pairs), same_place ? Severity::error : Severity::warning}};
+}
+
+std::vector<Seen> see_coordinates_look_fractional(const Subject& subject) {
+  const IngestedStructure& record = subject.record;
+  if (!subject.finite || record.symbols.size() < 2 || !look_like_fractions(record)) return {};
+  // A CIF without its cell has a finding that says more.
+  if (record.format == "cif") return {};
+  const bool is_direct =
+      subject.poscar && !subject.poscar->mode.empty() &&
+      std::string_view("cCkK").find(subject.poscar->mode[0]) == std::string::npos;
+  if (is_direct || !see_not_positions(subject).empty()) return {};
+  if (record.cell_ang) {
+    const std::optional<CellGeometry> geometry = geometry_of(*record.cell_ang);
+    constexpr double FAR_LARGER_ANG = 2;
+    if (!geometry || *std::min_element(geometry->lengths_ang.begin(), geometry->lengths_ang.end()) <
+                         FAR_LARGER_ANG) {
+      return {};
+    }
+  }
+  const double share = record.symbols.size() > FEW_ATOMS ? 0 : closest_share(record);
+  if (!(share < SHORTEST_BOND_SHARE)) return {};
+  return {{"All " + std::to_string(record.natoms) +
+           " atoms lie within a cube of 1 \u00C5, too close for atoms: the coordinates are most "
+           "probably fractional, but were taken as \u00E5ngstr\u00F6m."}};
+}
+
+std::vector<Seen> see_unusual_density(const Subject& subject) {
+  const IngestedStructure& record = subject.record;
+  if (!subject.has_volume || !subject.finite || is_turned_by_scale(subject)) return {};
+  const double volume = std::abs(subject.signed_volume_ang3);
+  const auto natoms = static_cast<double>(record.symbols.size());
+  const std::optional<double> density = density_g_cm3(record.symbols, volume);
+  if (density && *density > DENSEST_G_CM3) {
+    return {{"The cell has a density of " + number_text(*density) +
+             " g/cm\u00B3; the densest solid, osmium, has 22.6."}};
+  }
+  if (natoms / volume > MOST_ATOMS_A_VOLUME) {
+    return {{"The cell holds " + number_text(natoms / volume) +
+             " atoms/\u00C5\u00B3; diamond, the solid with most, holds 0.176."}};
+  }
+  // One atom in a box is how the energy of an atom is computed; bonded atoms are a molecule, a wire
+  // or a slab. Atoms that are far from each other on all sides are none of that.
+  if (record.symbols.size() < 2 || volume / natoms < MOST_VOLUME_AN_ATOM_ANG3) return {};
+  std::vector<float> reach;
+  for (const std::string& symbol : record.symbols) {
+    reach.push_back(BONDED_SHARE * covalent_radius_ang(symbol));
+  }
+  const ClosePairs bonds = find_close_pairs(record.positions_ang, reach, *record.cell_ang, 0);
+  if (!bonds.pairs.empty() || !bonds.complete) return {};
+  return {{"The cell is nearly empty: " + number_text(volume / natoms) +
+           " \u00C5\u00B3 an atom, and no two atoms within a bond's length of each other."}};
+}
+
+std::vector<Seen> see_no_cell(const Subject& subject) {
+  if (!subject.record.ok || subject.record.cell_ang) return {};
+  return {{"The record has no cell: it is a molecule, or its cell is not in the file."}};
+}
+
+std::vector<Seen> see_found_symmetry(const Subject& subject) {
+  if (!subject.search_symmetry || !subject.has_volume || !subject.finite ||
+      subject.signed_volume_ang3 < 0 || !subject.close.pairs.empty() || !subject.close.complete) {
+    return {};
+  }
+  const std::optional<FoundSymmetry> found = find_symmetry(subject.record);
+  if (!found) return {};
+  const std::size_t natoms = subject.record.symbols.size();
+  std::string cell = "neither the primitive cell (" + counted(found->primitive_atoms, "atom") +
+                     ") nor the conventional one (" + std::to_string(found->conventional_atoms) +
+                     ")";
+  if (natoms == found->conventional_atoms) {
+    cell = "the size of the conventional cell (the primitive one has " +
+           counted(found->primitive_atoms, "atom") + ")";
+  }
+  if (natoms == found->primitive_atoms) {
+    cell = "the size of the primitive cell (the conventional one has " +
+           counted(found->conventional_atoms, "atom") + ")";
+  }
+  if (natoms == found->primitive_atoms && natoms == found->conventional_atoms) {
+    cell = "the size of the primitive cell";
+  }
+  return {{"Space group " + found->name + " (" + std::to_string(found->number) + ") within " +
+           number_text(SYMMETRY_TOLERANCE_ANG) + " \u00C5; the cell, with " +
+           counted(natoms, "atom") + ", is " + cell + "."}};
+}
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,188 @@
+// Labels that name another element than the one that was read.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <system_error>
+
+#include "structure_ingest/base/line_reader.hpp"
+#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/check/covalent_radii.hpp"
+#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/check/wording.hpp"
+#include "structure_ingest/record/chemistry.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+/// How many atoms of one structure are measured against all others.
+constexpr std::size_t MOST_MEASURED = 16;
+constexpr std::size_t MOST_DISTANCES = 20000;
+/// Below this share of the sum of the radii it is not the element that was read; the same distance
+/// is a bond of the other element within these shares.
+constexpr double TOO_CLOSE_SHARE = 0.75;
+constexpr double LEAST_BOND_SHARE = 0.8;
+constexpr double MOST_BOND_SHARE = 1.3;
+
+bool is_letter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+bool is_capital(char c) {
+  return c >= 'A' && c <= 'Z';
+}
+
+/// Whether an atom of this symbol could be one of the element of its first letter: CA is carbon
+/// alpha in the files of biomolecules.
+bool may_be_a_site_name(const std::string& symbol) {
+  return symbol.size() == 2 && std::string_view("HCNOPS").find(symbol[0]) != std::string_view::npos;
+}
+
+/// Whether the distance to the nearest atom makes it an atom of the element of its first letter.
+bool is_bonded_as_first_letter(const IngestedStructure& record, std::size_t atom) {
+  const Vector3& place = record.positions_ang[atom];
+  double nearest = std::numeric_limits<double>::infinity();
+  std::size_t neighbour = atom;
+  for (std::size_t i = 0; i < record.symbols.size(); ++i) {
+    const Vector3& other = record.positions_ang[i];
+    const double x = place[0] - other[0];
+    const double y = place[1] - other[1];
+    const double z = place[2] - other[2];
+    const double square = x * x + y * y + z * z;
+    if (i == atom || square >= nearest) continue;
+    nearest = square;
+    neighbour = i;
+  }
+  if (neighbour == atom) return false;
+  const double distance = std::sqrt(nearest);
+  const auto share = [&](std::string_view symbol) {
+    return distance / static_cast<double>(covalent_radius_ang(symbol) +
+                                          covalent_radius_ang(record.symbols[neighbour]));
+  };
+  const double as_first = share(std::string_view(record.symbols[atom]).substr(0, 1));
+  return share(record.symbols[atom]) < TOO_CLOSE_SHARE && as_first > LEAST_BOND_SHARE &&
+         as_first < MOST_BOND_SHARE;
+}
+
+/// The labels of atoms of an XYZ file; empty texts where the file cannot be read any more.
+std::vector<std::string> labels_in_file(const std::string& path,
+                                        const std::vector<std::size_t>& atoms) {
+  std::vector<std::string> labels(atoms.size());
+  try {
+    LineReader lines(path);
+    lines.next();
+    lines.next();
+    std::size_t number = 0;
+    for (std::size_t i = 0; i < atoms.size(); ++i) {
+      std::optional<std::string_view> line;
+      for (; number <= atoms[i]; ++number) line = lines.next();
+      if (line) labels[i] = next_token(*line);
+    }
+  } catch (const std::system_error&) {
+    return labels;
+  }
+  return labels;
+}
+
+/// Letters directly behind the symbol: "Carbon" for Ca.
+bool is_word(std::string_view label, std::string_view symbol) {
+  std::size_t letters = 0;
+  for (std::size_t i = symbol.size(); i < label.size() && is_letter(label[i]); ++i) ++letters;
+  return letters >= 2;
+}
+
+/// One atom of each species that is placed like one of the element of its first letter.
+std::vector<std::size_t> atoms_like_first_letter(const IngestedStructure& record) {
+  std::vector<std::size_t> atoms;
+  const std::size_t most =
+      std::clamp(MOST_DISTANCES / record.symbols.size(), std::size_t{1}, MOST_MEASURED);
+  for (const std::string& symbol : record.species) {
+    if (!may_be_a_site_name(symbol)) continue;
+    std::size_t measured = 0;
+    for (std::size_t i = 0; i < record.symbols.size() && measured < most; ++i) {
+      if (record.symbols[i] != symbol) continue;
+      ++measured;
+      if (!is_bonded_as_first_letter(record, i)) continue;
+      atoms.push_back(i);
+      break;
+    }
+  }
+  std::sort(atoms.begin(), atoms.end());
+  return atoms;
+}
+
+std::vector<Seen> seen_in_xyz(const Subject& subject) {
+  const IngestedStructure& record = subject.record;
+  std::vector<std::string> texts;
+  std::vector<std::size_t> atoms;
+  const auto add = [&](std::size_t atom, std::string_view label) {
+    const std::string text = shown(label) + " as " + record.symbols[atom];
+    if (std::find(texts.begin(), texts.end(), text) != texts.end()) return;
+    texts.push_back(text);
+    atoms.push_back(atom);
+  };
+  for (std::size_t i = 0; i < subject.xyz->first_atoms.size(); ++i) {
+    std::string_view rest = subject.xyz->first_atoms[i];
+    const std::string_view label = next_token(rest);
+    if (i < record.symbols.size() && is_word(label, record.symbols[i])) add(i, label);
+  }
+  // A file that writes Si writes no CA for carbon.
+  const bool has_small_letters = std::any_of(
+      subject.xyz->first_atoms.begin(), subject.xyz->first_atoms.end(), [](std::string_view line) {
+        const std::string_view label = next_token(line);
+        return label.size() > 1 && label[1] >= 'a' && label[1] <= 'z';
+      });
+  if (subject.finite && !has_small_letters) {
+    const std::vector<std::size_t> placed = atoms_like_first_letter(record);
+    if (!placed.empty()) {
+      const std::vector<std::string> labels = labels_in_file(record.source_path, placed);
+      for (std::size_t i = 0; i < placed.size(); ++i) {
+        if (labels[i].size() >= 2 && is_capital(labels[i][1])) add(placed[i], labels[i]);
+      }
+    }
+  }
+  if (texts.empty()) return {};
+  return {
+      {"Labels were read as elements that they probably do not mean: " + first_of(texts, 6) + ".",
+       atoms, Severity::warning}};
+}
+
+/// ASE takes a capital and a small letter: of CL it takes C.
+std::vector<Seen> seen_in_cif(const Subject& subject) {
+  const auto* const types = subject.block->values({"_atom_site_type_symbol"});
+  const auto* const labels = types != nullptr ? types : subject.block->values({"_atom_site_label"});
+  if (labels == nullptr) return {};
+  const std::string formula(subject.block->value({"_chemical_formula_sum"}).value_or(""));
+  std::vector<std::string> texts;
+  for (const std::string_view label : *labels) {
+    if (label.size() < 2 || !is_capital(label[0]) || !is_capital(label[1])) continue;
+    if (types != nullptr && label.size() > 2 && is_letter(label[2])) continue;
+    const std::string symbol = canonical_symbol(label);
+    if (symbol.size() != 2) continue;
+    // A label without a type may mean either: the formula tells, or nobody does.
+    if (types == nullptr && formula.find(symbol) == std::string::npos) continue;
+    const std::string read(1, label[0]);
+    if (!std::binary_search(subject.record.species.begin(), subject.record.species.end(), read)) {
+      continue;
+    }
+    const std::string text = shown(label) + " as " + read;
+    if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
+    if (texts.size() > 100) break;
+  }
+  if (texts.empty()) return {};
+  return {
+      {"Labels were read as elements that they probably do not mean: " + first_of(texts, 6) + ".",
+       {},
+       types != nullptr ? Severity::error : Severity::warning}};
+}
+
+}  // namespace
+
+std::vector<Seen> see_label_reinterpreted(const Subject& subject) {
+  if (!subject.record.ok) return {};
+  if (subject.xyz) return seen_in_xyz(subject);
+  if (subject.block != nullptr) return seen_in_cif(subject);
+  return {};
+}
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,58 @@
+#include "tests/check/findings_in.hpp"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "structure_ingest/readers/dispatch.hpp"
+
+namespace tests {
+
+using structure_ingest::Finding;
+using structure_ingest::StructureParser;
+
+namespace {
+
+std::optional<StructureParser>& parser() {
+  static std::optional<StructureParser> parser;
+  return parser;
+}
+
+/// Ends ASE's process with the test: others look whether there is any.
+struct EndWithTest : testing::EmptyTestEventListener {
+  void OnTestEnd(const testing::TestInfo&) override { parser().reset(); }
+};
+
+/// One process of ASE serves all files of a test.
+StructureParser& parser_of_test() {
+  static bool listens = false;
+  if (!listens) testing::UnitTest::GetInstance()->listeners().Append(new EndWithTest);
+  listens = true;
+  if (!parser()) parser().emplace();
+  return *parser();
+}
+
+}  // namespace
+
+std::string codes_of(const std::vector<Finding>& findings) {
+  std::string codes;
+  for (const Finding& finding : findings) {
+    codes += (codes.empty() ? "" : ", ") +
+             std::string(structure_ingest::severity_name(finding.severity)) + " " + finding.code;
+  }
+  return codes;
+}
+
+std::string message_of(const std::vector<Finding>& findings, std::string_view code) {
+  for (const Finding& finding : findings) {
+    if (finding.code == code) return finding.message;
+  }
+  return {};
+}
+
+std::vector<Finding> findings_in(const ScratchFolder& folder, std::string_view name,
+                                 std::string_view content) {
+  return structure_ingest::check_structure(parser_of_test().parse(folder.write(name, content)));
+}
+
+}  // namespace tests

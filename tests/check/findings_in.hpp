@@ -1,0 +1,24 @@
+// What the checks find in a file with a given content.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "structure_ingest/check/check.hpp"
+#include "tests/scratch_folder.hpp"
+
+namespace tests {
+
+/// "error overlapping_atoms, note no_cell": severities and codes, worst first.
+std::string codes_of(const std::vector<structure_ingest::Finding>& findings);
+
+/// The message of the first finding of this code; empty when there is none.
+std::string message_of(const std::vector<structure_ingest::Finding>& findings,
+                       std::string_view code);
+
+/// Writes a file of this name, parses and checks it. CIF and VASP files need ASE.
+std::vector<structure_ingest::Finding> findings_in(const ScratchFolder& folder,
+                                                   std::string_view name, std::string_view content);
+
+}  // namespace tests
