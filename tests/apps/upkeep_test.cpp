@@ -178,10 +178,10 @@ TEST_F(Upkeep, ListsVerifiesAndForgets) {
   w.write("t/b/a.xyz", NEON);
   EXPECT_EQ(run("hydrate --project p t/a.xyz t/b/a.xyz t/bad.xyz"), 1);
   EXPECT_EQ(run("list --project p"), 0);
-  EXPECT_EQ(headings().substr(0, 52), "FORMULA     ATOMS  CELL  FOUND  COPIED (UTC)      SO");
-  EXPECT_NE(out.find("\nnot parsed      -  -     named  -                 W/t/bad.xyz\n"),
-            std::string::npos)
+  EXPECT_EQ(headings().substr(0, 52), "FORMULA     ATOMS  CELL  FOUND  COPIED (UTC)      FI");
+  EXPECT_NE(out.find("\nnot parsed      -  -     named  -                 -  "), std::string::npos)
       << out;
+  EXPECT_TRUE(out.ends_with("  W/t/bad.xyz\n")) << out;
   EXPECT_EQ(run("verify --project p"), 0);
   EXPECT_EQ(headings(),
             "as it was  W/t/a.xyz\nas it was  W/t/b/a.xyz\nas it was  W/t/bad.xyz\n"
