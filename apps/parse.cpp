@@ -42,7 +42,6 @@ void show(const structure_ingest::IngestedStructure& record,
   if (record.ok) show_cell(record);
   show_warnings(record.warnings, record.ok);
   show_cautions(record, findings);
-  show_cautions(record, findings);
   if (!record.ok && !origin.empty()) print_row("listed", origin);
 }
 

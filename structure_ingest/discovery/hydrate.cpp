@@ -180,7 +180,9 @@ HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& opti
   std::move(ingested.skipped.begin(), ingested.skipped.end(), std::back_inserter(outcome.skipped));
   Entries entries = std::move(ingested.entries);
   outcome.manifest_error = door.write_manifest(found.project, entries);
-  if (options.check) internal::write_findings(found.project, entries, options.collaborators);
+  if (options.check && !options.dry_run) {
+    internal::write_findings(found.project, entries, options.collaborators);
+  }
   const std::map<std::string, bool> renewed =
       drop_known(entries, known, door, options.refresh, outcome);
   if (entries.empty()) return outcome;
