@@ -2,8 +2,7 @@
 
 #include <stdlib.h>
 
-#include <algorithm>
-#include <cctype>
+#include <cerrno>
 #include <filesystem>
 #include <string_view>
 #include <system_error>

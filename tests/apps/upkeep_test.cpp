@@ -228,12 +228,13 @@ TEST_F(Upkeep, ShowsManyFilesInATable) {
   std::string paths = "t/bad.xyz";
   for (int i = 0; i < 10; ++i) paths += " t/a.xyz";
   EXPECT_EQ(run("parse --table " + paths), 1);
-  EXPECT_EQ(
-      out.substr(0, out.find("t/a.xyz", out.find("t/a.xyz") + 1)),
-      "file       formula  atoms  a  b  c  alpha  beta  gamma  volume    density  error\n"
-      "t/bad.xyz                                                                  XYZ file is "
-      "too short to contain atoms.\n"
-      "t/a.xyz    He           1  5  5  5     90    90     90     125  0.0531718\n");
+  EXPECT_EQ(out.substr(0, out.find("t/a.xyz", out.find("t/a.xyz") + 1)),
+            "file       formula  atoms  a  b  c  alpha  beta  gamma  volume    density  space "
+            "group  shortest  error\n"
+            "t/bad.xyz                                                                         "
+            "                XYZ file is too short to contain atoms.\n"
+            "t/a.xyz    He           1  5  5  5     90    90     90     125  0.0531718  "
+            "Pm-3m               5\n");
   EXPECT_NE(out.find("\n11 files: 10 read, 1 not\n"
                      "  error    1: XYZ file is too short to contain atoms\n"),
             std::string::npos)
@@ -241,15 +242,26 @@ TEST_F(Upkeep, ShowsManyFilesInATable) {
   w.write("t/a,\"b\".xyz", HELIUM);
   EXPECT_EQ(run("parse --csv t/bad.xyz 't/a,\"b\".xyz'"), 1);
   EXPECT_EQ(out,
-            "file,formula,atoms,a,b,c,alpha,beta,gamma,volume,density,error\n"
-            "t/bad.xyz,,,,,,,,,,,XYZ file is too short to contain atoms.\n"
-            "\"t/a,\"\"b\"\".xyz\",He,1,5,5,5,90,90,90,125,0.05317178934,\n");
+            "file,formula,atoms,a,b,c,alpha,beta,gamma,volume,density,space group,shortest,error\n"
+            "t/bad.xyz,,,,,,,,,,,,,XYZ file is too short to contain atoms.\n"
+            "\"t/a,\"\"b\"\".xyz\",He,1,5,5,5,90,90,90,125,0.05317178934,Pm-3m,5,\n");
 }
 
-TEST_F(Upkeep, ExtractsOneFrame) {
+TEST_F(Upkeep, ShowsFramesAndBlocksAndExtractsThem) {
   w.write("f.xyz", "1\n\nHe 0 0 0\n1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nNe 0 0 0\n");
   EXPECT_EQ(run("parse --frame all f.xyz"), 0);
   EXPECT_EQ(headings(), "f.xyz, frame 1: He, 1 atom\nf.xyz, frame 2: Ne, 1 atom\n");
+  const std::string cif = tests::content_of(STRUCTURE_INGEST_SOURCE_DIR "/examples/rock_salt.cif");
+  const std::string rest = cif.substr(cif.find('\n'));
+  w.write("two.cif", "data_One" + rest + "data_two" + rest);
+  EXPECT_EQ(run("parse --block one two.cif"), 0);
+  EXPECT_EQ(headings(), "two.cif, block one: Cl4Na4, 8 atoms\n");
+  EXPECT_EQ(run("parse --block three two.cif f.xyz"), 1);
+  EXPECT_EQ(out,
+            "two.cif, block three: not parsed\n"
+            "  error    There is no data block 'three': the file has One, two.\n"
+            "f.xyz, block three: not parsed\n  error    Only CIF files have data blocks.\n");
+
   EXPECT_EQ(run("extract f.xyz --frame last -o n.xyz"), 0);
   EXPECT_EQ(out, "n.xyz: Ne, 1 atom, the last frame of f.xyz\n");
   EXPECT_EQ(tests::content_of(w / "n.xyz"),

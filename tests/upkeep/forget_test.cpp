@@ -89,9 +89,19 @@ TEST_F(Forget, TakesOutTheNotesThatAreOnNoOtherEntry) {
   sources.push_back(state["structure_sources"][3]);  // one that nothing tells from another
   EXPECT_EQ(forget({"b.xyz"}), "/b.xyz|/b.xyz|");
   EXPECT_EQ(sources.size(), 3U);
+  // Notes on what a check found go with the last file of the name, whatever they quote.
+  const std::string odd = "Finding on 'a.xyz' (warning, x): it says 'b.xyz' (here)";
+  SetUp();
+  state["structure_notes"] = {"Finding on 'b.xyz' (error, y): z", odd};
+  EXPECT_EQ(forget({"b.xyz", w / "1/a.xyz"}), "/1/a.xyz|/b.xyz|");
+  EXPECT_EQ(state["structure_notes"], Json{odd});
+  EXPECT_EQ(forget({"a.xyz"}), "/2/a.xyz|");
+  EXPECT_EQ(outcome.notes, Names{odd});
+
+  SetUp();
   state["structure_notes"] = 5;
   EXPECT_THROW(forget({w / "1/a.xyz"}), std::invalid_argument);
-  EXPECT_EQ(sources.size(), 3U);
+  EXPECT_EQ(state["structure_sources"].size(), 3U);
 }
 
 TEST_F(Forget, DeletesNothingButCopies) {
