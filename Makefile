@@ -1,7 +1,10 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
 .PHONY: bench demo test relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
 
-demo: release
+# Only the program: the tests take longer to build than all else.
+demo: packages
+	@test -f build/release/build.ninja || cmake --preset release
+	cmake --build --preset release -t structure-ingest
 	tools/demo build/release
 
 test: release

@@ -1,4 +1,5 @@
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <cstddef>
 #include <memory>
@@ -12,6 +13,7 @@
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
 #include "apps/structure_view.hpp"
+#include "apps/summary.hpp"
 #include "apps/terminal.hpp"
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/check/findings_json.hpp"
@@ -56,6 +58,7 @@ Status check_files(const Arguments& arguments) {
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
   structure_ingest::StructureParser parser;
   Progress progress;
+  Summary summary;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     progress.show(i, paths.size(), paths[i].path);
     const IngestedStructure record = parser.parse(paths[i].path);
@@ -67,9 +70,13 @@ Status check_files(const Arguments& arguments) {
       print_line(structure_ingest::json_text(as_json(record, findings)));
     } else {
       show(record, findings, paths[i].origin);
+      summary.add(record);
+      summary.add(findings);
     }
     if (!can_print()) break;
   }
+  progress.clear();
+  summary.print();
   return status;
 }
 

@@ -1,5 +1,6 @@
 #include "apps/command_line.hpp"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <memory>

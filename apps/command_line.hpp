@@ -1,9 +1,13 @@
 // The command line: help that fits a terminal, and what to say of arguments that do not fit.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+class ParseError;
+}  // namespace CLI
 
 namespace apps {
 

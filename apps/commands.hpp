@@ -1,8 +1,11 @@
 // The subcommands of the program: each declares its options and says what it does.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace apps {
 
@@ -26,5 +29,9 @@ Command add_owner(CLI::App& program);
 Command add_belongs(CLI::App& program);
 Command add_trust(CLI::App& program);
 Command add_scan(CLI::App& program);
+Command add_list(CLI::App& program);
+Command add_verify(CLI::App& program);
+Command add_forget(CLI::App& program);
+Command add_extract(CLI::App& program);
 
 }  // namespace apps

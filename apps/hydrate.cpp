@@ -1,10 +1,10 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <system_error>
-#include <utility>
 #include <vector>
 
 #include "apps/command_line.hpp"
@@ -12,25 +12,23 @@
 #include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
+#include "apps/project_state.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
-#include "collaborators/agent_modules/atomic_io.hpp"
-#include "structure_ingest/base/folder_lock.hpp"
 
 namespace apps {
 namespace {
 
+using structure_ingest::HydrateOutcome;
 using structure_ingest::Json;
+using structure_ingest::KnownSource;
 using structure_ingest::SourceEntry;
 
-constexpr const char* PROJECT_STATE = ".strataquill_state.json";
-
-/// How many files a hydration considers, those of the state included.
-const int BATCH_LIMIT = structure_ingest::IngestOptions{}.limit;
-
 struct Arguments {
-  std::string state;
-  std::string project;
+  StateArguments state;
+  std::string limit = std::to_string(structure_ingest::HydrateOptions{}.limit);
+  bool refresh = false;
+  bool dry_run = false;
   bool json = false;
   bool no_check = false;
   bool note_findings = false;
@@ -57,24 +55,65 @@ std::string reason_kept(const SourceEntry& entry, const structure_ingest::Releva
   return "there is no request to judge it by";
 }
 
-void show(const structure_ingest::HydrateOutcome& outcome) {
+std::string reason_dropped(const structure_ingest::DroppedStructure& dropped) {
+  return dropped.reason.empty() ? "it does not match the requested material" : dropped.reason;
+}
+
+/// What to say of a file that the state knows, beside that; empty for nothing.
+std::string remark_on(const KnownSource& known) {
+  if (!known.taken_for.empty()) {
+    return "taken for " + known.taken_for + ", which the state has: letter case is left aside";
+  }
+  const std::string stays =
+      "The state keeps " + std::string(known.ok ? "the structure that it has" : "its entry") + ".";
+  if (!known.problem.empty()) {
+    const std::string now = known.ok ? "It cannot be read now: " : "It still cannot be read: ";
+    return now + known.problem + " " + stays;
+  }
+  if (!known.changed) return {};
+  const std::string change = known.ok ? "It is not what it was when it was taken in"
+                                      : "It could not be read when it was taken in, and can be now";
+  if (!known.unrelated.empty()) {
+    return change + ", but the new structure is unrelated: " + known.unrelated + ". " + stays;
+  }
+  return change + ". " + stays + " To take in what the file gives now: hydrate --refresh.";
+}
+
+void show(const KnownSource& known) {
+  print_line((known.changed ? coloured("changed", YELLOW) : "known  ") + "  " +
+             printable(known.path));
+  const std::string remark = remark_on(known);
+  if (!remark.empty()) print_row("", remark);
+}
+
+void show(const HydrateOutcome& outcome) {
   for (const SourceEntry& entry : outcome.taken) {
     show_entry(entry);
     print_row("kept", reason_kept(entry, outcome.report));
+    for (const structure_ingest::ReplacedStructure& old : outcome.replaced) {
+      if (old.source_file != entry.source_file()) continue;
+      print_row("replaces",
+                old.formula + " (" + std::to_string(old.natoms) + " atoms), " + old.path);
+    }
   }
   for (const structure_ingest::DroppedStructure& dropped : outcome.dropped) {
-    print_line(coloured("dropped", YELLOW) + "  " + printable(dropped.name));
+    print_line(coloured("dropped", YELLOW) + "  " +
+               printable(dropped.source_file.empty() ? dropped.name : dropped.source_file));
     if (!dropped.formula.empty()) print_row("formula", dropped.formula);
-    print_row("reason",
-              dropped.reason.empty() ? "it does not match the requested material" : dropped.reason);
+    print_row("reason", reason_dropped(dropped));
   }
-  for (const structure_ingest::KnownSource& known : outcome.known) {
-    print_line((known.changed ? coloured("changed", YELLOW) : "known  ") + "  " +
-               printable(known.path));
-    if (!known.changed) continue;
-    print_row("", "since it was taken in: the state keeps the structure that it has");
+  for (const KnownSource& known : outcome.known) show(known);
+}
+
+/// What there is to say of files beside the entries, where standard output is for JSON.
+void tell(const HydrateOutcome& outcome) {
+  for (const structure_ingest::DroppedStructure& dropped : outcome.dropped) {
+    print_error(dropped.source_file + ": dropped: " + reason_dropped(dropped));
   }
-  if (outcome.taken.empty() && !outcome.error) print_line("Nothing new.");
+  for (const KnownSource& known : outcome.known) {
+    const std::string remark = remark_on(known);
+    if (!remark.empty()) print_error(known.path + ": " + remark);
+  }
 }
 
 /// The agent's modules, of which one that cannot tell the trust is spoken of.
@@ -91,8 +130,8 @@ structure_ingest::Collaborators modules_that_tell() {
   return modules;
 }
 
-structure_ingest::HydrateOutcome hydrate(Json& state, const std::vector<std::string>& paths,
-                                         const Arguments& arguments) {
+HydrateOutcome hydrate(Json& state, const Arguments& arguments,
+                       const std::vector<std::string>& paths) {
   Progress progress;
   return structure_ingest::hydrate(
       state,
@@ -100,69 +139,47 @@ structure_ingest::HydrateOutcome hydrate(Json& state, const std::vector<std::str
        .collaborators = modules_that_tell(),
        .progress = [&progress](std::size_t done, std::size_t total,
                                const std::string& path) { progress.show(done, total, path); },
+       .limit = read_limit(arguments.limit),
+       .refresh = arguments.refresh,
+       .dry_run = arguments.dry_run,
        .check = !arguments.no_check,
        .note_findings = arguments.note_findings});
 }
 
-/// Has the state of a project's own say that project: one that says another was moved or copied.
-void adopt_project(Json& state, const std::string& project) {
-  const std::string folder = std::filesystem::absolute(project).lexically_normal().string();
-  const std::string kept = structure_ingest::parse_json(structure_ingest::json_text(Json(folder)));
-  if (kept != folder) throw WrongInput(folder + ": a state can hold no path that is not UTF-8");
-  Json& named = state["project_path"];
-  const bool is_missing =
-      named.is_null() || (named.is_string() && named.get_ref<const std::string&>().empty());
-  if (is_missing) named = folder;
-  std::error_code error;
-  if (!named.is_string() || !std::filesystem::equivalent(named.get<std::string>(), folder, error)) {
-    throw WrongInput(folder + ": its state says that its \"project_path\" is " +
-                     structure_ingest::json_text(named));
-  }
-}
-
 Status run(const Arguments& arguments) {
-  const bool own_state = !arguments.project.empty();
-  if (own_state) std::filesystem::create_directories(arguments.project);
-  const std::string path = own_state
-                               ? (std::filesystem::path(arguments.project) / PROJECT_STATE).string()
-                               : arguments.state;
-  std::error_code ignored;
-  if (!own_state && !std::filesystem::exists(path, ignored)) {
-    throw WrongInput(path + ": no such file");
+  const std::vector<std::string> paths = paths_into_project(arguments.paths);
+  HydrateOutcome outcome;
+  if (arguments.dry_run) {
+    Json state = state_to_try(arguments.state);
+    outcome = hydrate(state, arguments, paths);
+  } else {
+    if (!arguments.state.project.empty()) {
+      std::filesystem::create_directories(arguments.state.project);
+    }
+    change_state(arguments.state, [&](Json& state) { outcome = hydrate(state, arguments, paths); });
   }
-
-  std::vector<std::string> paths;
-  for (GivenPath& given : given_paths(arguments.paths)) paths.push_back(std::move(given.path));
-  structure_ingest::HydrateOutcome outcome;
-  bool was_read = false;
-  try {
-    agent_modules::update_json(path, Json::object(), [&](Json& state) {
-      was_read = true;
-      if (!state.is_object()) throw WrongInput(path + ": the state is not a JSON object");
-      if (own_state) adopt_project(state, arguments.project);
-      outcome = hydrate(state, paths, arguments);
-    });
-  } catch (const structure_ingest::JsonError& error) {
-    throw WrongInput(malformed(path, "the state is malformed: ", error));
-  } catch (const structure_ingest::internal::LockError&) {
-    throw;  // the state could not have been written
-  } catch (const std::system_error& error) {
-    if (was_read) throw;
-    throw WrongInput(error.what());
-  }
+  const int limit = read_limit(arguments.limit);
   if (arguments.json) {
     print_array(outcome.taken);
-  } else {
+    tell(outcome);
+    tell_skipped(outcome.skipped, limit);
+  } else if (!outcome.error) {
+    if (arguments.dry_run) print_line(DRY_RUN);
     show(outcome);
+    show_skipped(outcome.skipped, limit);
+    const bool is_silent = outcome.taken.empty() && outcome.dropped.empty() &&
+                           std::none_of(outcome.known.begin(), outcome.known.end(),
+                                        [](const KnownSource& known) { return known.changed; });
+    const bool saw_all =
+        std::none_of(outcome.skipped.begin(), outcome.skipped.end(), [](const auto& skipped) {
+          return skipped.reason == structure_ingest::SkipReason::past_limit;
+        });
+    if (is_silent && saw_all) print_line("Nothing new.");
   }
   if (outcome.error) {
-    throw WrongInput(path + ": nothing was taken in: " + message_of(outcome.error));
+    throw WrongInput(state_file_of(arguments.state) +
+                     ": nothing was taken in: " + message_of(outcome.error));
   }
-  if (paths.size() > static_cast<std::size_t>(BATCH_LIMIT)) {
-    print_error("only the first " + std::to_string(BATCH_LIMIT) +
-                " structure files were considered: give the others in another call");
-  }
-  hint_at_paths(paths, outcome.taken);
   return status_of(outcome.taken, outcome.manifest_error);
 }
 
@@ -172,26 +189,27 @@ Command add_hydrate(CLI::App& program) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command = program.add_subcommand(
       "hydrate", "Take the structures that an agent state names into its project");
-  CLI::Option* state =
-      command->add_option("--state", arguments->state, "The agent state, a JSON file")
-          ->type_name("FILE");
-  CLI::Option* project =
-      command
-          ->add_option("--project", arguments->project,
-                       std::string("A project whose own ") + PROJECT_STATE +
-                           " is the state (instead of --state); created when missing")
-          ->type_name("DIR");
-  state->excludes(project);
+  add_state_options(*command, arguments->state,
+                    std::string("A project whose own ") + PROJECT_STATE +
+                        " is the state (instead of --state); created when missing");
+  command
+      ->add_option("--limit", arguments->limit,
+                   "How many files are considered, those that the state names included")
+      ->type_name("N")
+      ->capture_default_str();
+  command->add_flag("--refresh", arguments->refresh,
+                    "Take in anew what has changed since it was taken in");
+  command->add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
   command->add_flag("--json", arguments->json, "One JSON array of the entries that were added");
   command->add_flag("--no-check", arguments->no_check, "Do not check the structures");
   command->add_flag("--note-findings", arguments->note_findings,
                     "Add a note to the state for each error and warning that the check finds");
-  add_path_options(*command, arguments->paths,
-                   "More structure files, as if attached; a relative path is the project's");
+  add_project_path_options(*command, arguments->paths, "More structure files, as if attached");
   add_examples(*command, {"hydrate --project my_project ~/water.xyz ~/crystal.cif",
+                          "hydrate --project my_project --refresh ~/water.xyz",
                           "hydrate --state state.json --json"});
   command->callback([arguments] {
-    if (arguments->state.empty() && arguments->project.empty()) {
+    if (arguments->state.state.empty() && arguments->state.project.empty()) {
       throw CLI::RequiredError("--state or --project");
     }
   });

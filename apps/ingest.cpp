@@ -1,12 +1,10 @@
-#include <algorithm>
-#include <charconv>
+#include <CLI/CLI.hpp>
 #include <cstddef>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
 #include <system_error>
-#include <utility>
 #include <vector>
 
 #include "apps/command_line.hpp"
@@ -14,6 +12,7 @@
 #include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
+#include "apps/summary.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/atomic_io.hpp"
 
@@ -27,6 +26,7 @@ struct Arguments {
   std::string limit = std::to_string(structure_ingest::IngestOptions{}.limit);
   std::string discovery;
   bool json = false;
+  bool dry_run = false;
   bool no_check = false;
   PathArguments paths;
 };
@@ -52,26 +52,14 @@ std::map<std::string, std::string> read_discovery(const std::string& path) {
   return kinds;
 }
 
-/// The number of --limit; a leading zero makes it no octal number, as the option parser would have
-/// it.
-int read_limit(const std::string& text) {
-  int limit = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, limit);
-  if (error != std::errc() || stop != end) {
-    throw WrongInput("--limit: " + text + " is not a number that can be used");
-  }
-  return limit;
-}
-
 Status run(const Arguments& arguments) {
   if (arguments.project.empty()) throw WrongInput("--project: the name of the folder is empty");
   structure_ingest::IngestOptions options;
   options.limit = read_limit(arguments.limit);
   options.discovery_by_path = read_discovery(arguments.discovery);
   options.check = !arguments.no_check;
-  std::vector<std::string> paths;
-  for (GivenPath& given : given_paths(arguments.paths)) paths.push_back(std::move(given.path));
+  options.dry_run = arguments.dry_run;
+  const std::vector<std::string> paths = paths_into_project(arguments.paths);
   Progress progress;
   options.progress = [&progress](std::size_t done, std::size_t total, const std::string& path) {
     progress.show(done, total, path);
@@ -81,16 +69,18 @@ Status run(const Arguments& arguments) {
   progress.clear();
   if (arguments.json) {
     print_array(outcome.entries);
+    tell_skipped(outcome.skipped, options.limit);
   } else {
-    for (const structure_ingest::SourceEntry& entry : outcome.entries) show_entry(entry);
-    if (outcome.entries.empty()) print_line("Nothing to ingest.");
+    if (arguments.dry_run) print_line(DRY_RUN);
+    Summary summary;
+    for (const structure_ingest::SourceEntry& entry : outcome.entries) {
+      show_entry(entry);
+      summary.add(entry.record);
+    }
+    show_skipped(outcome.skipped, options.limit);
+    if (outcome.entries.empty() && outcome.skipped.empty()) print_line("Nothing to ingest.");
+    summary.print();
   }
-  const auto considered = static_cast<std::size_t>(std::max(1, options.limit));
-  if (paths.size() > considered) {
-    print_error("only the first " + std::to_string(considered) + " of " +
-                std::to_string(paths.size()) + " paths were considered (see --limit)");
-  }
-  hint_at_paths(paths, outcome.entries);
   return status_of(outcome.entries, outcome.manifest_error);
 }
 
@@ -112,7 +102,8 @@ Command add_ingest(CLI::App& program) {
       ->type_name("FILE");
   command->add_flag("--json", arguments->json, "One JSON array of the source entries");
   command->add_flag("--no-check", arguments->no_check, "Do not check the structures");
-  add_path_options(*command, arguments->paths, "Structure files; a relative path is the project's");
+  command->add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
+  add_project_path_options(*command, arguments->paths, "Structure files");
   command->callback([arguments] { require_paths(arguments->paths); });
   add_examples(*command, {"ingest --project my_project ~/water.xyz",
                           "ingest --project my_project --limit 100 --files-from list.txt"});

@@ -1,6 +1,7 @@
 // The program structure-ingest: reads its arguments, runs one subcommand, and tells how it went.
 #include <fcntl.h>
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <csignal>
 #include <exception>
@@ -53,8 +54,9 @@ int run(int argc, char** argv) {
                    "structure-ingest");
   apps::set_help_format(program);
   program.footer(
-      "Exit status: 0 all well, 1 some file could not be parsed or a check found an\n"
-      "error, 2 wrong usage or an unusable state, 3 something could not be written.");
+      "Exit status: 0 all well, 1 some file could not be parsed, a check found an error\n"
+      "or something is not as it was, 2 wrong usage or an unusable state, 3 something\n"
+      "could not be written.");
   program.set_help_flag("-h,--help", "Print this help and exit");
   program.require_subcommand(1, 1);
   const std::map<std::string, apps::Command> commands = {
@@ -62,6 +64,8 @@ int run(int argc, char** argv) {
       {"ingest", apps::add_ingest(program)}, {"hydrate", apps::add_hydrate(program)},
       {"owner", apps::add_owner(program)},   {"belongs", apps::add_belongs(program)},
       {"trust", apps::add_trust(program)},   {"scan", apps::add_scan(program)},
+      {"list", apps::add_list(program)},     {"verify", apps::add_verify(program)},
+      {"forget", apps::add_forget(program)}, {"extract", apps::add_extract(program)},
   };
   program.footer(
       "Examples:\n"

@@ -1,8 +1,10 @@
 #include "apps/outcome.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <filesystem>
+#include <map>
 #include <system_error>
 
 #include "apps/findings_view.hpp"
@@ -11,7 +13,69 @@
 
 namespace apps {
 
+using structure_ingest::SkippedFile;
+using structure_ingest::SkipReason;
 using structure_ingest::SourceEntry;
+
+namespace {
+
+std::string repeat_of(const SkippedFile& file) {
+  if (file.other == file.path) return "given before";
+  std::error_code error;
+  if (std::filesystem::equivalent(file.path, file.other, error)) {
+    return "the same file as " + file.other;
+  }
+  return "taken for " + file.other + ": letter case is left aside";
+}
+
+std::string reason_of(const SkippedFile& file, int limit) {
+  switch (file.reason) {
+    case SkipReason::not_a_structure_file:
+      return "not the name of a structure file (*.xyz, *.extxyz, *.cif, *.vasp, *.poscar, POSCAR*, "
+             "CONTCAR*)";
+    case SkipReason::same_file:
+      return repeat_of(file);
+    case SkipReason::canonical_copy:
+      return "the copy that a project holds of a structure";
+    case SkipReason::other_project:
+      return file.other.empty() ? "another project's" : "it belongs to the project " + file.other;
+    case SkipReason::past_limit:
+      break;
+  }
+  const int considered = std::max(1, limit);
+  return "not looked at, since only the first " +
+         (considered == 1 ? "file is" : std::to_string(considered) + " files are") +
+         " (see --limit)";
+}
+
+/// Those that the user or the state named.
+std::vector<SkippedFile> named_among(std::span<const SkippedFile> skipped) {
+  std::vector<SkippedFile> named;
+  for (const SkippedFile& file : skipped) {
+    const bool is_named =
+        file.discovery.empty() || file.discovery == structure_ingest::DISCOVERY_ATTACHMENT;
+    if (is_named) named.push_back(file);
+  }
+  return named;
+}
+
+/// How many of those that only scans found there are of each reason. That a scan finds a file that
+/// was named, or finds it twice, is nothing to speak of.
+std::map<SkipReason, std::size_t> scanned_among(std::span<const SkippedFile> skipped) {
+  std::map<SkipReason, std::size_t> counts;
+  for (const SkippedFile& file : skipped) {
+    const bool is_named =
+        file.discovery.empty() || file.discovery == structure_ingest::DISCOVERY_ATTACHMENT;
+    if (!is_named && file.reason != SkipReason::same_file) ++counts[file.reason];
+  }
+  return counts;
+}
+
+std::string files_found(std::size_t count) {
+  return std::to_string(count) + (count == 1 ? " file" : " files") + " that a scan found";
+}
+
+}  // namespace
 
 std::string malformed(const std::string& path, const std::string& what,
                       const structure_ingest::JsonError& error) {
@@ -37,33 +101,56 @@ void show_entry(const SourceEntry& entry) {
     show_cell(record);
     if (!record.canonical_xyz_rel.empty()) print_row("copy", record.canonical_xyz_rel);
   }
-  print_row("found", entry.discovery.empty() ? std::string(structure_ingest::DISCOVERY_ATTACHMENT)
-                                             : entry.discovery);
+  print_row("found", found_in_words(entry.discovery));
   show_warnings(record.warnings, record.ok);
   show_cautions(record, entry.findings);
 }
 
-void hint_at_paths(const std::vector<std::string>& paths, std::span<const SourceEntry> entries) {
-  std::error_code ignored;
-  for (const std::string& path : paths) {
-    if (!structure_ingest::is_structure_file(path)) {
-      print_error(path + ": not the name of a structure file; skipped");
-      continue;
-    }
-    if (!std::filesystem::path(path).is_relative() || !std::filesystem::exists(path, ignored)) {
-      continue;
-    }
-    for (const SourceEntry& entry : entries) {
-      const std::string& source = entry.record.source_path;
-      if (source.ends_with("/" + path) && !std::filesystem::exists(source, ignored)) {
-        const std::string here = std::filesystem::absolute(path).string();
-        print_error(std::string(path)
-                        .append(": taken as ")
-                        .append(source)
-                        .append("; for the one here give " + here));
-      }
+std::string found_in_words(const std::string& discovery) {
+  if (discovery == structure_ingest::DISCOVERY_PROJECT_FOLDER) {
+    return "by a scan of the project's folder or one above it";
+  }
+  if (discovery == structure_ingest::DISCOVERY_WORKSPACE_SCAN) return "by a scan of the workspace";
+  if (discovery.empty() || discovery == structure_ingest::DISCOVERY_ATTACHMENT) {
+    return "named or attached";
+  }
+  return discovery;
+}
+
+void show_skipped(std::span<const SkippedFile> skipped, int limit) {
+  const std::vector<SkippedFile> named = named_among(skipped);
+  for (std::size_t i = 0; i < named.size(); ++i) {
+    const std::string reason = reason_of(named[i], limit);
+    print_line(coloured("skipped", YELLOW) + "  " + printable(named[i].path));
+    // Many in a row have the same reason: say it once.
+    if (i + 1 == named.size() || reason_of(named[i + 1], limit) != reason) {
+      print_row("reason", reason);
     }
   }
+  for (const auto& [reason, count] : scanned_among(skipped)) {
+    print_line(coloured("skipped", YELLOW) + "  " + files_found(count));
+    print_row("reason", reason_of({.path = {}, .reason = reason}, limit));
+  }
+}
+
+void tell_skipped(std::span<const SkippedFile> skipped, int limit) {
+  for (const SkippedFile& file : named_among(skipped)) {
+    print_error(file.path + ": skipped: " + reason_of(file, limit));
+  }
+  for (const auto& [reason, count] : scanned_among(skipped)) {
+    print_error(files_found(count) +
+                ": skipped: " + reason_of({.path = {}, .reason = reason}, limit));
+  }
+}
+
+int read_limit(const std::string& text) {
+  int limit = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, limit);
+  if (error != std::errc() || stop != end) {
+    throw WrongInput("--limit: " + text + " is not a number that can be used");
+  }
+  return limit;
 }
 
 Status status_of(std::span<const SourceEntry> entries, const std::string& manifest_error) {

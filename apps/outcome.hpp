@@ -28,10 +28,23 @@ void print_array(std::span<const structure_ingest::SourceEntry> entries);
 /// findings say against it.
 void show_entry(const structure_ingest::SourceEntry& entry);
 
-/// Says on standard error which of the paths given are skipped for their names, and which lie in
-/// the current directory, while the project, to which relative paths belong, has no such file.
-void hint_at_paths(const std::vector<std::string>& paths,
-                   std::span<const structure_ingest::SourceEntry> entries);
+/// What a dry run says before its outcome.
+inline constexpr const char* DRY_RUN =
+    "Dry run: nothing is written. What would become of the files:";
+
+/// How a file was found, in words, by its discovery kind.
+std::string found_in_words(const std::string& discovery);
+
+/// Prints the files that were skipped and why: those that were named with a line each, and how
+/// many of those that a scan found; `limit` is how many files the call considered.
+void show_skipped(std::span<const structure_ingest::SkippedFile> skipped, int limit);
+
+/// Says the same on standard error, where standard output is for JSON.
+void tell_skipped(std::span<const structure_ingest::SkippedFile> skipped, int limit);
+
+/// The number of --limit; a leading zero makes it no octal number, as the option parser would have
+/// it. Throws WrongInput for any other text.
+int read_limit(const std::string& text);
 
 /// The status of a batch; each failure to write is said on standard error, that of the manifest
 /// included.

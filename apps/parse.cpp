@@ -1,17 +1,23 @@
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <cstddef>
 #include <memory>
-#include <span>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "apps/blocks.hpp"
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
 #include "apps/findings_view.hpp"
+#include "apps/frames.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
+#include "apps/structure_row.hpp"
 #include "apps/structure_view.hpp"
+#include "apps/summary.hpp"
+#include "apps/table.hpp"
 #include "apps/terminal.hpp"
 #include "structure_ingest/check/check.hpp"
 
@@ -20,13 +26,18 @@ namespace {
 
 struct Arguments {
   bool json = false;
+  bool table = false;
+  bool csv = false;
+  std::string frame;
+  std::string block;
   bool no_check = false;
   PathArguments paths;
 };
 
 void show(const structure_ingest::IngestedStructure& record,
-          std::span<const structure_ingest::Finding> findings, const std::string& origin) {
-  print_line(printable(record.source_path) + ": " +
+          const std::vector<structure_ingest::Finding>& findings, const std::string& part,
+          const std::string& origin) {
+  print_line(printable(record.source_path) + (part.empty() ? "" : ", " + part) + ": " +
              (record.ok ? coloured(composition_of(record), GREEN) : coloured("not parsed", RED)));
   if (record.ok) show_cell(record);
   show_warnings(record.warnings, record.ok);
@@ -34,26 +45,71 @@ void show(const structure_ingest::IngestedStructure& record,
   if (!record.ok && !origin.empty()) print_row("listed", origin);
 }
 
+/// Shows the records in the way that was asked for.
+class Output {
+ public:
+  explicit Output(const Arguments& arguments) : arguments_(arguments) {
+    if (arguments_.table) rows_.push_back(structure_headings());
+    if (arguments_.csv) print_csv_row(structure_headings());
+  }
+
+  /// `part` is what of the file the record is of; empty for what the reader takes by itself.
+  void add(const structure_ingest::IngestedStructure& record, const std::string& part,
+           const std::string& origin, const std::vector<std::string>& reader_warnings) {
+    const std::string name = record.source_path + (part.empty() ? "" : ", " + part);
+    if (arguments_.json) {
+      print_line(structure_ingest::json_text(record.as_dict()));
+    } else if (arguments_.csv) {
+      print_csv_row(structure_row(name, record, 10));
+    } else if (arguments_.table) {
+      rows_.push_back(structure_row(name, record, 6));
+      summary_.add(record);
+    } else {
+      // A check looks into the file, too, and there at what is read by itself.
+      std::vector<structure_ingest::Finding> findings;
+      if (!arguments_.no_check && part.empty()) {
+        findings = structure_ingest::check_structure(record, {.reader_warnings = reader_warnings});
+      }
+      show(record, findings, part, origin);
+      summary_.add(record);
+      summary_.add(findings);
+    }
+  }
+
+  void end() const {
+    if (arguments_.table) print_table(rows_, {2, 3, 4, 5, 6, 7, 8, 9, 10, 12});
+    summary_.print();
+  }
+
+ private:
+  const Arguments& arguments_;
+  std::vector<TableRow> rows_;
+  Summary summary_;
+};
+
 Status run(const Arguments& arguments) {
   Status status = ALL_WELL;
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
+  std::optional<FrameChoice> choice;
+  if (!arguments.frame.empty()) choice = read_frame_choice(arguments.frame);
   structure_ingest::StructureParser parser;
   Progress progress;
+  Output output(arguments);
   std::string reason_told;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     progress.show(i, paths.size(), paths[i].path);
-    const structure_ingest::IngestedStructure record = parser.parse(paths[i].path);
-    if (!record.ok) status = SOME_FILE_UNPARSED;
-    if (isatty(STDOUT_FILENO) != 0) progress.clear();
-    if (arguments.json) {
-      print_line(structure_ingest::json_text(record.as_dict()));
+    const auto add = [&](const structure_ingest::IngestedStructure& record,
+                         const std::string& frame) {
+      if (!record.ok) status = SOME_FILE_UNPARSED;
+      if (isatty(STDOUT_FILENO) != 0) progress.clear();
+      output.add(record, frame, paths[i].origin, parser.reader_warnings());
+    };
+    if (!arguments.block.empty()) {
+      add(parse_block(parser, paths[i].path, arguments.block), "block " + arguments.block);
+    } else if (choice) {
+      visit_frames(parser, paths[i].path, *choice, add);
     } else {
-      std::vector<structure_ingest::Finding> findings;
-      if (!arguments.no_check) {
-        findings = structure_ingest::check_structure(record,
-                                                     {.reader_warnings = parser.reader_warnings()});
-      }
-      show(record, findings, paths[i].origin);
+      add(parser.parse(paths[i].path), "");
     }
     // The warning of a record without ASE is the same for all reasons.
     if (const std::string& reason = parser.why_ase_is_unavailable(); reason != reason_told) {
@@ -62,6 +118,8 @@ Status run(const Arguments& arguments) {
     }
     if (!can_print()) break;
   }
+  progress.clear();
+  output.end();
   return status;
 }
 
@@ -70,14 +128,30 @@ Status run(const Arguments& arguments) {
 Command add_parse(CLI::App& program) {
   auto arguments = std::make_shared<Arguments>();
   CLI::App* command = program.add_subcommand("parse", "Parse structure files and show them");
-  command->add_flag("--json", arguments->json, "One JSON document a line, one line a path");
+  CLI::Option* const json =
+      command->add_flag("--json", arguments->json, "One JSON document a line, one line a path");
+  CLI::Option* const table =
+      command->add_flag("--table", arguments->table, "One aligned line a file")->excludes(json);
+  command->add_flag("--csv", arguments->csv, "The same as comma-separated values")
+      ->excludes(json)
+      ->excludes(table);
+  CLI::Option* const frame =
+      command
+          ->add_option("--frame", arguments->frame,
+                       "Of XYZ files another frame than the first: a number, last, or all")
+          ->type_name("N");
+  command
+      ->add_option("--block", arguments->block,
+                   "Of CIF files the data block of this name, as if it were alone")
+      ->type_name("NAME")
+      ->excludes(frame);
   command->add_flag("--no-check", arguments->no_check,
                     "Leave out the cautions: what 'check' calls an error or a warning");
   add_path_options(*command, arguments->paths, "Structure files");
   command->callback([arguments] { require_paths(arguments->paths); });
-  add_examples(*command,
-               {"parse water.xyz crystal.cif POSCAR", "parse --json crystal.cif | jq .cell_ang",
-                "parse --files-from list.txt"});
+  add_examples(*command, {"parse water.xyz crystal.cif POSCAR",
+                          "parse --json crystal.cif | jq .cell_ang", "parse --table *.cif",
+                          "parse --frame last relaxation.xyz", "parse --files-from list.txt"});
   return [arguments] { return run(*arguments); };
 }
 

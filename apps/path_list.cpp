@@ -1,18 +1,23 @@
 #include "apps/path_list.hpp"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "apps/outcome.hpp"
+#include "structure_ingest/base/path.hpp"
 
 namespace apps {
 namespace {
+
+namespace base = structure_ingest::internal;
 
 struct CloseFile {
   void operator()(FILE* file) const { static_cast<void>(std::fclose(file)); }
@@ -72,6 +77,13 @@ void add_path_options(CLI::App& command, PathArguments& arguments, const std::st
   command.add_option("PATH", arguments.paths, about_paths)->type_name("");
 }
 
+void add_project_path_options(CLI::App& command, PathArguments& arguments,
+                              const std::string& about_paths) {
+  command.add_flag("--relative-to-project", arguments.relative_to_project,
+                   "A relative path lies in the project, not in the current folder");
+  add_path_options(command, arguments, about_paths);
+}
+
 void require_paths(const PathArguments& arguments) {
   if (arguments.paths.empty() && arguments.files_from.empty()) {
     throw CLI::RequiredError("PATH or --files-from");
@@ -85,6 +97,28 @@ std::vector<GivenPath> given_paths(const PathArguments& arguments) {
     const std::string name = arguments.files_from == "-" ? "standard input" : arguments.files_from;
     add_lines(content_of(arguments.files_from, name), arguments.null_separated ? '\0' : '\n', name,
               paths);
+  }
+  return paths;
+}
+
+std::string absolute_path(const std::string& path) {
+  const std::filesystem::path absolute = std::filesystem::absolute(path);
+  std::string normal = absolute.lexically_normal().string();
+  if (normal.size() > 1 && normal.ends_with('/')) normal.pop_back();
+  // Behind a link to a folder, ".." is not the folder that the path names before it.
+  const std::string resolved = base::resolve_path(absolute.string());
+  return base::resolve_path(normal) == resolved ? normal : resolved;
+}
+
+std::vector<std::string> paths_into_project(const PathArguments& arguments) {
+  std::vector<std::string> paths;
+  for (GivenPath& given : given_paths(arguments)) {
+    std::string& path = given.path;
+    if (path.empty()) throw WrongInput("PATH: the name is empty");
+    std::error_code ignored;
+    const bool is_home = path.starts_with('~') && !std::filesystem::exists(path, ignored);
+    const bool is_the_projects = arguments.relative_to_project && !path.starts_with('/');
+    paths.push_back(is_home || is_the_projects ? std::move(path) : absolute_path(path));
   }
   return paths;
 }

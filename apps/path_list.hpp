@@ -1,9 +1,12 @@
 // The paths that a subcommand works on: arguments, and the lines of a list.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace apps {
 
@@ -11,6 +14,7 @@ struct PathArguments {
   std::vector<std::string> paths;
   std::string files_from;  // a file of paths, "-" for standard input; empty for none
   bool null_separated = false;
+  bool relative_to_project = false;  // instead of to the current folder
 };
 
 struct GivenPath {
@@ -21,11 +25,22 @@ struct GivenPath {
 /// Declares PATH, --files-from and --null.
 void add_path_options(CLI::App& command, PathArguments& arguments, const std::string& about_paths);
 
+/// Declares these, and --relative-to-project, for a command that takes files into a project.
+void add_project_path_options(CLI::App& command, PathArguments& arguments,
+                              const std::string& about_paths);
+
 /// Refuses, as the option parser does, that there is neither a path nor a list of paths.
 void require_paths(const PathArguments& arguments);
 
 /// The paths in order, arguments first, each byte for byte as it was given; empty lines of a list
 /// are skipped. Throws WrongInput, with file and line, for a list that cannot be read or used.
 std::vector<GivenPath> given_paths(const PathArguments& arguments);
+
+/// The same as the library takes them, to which a relative path is the project's: the user's are
+/// made absolute, unless told otherwise. "." and ".." are gone, so that one file has one path.
+std::vector<std::string> paths_into_project(const PathArguments& arguments);
+
+/// The path of an existing or missing file here in its absolute form; links keep their names.
+std::string absolute_path(const std::string& path);
 
 }  // namespace apps

@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
@@ -66,7 +67,7 @@ void tell_of(const std::vector<std::string>& folders, const std::string& root, c
 
 void show(const Json& file) {
   print_line(printable(file["path"].get<std::string>()));
-  print_row("found", file["discovery"].get<std::string>());
+  print_row("found", found_in_words(file["discovery"].get<std::string>()));
   const Json& owner = file["owner"];
   print_row("project", owner.is_null() ? "none" : owner.get<std::string>());
   if (!file["taken"].get<bool>()) print_row("", "another project's: left alone");

@@ -50,6 +50,10 @@ if(STRUCTURE_INGEST_PROGRAM)
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
   install(FILES tools/completion.bash RENAME structure-ingest
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT program)
+  install(FILES tools/completion.zsh RENAME _structure-ingest
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT program)
+  install(FILES tools/completion.fish RENAME structure-ingest.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT program)
   install(DIRECTORY docs/schema
     DESTINATION ${CMAKE_INSTALL_DATADIR}/structure_ingest COMPONENT program)
 endif()

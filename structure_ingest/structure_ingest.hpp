@@ -26,7 +26,11 @@
 #include "structure_ingest/ingest/source_entry.hpp"        // IWYU pragma: export
 #include "structure_ingest/project/ownership.hpp"          // IWYU pragma: export
 #include "structure_ingest/readers/dispatch.hpp"           // IWYU pragma: export
+#include "structure_ingest/readers/frames.hpp"             // IWYU pragma: export
 #include "structure_ingest/record/ingested_structure.hpp"  // IWYU pragma: export
+#include "structure_ingest/upkeep/forget.hpp"              // IWYU pragma: export
+#include "structure_ingest/upkeep/list.hpp"                // IWYU pragma: export
+#include "structure_ingest/upkeep/verify.hpp"              // IWYU pragma: export
 
 /// Reading structure files, taking them into projects, and asking whose project a file lies in.
 /// Functions keep nothing between calls and may run on several threads at once, on different

@@ -76,6 +76,9 @@ Texts reader_warnings(const tests::ScratchFolder& folder) {
                                   folder.link("made_up.xyz", "/proc/version")}) {
     add(texts, parse_structure_file(path).warnings);
   }
+  const std::string frames = folder.write("f.xyz", "1\n\nH 0 0 0\n1\n\nH 0 0\n");
+  add(texts, parse_xyz_frame(frames, 2).warnings);
+  add(texts, parse_xyz_frame(frames, 3).warnings);
   return texts;
 }
 
@@ -117,8 +120,12 @@ TEST(WarningsPage, ListsTheNotes) {
   Json state = {{"project_path", folder / "project"}, {"user_request", "hydrogen"}};
   options.note_findings = true;
   hydrate_user_structures(state, options);
-  const Texts notes = state["structure_notes"];
+  Texts notes = state["structure_notes"];
   EXPECT_GT(notes.size(), 4U);  // with those on findings
+  folder.write("h.xyz", "1\nLattice=\"2 0 0 0 2 0 0 0 2\"\nH 0 0 0\n");
+  options.refresh = true;
+  hydrate_user_structures(state, options);
+  add(notes, Texts(state["structure_notes"]));
   expect_listed(notes, texts_under("Notes in the agent state"));
   EXPECT_EQ(notes[0], "Ignored 'he.xyz' (He): it does not match the requested material.");
   EXPECT_EQ(notes[1], "Ignored 'bad.xyz' (unknown formula): why.");

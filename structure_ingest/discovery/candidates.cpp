@@ -38,7 +38,8 @@ std::optional<SourceFile> located(const std::string& text, PathResolver& resolve
 void offer(Offered& offered, std::string_view raw, std::string_view how, PathResolver& resolver) {
   const std::string text(stripped(raw));
   if (text.empty()) return;
-  Candidate& candidate = offered.candidates.emplace_back(Candidate{.text = text});
+  Candidate& candidate = offered.candidates.emplace_back(
+      Candidate{.text = text, .source = std::nullopt, .how = std::string(how)});
   std::optional<SourceFile> source = located(text, resolver);
   if (!source) return;  // still a candidate, but of no kind
   const auto [known, is_new] = offered.discovery.try_emplace(source->identity, how);
@@ -121,12 +122,22 @@ void offer_scanned(Offered& offered, const std::vector<std::string>& folders,
   }
 }
 
-std::vector<Candidate> structure_files_among(std::vector<Candidate> candidates) {
+std::vector<SkippedFile> skip_other_files(std::vector<Candidate>& candidates,
+                                          const std::string& project) {
+  std::vector<SkippedFile> skipped;
   std::set<std::string> seen;
-  std::erase_if(candidates, [&seen](const Candidate& candidate) {
-    return !seen.insert(candidate.text).second || !is_structure_file(candidate.text);
+  std::erase_if(candidates, [&](const Candidate& candidate) {
+    const bool is_repeat = !seen.insert(candidate.text).second;
+    if (!is_repeat && is_structure_file(candidate.text)) return false;
+    const std::string path = shown_path(candidate.text, project);
+    skipped.push_back(
+        {.path = path,
+         .reason = is_repeat ? SkipReason::same_file : SkipReason::not_a_structure_file,
+         .discovery = candidate.how,
+         .other = is_repeat ? path : ""});
+    return true;
   });
-  return candidates;
+  return skipped;
 }
 
 }  // namespace structure_ingest::internal

@@ -43,7 +43,9 @@ void offer_scanned(Offered& offered, const std::vector<std::string>& folders,
                    const std::string& project, const Collaborators& collaborators,
                    PathResolver& resolver);
 
-/// The candidates without repeats of the same text, and without names of no structure file.
-std::vector<Candidate> structure_files_among(std::vector<Candidate> candidates);
+/// Takes repeats of the same text, and names of no structure file, out of the candidates for
+/// `project`, and returns them.
+std::vector<SkippedFile> skip_other_files(std::vector<Candidate>& candidates,
+                                          const std::string& project);
 
 }  // namespace structure_ingest::internal

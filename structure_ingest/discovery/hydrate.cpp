@@ -1,8 +1,10 @@
 #include "structure_ingest/discovery/hydrate.hpp"
 
 #include <algorithm>
+#include <cstdint>
+#include <iterator>
 #include <map>
-#include <optional>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -13,6 +15,7 @@
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
 #include "structure_ingest/discovery/state_door.hpp"
+#include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest {
@@ -25,13 +28,15 @@ using Entries = std::vector<SourceEntry>;
 struct Found {
   std::string project;  // resolved
   internal::Offered offered;
+  std::vector<SkippedFile> skipped;
 };
 
 Found find_candidates(const StateDoor& door, const HydrateOptions& options,
                       internal::PathResolver& resolver) {
   const Json& path = internal::value_at(door.view(), "project_path");
   Found found{.project = resolver.resolve(internal::is_empty(path) ? "." : internal::text_of(path)),
-              .offered = {}};
+              .offered = {},
+              .skipped = {}};
   const bool sweep_allowed = internal::is_sweep_allowed(found.project, options.collaborators);
   found.offered = internal::offer_named(door.view(), options.extra_paths, found.project,
                                         sweep_allowed, resolver);
@@ -41,22 +46,23 @@ Found find_candidates(const StateDoor& door, const HydrateOptions& options,
     internal::offer_scanned(found.offered, roots.folders, found.project, options.collaborators,
                             resolver);
   }
-  found.offered.candidates = internal::structure_files_among(std::move(found.offered.candidates));
+  found.skipped = internal::skip_other_files(found.offered.candidates, found.project);
   return found;
 }
 
-Entries ingest(const Found& found, const HydrateOptions& options,
-               internal::PathResolver& resolver) {
+internal::Ingested ingest(const Found& found, const HydrateOptions& options,
+                          internal::PathResolver& resolver) {
   const internal::BatchInput input = {
       .project = found.project,
       .candidates = found.offered.candidates,
-      .limit = static_cast<std::size_t>(IngestOptions{}.limit),
+      .limit = static_cast<std::size_t>(std::max(1, options.limit)),
       .discovery_of =
           [&kinds = found.offered.discovery](const std::string& identity) {
             const auto known = kinds.find(identity);
             return known == kinds.end() ? std::string() : known->second;
           },
       .progress = options.progress,
+      .dry_run = options.dry_run,
       .check = options.check};
   return internal::ingested_entries(input, resolver);
 }
@@ -69,22 +75,38 @@ void keep(Entries& entries, const std::vector<std::size_t>& places, const StateD
   entries = std::move(kept);
 }
 
-/// Drops the entries whose source the state has already.
-void drop_known(Entries& entries, const std::map<std::string, std::string>& known,
-                const StateDoor& door, HydrateOutcome& outcome) {
+/// Drops the entries whose source the state has already. Returns the keys of those that stay since
+/// they are to take the place of old ones, and whether the old ones are ok.
+std::map<std::string, bool> drop_known(Entries& entries,
+                                       const std::map<std::string, internal::KnownEntry>& known,
+                                       const StateDoor& door, bool refresh,
+                                       HydrateOutcome& outcome) {
   std::vector<std::size_t> fresh;
+  std::map<std::string, bool> renewed;
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    const auto same = known.find(internal::source_key(entries[i]));
+    const IngestedStructure& record = entries[i].record;
+    const std::string key = internal::source_key(entries[i]);
+    const auto same = known.find(key);
     if (same == known.end()) {
       fresh.push_back(i);
       continue;
     }
-    const IngestedStructure& record = entries[i].record;
-    const bool can_compare = !same->second.empty() && !record.sha256.empty();
+    const bool is_same_name = same->second.source == entries[i].source_file();
+    const bool changed = is_same_name && internal::has_changed(same->second, record);
+    if (refresh && changed && record.ok) {
+      fresh.push_back(i);
+      renewed.emplace(key, same->second.ok);
+      continue;
+    }
     outcome.known.push_back(
-        {.path = record.source_path, .changed = can_compare && same->second != record.sha256});
+        {.path = record.source_path,
+         .ok = same->second.ok,
+         .changed = changed,
+         .problem = record.ok || record.warnings.empty() ? "" : record.warnings.front(),
+         .taken_for = is_same_name ? "" : same->second.source});
   }
   keep(entries, fresh, door);
+  return renewed;
 }
 
 void drop_unrelated(Entries& entries, const StateDoor& door, const HydrateOptions& options,
@@ -94,7 +116,8 @@ void drop_unrelated(Entries& entries, const StateDoor& door, const HydrateOption
     const std::string source = entry.source_file();
     names.push_back({.file_name = internal::file_name(source.empty() ? entry.path() : source),
                      .path = entry.path(),
-                     .formula = entry.record.formula});
+                     .formula = entry.record.formula,
+                     .source_file = source});
   }
   const std::string request = internal::request_in(door.view());
   internal::Filtered filtered = internal::drop_unrelated(
@@ -104,26 +127,77 @@ void drop_unrelated(Entries& entries, const StateDoor& door, const HydrateOption
   outcome.report = std::move(filtered.report);
 }
 
+/// Has what was dropped of changed sources stay as the state knows it.
+void keep_old_of_dropped(const std::map<std::string, bool>& renewed, HydrateOutcome& outcome) {
+  std::erase_if(outcome.dropped, [&](const DroppedStructure& dropped) {
+    const auto old = renewed.find(internal::source_key(dropped.source_file));
+    if (old == renewed.end()) return false;
+    outcome.known.push_back({.path = dropped.source_file,
+                             .ok = old->second,
+                             .changed = true,
+                             .unrelated = internal::reason_of(dropped)});
+    return true;
+  });
+}
+
+/// Takes the old entries of the sources that are taken in anew out of the state; returns the notes
+/// on that.
+std::vector<std::string> replace_old(const Entries& entries,
+                                     const std::map<std::string, bool>& renewed,
+                                     const StateDoor& door, HydrateOutcome& outcome) {
+  std::vector<std::string> notes;
+  std::set<std::string> keys;
+  for (const SourceEntry& entry : entries) {
+    const std::string key = internal::source_key(entry);
+    if (!renewed.contains(key) || !keys.insert(key).second) continue;
+    const Json& sources = internal::value_at(door.view(), "structure_sources");
+    const auto old = std::find_if(sources.begin(), sources.end(), [&key](const Json& known) {
+      return known.is_object() && internal::source_key(internal::source_text_of(known)) == key;
+    });
+    outcome.replaced.push_back(
+        {.source_file = entry.source_file(),
+         .formula = internal::text_or_empty(internal::value_at(*old, "formula")),
+         .natoms = internal::value_at(*old, "natoms").is_number_integer()
+                       ? internal::value_at(*old, "natoms").get<std::int64_t>()
+                       : 0,
+         .path = internal::text_or_empty(internal::value_at(*old, "path"))});
+    notes.push_back(internal::note_on_replacement(entry.to_json(), *old));
+  }
+  if (!keys.empty()) door.take_out(keys);
+  return notes;
+}
+
 HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& options) {
   if (!door.view().is_object()) throw std::invalid_argument("the agent state is not a mapping");
   internal::PathResolver resolver;
   HydrateOutcome outcome;
-  const Found found = find_candidates(door, options, resolver);
+  Found found = find_candidates(door, options, resolver);
+  outcome.skipped = std::move(found.skipped);
   if (found.offered.candidates.empty()) return outcome;
 
-  const std::map<std::string, std::string> known = internal::known_sources(door.view());
-  Entries entries = ingest(found, options, resolver);
+  const std::map<std::string, internal::KnownEntry> known = internal::known_sources(door.view());
+  internal::Ingested ingested = ingest(found, options, resolver);
+  std::move(ingested.skipped.begin(), ingested.skipped.end(), std::back_inserter(outcome.skipped));
+  Entries entries = std::move(ingested.entries);
   outcome.manifest_error = door.write_manifest(found.project, entries);
-  if (options.check) internal::write_findings(found.project, entries, options.collaborators);
-  drop_known(entries, known, door, outcome);
+  if (options.check && !options.dry_run) {
+    internal::write_findings(found.project, entries, options.collaborators);
+  }
+  const std::map<std::string, bool> renewed =
+      drop_known(entries, known, door, options.refresh, outcome);
   if (entries.empty()) return outcome;
   drop_unrelated(entries, door, options, outcome);
+  keep_old_of_dropped(renewed, outcome);
+  if (entries.empty() && outcome.dropped.empty()) return outcome;
 
-  door.put_sources();
   std::vector<std::string> notes;
   for (const DroppedStructure& dropped : outcome.dropped) {
     notes.push_back(internal::note_on(dropped));
   }
+  for (std::string& note : replace_old(entries, renewed, door, outcome)) {
+    notes.push_back(std::move(note));
+  }
+  door.put_sources();
   for (const SourceEntry& entry : entries) internal::append_notes_on(entry, notes);
   if (options.note_findings) {
     for (const SourceEntry& entry : entries) internal::append_findings_of(entry, notes);
@@ -133,29 +207,43 @@ HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& opti
   return outcome;
 }
 
+HydrateOutcome hydrate_state(Json& state, const HydrateOptions& options) {
+  std::vector<Json> entries;
+  if (!options.refresh && !options.dry_run) {
+    return hydrate_through(internal::door_to(state, entries, options.collaborators), options);
+  }
+  Collaborators collaborators = options.collaborators;
+  if (options.dry_run) collaborators.atomic_write_json = [](const std::string&, const Json&) {};
+  Json copy = state;  // a failure half-way must not cost the old entries
+  HydrateOutcome outcome =
+      hydrate_through(internal::door_to(copy, entries, collaborators), options);
+  if (!options.dry_run) state = std::move(copy);
+  return outcome;
+}
+
 }  // namespace
 
 HydrateOutcome hydrate(Json& state, const HydrateOptions& options) {
-  const Collaborators& collaborators = options.collaborators;
   try {
-    std::vector<Json> entries;
-    return hydrate_through(internal::door_to(state, entries, collaborators), options);
+    return hydrate_state(state, options);
   } catch (...) {
-    const std::exception_ptr error = std::current_exception();
+    HydrateOutcome failed;
+    failed.error = std::current_exception();
+    if (options.dry_run) return failed;
     try {
-      collaborators.record_suppressed_error(internal::value_at(state, "project_path"),
-                                            {"structure_ingest", "hydrate_user_structures", error});
+      options.collaborators.record_suppressed_error(
+          internal::value_at(state, "project_path"),
+          {"structure_ingest", "hydrate_user_structures", failed.error});
     } catch (...) {
       // A failing reporter must not make us throw.
     }
-    HydrateOutcome failed;
-    failed.error = error;
     return failed;
   }
 }
 
 NewEntries hydrate_user_structures(Json& state, const HydrateOptions& options) {
-  return {state, hydrate(state, options).taken.size()};
+  const std::size_t taken = hydrate(state, options).taken.size();
+  return {state, options.dry_run ? 0 : taken};
 }
 
 std::size_t NewEntries::size() const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/discovery/dropped_structure.hpp"
 #include "structure_ingest/ingest/batch.hpp"
+#include "structure_ingest/ingest/skipped_file.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest {
@@ -24,6 +26,15 @@ struct HydrateOptions {
   Collaborators collaborators = agent_modules();
   /// Told of each file before it is read, as in `IngestOptions`; may be empty.
   Progress progress{};
+  /// How many candidates are considered, as in `IngestOptions`.
+  int limit = IngestOptions{}.limit;
+  /// Whether a source that has changed since it was taken in is taken in anew: its new entry takes
+  /// the place of the old ones and of the notes on them, and a note says so. One that cannot be
+  /// read any more, or whose new structure is unrelated to the request, stays as it was.
+  bool refresh = false;
+  /// Whether nothing is written and the state stays as it is, whatever the outcome says: neither
+  /// copies nor the manifest, and no diagnostics.
+  bool dry_run = false;
   /// Whether the structures are checked, as in `IngestOptions`.
   bool check = true;
   /// Whether each finding that is an error or a warning becomes a note as well, behind the others:
@@ -58,26 +69,42 @@ class NewEntries {
 /// state's project, drops those unrelated to the request, and puts the new ones at the head of
 /// state["structure_sources"], with notes in state["structure_notes"].
 ///
-/// Returns the new entries; none when there are none. `state` is a mapping that the caller owns; it
-/// must not be used by two calls at once. Throws nothing: an error that no step expects is reported
-/// through `record_suppressed_error`, and the result is empty.
+/// Returns the new entries; none when there are none, and none of a dry run. `state` is a mapping
+/// that the caller owns; it must not be used by two calls at once. Throws nothing: an error that no
+/// step expects is reported through `record_suppressed_error`, and the result is empty.
 STRUCTURE_INGEST_API NewEntries hydrate_user_structures(Json& state,
                                                         const HydrateOptions& options = {});
 
 /// A file that was read again although the state has an entry of it, which stays as it is.
 struct KnownSource {
-  std::string path;      ///< of the file
-  bool changed = false;  ///< whether its content is another than when it was taken in
+  std::string path;         ///< of the file
+  bool ok = false;          ///< whether it could be read when it was taken in
+  bool changed = false;     ///< whether it gives something else than it gave then
+  std::string problem{};    ///< why it gives no structure now; empty when it does
+  std::string unrelated{};  ///< why its new content was not taken: the assessor's reason
+  /// The source of that entry where its name is another, by letter case or the direction of
+  /// slashes, which are left aside. Then nothing is compared.
+  std::string taken_for{};
+};
+
+/// A structure whose place a new one has taken, since their source had changed.
+struct ReplacedStructure {
+  std::string source_file;  ///< of both
+  std::string formula;      ///< of the old one
+  std::int64_t natoms = 0;  ///< likewise
+  std::string path;         ///< of its canonical copy, which stays, or its source
 };
 
 /// What became of the files that a hydration considered.
 struct HydrateOutcome {
-  std::vector<SourceEntry> taken;         ///< as they stand at the head of the state's list
-  std::vector<DroppedStructure> dropped;  ///< as unrelated to the request
-  std::vector<KnownSource> known;         ///< left out since the state has them
-  RelevanceReport report;                 ///< the assessor's; empty if it was not asked
-  std::string manifest_error{};           ///< why the manifest could not be written, if it was not
-  std::exception_ptr error{};  ///< what ended the hydration; then nothing counts as taken
+  std::vector<SourceEntry> taken;             ///< as they stand at the head of the state's list
+  std::vector<DroppedStructure> dropped;      ///< as unrelated to the request
+  std::vector<KnownSource> known;             ///< left out since the state has them
+  std::vector<SkippedFile> skipped{};         ///< passed over without being read
+  std::vector<ReplacedStructure> replaced{};  ///< by one of `taken`
+  RelevanceReport report;                     ///< the assessor's; empty if it was not asked
+  std::string manifest_error{};  ///< why the manifest could not be written, if it was not
+  std::exception_ptr error{};    ///< what ended the hydration; then nothing counts as taken
 };
 
 /// The same with a typed result, for those who show it.

@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
+#include "structure_ingest/discovery/merge.hpp"
+#include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest::internal {
@@ -17,8 +19,8 @@ void keep_places(std::vector<Json>& entries, const std::vector<std::size_t>& pla
   entries = std::move(kept);
 }
 
-/// The old entries are moved, not copied: they are most of a long state. Nothing is moved before all
-/// memory is there, so that a failure loses none of them.
+/// The old entries are moved, not copied: they are most of a long state. Nothing is moved before
+/// all memory is there, so that a failure loses none of them.
 void put_sources(Json& state, std::vector<Json>& entries) {
   Json& sources = state["structure_sources"];
   Json merged = Json::array();
@@ -58,6 +60,18 @@ StateDoor door_to(Json& state, std::vector<Json>& entries, const Collaborators& 
       .assess =
           [&state, &entries, &collaborators](const std::string& request) {
             return collaborators.assess_structure_relevance(entries, request, state);
+          },
+      .take_out =
+          [&state](const auto& source_keys) {
+            std::vector<std::size_t> places;
+            std::size_t place = 0;
+            for_each_element(value_at(state, "structure_sources"), [&](const Json& entry) {
+              const bool is_meant =
+                  entry.is_object() && source_keys.contains(source_key(source_text_of(entry)));
+              if (is_meant) places.push_back(place);
+              ++place;
+            });
+            take_out(state, places);
           },
       .put_sources = [&state, &entries] { put_sources(state, entries); },
       .add_notes = [&state](const auto& notes) { add_notes(state, notes); },

@@ -2,18 +2,22 @@
 
 #include <algorithm>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
+#include "structure_ingest/discovery/take_out.hpp"
+#include "structure_ingest/ingest/canonical_xyz.hpp"
 
 namespace structure_ingest::internal {
 namespace {
 
-std::string key_of(std::string source_text) {
-  std::replace(source_text.begin(), source_text.end(), '\\', '/');
-  return case_folded(source_text);
+/// "0a1b2c3d.xyz" of the name of a copy, which differs when the structure does.
+std::string_view digest_in(std::string_view copy) {
+  const std::size_t at = copy.rfind('_');
+  return at == std::string_view::npos ? std::string_view() : copy.substr(at);
 }
 
 std::string note_on(const SourceEntry& entry) {
@@ -34,21 +38,36 @@ std::string note_on(const SourceEntry& entry) {
 
 }  // namespace
 
-std::map<std::string, std::string> known_sources(const Json& state) {
-  std::map<std::string, std::string> known;
+std::string source_key(std::string source_text) {
+  std::replace(source_text.begin(), source_text.end(), '\\', '/');
+  return case_folded(source_text);
+}
+
+std::string source_key(const SourceEntry& entry) {
+  return source_key(entry.source_file());
+}
+
+std::map<std::string, KnownEntry> known_sources(const Json& state) {
+  std::map<std::string, KnownEntry> known;
   for_each_element(value_at(state, "structure_sources"), [&known](const Json& entry) {
     if (!entry.is_object()) return;
-    const Json& source_file = member_of(value_at(entry, "metadata"), "source_file");
-    std::string text =
-        text_or_empty(is_empty(source_file) ? value_at(entry, "source_path") : source_file);
+    const std::string text = source_text_of(entry);
     if (stripped(text).empty()) return;
-    known.emplace(key_of(std::move(text)), text_or_empty(value_at(entry, "sha256")));
+    known.emplace(source_key(text), KnownEntry{.source = text,
+                                               .sha256 = text_or_empty(value_at(entry, "sha256")),
+                                               .path = text_or_empty(value_at(entry, "path")),
+                                               .ok = value_at(entry, "ok") == true});
   });
   return known;
 }
 
-std::string source_key(const SourceEntry& entry) {
-  return key_of(entry.source_file());
+bool has_changed(const KnownEntry& known, const IngestedStructure& record) {
+  if (record.sha256.empty()) return false;  // it cannot be read now
+  if (!known.sha256.empty() && known.sha256 != record.sha256) return true;
+  if (known.ok != record.ok) return record.ok;
+  return record.ok && !record.canonical_xyz_rel.empty() &&
+         known.path.starts_with(INGESTED_DIRNAME) &&
+         digest_in(known.path) != digest_in(record.canonical_xyz_rel);
 }
 
 std::vector<std::string> new_notes(const Json& state, const std::vector<std::string>& proposed) {

@@ -10,13 +10,26 @@
 
 namespace structure_ingest::internal {
 
-/// The sources that a state has: their keys, equal for one source in any letter case and with
-/// either slashes, and the fingerprints of the newest entry of each. Throws std::invalid_argument
-/// for sources of which none can be told.
-std::map<std::string, std::string> known_sources(const Json& state);
+/// What the newest entry of a source says.
+struct KnownEntry {
+  std::string source;  // its text
+  std::string sha256;  // the fingerprint; empty when it has none
+  std::string path;    // of its canonical copy, or its source
+  bool ok = false;
+};
 
-/// The key of an entry's source.
+/// The sources that a state has: their keys, equal for one source in any letter case and with
+/// either slashes, and the newest entry of each. Throws std::invalid_argument for sources of which
+/// none can be told.
+std::map<std::string, KnownEntry> known_sources(const Json& state);
+
+/// The key of a source by its text, and that of an entry's source.
+std::string source_key(std::string source_text);
 std::string source_key(const SourceEntry& entry);
+
+/// Whether a file that was read again is another than when it was taken in: its bytes, the
+/// structure that they give (the cell may come from another file), or that they give one at all.
+bool has_changed(const KnownEntry& known, const IngestedStructure& record);
 
 /// The notes that `proposed` adds to those of the state: each once, and none that is there.
 /// Throws std::invalid_argument when the state's notes are no list.

@@ -55,17 +55,21 @@ Filtered drop_unrelated(const std::vector<EntryNames>& entries, const std::strin
     if (reason == reasons.end()) {
       filtered.kept.push_back(i);
     } else {
-      filtered.dropped.push_back({entry.file_name, entry.formula, reason->second});
+      filtered.dropped.push_back(
+          {entry.file_name, entry.formula, reason->second, entry.source_file});
     }
   }
   return filtered;
 }
 
+std::string reason_of(const DroppedStructure& dropped) {
+  return dropped.reason.empty() ? "it does not match the requested material" : dropped.reason;
+}
+
 std::string note_on(const DroppedStructure& dropped) {
   return "Ignored '" + dropped.name + "' (" +
-         (dropped.formula.empty() ? "unknown formula" : dropped.formula) + "): " +
-         (dropped.reason.empty() ? "it does not match the requested material" : dropped.reason) +
-         ".";
+         (dropped.formula.empty() ? "unknown formula" : dropped.formula) +
+         "): " + reason_of(dropped) + ".";
 }
 
 }  // namespace structure_ingest::internal

@@ -20,6 +20,7 @@ struct EntryNames {
   std::string file_name;  // of the source file
   std::string path;       // of the canonical copy, or of the source
   std::string formula;
+  std::string source_file{};
 };
 
 struct Filtered {
@@ -33,6 +34,9 @@ struct Filtered {
 Filtered drop_unrelated(const std::vector<EntryNames>& entries, const std::string& request,
                         const std::string& role_unrelated,
                         const std::function<RelevanceReport()>& assess);
+
+/// Why a structure was dropped, in words.
+std::string reason_of(const DroppedStructure& dropped);
 
 /// The note on a dropped structure.
 std::string note_on(const DroppedStructure& dropped);

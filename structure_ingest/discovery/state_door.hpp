@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -17,8 +18,8 @@ namespace structure_ingest::internal {
 /// functions only carry it out, in the order in which they stand here. The entries that they are
 /// about are the same objects from the manifest to the state.
 struct StateDoor {
-  /// The state as JSON. Only the keys that docs/schema/state.schema.json describes are read, so that
-  /// a host may hand over these alone. It is valid until the next change.
+  /// The state as JSON. Only the keys that docs/schema/state.schema.json describes are read, so
+  /// that a host may hand over these alone. It is valid until the next change.
   std::function<const Json&()> view;
 
   /// Sets "source_workspace_root".
@@ -34,6 +35,10 @@ struct StateDoor {
 
   /// Asks the relevance assessor about the entries that are left.
   std::function<RelevanceReport(const std::string& request)> assess;
+
+  /// Takes the entries of these sources, given by their keys, out of "structure_sources", and the
+  /// notes on them. Only a refreshing hydration asks for it.
+  std::function<void(const std::set<std::string>& source_keys)> take_out;
 
   /// Puts the entries that are left in front of those that "structure_sources" has, of which only
   /// mappings stay.

@@ -10,8 +10,8 @@ namespace structure_ingest {
 namespace {
 
 struct Batch {
-  std::vector<SourceEntry> entries;
-  std::vector<Json> json;  // the same, as the manifest holds them
+  internal::Ingested ingested;
+  std::vector<Json> json;  // its entries as the manifest holds them
   std::string manifest_error;
 };
 
@@ -30,13 +30,15 @@ Batch ingest(const std::string& project_path, const std::vector<std::string>& ca
             return known == kinds.end() ? std::string() : known->second;
           },
       .progress = options.progress,
+      .dry_run = options.dry_run,
       .check = options.check};
   Batch batch{
-      .entries = internal::ingested_entries(input, resolver), .json = {}, .manifest_error = {}};
-  batch.json = internal::json_entries(batch.entries);
+      .ingested = internal::ingested_entries(input, resolver), .json = {}, .manifest_error = {}};
+  batch.json = internal::json_entries(batch.ingested.entries);
+  if (options.dry_run) return batch;
   batch.manifest_error = internal::write_manifest(input.project, batch.json, options.collaborators);
   if (options.check) {
-    internal::write_findings(input.project, batch.entries, options.collaborators);
+    internal::write_findings(input.project, batch.ingested.entries, options.collaborators);
   }
   return batch;
 }
@@ -53,7 +55,9 @@ IngestOutcome ingest_batch(const std::string& project_path,
                            const std::vector<std::string>& candidate_paths,
                            const IngestOptions& options) {
   Batch batch = ingest(project_path, candidate_paths, options);
-  return {.entries = std::move(batch.entries), .manifest_error = std::move(batch.manifest_error)};
+  return {.entries = std::move(batch.ingested.entries),
+          .skipped = std::move(batch.ingested.skipped),
+          .manifest_error = std::move(batch.manifest_error)};
 }
 
 }  // namespace structure_ingest

@@ -11,6 +11,7 @@
 #include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/ingest/skipped_file.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest {
@@ -35,6 +36,9 @@ struct IngestOptions {
   Collaborators collaborators = agent_modules();
   /// May be empty.
   Progress progress{};
+  /// Whether nothing is written, neither copy nor manifest: the entries are those that would be
+  /// made, unless a write would fail.
+  bool dry_run = false;
   /// Whether the structures are checked: the entries then have findings, and
   /// ".diagnostics/structure_findings.json" those of the batch, for the assistant.
   bool check = true;
@@ -54,8 +58,9 @@ STRUCTURE_INGEST_API std::vector<Json> ingest_structure_files(
 
 /// What came of a batch.
 struct IngestOutcome {
-  std::vector<SourceEntry> entries;  ///< in the order of the candidates
-  std::string manifest_error{};      ///< why the manifest could not be written; empty when it was
+  std::vector<SourceEntry> entries;    ///< in the order of the candidates
+  std::vector<SkippedFile> skipped{};  ///< the candidates of which there is no entry
+  std::string manifest_error{};        ///< why the manifest could not be written; empty when it was
 };
 
 /// The same with a typed result, for those who show it.

@@ -122,14 +122,18 @@ std::string canonical_xyz_text(const IngestedStructure& record) {
   return text;
 }
 
-std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record) {
-  const std::string text = canonical_xyz_text(record);
+std::string canonical_xyz_rel(const IngestedStructure& record, const std::string& text) {
   std::string rel;
   rel.append(INGESTED_DIRNAME)
       .append("/")
       .append(COPY_PREFIX)
       .append(clean_stem(record.source_path));
-  rel.append("_").append(sha256_hex(text), 0, DIGEST_DIGITS).append(COPY_SUFFIX);
+  return rel.append("_").append(sha256_hex(text), 0, DIGEST_DIGITS).append(COPY_SUFFIX);
+}
+
+std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record) {
+  const std::string text = canonical_xyz_text(record);
+  const std::string rel = canonical_xyz_rel(record, text);
   const std::string target = join_path(project_path, rel);
   if (!holds_text(target, text)) replace_file_beneath(project_path, rel, text);
   return rel;

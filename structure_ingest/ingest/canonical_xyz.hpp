@@ -17,9 +17,12 @@ namespace internal {
 /// decimals, lines end with LF.
 std::string canonical_xyz_text(const IngestedStructure& record);
 
+/// The project-relative path of the copy of `record`, of which `text` is the canonical text: the
+/// name holds the source file's stem and the first eight digits of the text's SHA-256 digest.
+std::string canonical_xyz_rel(const IngestedStructure& record, const std::string& text);
+
 /// Writes the canonical copy of `record` into the project, unless an identical one is there, and
-/// returns its project-relative path: the name holds the source file's stem and the first eight
-/// digits of the SHA-256 digest of the text. Errors of the file system reach the caller.
+/// returns its project-relative path. Errors of the file system reach the caller.
 std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record);
 
 }  // namespace internal

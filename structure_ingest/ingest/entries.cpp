@@ -1,8 +1,8 @@
 #include "structure_ingest/ingest/entries.hpp"
 
 #include <algorithm>
+#include <map>
 #include <new>
-#include <set>
 #include <system_error>
 #include <utility>
 
@@ -21,12 +21,13 @@ bool is_canonical_copy(std::string path) {
   return path.find(copies) != std::string::npos;
 }
 
-IngestedStructure ingest_file(StructureParser& parser, const std::string& project,
+IngestedStructure ingest_file(StructureParser& parser, const BatchInput& input,
                               const std::string& path) {
   IngestedStructure record = parser.parse_with_fingerprint(path);
   if (!record.ok) return record;
   try {
-    record.canonical_xyz_rel = write_canonical_xyz(project, record);
+    record.canonical_xyz_rel = input.dry_run ? canonical_xyz_rel(record, canonical_xyz_text(record))
+                                             : write_canonical_xyz(input.project, record);
   } catch (const std::system_error& error) {
     record.warnings.push_back(std::string("Could not write canonical XYZ copy: ") + error.what());
   } catch (const std::bad_alloc&) {
@@ -37,33 +38,54 @@ IngestedStructure ingest_file(StructureParser& parser, const std::string& projec
 
 }  // namespace
 
-std::vector<SourceEntry> ingested_entries(const BatchInput& input, PathResolver& resolver) {
+Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
   const std::size_t considered = std::min(input.limit, input.candidates.size());
   StructureParser parser;
   FolderOwners owners(input.project);
-  std::vector<SourceEntry> entries;
-  std::set<std::string> seen_sources;
+  Ingested ingested;
+  const auto skip = [&ingested](const Candidate& candidate, const std::string& path,
+                                SkipReason reason, const std::string& other = "") {
+    ingested.skipped.push_back(
+        {.path = path, .reason = reason, .discovery = candidate.how, .other = other});
+  };
+  std::map<std::string, std::string> seen_sources;  // the first path of each by its identity
   for (std::size_t i = 0; i < considered; ++i) {
     const Candidate& candidate = input.candidates[i];
     const std::string path = candidate_path(candidate.text, input.project);
-    if (!is_structure_file(path)) continue;
+    if (!is_structure_file(path)) {
+      skip(candidate, path, SkipReason::not_a_structure_file);
+      continue;
+    }
     SourceFile source = candidate.source ? *candidate.source : source_file(path, resolver);
-    if (!seen_sources.insert(source.identity).second) continue;
-    if (is_canonical_copy(source.path)) continue;
+    if (const auto [seen, is_new] = seen_sources.try_emplace(source.identity, source.path);
+        !is_new) {
+      skip(candidate, source.path, SkipReason::same_file, seen->second);
+      continue;
+    }
+    if (is_canonical_copy(source.path)) {
+      skip(candidate, source.path, SkipReason::canonical_copy);
+      continue;
+    }
     source.discovery = input.discovery_of(source.identity);
     if (source.discovery != DISCOVERY_ATTACHMENT &&
         owners.is_foreign(source.resolved, input.project)) {
+      skip(candidate, source.path, SkipReason::other_project,
+           owners.owner_of(source.resolved).value_or(""));
       continue;
     }
     if (input.progress) input.progress(i, considered, source.path);
     SourceEntry& entry =
-        entries.emplace_back(SourceEntry{.record = ingest_file(parser, input.project, source.path),
-                                         .discovery = std::move(source.discovery)});
+        ingested.entries.emplace_back(SourceEntry{.record = ingest_file(parser, input, source.path),
+                                                  .discovery = std::move(source.discovery)});
     if (input.check) {
       entry.findings = check_structure(entry.record, {.reader_warnings = parser.reader_warnings()});
     }
   }
-  return entries;
+  for (std::size_t i = considered; i < input.candidates.size(); ++i) {
+    const Candidate& candidate = input.candidates[i];
+    skip(candidate, shown_path(candidate.text, input.project), SkipReason::past_limit);
+  }
+  return ingested;
 }
 
 std::vector<Json> json_entries(const std::vector<SourceEntry>& entries) {

@@ -11,6 +11,7 @@
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/ingest/batch.hpp"
+#include "structure_ingest/ingest/skipped_file.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 #include "structure_ingest/project/source_file.hpp"
 
@@ -19,6 +20,7 @@ namespace structure_ingest::internal {
 struct Candidate {
   std::string text;                    // as it was offered
   std::optional<SourceFile> source{};  // where it is absolute and was resolved already
+  std::string how{};                   // the kind under which it was offered, if any
 };
 
 /// Candidates for a project whose folder is resolved.
@@ -29,12 +31,19 @@ struct BatchInput {
   /// The discovery kind for a source identity; empty when there is none.
   std::function<std::string(const std::string& identity)> discovery_of;
   Progress progress{};
+  bool dry_run = false;  // the copies are named, but not written
   bool check = true;
+};
+
+/// What came of the candidates: an entry of each that was read, and the others.
+struct Ingested {
+  std::vector<SourceEntry> entries;
+  std::vector<SkippedFile> skipped;
 };
 
 /// Reads, fingerprints and copies the candidates as `ingest_structure_files` does, and writes no
 /// manifest. `resolver` may have resolved other paths of the same call.
-std::vector<SourceEntry> ingested_entries(const BatchInput& input, PathResolver& resolver);
+Ingested ingested_entries(const BatchInput& input, PathResolver& resolver);
 
 /// The entries as JSON, in their order.
 std::vector<Json> json_entries(const std::vector<SourceEntry>& entries);

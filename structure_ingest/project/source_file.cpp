@@ -17,6 +17,14 @@ std::string candidate_path(const std::string& text, const std::string& project) 
   return join_path(project, text);
 }
 
+std::string shown_path(const std::string& text, const std::string& project) {
+  try {
+    return candidate_path(text, project);
+  } catch (const std::exception&) {
+    return text;
+  }
+}
+
 SourceFile source_file(const std::string& path, PathResolver& resolver) {
   SourceFile source{.path = path, .resolved = resolver.resolve(path), .identity = {}};
   source.identity = case_folded(source.resolved);

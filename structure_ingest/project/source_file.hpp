@@ -20,6 +20,9 @@ struct SourceFile {
 /// Throws std::invalid_argument for text with a NUL character.
 std::string candidate_path(const std::string& text, const std::string& project);
 
+/// The same for one that is only to be shown: text that makes no path comes back as it is.
+std::string shown_path(const std::string& text, const std::string& project);
+
 /// Makes the source file at an absolute path. Throws as `resolve_path`.
 SourceFile source_file(const std::string& path, PathResolver& resolver);
 

@@ -131,28 +131,21 @@ std::optional<std::string> read_atom(std::string_view line, bool vendor_orbital_
   return std::nullopt;
 }
 
-/// The atom count of line 1, or the warning when it is none that is supported.
-std::optional<std::string> read_count(std::string_view first_token, std::int64_t& count) {
-  const std::optional<std::string> digits = integer_text(first_token);
-  if (!digits) return "First line of XYZ file is not an atom count.";
-  const bool in_range = digits->size() <= 5 && digits->front() != '-';
-  count = in_range ? std::stoll(*digits) : 0;
-  if (count < 1 || count > MAX_ATOMS) return "Unsupported atom count: " + *digits + ".";
-  return std::nullopt;
-}
-
-/// Reads the frame into `record`; returns the warning that ended it, if any did.
-std::optional<std::string> read_frame(LineReader& lines, IngestedStructure& record) {
-  std::string first_token;
+/// Reads the frame whose first line is `line` into `record`; returns the warning that ended it, if
+/// any did.
+std::optional<std::string> read_frame(LineReader& lines, std::optional<std::string_view> line,
+                                      IngestedStructure& record) {
+  std::string first_line;
   std::string comment;
-  std::optional<std::string_view> line = lines.next();
-  if (line) first_token = next_token(*line);
-  if (line) line = lines.next();
+  if (line) {
+    first_line = *line;
+    line = lines.next();
+  }
   if (line) comment = *line;
   if (!line || !lines.has_next()) return "XYZ file is too short to contain atoms.";
 
   std::int64_t count = 0;
-  if (std::optional<std::string> warning = read_count(first_token, count)) return warning;
+  if (std::optional<std::string> warning = read_atom_count(first_line, count)) return warning;
   read_lattice(comment, record);
   const bool vendor_orbital_column = contains_ignoring_ascii_case(comment, "orbitaltype");
 
@@ -183,28 +176,15 @@ std::optional<std::string> read_frame(LineReader& lines, IngestedStructure& reco
   return std::nullopt;
 }
 
-}  // namespace
-
-IngestedStructure parse_xyz(const std::string& path, CompanionFiles& companions, bool fingerprint) {
-  IngestedStructure record{.source_path = path, .format = "xyz"};
-  std::optional<std::string> warning;
-  try {
-    std::optional<Sha256> digest;
-    if (fingerprint) digest.emplace();
-    LineReader lines(path, digest ? &*digest : nullptr);
-    warning = read_frame(lines, record);
-    lines.skip_rest();
-    if (digest) record.sha256 = digest->hex().substr(0, FINGERPRINT_DIGITS);
-  } catch (const std::system_error& error) {
-    record = {.source_path = path, .format = "xyz"};
-    warning = std::string("Could not read file: ") + error.what();
-  }
+/// The record of a file whose frame was read, up to the warning if there is one.
+IngestedStructure completed(IngestedStructure record, std::optional<std::string> warning,
+                            CompanionFiles& companions) {
   if (warning) {
     record.warnings.push_back(*std::move(warning));
     return record;
   }
   if (!record.cell_ang) {
-    CompanionCell companion = companions.vorendal_cell(path);
+    CompanionCell companion = companions.vorendal_cell(record.source_path);
     if (companion.cell_ang) {
       record.cell_ang = std::move(companion.cell_ang);
       record.cell_provenance = std::move(companion.provenance);
@@ -213,6 +193,42 @@ IngestedStructure parse_xyz(const std::string& path, CompanionFiles& companions,
   if (!record.cell_ang) record.warnings.emplace_back(MISSING_CELL);
   record.ok = true;
   return record;
+}
+
+}  // namespace
+
+std::optional<std::string> read_atom_count(std::string_view line, std::int64_t& count) {
+  const std::optional<std::string> digits = integer_text(next_token(line));
+  if (!digits) return "First line of XYZ file is not an atom count.";
+  const bool in_range = digits->size() <= 5 && digits->front() != '-';
+  count = in_range ? std::stoll(*digits) : 0;
+  if (count < 1 || count > MAX_ATOMS) return "Unsupported atom count: " + *digits + ".";
+  return std::nullopt;
+}
+
+IngestedStructure parse_xyz_frame(const std::string& path, LineReader& lines,
+                                  std::optional<std::string_view> first_line,
+                                  CompanionFiles& companions) {
+  IngestedStructure record{.source_path = path, .format = "xyz"};
+  std::optional<std::string> warning = read_frame(lines, first_line, record);
+  return completed(std::move(record), std::move(warning), companions);
+}
+
+IngestedStructure parse_xyz(const std::string& path, CompanionFiles& companions, bool fingerprint) {
+  IngestedStructure record{.source_path = path, .format = "xyz"};
+  std::optional<std::string> warning;
+  try {
+    std::optional<Sha256> digest;
+    if (fingerprint) digest.emplace();
+    LineReader lines(path, digest ? &*digest : nullptr);
+    warning = read_frame(lines, lines.next(), record);
+    lines.skip_rest();
+    if (digest) record.sha256 = digest->hex().substr(0, FINGERPRINT_DIGITS);
+  } catch (const std::system_error& error) {
+    record = {.source_path = path, .format = "xyz"};
+    warning = std::string("Could not read file: ") + error.what();
+  }
+  return completed(std::move(record), std::move(warning), companions);
 }
 
 }  // namespace structure_ingest::internal

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
+#include "structure_ingest/base/line_reader.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
@@ -19,5 +22,14 @@ inline constexpr std::int64_t MAX_ATOMS = 20000;
 /// empty when the file cannot be read to its end.
 IngestedStructure parse_xyz(const std::string& path, CompanionFiles& companions,
                             bool fingerprint = false);
+
+/// Reads the frame whose first line is `first_line` (nothing at the end of the file); `lines` is at
+/// the line behind it. The same in all else, but for errors of the file system, which are thrown.
+IngestedStructure parse_xyz_frame(const std::string& path, LineReader& lines,
+                                  std::optional<std::string_view> first_line,
+                                  CompanionFiles& companions);
+
+/// The atom count in the first line of a frame, or the warning when it is none that is supported.
+std::optional<std::string> read_atom_count(std::string_view line, std::int64_t& count);
 
 }  // namespace structure_ingest::internal

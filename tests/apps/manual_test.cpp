@@ -58,7 +58,7 @@ Words completions(const std::string& words) {
 }
 
 TEST(Completion, OffersWhatTheHelpLists) {
-  EXPECT_GE(subcommands().size(), 7U);
+  EXPECT_GE(subcommands().size(), 11U);
   EXPECT_EQ(completions("\"\""), subcommands());
   EXPECT_EQ(completions("--v"), Words{"--version"});
   for (const std::string& subcommand : subcommands()) {
@@ -92,6 +92,54 @@ TEST(Completion, TellsWhatStandsWhere) {
       {"scan --json \"\"", folders},
   };
   for (const auto& [words, expected] : cases) EXPECT_EQ(completions(words), expected) << words;
+}
+
+/// What Zsh and fish offer after the words of a command line.
+Words zsh_completions(const std::string& words) {
+  return matches(output_of("zsh -fc '_files() { print -r -- \"(files $*)\" }; "
+                           "compadd() { shift; print -rl -- \"$@\" }; compset() { : }; "
+                           "compdef() { : }; "
+                           "source " STRUCTURE_INGEST_SOURCE_DIR "/tools/completion.zsh; "
+                           "words=(" STRUCTURE_INGEST_PROGRAM " " +
+                           words + "); CURRENT=$#words; _structure_ingest || true'"),
+                 "([^\n]+)\n");
+}
+Words fish_completions(const std::string& line) {
+  return matches(
+      output_of(
+          "cd " STRUCTURE_INGEST_SOURCE_DIR "/examples && PATH=\"" STRUCTURE_INGEST_BINARIES
+          ":$PATH\" HOME=/nonexistent fish --no-config -c 'source " STRUCTURE_INGEST_SOURCE_DIR
+          "/tools/completion.fish; complete -C \"structure-ingest " +
+          line + "\"'"),
+      "([^\n]+)\n");
+}
+
+TEST(Completion, IsTheSameInOtherShells) {
+  EXPECT_EQ(zsh_completions("\"\""), subcommands());
+  EXPECT_EQ(fish_completions(""), subcommands());
+  for (const std::string& subcommand : subcommands()) {
+    Words options = matches(help(subcommand), "\n  (?:-.,)?(--[a-z-]+)");
+    EXPECT_EQ(fish_completions(subcommand + " --"), options) << subcommand;
+    Words zsh = zsh_completions(subcommand + " --");
+    std::erase_if(zsh, [](const std::string& option) { return option.size() == 2; });
+    EXPECT_EQ(zsh, options) << subcommand;
+  }
+  const Words files = {"(files )"};
+  const Words folders = {"(files -/)"};
+  const std::vector<std::pair<std::string, Words>> cases = {
+      {"parse \"\"", files},
+      {"parse -- --j", files},
+      {"list --project \"\"", folders},
+      {"list --project=fol", folders},
+      {"hydrate --limit \"\"", {}},
+      {"hydrate --state \"\"", files},
+      {"scan --json \"\"", folders},
+  };
+  for (const auto& [words, expected] : cases) EXPECT_EQ(zsh_completions(words), expected) << words;
+  EXPECT_EQ(fish_completions("list --project "), (Words{"copper/", "iron_oxide/", "odd/"}));
+  EXPECT_EQ(fish_completions("parse w"), Words{"water.xyz"});
+  EXPECT_EQ(fish_completions("hydrate --limit "), Words{});
+  EXPECT_EQ(fish_completions("scan c"), Words{"copper/"});
 }
 
 TEST(ManualPage, DescribesEverySubcommandWithItsOptions) {

@@ -16,6 +16,10 @@ namespace {
 
 using structure_ingest::Json;
 
+const char* const NO_STRUCTURE =
+    "\n  reason   not the name of a structure file (*.xyz, *.extxyz, *.cif, *.vasp,\n"
+    "           *.poscar, POSCAR*, CONTCAR*)\n";
+
 struct Outcome {
   int status;
   std::string out;
@@ -219,15 +223,14 @@ TEST_F(Program, TakesPathsFromAList) {
   EXPECT_EQ(run("parse --files-from lines | tail -n 3").out,
             "[x]: not parsed\n  error    File does not exist.\n  listed   lines:4\n");
 
-  w.write("list", "../he.xyz\n\ncell.xyz\n../cell.xyz\n");
-  const Outcome ingest = run("ingest --project proj --limit 2 --files-from list");
-  EXPECT_EQ(ingest.status, 1);
-  EXPECT_EQ(ingest.err,
-            "structure-ingest: only the first 2 of 3 paths were considered (see "
-            "--limit)\nstructure-ingest: cell.xyz: taken as " +
-                (w / "proj/cell.xyz") + "; for the one here give " + (w / "cell.xyz") + "\n");
+  w.write("list", "he.xyz\n\ncell.xyz\n./proj/../cell.xyz\n");
+  const Outcome ingest = run("ingest --project proj --json --limit 2 --files-from list");
+  EXPECT_EQ(ingest.status, 0);
+  EXPECT_EQ(ingest.err, "structure-ingest: " + (w / "cell.xyz") +
+                            ": skipped: not looked at, since only the first 2 files are (see "
+                            "--limit)\n");
   const Outcome hydrate = run("hydrate --project proj --json --files-from list");
-  EXPECT_EQ(structure_ingest::parse_json(hydrate.out).size(), 3U);
+  EXPECT_EQ(structure_ingest::parse_json(hydrate.out).size(), 2U);
 }
 
 TEST_F(Program, IngestsIntoAProject) {
@@ -235,7 +238,7 @@ TEST_F(Program, IngestsIntoAProject) {
       Json{{structure_ingest::internal::source_identity(w / "he.xyz"), "workspace_scan"}});
   w.write("kinds.json", kinds);
   const Outcome json = run("ingest --project proj --discovery kinds.json --json '" +
-                           (w / "he.xyz") + "' missing.xyz");
+                           (w / "he.xyz") + "' missing.xyz --relative-to-project");
   EXPECT_EQ(json.status, 1);
   const Json entries = structure_ingest::parse_json(json.out);
   ASSERT_EQ(entries.size(), 2U);
@@ -244,17 +247,16 @@ TEST_F(Program, IngestsIntoAProject) {
   EXPECT_EQ(structure_ingest::parse_json(
                 tests::content_of(w / "proj/.diagnostics/ingested_structures.json"))["structures"],
             entries);
-  EXPECT_EQ(run("ingest --project proj --limit 1 ../he.xyz missing.xyz").status, 0);
+  EXPECT_EQ(run("ingest --project proj --limit 1 he.xyz missing.xyz").status, 0);
   const Outcome nothing = run("ingest --project proj --limit 1 notes.txt");
   EXPECT_EQ(nothing.status, 0);
-  EXPECT_EQ(nothing.out, "Nothing to ingest.\n");
-  EXPECT_EQ(nothing.err,
-            "structure-ingest: notes.txt: not the name of a structure file; skipped\n");
-  // No hint when the project has a file of that name.
+  EXPECT_EQ(nothing.out, "skipped  " + (w / "notes.txt") + NO_STRUCTURE);
+  EXPECT_EQ(run("ingest --project proj --files-from /dev/null").out, "Nothing to ingest.\n");
+  // The path is the user's, though the project has a file of that name.
   w.write("proj/he.xyz", "1\n\nHe 0 0 0\n");
   const Outcome own = run("ingest --project proj he.xyz");
-  EXPECT_EQ(own.err, "");
-  EXPECT_NE(own.out.find("\n  found    attachment\n"), std::string::npos) << own.out;
+  EXPECT_EQ(own.out.find("taken   " + (w / "he.xyz") + "\n"), 0U);
+  EXPECT_NE(own.out.find("\n  found    named or attached\n"), std::string::npos) << own.out;
   w.write("full/.diagnostics", "");
   for (const char* command : {"ingest", "hydrate"}) {
     const Outcome full = run(std::string(command) + " --project full " + (w / "he.xyz"));
@@ -262,9 +264,9 @@ TEST_F(Program, IngestsIntoAProject) {
     EXPECT_NE(full.err.find("/full/.diagnostics"), std::string::npos) << full.err;
   }
   w.write("file", "");
-  EXPECT_EQ(run("ingest --project file ../he.xyz").status, 3);
+  EXPECT_EQ(run("ingest --project file he.xyz").status, 3);
   w.write("blocked/project_root", "");
-  const Outcome blocked = run("ingest --project blocked --limit 010 ../he.xyz");
+  const Outcome blocked = run("ingest --project blocked --limit 010 he.xyz");
   EXPECT_EQ(blocked.status, 3);
   EXPECT_NE(blocked.err.find("he.xyz: Could not write canonical XYZ copy: "), std::string::npos);
 }
@@ -300,9 +302,11 @@ TEST_F(Program, HydratesAStateFile) {
       structure_ingest::parse_json(tests::content_of(w / "real/state.json"))["structure_sources"]
           .size(),
       8U);
-  EXPECT_EQ(run(eight + " 9.xyz").err,
-            "structure-ingest: only the first 8 structure files were considered: give the others "
-            "in another call\n");
+  EXPECT_TRUE(
+      run(eight + " 9.xyz")
+          .out.ends_with(
+              "skipped  " + (w / "9.xyz") +
+              "\n  reason   not looked at, since only the first 8 files are (see --limit)\n"));
 }
 
 TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
@@ -311,28 +315,34 @@ TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
       "hydrate --no-check --project proj " + (w / "cell.xyz") + " notes.txt";
   const Outcome first = run(arguments);
   EXPECT_EQ(first.status, 0);
-  EXPECT_EQ(first.err, "structure-ingest: notes.txt: not the name of a structure file; skipped\n");
+  const std::string skipped = "skipped  " + (w / "notes.txt") + NO_STRUCTURE;
   EXPECT_TRUE(
-      first.out.ends_with("\n  found    attachment\n"
-                          "  kept     there is no request to judge it by\n"))
+      first.out.ends_with("\n  found    named or attached\n"
+                          "  kept     there is no request to judge it by\n" +
+                          skipped))
       << first.out;
-  EXPECT_EQ(run(arguments).out, "known    " + (w / "cell.xyz") + "\nNothing new.\n");
+  EXPECT_EQ(run(arguments).out, "known    " + (w / "cell.xyz") + "\n" + skipped + "Nothing new.\n");
   w.write("cell.xyz", "1\n\nFe 0 0 1\n");
   EXPECT_EQ(run(arguments).out,
             "changed  " + (w / "cell.xyz") +
-                "\n           since it was taken in: the state keeps the structure that it has\n"
-                "Nothing new.\n");
+                "\n           It is not what it was when it was taken in. The state keeps the\n"
+                "           structure that it has. To take in what the file gives now: hydrate\n"
+                "           --refresh.\n" +
+                skipped);
   w.write("state.json", structure_ingest::json_text(
                             Json{{"project_path", w / "proj"}, {"user_request", "bulk iron"}}));
   const Outcome judged =
       run("hydrate --state state.json " + (w / "cell.xyz") + " " + (w / "he.xyz"));
   EXPECT_EQ(judged.status, 0);
-  EXPECT_TRUE(judged.out.ends_with(
-      "  kept     requested: the request is about iron\n"
-      "dropped  he.xyz\n"
-      "  formula  He\n"
-      "  reason   the request is about iron, which 'cell.xyz' matches, and this\n"
-      "           structure shares no element with anything that it names\n"))
+  EXPECT_TRUE(
+      judged.out.ends_with("  kept     requested: the request is about iron\n"
+                           "dropped  " +
+                           (w / "he.xyz") +
+                           "\n"
+                           "  formula  He\n"
+                           "  reason   the request is about iron, which 'cell.xyz' matches, and "
+                           "this\n           structure shares no element with anything that it "
+                           "names\n"))
       << judged.out;
 }
 
@@ -470,7 +480,8 @@ TEST_F(Program, SweepsAWorkspace) {
   w.write("ws/other/o.xyz", "1\n\nHe 0 0 3\n");
   w.write("ws/loose.xyz", "1\n\nHe 0 0 4\n");
   const std::string ws = w / "ws";
-  const std::string found_in = "\n  found    project_folder\n  project  ";
+  const std::string found_in =
+      "\n  found    by a scan of the project's folder or one above it\n  project  ";
   const std::string left = "\n           another project's: left alone\n";
   EXPECT_EQ(run("scan ws --project ws/proj").out,
             ws + "/loose.xyz" + found_in + "none\n" +                    //
@@ -521,7 +532,8 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
   };
   for (const auto& [arguments, status, message] : {
            Case{"", 2,
-                "give a command: parse, check, ingest, hydrate, owner, belongs, trust, scan "
+                "give a command: parse, check, ingest, hydrate, owner, belongs, trust, scan, list, "
+                "verify, forget, extract "
                 "(see 'structure-ingest --help')\n"},
            Case{"parse", 2,
                 "PATH or --files-from is required (see 'structure-ingest parse --help')"},
@@ -615,8 +627,8 @@ TEST_F(Program, OpensClosedStreamsOnTheNullDevice) {
 }
 
 TEST_F(Program, HelpFitsATerminalAndHasExamples) {
-  for (const std::string command :
-       {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust", "scan"}) {
+  for (const std::string command : {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust",
+                                    "scan", "list", "verify", "forget", "extract"}) {
     const Outcome outcome = run(command + " --help");
     EXPECT_EQ(outcome.status, 0) << command;
     EXPECT_NE(outcome.out.find("\nExamples:\n  structure-ingest " + command), std::string::npos);

@@ -41,7 +41,7 @@ struct Hydrate : testing::Test {
         internal::offer_named(state, extra_paths, project, sweeps, resolver);
     const internal::ScanRoots roots = internal::find_scan_roots(state, project);
     if (sweeps) internal::offer_scanned(offered, roots.folders, project, modules, resolver);
-    offered.candidates = internal::structure_files_among(std::move(offered.candidates));
+    internal::skip_other_files(offered.candidates, project);
     return offered;
   }
   Paths texts(const Paths& extra_paths = {}) {
@@ -272,8 +272,27 @@ TEST_F(Hydrate, TellsWhatBecameOfEachFile) {
   state["structure_sources"][1]["sha256"] = "another";
   state["structure_sources"][2]["sha256"] = "";
   EXPECT_TRUE(structure_ingest::hydrate(state, options).known[1].changed);
+  // Nothing can be compared with an entry that has neither fingerprint nor copy.
   state["structure_sources"][1].erase("sha256");
+  state["structure_sources"][1].erase("path");
   EXPECT_FALSE(structure_ingest::hydrate(state, options).known[1].changed);
+  // One that gave no structure then, and does now, has changed though its bytes are the same.
+  state["structure_sources"][0]["ok"] = false;
+  EXPECT_TRUE(structure_ingest::hydrate(state, options).known[0].changed);
+  const Json before = state;
+  const std::size_t written = calls->written.size();
+  HydrateOptions renewing{.extra_paths = {same}, .collaborators = modules};
+  renewing.refresh = true;
+  renewing.dry_run = true;
+  const HydrateOutcome dry = structure_ingest::hydrate(state, renewing);
+  EXPECT_EQ(dry.taken.size(), 1U);
+  EXPECT_EQ(dry.replaced.size(), 1U);
+  EXPECT_TRUE(hydrate_user_structures(state, renewing).empty());
+  EXPECT_EQ(state, before);
+  EXPECT_EQ(calls->written.size(), written);
+  renewing.dry_run = false;
+  EXPECT_EQ(hydrate_user_structures(state, renewing).size(), 1U);
+  EXPECT_EQ(state["structure_sources"][0]["ok"], true);
   std::filesystem::remove(same);
   EXPECT_FALSE(structure_ingest::hydrate(state, options).known[0].changed);
 

@@ -1,0 +1,137 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "apps/command_line.hpp"
+#include "apps/commands.hpp"
+#include "apps/outcome.hpp"
+#include "apps/project_state.hpp"
+#include "apps/structure_view.hpp"
+#include "apps/terminal.hpp"
+
+namespace apps {
+namespace {
+
+using structure_ingest::ForgetOutcome;
+using structure_ingest::Json;
+using structure_ingest::ProjectStructure;
+using structure_ingest::UnclearName;
+
+struct Arguments {
+  StateArguments state;
+  std::vector<std::string> names;
+  bool delete_copy = false;
+  bool dry_run = false;
+};
+
+std::string label_of(const ProjectStructure& structure) {
+  return structure.source_file.empty() ? structure.path : structure.source_file;
+}
+
+/// Refuses names that do not tell one structure; each is said on standard error, but for the last.
+void require_clear_names(const ForgetOutcome& outcome, const std::string& file) {
+  for (std::size_t i = 0; i < outcome.unclear.size(); ++i) {
+    const UnclearName& unclear = outcome.unclear[i];
+    std::string message = unclear.name + ": ";
+    if (unclear.fits.empty()) {
+      message += "no structure of that name in " + file;
+    } else {
+      message += "fits " + std::to_string(unclear.fits.size()) + " structures:";
+      for (const ProjectStructure& structure : unclear.fits) {
+        message += " " + label_of(structure) + " (" + structure.path + "),";
+      }
+      message += " give the path of the one that is meant";
+    }
+    message += "; nothing was forgotten";
+    if (i + 1 == outcome.unclear.size()) throw WrongInput(message);
+    print_error(message);
+  }
+}
+
+/// Removes the copies that nothing needs any more, and returns those that could not be removed.
+std::vector<std::string> delete_copies(const std::string& project,
+                                       const std::vector<std::string>& copies) {
+  std::vector<std::string> left;
+  for (const std::string& copy : copies) {
+    try {
+      structure_ingest::delete_copy(project, copy);
+    } catch (const std::system_error& error) {
+      print_error(error.what());
+      left.push_back(copy);
+    }
+  }
+  return left;
+}
+
+bool contains(const std::vector<std::string>& list, const std::string& text) {
+  return std::find(list.begin(), list.end(), text) != list.end();
+}
+
+void show(const ForgetOutcome& outcome, const Arguments& arguments,
+          const std::vector<std::string>& left) {
+  for (const ProjectStructure& structure : outcome.forgotten) {
+    print_line("forgotten  " + printable(label_of(structure)));
+    if (structure.ok) {
+      print_row("formula", structure.formula + ", " + std::to_string(structure.natoms) +
+                               (structure.natoms == 1 ? " atom" : " atoms"));
+    }
+    if (structure.copy.empty()) continue;
+    const bool is_needed = !contains(outcome.copies, structure.copy);
+    const bool is_gone = arguments.delete_copy && !is_needed && !contains(left, structure.copy);
+    const std::string what = !is_gone            ? "kept: "
+                             : arguments.dry_run ? "to be deleted: "
+                                                 : "deleted: ";
+    print_row("copy", what + structure.copy + (is_needed ? " (another structure has it)" : ""));
+  }
+  for (const std::string& note : outcome.notes) print_row("note", "taken out: " + note);
+}
+
+Status run(const Arguments& arguments) {
+  const ProjectState project = read_project_state(arguments.state);
+  if (project.state.is_null()) throw WrongInput(project.file + ": no such file");
+  const structure_ingest::ForgetOptions options{.folder = std::filesystem::current_path().string(),
+                                                .dry_run = arguments.dry_run};
+  ForgetOutcome outcome;
+  std::vector<std::string> left;
+  const auto forget = [&](Json& state) {
+    outcome = structure_ingest::forget_structures(state, arguments.names, options);
+    require_clear_names(outcome, project.file);
+  };
+  if (arguments.dry_run) {
+    Json state = project.state;
+    forget(state);
+    print_line("Dry run: nothing is written. What would be forgotten:");
+  } else {
+    change_state(arguments.state, forget);
+    // Only now: the copy of a structure that the state still has must not go.
+    if (arguments.delete_copy) left = delete_copies(project.project, outcome.copies);
+  }
+  show(outcome, arguments, left);
+  return left.empty() ? ALL_WELL : CANNOT_WRITE;
+}
+
+}  // namespace
+
+Command add_forget(CLI::App& program) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App* command = program.add_subcommand(
+      "forget", "Take structures out of a project's state, with the notes on them");
+  add_state_options(*command, arguments->state, "The project folder (default: the current one)");
+  command->add_flag("--delete-copy", arguments->delete_copy,
+                    "Delete the canonical copy as well, unless another structure has it");
+  command->add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
+  command
+      ->add_option("NAME", arguments->names,
+                   "A structure: the path or the file name of its source or of its copy")
+      ->required()
+      ->type_name("");
+  add_examples(*command, {"forget --project my_project water.xyz",
+                          "forget --delete-copy ingested_water_e78b2589.xyz"});
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace apps

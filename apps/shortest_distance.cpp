@@ -1,0 +1,55 @@
+#include "apps/shortest_distance.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "structure_ingest/check/close_pairs.hpp"
+#include "structure_ingest/record/cell_geometry.hpp"
+
+namespace apps {
+namespace {
+
+namespace check = structure_ingest::internal;
+using structure_ingest::Vector3;
+
+constexpr double EXACT_ANG = 1e-5;
+constexpr double LONGEST_ANG = 60;
+
+bool is_finite(const std::vector<Vector3>& vectors) {
+  return std::all_of(vectors.begin(), vectors.end(), [](const Vector3& vector) {
+    return std::isfinite(vector[0]) && std::isfinite(vector[1]) && std::isfinite(vector[2]);
+  });
+}
+
+}  // namespace
+
+std::optional<double> shortest_distance_ang(const structure_ingest::IngestedStructure& record) {
+  std::vector<Vector3> cell;
+  if (record.cell_ang) {
+    const auto geometry = check::geometry_of(*record.cell_ang);
+    if (!geometry || !geometry->volume_ang3 || *geometry->volume_ang3 <= 0) return std::nullopt;
+    cell = *record.cell_ang;
+  }
+  const std::vector<Vector3>& positions = record.positions_ang;
+  if (positions.empty() || !is_finite(positions)) return std::nullopt;
+  const std::vector<float> reach(positions.size(), 0);
+  // A wide search gives up when it finds too many pairs: look near first, and go on from there.
+  double below = 0;  // no pair is closer than this
+  for (double limit = 0.5; below < LONGEST_ANG;) {
+    const check::ClosePairs found =
+        check::find_close_pairs(positions, reach, cell, static_cast<float>(limit));
+    const bool is_exact = found.complete || limit - below < EXACT_ANG;
+    if (!found.pairs.empty() && is_exact) return found.pairs.front().distance_ang;
+    if (found.pairs.empty() && !found.complete) return std::nullopt;
+    if (found.pairs.empty()) {
+      below = limit;
+      limit *= 1.25;
+    } else {
+      limit = (below + limit) / 2;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace apps

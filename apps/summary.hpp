@@ -1,0 +1,36 @@
+// What came of many files, in a few lines.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <span>
+#include <string>
+
+#include "structure_ingest/structure_ingest.hpp"
+
+namespace apps {
+
+class Summary {
+ public:
+  void add(const structure_ingest::IngestedStructure& record);
+
+  /// Adds the findings on one structure, of which each code counts once.
+  void add(std::span<const structure_ingest::Finding> findings);
+
+  /// Prints how many files were read, and how many failed, or have a warning or a
+  /// finding, by the kind of it.
+  /// Up to ten files can be seen at a glance: of them nothing is printed.
+  void print() const;
+
+ private:
+  std::size_t read_ = 0;
+  std::size_t failed_ = 0;
+  std::map<std::string, std::size_t> errors_;
+  std::map<std::string, std::size_t> warnings_;
+  std::map<std::string, std::size_t> findings_;  // by severity and code
+};
+
+/// The kind of a warning: its first sentence without what it says of one file.
+std::string kind_of(const std::string& warning);
+
+}  // namespace apps

@@ -1,0 +1,137 @@
+#include "structure_ingest/discovery/take_out.hpp"
+
+#include <algorithm>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "structure_ingest/base/json_values.hpp"
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/text.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+constexpr std::string_view REPLACED = "User structure replaced: ";
+constexpr std::string_view IN_PLACE_OF = " in place of ";
+constexpr std::string_view FINDING = "Finding on '";
+constexpr std::string_view FINDING_END = "' (";
+
+std::vector<std::string> warnings_of(const Json& entry) {
+  std::vector<std::string> warnings;
+  const Json& list = value_at(entry, "warnings");
+  if (!list.is_array()) return warnings;
+  for (const Json& warning : list) {
+    if (warning.is_string()) warnings.push_back(warning.get<std::string>());
+  }
+  return warnings;
+}
+
+/// The notes that a hydration adds on an entry.
+std::vector<std::string> notes_on(const Json& entry) {
+  std::vector<std::string> notes;
+  const std::vector<std::string> warnings = warnings_of(entry);
+  if (value_at(entry, "ok") == true) {
+    notes.push_back("User structure ingested deterministically: " + named_in_notes(entry) + ".");
+  } else {
+    const std::string source = source_text_of(entry);
+    std::string joined;
+    for (const std::string& warning : warnings) joined += (joined.empty() ? "" : "; ") + warning;
+    notes.push_back("Structure file could not be parsed: " +
+                    file_name(source.empty() ? text_or_empty(value_at(entry, "path")) : source) +
+                    " (" + joined + ")");
+  }
+  for (const std::string& warning : warnings) {
+    if (warning.find("No cell/lattice information") != std::string::npos) notes.push_back(warning);
+  }
+  return notes;
+}
+
+/// Which notes tell of one of some entries.
+class NotesOn {
+ public:
+  explicit NotesOn(const std::vector<const Json*>& entries) {
+    for (const Json* const entry : entries) {
+      for (std::string& note : notes_on(*entry)) notes_.insert(std::move(note));
+      replacements_.insert(std::string(REPLACED) + named_in_notes(*entry));
+      findings_.insert(
+          std::string(FINDING).append(file_name(source_text_of(*entry))).append(FINDING_END));
+    }
+  }
+
+  bool tell(const std::string& note) const {
+    if (note.starts_with(FINDING)) return tell_finding(note);
+    if (!note.starts_with(REPLACED)) return notes_.contains(note);
+    return replacements_.contains(note.substr(0, note.find(IN_PLACE_OF)));
+  }
+
+ private:
+  /// The name of the file may hold anything, also what comes behind it.
+  bool tell_finding(const std::string& note) const {
+    for (std::size_t end = 0; (end = note.find(FINDING_END, end)) != std::string::npos;) {
+      end += FINDING_END.size();
+      if (findings_.contains(note.substr(0, end))) return true;
+    }
+    return false;
+  }
+
+  std::set<std::string> notes_;
+  std::set<std::string> findings_;      // the beginnings of the notes on what a check found
+  std::set<std::string> replacements_;  // the beginnings of the notes on them
+};
+
+}  // namespace
+
+std::string source_text_of(const Json& entry) {
+  const Json& source_file = member_of(value_at(entry, "metadata"), "source_file");
+  return text_or_empty(is_empty(source_file) ? value_at(entry, "source_path") : source_file);
+}
+
+std::string named_in_notes(const Json& entry) {
+  const Json& natoms = value_at(entry, "natoms");
+  return text_or_empty(value_at(entry, "formula")) + " (" +
+         (natoms.is_number_integer() ? natoms.dump() : "0") + " atoms) -> " +
+         text_or_empty(value_at(entry, "path"));
+}
+
+std::string note_on_replacement(const Json& entry, const Json& old) {
+  return std::string(REPLACED)
+      .append(named_in_notes(entry))
+      .append(IN_PLACE_OF)
+      .append(named_in_notes(old))
+      .append(", since its source file has changed.");
+}
+
+std::vector<std::string> take_out(Json& state, const std::vector<std::size_t>& places) {
+  Json::array_t left;
+  Json::array_t taken;
+  std::size_t place = 0;
+  for_each_element(value_at(state, "structure_sources"), [&](const Json& entry) {
+    const bool is_taken = std::binary_search(places.begin(), places.end(), place++);
+    (is_taken ? taken : left).push_back(entry);
+  });
+  const auto mappings = [](const Json::array_t& entries) {
+    std::vector<const Json*> found;
+    for (const Json& entry : entries) {
+      if (entry.is_object()) found.push_back(&entry);
+    }
+    return found;
+  };
+  const NotesOn on_taken(mappings(taken));
+  const NotesOn on_left(mappings(left));
+  Json::array_t notes;
+  std::vector<std::string> gone;
+  for_each_element(value_at(state, "structure_notes"), [&](const Json& note) {
+    const std::string text = note.is_string() ? note.get<std::string>() : "";
+    if (text.empty() || !on_taken.tell(text) || on_left.tell(text)) {
+      notes.push_back(note);
+    } else if (std::find(gone.begin(), gone.end(), text) == gone.end()) {
+      gone.push_back(text);
+    }
+  });
+  if (!taken.empty()) state["structure_sources"] = Json(std::move(left));
+  if (!gone.empty()) state["structure_notes"] = Json(std::move(notes));
+  return gone;
+}
+
+}  // namespace structure_ingest::internal

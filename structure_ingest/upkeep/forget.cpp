@@ -1,0 +1,136 @@
+#include "structure_ingest/upkeep/forget.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "structure_ingest/base/descriptor.hpp"
+#include "structure_ingest/base/json_values.hpp"
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/discovery/merge.hpp"
+#include "structure_ingest/discovery/take_out.hpp"
+#include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/upkeep/copies.hpp"
+#include "structure_ingest/upkeep/entry_reading.hpp"
+
+namespace structure_ingest {
+namespace {
+
+struct Placed {
+  std::size_t place;  // among the elements of "structure_sources"
+  ProjectStructure structure;
+};
+
+bool fits(const ProjectStructure& structure, const std::string& name, const std::string& folder) {
+  const std::string& source = structure.source_file;
+  if (name.find('/') == std::string::npos) {
+    return name == internal::file_name(source) || name == internal::file_name(structure.path);
+  }
+  if (name == structure.path || name == source) return true;
+  // Follow no links: they may have changed since the source was taken in.
+  const std::string path =
+      std::filesystem::path(internal::join_path(folder, name)).lexically_normal().string();
+  return !source.empty() && path == source;
+}
+
+/// Whether nothing tells two entries apart, so that a name for one is a name for both.
+bool are_alike(const ProjectStructure& a, const ProjectStructure& b) {
+  return a.path == b.path && a.source_file == b.source_file;
+}
+
+/// Opens a folder in another; no descriptor when that one is none.
+internal::Descriptor open_folder(const internal::Descriptor& above, const std::string& name) {
+  return internal::Descriptor(
+      openat(above.number(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
+}
+
+[[noreturn]] void fail(const std::string& project, const std::string& copy, int error) {
+  throw std::filesystem::filesystem_error("cannot remove the copy",
+                                          internal::join_path(project, copy),
+                                          std::error_code(error, std::generic_category()));
+}
+
+}  // namespace
+
+ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& names,
+                                const ForgetOptions& options) {
+  const std::string project = internal::text_or_empty(internal::value_at(state, "project_path"));
+  std::vector<Placed> known;
+  std::size_t place = 0;
+  internal::for_each_element(internal::value_at(state, "structure_sources"),
+                             [&](const Json& entry) {
+                               if (entry.is_object())
+                                 known.push_back({place, internal::structure_of(entry, project)});
+                               ++place;
+                             });
+
+  ForgetOutcome outcome;
+  std::set<std::size_t> chosen;
+  for (const std::string& given : names) {
+    const std::string name = internal::utf8_text(given);  // as the state holds it
+    std::vector<Placed> fitting;
+    std::copy_if(known.begin(), known.end(), std::back_inserter(fitting),
+                 [&](const Placed& each) { return fits(each.structure, name, options.folder); });
+    const bool is_clear =
+        !fitting.empty() && std::all_of(fitting.begin(), fitting.end(), [&](const Placed& each) {
+          return are_alike(each.structure, fitting.front().structure);
+        });
+    if (is_clear) {
+      for (const Placed& each : fitting) chosen.insert(each.place);
+    } else {
+      UnclearName unclear{.name = given, .fits = {}};
+      for (Placed& each : fitting) unclear.fits.push_back(std::move(each.structure));
+      outcome.unclear.push_back(std::move(unclear));
+    }
+  }
+  if (!outcome.unclear.empty()) return outcome;
+
+  std::set<std::string> needed;
+  for (Placed& each : known) {
+    if (chosen.contains(each.place)) {
+      outcome.forgotten.push_back(std::move(each.structure));
+    } else {
+      needed.insert(each.structure.copy);
+    }
+  }
+  for (const ProjectStructure& structure : outcome.forgotten) {
+    if (!structure.copy.empty() && needed.insert(structure.copy).second) {
+      outcome.copies.push_back(structure.copy);
+    }
+  }
+  const std::vector<std::size_t> places(chosen.begin(), chosen.end());
+  if (options.dry_run) {
+    Json copy = state;
+    outcome.notes = internal::take_out(copy, places);
+  } else {
+    outcome.notes = internal::take_out(state, places);
+  }
+  return outcome;
+}
+
+bool delete_copy(const std::string& project, const std::string& copy) {
+  if (!internal::is_copy_path(copy)) fail(project, copy, EINVAL);
+  const std::size_t slash = INGESTED_DIRNAME.find('/');
+  const internal::Descriptor folder(open(project.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  int error = folder.is_open() ? 0 : errno;
+  const auto root = open_folder(folder, std::string(INGESTED_DIRNAME.substr(0, slash)));
+  if (error == 0 && !root.is_open()) error = errno;
+  const auto structures = open_folder(root, std::string(INGESTED_DIRNAME.substr(slash + 1)));
+  if (error == 0 && !structures.is_open()) error = errno;
+  if (error == 0 && unlinkat(structures.number(), internal::file_name(copy).c_str(), 0) != 0) {
+    error = errno;
+  }
+  if (error != 0 && error != ENOENT) fail(project, copy, error);
+  return error == 0;
+}
+
+}  // namespace structure_ingest

@@ -1,0 +1,217 @@
+#include "structure_ingest/upkeep/verify.hpp"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/discovery/merge.hpp"
+#include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/upkeep/copies.hpp"
+#include "structure_ingest/upkeep/entry_reading.hpp"
+#include "structure_ingest/upkeep/list.hpp"
+
+namespace structure_ingest {
+namespace {
+
+using Findings = std::vector<VerifyFinding>;
+
+void add(Findings& findings, VerifyCode code, std::string text, bool is_problem = true) {
+  findings.push_back({.code = code, .is_problem = is_problem, .text = std::move(text)});
+}
+
+class Verifier {
+ public:
+  Verifier(std::string project, const VerifyOptions& options)
+      : project_(std::move(project)), options_(options) {}
+
+  Findings verify(const ProjectStructure& structure) {
+    Findings findings;
+    check_source(structure, findings);
+    check_copy(structure, findings);
+    find_duplicates(structure, findings);
+    return findings;
+  }
+
+  void check_copy(const ProjectStructure& structure, Findings& findings) const {
+    if (structure.copy.empty()) {
+      if (structure.ok) add(findings, VerifyCode::no_copy, "it has no canonical copy");
+      return;
+    }
+    try {
+      const std::optional<std::string> text = internal::text_of_copy(project_, structure.copy);
+      if (!text) {
+        add(findings, VerifyCode::copy_gone, "its copy is gone");
+      } else if (internal::digest_of(*text) != internal::digest_in_name(structure.copy)) {
+        add(findings, VerifyCode::copy_changed,
+            "its copy was changed: its digest is not the one in its name");
+      }
+    } catch (const std::system_error& error) {
+      add(findings, VerifyCode::copy_unreadable,
+          std::string("its copy cannot be read: ") + error.what());
+    }
+  }
+
+ private:
+  /// The file to read as the source of a structure; nothing when it is gone.
+  std::optional<std::string> find_source(const ProjectStructure& structure,
+                                         Findings& findings) const {
+    const std::string source = internal::file_stored_as(structure.source_file);
+    if (internal::is_regular_file(source)) return source;
+    const std::string& old = options_.moved_from;
+    if (!old.empty() && structure.source_file.starts_with(old + "/")) {
+      const std::string moved = internal::file_stored_as(
+          internal::join_path(project_, structure.source_file.substr(old.size() + 1)));
+      if (internal::is_regular_file(moved)) {
+        add(findings, VerifyCode::source_moved,
+            "its source was moved with the project and is " + moved, false);
+        return moved;
+      }
+    }
+    return std::nullopt;
+  }
+
+  void check_source(const ProjectStructure& structure, Findings& findings) {
+    if (structure.source_file.empty()) return;  // nothing tells where it came from
+    const std::optional<std::string> source = find_source(structure, findings);
+    if (!source) {
+      // One that was missing from the beginning is as it was.
+      if (structure.ok || !structure.sha256.empty()) {
+        add(findings, VerifyCode::source_gone, "its source is gone");
+      }
+      return;
+    }
+    const IngestedStructure record = parser_.parse_with_fingerprint(*source);
+    const std::string why = record.warnings.empty() ? "" : ": " + record.warnings.front();
+    const bool changed = !structure.sha256.empty() && structure.sha256 != record.sha256;
+    if (!record.ok) {
+      if (changed) {
+        add(findings, VerifyCode::source_changed,
+            "its source has changed, and gives no structure now" + why);
+      } else if (structure.ok) {
+        add(findings, VerifyCode::source_unreadable, "its source gives no structure now" + why);
+      }
+      return;
+    }
+    if (!structure.ok) {
+      add(findings, VerifyCode::source_readable,
+          "its source could not be read when it was taken in, and can be now");
+      return;
+    }
+    const std::string digest = internal::digest_of(internal::canonical_xyz_text(record));
+    const bool differs =
+        !structure.copy.empty() && digest != internal::digest_in_name(structure.copy);
+    if (changed) {
+      add(findings, VerifyCode::source_changed,
+          std::string("its source has changed, and gives ") +
+              (structure.copy.empty() ? "a structure that cannot be compared"
+               : differs              ? "another structure now"
+                                      : "the same structure still"));
+    } else if (differs) {
+      add(findings, VerifyCode::structure_differs,
+          "its source has the same bytes, but gives another structure now than the copy's (the "
+          "file that its cell comes from may have changed)");
+    }
+  }
+
+  void find_duplicates(const ProjectStructure& structure, Findings& findings) {
+    if (!structure.source_file.empty()) {
+      const auto [first, is_new] =
+          sources_.emplace(internal::source_key(structure.source_file), structure.path);
+      if (!is_new) {
+        add(findings, VerifyCode::duplicate,
+            "the source is that of another entry, " + first->second, false);
+        return;
+      }
+    }
+    const std::string digest = internal::digest_in_name(structure.copy);
+    if (digest.empty()) return;
+    const std::string label =
+        structure.source_file.empty() ? structure.path : structure.source_file;
+    const auto [first, is_new] = copies_.emplace(digest + structure.formula, label);
+    if (!is_new) {
+      add(findings, VerifyCode::duplicate, "the same structure is there from " + first->second,
+          false);
+    }
+  }
+
+  std::string project_;
+  const VerifyOptions& options_;
+  StructureParser parser_;
+  std::map<std::string, std::string> sources_;  // the structure of each by the source's key
+  std::map<std::string, std::string> copies_;   // the source of each by digest and formula
+};
+
+bool has_no_problem(const Findings& findings) {
+  return std::none_of(findings.begin(), findings.end(),
+                      [](const VerifyFinding& finding) { return finding.is_problem; });
+}
+
+}  // namespace
+
+std::string_view name_of(VerifyCode code) {
+  switch (code) {
+    case VerifyCode::source_gone:
+      return "source_gone";
+    case VerifyCode::source_changed:
+      return "source_changed";
+    case VerifyCode::source_unreadable:
+      return "source_unreadable";
+    case VerifyCode::source_readable:
+      return "source_readable";
+    case VerifyCode::source_moved:
+      return "source_moved";
+    case VerifyCode::structure_differs:
+      return "structure_differs";
+    case VerifyCode::copy_gone:
+      return "copy_gone";
+    case VerifyCode::copy_changed:
+      return "copy_changed";
+    case VerifyCode::copy_unreadable:
+      return "copy_unreadable";
+    case VerifyCode::no_copy:
+      return "no_copy";
+    case VerifyCode::duplicate:
+      return "duplicate";
+    case VerifyCode::no_entry:
+      return "no_entry";
+  }
+  return {};
+}
+
+bool VerifiedStructure::is_as_it_was() const {
+  return has_no_problem(findings);
+}
+
+bool Verification::is_as_it_was() const {
+  return std::all_of(structures.begin(), structures.end(),
+                     [](const VerifiedStructure& each) { return each.is_as_it_was(); });
+}
+
+Verification verify_project(const std::string& project, const Json& state,
+                            const VerifyOptions& options) {
+  ProjectListing listing = list_structures(project, state);
+  Verification verification{.structures = {}, .manifest_error = std::move(listing.manifest_error)};
+  Verifier verifier(internal::resolve_path(project), options);
+  const std::size_t total = listing.structures.size();
+  for (ProjectStructure& structure : listing.structures) {
+    if (options.progress) {
+      options.progress(verification.structures.size(), total, structure.path);
+    }
+    Findings findings = verifier.verify(structure);
+    verification.structures.push_back({std::move(structure), std::move(findings)});
+  }
+  for (std::string& copy : listing.other_copies) {
+    VerifiedStructure other{.structure = {.path = copy, .copy = copy}};
+    other.structure.copied_at = internal::time_of_copy(internal::resolve_path(project), copy);
+    add(other.findings, VerifyCode::no_entry, "a copy that no structure of the state has", false);
+    verifier.check_copy(other.structure, other.findings);
+    verification.structures.push_back(std::move(other));
+  }
+  return verification;
+}
+
+}  // namespace structure_ingest

@@ -1,0 +1,144 @@
+#include "structure_ingest/upkeep/verify.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "structure_ingest/discovery/hydrate.hpp"
+#include "structure_ingest/upkeep/list.hpp"
+#include "tests/scratch_folder.hpp"
+
+namespace structure_ingest {
+namespace {
+
+const char* const HELIUM = "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n";
+const char* const NEON = "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nNe 0 0 0\n";
+const char* const CELL =
+    "system.atomFile = c.xyz\ncalculation.control.lengthUnit = Angstrom\n"
+    "system.centralCellVectors = [[5, 0, 0], [0, 5, 0], [0, 0, 5]]\n";
+const std::string COPIES = "p/project_root/structures/";
+
+struct Verify : testing::Test {
+  void SetUp() override {
+    w.make_folder("p");
+    w.write("a.xyz", HELIUM);
+    w.write("bad.xyz", "x");
+    w.write("c/c.xyz", "1\n\nAr 0 0 0\n");
+    w.write("c/scf.input", CELL);
+    state = {{"project_path", w / "p"}};
+    hydrate(state, {.extra_paths = {w / "a.xyz", w / "bad.xyz", w / "c/c.xyz"}});
+  }
+  /// "a.xyz: source_gone! duplicate|": what is said of each structure, "!" being a problem.
+  std::string found(const Json& with, const VerifyOptions& options = {}) {
+    std::string text;
+    for (const VerifiedStructure& each : verify_project(w / "p", with, options).structures) {
+      const std::string& source = each.structure.source_file;
+      text += std::filesystem::path(source.empty() ? each.structure.path : source).filename();
+      for (const VerifyFinding& finding : each.findings) {
+        text += " " + std::string(name_of(finding.code)) + (finding.is_problem ? "!" : "");
+      }
+      text += "|";
+    }
+    return text;
+  }
+  std::string copy(std::size_t place) const {
+    return w / ("p/" + state["structure_sources"][place]["path"].get<std::string>());
+  }
+  tests::ScratchFolder w;
+  Json state;
+};
+
+TEST_F(Verify, SaysWhatIsNotAsItWas) {
+  EXPECT_EQ(found(state), "a.xyz|bad.xyz|c.xyz|");
+  EXPECT_TRUE(verify_project(w / "p", state).is_as_it_was());
+  struct Case {
+    const char* what;
+    std::function<void()> damage;
+    const char* expected;
+  };
+  const std::string he = copy(0);
+  const auto nothing = [] {};
+  for (const auto& [what, damage, expected] : {
+           Case{"as it was", nothing, "a.xyz|bad.xyz|c.xyz|"},
+           Case{"gone", [&] { std::filesystem::remove(w / "a.xyz"); },
+                "a.xyz source_gone!|bad.xyz|c.xyz|"},
+           Case{"a folder", [&] { w.make_folder("a.xyz"); }, "a.xyz source_gone!|bad.xyz|c.xyz|"},
+           Case{"another structure", [&] { w.write("a.xyz", NEON); },
+                "a.xyz source_changed!|bad.xyz|c.xyz|"},
+           Case{"broken", [&] { w.write("a.xyz", "x"); }, "a.xyz source_changed!|bad.xyz|c.xyz|"},
+           Case{"mended", [&] { w.write("bad.xyz", NEON); },
+                "a.xyz|bad.xyz source_readable!|c.xyz|"},
+           Case{"broken otherwise", [&] { w.write("bad.xyz", "y"); },
+                "a.xyz|bad.xyz source_changed!|c.xyz|"},
+           Case{"its cell", [&] { w.write("c/scf.input", ""); },
+                "a.xyz|bad.xyz|c.xyz structure_differs!|"},
+           Case{"no copy", [&] { std::filesystem::remove(he); }, "a.xyz copy_gone!|bad.xyz|c.xyz|"},
+           Case{"a link",
+                [&] {
+                  std::filesystem::rename(he, w / "elsewhere");
+                  std::filesystem::create_symlink(w / "elsewhere", he);
+                },
+                "a.xyz copy_gone!|bad.xyz|c.xyz|"},
+           Case{"edited", [&] { std::filesystem::resize_file(he, 20); },
+                "a.xyz copy_changed!|bad.xyz|c.xyz|"},
+           Case{"other line ends",
+                [&] {
+                  std::string text;
+                  for (const char c : tests::content_of(he)) {
+                    text += c == '\n' ? std::string("\r\n") : std::string(1, c);
+                  }
+                  std::filesystem::remove(he);
+                  w.write(std::filesystem::relative(he, w.path()).string(), text);
+                },
+                "a.xyz|bad.xyz|c.xyz|"},
+       }) {
+    std::filesystem::remove_all(w / "p");
+    std::filesystem::remove_all(w / "a.xyz");
+    SetUp();
+    if (std::string_view(what) == "a folder") std::filesystem::remove(w / "a.xyz");
+    damage();
+    EXPECT_EQ(found(state), expected) << what;
+  }
+}
+
+TEST_F(Verify, RemarksOnCopiesAndEntriesThatAreNotAlone) {
+  const std::string same = w.write("same.xyz", HELIUM);
+  hydrate(state, {.extra_paths = {same}});
+  state["structure_sources"].push_back(state["structure_sources"][1]);
+  EXPECT_EQ(found(state), "same.xyz|a.xyz duplicate|bad.xyz|c.xyz|a.xyz duplicate|");
+  EXPECT_TRUE(verify_project(w / "p", state).is_as_it_was());
+  state["structure_sources"] = {5, {{"path", "../../a.xyz"}, {"ok", true}, {"natoms", "x"}}};
+  EXPECT_EQ(found(state).substr(0, 46), "a.xyz no_copy!|ingested_a_005dfc29.xyz no_entr");
+  w.write(COPIES + "ingested_x_00000000.xyz", HELIUM);
+  EXPECT_NE(found(state).find("ingested_x_00000000.xyz no_entry copy_changed!|"),
+            std::string::npos);
+  EXPECT_FALSE(verify_project(w / "p", state).is_as_it_was());
+}
+
+TEST_F(Verify, KnowsAProjectWithoutAState) {
+  EXPECT_EQ(found(nullptr), "a.xyz|bad.xyz|c.xyz|");  // by the manifest
+  w.write("p/.diagnostics/ingested_structures.json", "{");
+  const ProjectListing listing = list_structures(w / "p");
+  EXPECT_NE(listing.manifest_error.find("ingested_structures.json: "), std::string::npos);
+  ASSERT_EQ(listing.structures.size(), 2U);  // by the copies
+  EXPECT_EQ(listing.structures[0].formula, "He");
+  EXPECT_TRUE(listing.structures[0].has_cell);
+  EXPECT_EQ(listing.structures[0].source_file, "");
+  EXPECT_TRUE(list_structures(w / "nowhere").structures.empty());
+}
+
+TEST_F(Verify, FindsSourcesThatMovedAndSuchWithOddNames) {
+  hydrate(state, {.extra_paths = {w.write("p/in.xyz", NEON), w.write("no \xFF.xyz", NEON)}});
+  EXPECT_EQ(found(state).find("gone"), std::string::npos) << found(state);
+  const std::string old = w / "old";
+  Json moved = state;
+  Json& source = moved["structure_sources"][0]["metadata"]["source_file"];
+  ASSERT_EQ(source, w / "p/in.xyz");
+  source = old + "/in.xyz";
+  EXPECT_EQ(found(moved).substr(0, 20), "in.xyz source_gone!|");
+  EXPECT_EQ(found(moved, {.moved_from = old}).substr(0, 20), "in.xyz source_moved|");
+}
+
+}  // namespace
+}  // namespace structure_ingest
