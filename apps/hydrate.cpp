@@ -180,6 +180,7 @@ Status run(const Arguments& arguments) {
     throw WrongInput(state_file_of(arguments.state) +
                      ": nothing was taken in: " + message_of(outcome.error));
   }
+  tell_why_no_ase(outcome.why_no_ase);
   return status_of(outcome.taken, outcome.manifest_error);
 }
 

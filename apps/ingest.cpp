@@ -81,6 +81,7 @@ Status run(const Arguments& arguments) {
     if (outcome.entries.empty() && outcome.skipped.empty()) print_line("Nothing to ingest.");
     summary.print();
   }
+  tell_why_no_ase(outcome.why_no_ase);
   return status_of(outcome.entries, outcome.manifest_error);
 }
 

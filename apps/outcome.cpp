@@ -153,6 +153,10 @@ int read_limit(const std::string& text) {
   return limit;
 }
 
+void tell_why_no_ase(const std::string& reason) {
+  if (!reason.empty()) print_error("ASE cannot be used: " + reason);
+}
+
 Status status_of(std::span<const SourceEntry> entries, const std::string& manifest_error) {
   bool cannot_write = !manifest_error.empty();
   if (cannot_write) print_error(manifest_error);

@@ -46,6 +46,10 @@ void tell_skipped(std::span<const structure_ingest::SkippedFile> skipped, int li
 /// it. Throws WrongInput for any other text.
 int read_limit(const std::string& text);
 
+/// Says on standard error why ASE could not be used, unless `reason` is empty: the warning of a
+/// record is the same for all reasons.
+void tell_why_no_ase(const std::string& reason);
+
 /// The status of a batch; each failure to write is said on standard error, that of the manifest
 /// included.
 Status status_of(std::span<const structure_ingest::SourceEntry> entries,

@@ -12,6 +12,7 @@
 #include "apps/commands.hpp"
 #include "apps/findings_view.hpp"
 #include "apps/frames.hpp"
+#include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
 #include "apps/structure_row.hpp"
@@ -111,9 +112,8 @@ Status run(const Arguments& arguments) {
     } else {
       add(parser.parse(paths[i].path), "");
     }
-    // The warning of a record without ASE is the same for all reasons.
     if (const std::string& reason = parser.why_ase_is_unavailable(); reason != reason_told) {
-      if (!reason.empty()) print_error("ASE cannot be used: " + reason);
+      tell_why_no_ase(reason);
       reason_told = reason;
     }
     if (!can_print()) break;

@@ -178,6 +178,7 @@ HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& opti
   const std::map<std::string, internal::KnownEntry> known = internal::known_sources(door.view());
   internal::Ingested ingested = ingest(found, options, resolver);
   std::move(ingested.skipped.begin(), ingested.skipped.end(), std::back_inserter(outcome.skipped));
+  outcome.why_no_ase = std::move(ingested.why_no_ase);
   Entries entries = std::move(ingested.entries);
   outcome.manifest_error = door.write_manifest(found.project, entries);
   if (options.check && !options.dry_run) {

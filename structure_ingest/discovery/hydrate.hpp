@@ -104,6 +104,7 @@ struct HydrateOutcome {
   std::vector<ReplacedStructure> replaced{};  ///< by one of `taken`
   RelevanceReport report;                     ///< the assessor's; empty if it was not asked
   std::string manifest_error{};  ///< why the manifest could not be written, if it was not
+  std::string why_no_ase{};      ///< why ASE could not be used for a file; otherwise empty
   std::exception_ptr error{};    ///< what ended the hydration; then nothing counts as taken
 };
 

@@ -57,7 +57,8 @@ IngestOutcome ingest_batch(const std::string& project_path,
   Batch batch = ingest(project_path, candidate_paths, options);
   return {.entries = std::move(batch.ingested.entries),
           .skipped = std::move(batch.ingested.skipped),
-          .manifest_error = std::move(batch.manifest_error)};
+          .manifest_error = std::move(batch.manifest_error),
+          .why_no_ase = std::move(batch.ingested.why_no_ase)};
 }
 
 }  // namespace structure_ingest

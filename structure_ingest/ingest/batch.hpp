@@ -61,6 +61,7 @@ struct IngestOutcome {
   std::vector<SourceEntry> entries;    ///< in the order of the candidates
   std::vector<SkippedFile> skipped{};  ///< the candidates of which there is no entry
   std::string manifest_error{};        ///< why the manifest could not be written; empty when it was
+  std::string why_no_ase{};            ///< why ASE could not be used for a file; otherwise empty
 };
 
 /// The same with a typed result, for those who show it.

@@ -77,6 +77,7 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
     SourceEntry& entry =
         ingested.entries.emplace_back(SourceEntry{.record = ingest_file(parser, input, source.path),
                                                   .discovery = std::move(source.discovery)});
+    if (ingested.why_no_ase.empty()) ingested.why_no_ase = parser.why_ase_is_unavailable();
     if (input.check) {
       entry.findings = check_structure(entry.record, {.reader_warnings = parser.reader_warnings()});
     }

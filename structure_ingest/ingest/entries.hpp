@@ -39,6 +39,7 @@ struct BatchInput {
 struct Ingested {
   std::vector<SourceEntry> entries;
   std::vector<SkippedFile> skipped;
+  std::string why_no_ase{};  // why ASE could not be used for one of them; otherwise empty
 };
 
 /// Reads, fingerprints and copies the candidates as `ingest_structure_files` does, and writes no

@@ -603,13 +603,16 @@ TEST_F(Program, TellsWhyAseCannotBeUsed) {
   w.write("a.cif", "data_a");
   w.write("b.cif", "data_b");
   w.write("broken/ase/__init__.py", "raise ImportError\n");
-  const Outcome outcome =
-      run("--version >run.version; (PATH=/usr/bin PYTHONPATH='" + (w / "broken") +
-          "' exec '" STRUCTURE_INGEST_PROGRAM "' parse a.cif he.xyz b.cif)");
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.err,
-            "structure-ingest: ASE cannot be used: /usr/bin/python3 could not load ASE: it ended "
-            "with status 1\n");
+  for (const char* command : {"parse", "ingest --project p", "hydrate --project p"}) {
+    const Outcome outcome =
+        run("--version >run.version; (PATH=/usr/bin PYTHONPATH='" + (w / "broken") +
+            "' exec '" STRUCTURE_INGEST_PROGRAM "' " + command + " a.cif he.xyz b.cif)");
+    EXPECT_EQ(outcome.status, 1) << command;
+    EXPECT_EQ(outcome.err,
+              "structure-ingest: ASE cannot be used: /usr/bin/python3 could not load ASE: it "
+              "ended with status 1\n")
+        << command;
+  }
 }
 
 // What is opened next would get the number of a stream that is closed.
