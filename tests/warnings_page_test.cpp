@@ -1,4 +1,4 @@
-// The page of warnings and notes lists every text that there is, and none that there is not.
+// The page of warnings and notes lists every text that the library produces, and no other.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -32,7 +32,7 @@ Texts texts_under(const std::string& heading) {
   return texts;
 }
 
-/// Whether `text` is `pattern` with anything in the place of each ellipsis.
+/// Whether `text` matches `pattern`, in which an ellipsis stands for any text.
 bool fits(std::string_view text, std::string_view pattern) {
   constexpr std::string_view anything = "…";
   const std::size_t at = pattern.find(anything);
@@ -45,7 +45,7 @@ bool fits(std::string_view text, std::string_view pattern) {
   }
 }
 
-/// Each produced text has exactly one line on the page, and each line a text.
+/// Each produced text has exactly one line on the page, and each line a produced text.
 void expect_listed(const Texts& produced, const Texts& listed) {
   std::map<std::string, int> uses;
   for (const std::string& text : produced) {
@@ -64,7 +64,7 @@ void add(Texts& texts, const Texts& more) {
   texts.insert(texts.end(), more.begin(), more.end());
 }
 
-/// The warnings of XYZ files with these contents, and of a few paths that hold none.
+/// The warnings for XYZ files with these contents, and for a few paths without a structure file.
 Texts reader_warnings(const tests::ScratchFolder& folder) {
   Texts texts;
   for (const char* content :
@@ -118,13 +118,13 @@ TEST(WarningsPage, ListsTheNotes) {
   options.note_findings = true;
   hydrate_user_structures(state, options);
   const Texts notes = state["structure_notes"];
-  EXPECT_GT(notes.size(), 4U);  // with those on findings
+  EXPECT_GT(notes.size(), 4U);  // including those on findings
   expect_listed(notes, texts_under("Notes in the agent state"));
   EXPECT_EQ(notes[0], "Ignored 'he.xyz' (He): it does not match the requested material.");
   EXPECT_EQ(notes[1], "Ignored 'bad.xyz' (unknown formula): why.");
 }
 
-/// The string literals of a source file that hold words, comments and includes aside.
+/// The string literals of a source file that contain words, without comments and includes.
 Texts sentences_in(const std::string& file) {
   Texts texts;
   std::istringstream lines(tests::content_of(file));
@@ -144,7 +144,7 @@ Texts sentences_in(const std::string& file) {
   return texts;
 }
 
-// What the tests above do not produce is found here: a text that is new in the sources.
+// Finds new texts in the sources that the tests above do not produce.
 TEST(WarningsPage, HoldsEverySentenceOfTheSources) {
   const std::string text = page();
   int sentences = 0;
