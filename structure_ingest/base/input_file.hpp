@@ -26,7 +26,8 @@ class InputFile {
   /// The size when the file was opened; 0 where the file system does not know it.
   std::uint64_t size() const { return size_; }
 
-  /// Throws the error for a file of which a part too large for memory is needed at once.
+  /// Throws the error of a file that is too large to keep the part in memory that is needed at
+  /// once.
   [[noreturn]] void refuse_as_too_large() const;
 
  private:

@@ -1,5 +1,5 @@
-// Reads a text file line by line. Reads it in pieces and splits only the lines that are asked for, so
-// that memory is bounded by the longest of them.
+// Reads a text file line by line. Reads it in pieces and splits only the lines that are asked for,
+// so that memory is bounded by the longest of them.
 #pragma once
 
 #include <cstddef>
@@ -18,8 +18,8 @@ namespace structure_ingest::internal {
 /// Errors are those of InputFile; a line of more than 512 MiB is one.
 class LineReader {
  public:
-  /// All bytes that are read are added to `digest`, unless it is null; it must outlive the reader.
-  /// `piece_size` is how much is read at once; tests make it small.
+  /// Adds all bytes read to `digest`, unless it is null; the digest must outlive the reader.
+  /// `piece_size` is the size of one read; tests make it small.
   explicit LineReader(const std::string& path, Sha256* digest = nullptr,
                       std::size_t piece_size = std::size_t{1} << 16);
 

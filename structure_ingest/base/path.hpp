@@ -48,7 +48,7 @@ class PathResolver {
   std::string resolve(std::string_view path);
 
  private:
-  std::string current_folder_;  // empty until a relative path asks for it
+  std::string current_folder_;  // empty until a relative path needs it
   /// Resolved folders by their names; nothing for one whose links form a loop.
   std::unordered_map<std::string, std::optional<std::string>> folders_;
 };

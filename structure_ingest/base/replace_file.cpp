@@ -133,7 +133,8 @@ void copy_access(const Descriptor& file, const struct stat& old) {
   // Only root can change the owner. Other users can set a group that they belong to.
   const bool has_old_group = fchown(file.number(), old.st_uid, old.st_gid) == 0 ||
                              fchown(file.number(), static_cast<uid_t>(-1), old.st_gid) == 0;
-  // Do not give the old group's permissions to another group: that one gets what others get.
+  // Without the old group, its permissions would apply to another group: give that group those of
+  // others.
   if (!has_old_group) mode &= 0707 | (mode & 0007) << 3;
   static_cast<void>(fchmod(file.number(), mode));
 }

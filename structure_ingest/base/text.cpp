@@ -134,7 +134,7 @@ void append_utf8(std::string& out, char32_t code_point) {
 std::size_t valid_utf8_prefix(std::string_view text) {
   std::size_t position = 0;
   while (position < text.size()) {
-    // Nearly all text is ASCII: take eight bytes at once.
+    // Nearly all text is ASCII: check eight bytes at once.
     if (position + 8 <= text.size() && (load_eight(text.data() + position) & EACH_HIGH_BIT) == 0) {
       position += 8;
       continue;

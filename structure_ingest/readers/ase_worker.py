@@ -57,7 +57,7 @@ CHANGES = {
 
 
 def end_with_owner():
-    """Makes the kernel end this process (SIGIO) when the lifeline hangs up, even while it is busy."""
+    """Has the kernel end this process (SIGIO) when the lifeline hangs up, even while it is busy."""
     signal.signal(signal.SIGINT, signal.SIG_DFL)
     fcntl.fcntl(LIFELINE, fcntl.F_SETOWN, os.getpid())
     fcntl.fcntl(LIFELINE, fcntl.F_SETFL, os.O_ASYNC | os.O_NONBLOCK)
@@ -66,7 +66,7 @@ def end_with_owner():
 
 
 def limit_memory():
-    """Limits memory: a file of a few bytes can claim a billion atoms and must not exhaust the host."""
+    """Limits memory: a file of a few bytes can claim a billion atoms and exhaust the host."""
     hard = resource.getrlimit(resource.RLIMIT_DATA)[1]
     limit = MOST_MEMORY if hard == resource.RLIM_INFINITY else min(hard, MOST_MEMORY)
     resource.setrlimit(resource.RLIMIT_DATA, (limit, hard))
@@ -122,8 +122,8 @@ def restrict_with_landlock():
 
 
 def refuse_changes(event, arguments):
-    """The audit hook for kernels without Landlock: refuses changes by Python's own functions. Writes
-    by C libraries are left to the file size limit."""
+    """The audit hook for kernels without Landlock: refuses changes by Python's own functions. The
+    file size limit stops writes by C libraries."""
     if event == "open":
         path, _, flags = arguments
         if not (flags or 0) & (os.O_WRONLY | os.O_RDWR | os.O_CREAT | os.O_TRUNC) or path == os.devnull:
@@ -139,8 +139,8 @@ def has_callers_rights():
 
 
 def add_python_path():
-    """Puts the absolute folders of PYTHONPATH in front, as Python does without -I. Ignores empty and
-    relative entries: they depend on the current folder, which another user may control."""
+    """Puts the absolute folders of PYTHONPATH in front, as Python does without -I. Ignores empty
+    and relative entries: they depend on the current folder, which another user may control."""
     if has_callers_rights():
         folders = os.environ.get("PYTHONPATH", "").split(os.pathsep)
         sys.path[:0] = [folder for folder in folders if os.path.isabs(folder)]
@@ -206,8 +206,8 @@ def name_for_ase(path):
 
 
 def read_named_file(read, path):
-    """Calls `read` for exactly the file at `path`: ASE would take the text after an @ in a name for an
-    index, and read the file named before the @."""
+    """Calls `read` for exactly the file at `path`: ASE would take the text after an @ in a name for
+    an index, and read the file named before the @."""
     if "@" in os.path.basename(path):
         return read(name_for_ase(path), do_not_split_by_at_sign=True)
     return read(name_for_ase(path))
@@ -248,7 +248,7 @@ def answer_with_warnings(read, path):
 
 
 def receive(channel, size):
-    """Receives `size` bytes and the attached descriptors; ends the process when the host hung up."""
+    """Receives `size` bytes and the attached descriptors; ends the process if the host hung up."""
     content = b""
     folders = []
     while len(content) < size:
