@@ -16,8 +16,8 @@ constexpr std::size_t MAX_DEPTH = 500;
 /// The parser quotes the token it stopped at, which may be as long as the file.
 constexpr std::size_t MAX_REASON = 300;
 
-/// Builds the value from the parser's events. Refuses what would be lost, integers that do not fit
-/// 64 bits, and nesting so deep that copying the value could exhaust the stack.
+/// Builds the value from the parser's events. Refuses integers that do not fit 64 bits, which would
+/// lose digits, and nesting so deep that copying the value could exhaust the stack.
 class Builder : public Json::json_sax_t {
  public:
   Builder(std::string_view text, Json& root) : text_(text), root_(root) {}

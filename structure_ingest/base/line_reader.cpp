@@ -15,8 +15,8 @@
 // that is not plain ASCII text, eight bytes at a time; if that byte is a line feed or CR LF, the
 // line is complete. All other lines go through next_odd_line(): it removes invalid UTF-8 from the
 // bytes read so far, once, and then looks for any of the Unicode line boundaries. A character or CR
-// LF that the end of the buffer cuts in two is completed by the next piece before it is judged.
-// LOOK_AHEAD zeros follow the text, so that scanning never checks for the end of the buffer.
+// LF that the end of the buffer cuts in two is completed by the next piece before the line is
+// split. LOOK_AHEAD zeros follow the text, so that scanning never checks for the end of the buffer.
 namespace structure_ingest::internal {
 namespace {
 

@@ -117,7 +117,7 @@ std::optional<std::string> read_atom(std::string_view line, bool vendor_orbital_
   if (count < 4) return "Malformed atom line: " + quoted_form(line);
   std::string symbol = canonical_symbol(tokens[0]);
   if (symbol.empty()) return "Unknown element symbol: " + quoted_form(tokens[0]);
-  // Five tokens: the second may be an orbital name such as 3d, before the coordinates.
+  // With five tokens or more, the second may be an orbital name such as 3d.
   const bool has_orbital_column = count == 5 && (vendor_orbital_column || !float_value(tokens[1]));
   const std::size_t coordinate_start = has_orbital_column ? 2 : 1;
   Vector3 position{};

@@ -67,8 +67,7 @@ TEST(CompanionCell, FollowsTheRules) {
            Case{"system.atomFile = /some/where/\u00C4.XYZ/ # it\n" + VECTORS, NINE},
            Case{"system.atomFile = '\u00E4.xyz'\n" + VECTORS, NINE},
            Case{"system.atomFile = other.xyz\n" + VECTORS, {}},
-           Case{"system.atomFile = ''\u00E4.xyz\n" + VECTORS,
-                NINE},  // an empty value names no file
+           Case{"system.atomFile = ''\u00E4.xyz\n" + VECTORS, NINE},  // an empty value
            Case{"system.atomFile = '\"other.xyz\n" + VECTORS, NINE},
            Case{"system.atomFile = %\nsystem.atomFile = other.xyz\n" + VECTORS, {}},
            Case{"\u017Fy\u017Ftem.atomFile = other.xyz\n" + VECTORS, {}},  // long s is an s

@@ -54,8 +54,7 @@ TEST(WorkspaceInventory, SkipsFoldersOfToolsAndUntrustedFolders) {
   }
   EXPECT_EQ(inventory_workspace(w / "ws").structure_files,
             (Paths{"bad/d.xyz", "mine/g.xyz", "bad/good/f.xyz", "bad/in/e.xyz"}));
-  EXPECT_EQ(inventory_workspace(w / "ws/cache").structure_files,
-            Paths{"c.xyz"});  // an explicit root
+  EXPECT_EQ(inventory_workspace(w / "ws/cache").structure_files, Paths{"c.xyz"});  // as root
   set_trust(w / "ws/bad", "untrusted");
   set_trust(w / "ws/bad/good", "trusted");
   const FolderTree tree = list_folder_tree(w / "ws");
