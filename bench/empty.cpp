@@ -1,4 +1,4 @@
-// A program that does nothing, linked as the real one: what starting a process costs by itself.
+// Does nothing, but is linked like the real program: measures the cost of starting a process.
 int main() {
   return 0;
 }

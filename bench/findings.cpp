@@ -1,4 +1,4 @@
-// Measures the findings on XYZ files beside parsing the same files: "check/.../ours" and
+// Measures the checks of XYZ files beside parsing the same files: "check/.../ours" and
 // "check/.../parse", in the layouts in which programs write such files.
 #include <benchmark/benchmark.h>
 
@@ -14,8 +14,8 @@ namespace {
 
 using namespace structure_ingest;
 
-/// Atoms on a lattice with small displacements, as a solid or a liquid has them: random positions
-/// would lie on top of each other.
+/// Atoms on a lattice with small displacements, as in a solid or a liquid: random positions would
+/// overlap.
 std::string solid_text(const bench::Layout& layout, std::size_t atoms) {
   std::size_t edge = 1;
   while (edge * edge * edge < atoms) ++edge;

@@ -1,5 +1,5 @@
-// What the library is measured against: the least that each job can be done with, without any of
-// the checks, the general forms and the care for strange files.
+// Lower bounds to compare the library with: minimal implementations of each job, without checks,
+// general forms or support for unusual files.
 #pragma once
 
 #include <array>
@@ -20,26 +20,26 @@ struct MinimalRecord {
 /// The bytes of a file, read at once into one buffer.
 std::string file_bytes(const std::string& path);
 
-/// One buffer, memchr for the lines, fast_float for the numbers.
+/// Parses with one buffer, memchr for the lines and fast_float for the numbers.
 MinimalRecord minimal_parse(std::string_view bytes);
 
-/// An exact fixed-point formatter for every number, and a copy of each symbol.
+/// Formats every number exactly in fixed point, and copies each symbol.
 std::string minimal_text(const structure_ingest::IngestedStructure& record);
 
-/// The JSON text of symbols and positions, written straight from the arrays.
+/// Writes the JSON text of symbols and positions straight from the arrays.
 std::string minimal_json(const structure_ingest::IngestedStructure& record);
 
-/// All symbols and numbers copied into a new JSON value, element by element.
+/// Copies all symbols and numbers into a new JSON value, element by element.
 structure_ingest::Json minimal_entry(const structure_ingest::IngestedStructure& record);
 
 /// One digest over bytes in memory.
 std::array<unsigned char, 32> minimal_digest(std::string_view bytes);
 
-/// What taking a file into a project comes down to: reading, two digests, parsing and formatting.
-/// Returns the JSON text; when `folder` is not empty, the canonical text goes to a file there.
+/// The steps of ingesting a file: reading, two digests, parsing and formatting. Returns the JSON
+/// text; when `folder` is not empty, writes the canonical text to a file there.
 std::string minimal_ingestion(const std::string& path, const std::string& folder);
 
-/// Writes a file so that it is on the disk and there as a whole: write, fsync and rename.
+/// Writes a file atomically and durably: write, fsync and rename.
 void minimal_write(const std::string& path, std::string_view text);
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-// The structure files that are measured: random atoms from a fixed seed, in the layouts in which
+// The structure files for the measurements: random atoms from a fixed seed, in the layouts in which
 // programs write XYZ files.
 #pragma once
 
@@ -28,7 +28,7 @@ inline constexpr std::array<Layout, 5> LAYOUTS = {{
 /// The text of an XYZ file.
 std::string structure_text(const Layout& layout, std::size_t atoms, std::uint64_t seed = 1);
 
-/// A folder for what is measured, with nothing in it; removed at the end.
+/// An empty temporary folder, removed at the end.
 class Folder {
  public:
   explicit Folder(const std::string& parent);

@@ -1,5 +1,5 @@
-// Measures the library's steps, each beside the least that the same job can be done with. The names
-// are "job/variant/atoms/ours" and "…/floor": the script beside this file pairs them up.
+// Measures the library's steps, each beside a minimal implementation of the same job. The names are
+// "job/variant/atoms/ours" and "…/floor"; run.py pairs them.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -21,7 +21,8 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t BATCH = 8;
 
-/// Measures `job`, which is handed what `prepare` returns; that is not measured, nor its end.
+/// Measures `job`, called with the result of `prepare`. Preparing and destroying that result is not
+/// measured.
 template <typename Prepare, typename Job>
 void add_prepared(const std::string& name, Prepare prepare, Job job) {
   const auto run = [prepare, job](benchmark::State& state) {
@@ -64,7 +65,7 @@ void add_steps(const bench::Folder& files, const bench::Layout& layout, std::siz
   add("JSON text/" + variant + "floor", [entry] { return entry->dump(2); });
   add("source entry/" + variant + "ours", [record] { return structure_source_entry(*record); });
   add("source entry/" + variant + "floor", [record] { return bench::minimal_entry(*record); });
-  if (&layout != bench::LAYOUTS.data()) return;  // whatever the numbers, bytes are bytes
+  if (&layout != bench::LAYOUTS.data()) return;  // independent of the layout
   add("fingerprint/" + variant + "ours", [path] { return internal::sha256_hex_of_file(path); });
   add("fingerprint/" + variant + "floor", [text] { return bench::minimal_digest(text); });
 }
@@ -78,7 +79,7 @@ std::vector<std::string> batch_of_files(const bench::Folder& files, std::size_t 
   return paths;
 }
 
-/// Taking files into a new project under `parent`; the floor writes its files only when `durable`.
+/// Ingests files into a new project under `parent`; the floor writes its files only when `durable`.
 void add_ingestion(const std::string& job, const bench::Folder& files, const std::string& parent,
                    bool durable) {
   for (const std::size_t atoms : {1000U, 20000U}) {
@@ -98,7 +99,7 @@ void add_ingestion(const std::string& job, const bench::Folder& files, const std
   }
 }
 
-/// Hydrating a state that holds many sources, those of the files among them, and an empty one.
+/// Hydrates a state with many sources, those of the files among them, and an empty state.
 void add_hydration(const bench::Folder& files, const std::string& parent) {
   constexpr std::size_t atoms = 1000;
   constexpr std::size_t sources = 500;

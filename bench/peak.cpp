@@ -1,5 +1,5 @@
-// Runs a program and prints the most memory that it had, in kibibytes. What starts a process counts
-// in that process's own figure, so that this must be a small program.
+// Runs a program and prints its peak memory, in kibibytes. The system includes the memory of the
+// starting process in that figure, so this program must be small.
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>

@@ -1,4 +1,4 @@
-"""The program's job as a short script with ASE does it: read, write extended XYZ, digests, manifest."""
+"""The program's job as a short script with ASE: read, write extended XYZ, digests, manifest."""
 import hashlib
 import json
 import pathlib

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Measures structure_ingest and prints one table: what, compared with what, ratio, bound, verdict.
+"""Measures structure_ingest and prints one table: job, compared with, ratio, bound, verdict.
 
-The things that are compared take turns, round after round; each figure is the ratio of two medians.
+Compared jobs alternate in every round; each figure is the ratio of two medians.
 """
 import argparse
 import json
@@ -21,8 +21,8 @@ PYTHON = "/usr/bin/python3"
 
 SIZES = (100, 1000, 20000)
 
-# Jobs of the benchmark program: what each is compared with, and the most that the ratio may be for
-# the largest size; parsing has two bounds.
+# The jobs of the benchmark program: the reference of each, and the largest allowed ratio at the
+# largest size. Parsing has two bounds.
 JOBS = {
     "parse": ("a minimal loop with fast_float", 1.0),
     "canonical text": ("an exact formatter and a copy", 1.25),
@@ -47,7 +47,7 @@ def inside(program, rounds, seconds, pattern):
         if run["run_type"] != "iteration":
             continue
         job, variant, atoms, side = run["run_name"].split("/")[:4]
-        # Other processes do not count, except where the disk is waited for.
+        # Use processor time, which excludes other processes, except where a job waits for the disk.
         clock = "real_time" if "durable" in job else "cpu_time"
         sides = times.setdefault((job, variant, int(atoms)), {})
         sides.setdefault(side, []).append(run[clock] * 1e-6)
@@ -56,7 +56,7 @@ def inside(program, rounds, seconds, pattern):
 
 
 def alternate(rounds, *commands):
-    """Medians of the time of whole processes that take turns; each command is made anew."""
+    """Medians of the times of whole processes that alternate; each command is built anew."""
     times = [[] for _ in commands]
     for _ in range(rounds):
         for command, seconds in zip(commands, times):
@@ -69,7 +69,7 @@ def alternate(rounds, *commands):
 
 
 def peak_memory(build, arguments):
-    """The largest resident size of a process in bytes."""
+    """The peak resident size of a process in bytes."""
     command = [build / "bench" / "structure_ingest_bench_peak", *arguments]
     run = subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
     return 1024 * int(run.stderr.split()[-1])
@@ -143,7 +143,7 @@ def inside_rows(medians):
 
 
 def table(rows):
-    """The bound is for the largest size that was measured."""
+    """Compares with the bound at the largest size that was measured."""
     cells = [("what", "compared with", *(f"{size:,}" for size in SIZES), "at most", "verdict")]
     for what, other, ratios, bound in rows:
         verdict = ""
@@ -160,7 +160,7 @@ def table(rows):
 
 
 def plot(medians):
-    """An SVG of the time for an atom over the number of atoms, for parsing: ours and the floor."""
+    """An SVG of the parsing time an atom over the number of atoms: ours and the floor."""
     points = sorted((atoms, sides) for (job, variant, atoms), sides in medians.items()
                     if job == "parse" and variant == "8 decimals")
     left, right, top, bottom = 60, 560, 20, 280
@@ -198,7 +198,7 @@ def main():
     medians = inside(build / "bench" / "structure_ingest_bench", rounds, seconds, options.filter)
     rows = list(inside_rows(medians))
     if options.filter == ".":
-        memory = "/dev/shm" if os.path.isdir("/dev/shm") else None  # nobody waits for the disk there
+        memory = "/dev/shm" if os.path.isdir("/dev/shm") else None  # no waiting for the disk
         with tempfile.TemporaryDirectory(dir=memory) as folder:
             rows += whole_processes(build, 1 if options.short else 9, pathlib.Path(folder))
     if options.short:

@@ -1,11 +1,11 @@
-# What an installation holds. All of it may be moved together: nothing in it knows where it stands.
+# The installation. It is relocatable: nothing in it contains its own path.
 include(CMakePackageConfigHelpers)
 
 set(interface_version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/structure_ingest)
 set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/structure-ingest)
 
-# The libraries, and what finds them.
+# The libraries, and the files by which CMake and pkg-config find them.
 set_target_properties(structure_ingest structure_ingest_agent_modules PROPERTIES
   VERSION ${PROJECT_VERSION} SOVERSION ${interface_version})
 set_target_properties(structure_ingest_agent_modules PROPERTIES EXPORT_NAME agent_modules)
@@ -25,7 +25,7 @@ install(FILES
   ${PROJECT_BINARY_DIR}/structure_ingest-config-version.cmake
   DESTINATION ${package_folder} COMPONENT development)
 
-# An archive leaves its own libraries to the final link.
+# Users of a static library link its dependencies themselves.
 # The version of the JSON library is part of the names of our symbols.
 set(pc_requires "nlohmann_json = ${nlohmann_json_VERSION}")
 if(NOT BUILD_SHARED_LIBS)
@@ -43,7 +43,7 @@ foreach(library structure_ingest structure_ingest_agent_modules)
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endforeach()
 
-# The program, with what belongs to it.
+# The program, its manual page, completion and schemas.
 if(STRUCTURE_INGEST_PROGRAM)
   install(TARGETS structure-ingest COMPONENT program)
   install(FILES docs/structure-ingest.1

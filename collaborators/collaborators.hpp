@@ -1,5 +1,5 @@
-// What structure ingestion asks of the agent's other modules: one slot for each operation, and the
-// values that cross the boundary.
+// The interface to the agent's other modules: one slot for each operation that structure ingestion
+// calls, and the values that these operations take and return.
 #pragma once
 
 #include <exception>
@@ -13,7 +13,7 @@
 
 namespace structure_ingest {
 
-/// What is known of the trust in a directory. Only the state "untrusted" is acted on.
+/// The trust in a directory. Only the state "untrusted" has an effect.
 struct TrustRecord {
   std::string state;  ///< "untrusted", or anything else
 };
@@ -28,15 +28,15 @@ struct RelevanceVerdict {
   std::string source;       ///< the structure's file name, or the "path" of its source entry
   std::string role;         ///< Collaborators::ROLE_UNRELATED, or anything else
   double confidence = 0.0;  ///< 0 to 1; from 0.8 on an unrelated structure is dropped
-  std::string reason;       ///< what a note on a dropped structure says; may be empty
+  std::string reason;       ///< for the note on a dropped structure; may be empty
 };
 
-/// What an assessment found. A structure without a verdict is kept.
+/// The result of an assessment. A structure without a verdict is kept.
 struct RelevanceReport {
-  std::vector<RelevanceVerdict> verdicts;  ///< of several that drop one source the last counts
+  std::vector<RelevanceVerdict> verdicts;  ///< of several that drop one source, the last counts
 };
 
-/// An error that was absorbed, and where.
+/// An error that was caught and not passed on, and where it arose.
 struct SuppressedError {
   std::string node;        ///< the module
   std::string op;          ///< its operation
@@ -44,22 +44,22 @@ struct SuppressedError {
 };
 
 /// The agent's other modules. An empty slot is a missing module: calling it fails with
-/// std::bad_function_call, and the failure goes where the caller's rules send it. Only
-/// `atomic_write_json` must be given.
+/// std::bad_function_call, which is handled like any failure of that module. Only
+/// `atomic_write_json` is required.
 struct Collaborators {
-  /// Writes a value as one JSON document, so that a reader never sees a part of it. A failure of
-  /// the file system is a std::system_error, also that the folder of `path` is missing.
+  /// Writes a value as one JSON document, so that a reader never sees a partial file. Throws
+  /// std::system_error for a failure of the file system, a missing folder of `path` included.
   using AtomicWriteJson = std::function<void(const std::string& path, const Json& value)>;
-  /// Records that an error was absorbed; `project_path` is the value in the agent state, or null.
-  /// What it throws is ignored.
+  /// Records an error that was caught and not passed on; `project_path` is the value in the agent
+  /// state, or null. Exceptions from it are ignored.
   using RecordSuppressedError =
       std::function<void(const Json& project_path, const SuppressedError& error)>;
-  /// Tells the trust in a resolved folder. A failure counts as trust.
+  /// Returns the trust in a resolved folder. A failure counts as trust.
   using TrustStateFor = std::function<TrustRecord(const std::string& project_folder)>;
   /// Lists the structure files of an existing, resolved folder. A failure ends the hydration.
   using InventoryWorkspace = std::function<WorkspaceInventory(const std::string& root)>;
-  /// Judges source entries by a request that is not empty; `state` is the whole agent state. After
-  /// a failure nothing is dropped.
+  /// Judges source entries against a non-empty request; `state` is the whole agent state. After a
+  /// failure nothing is dropped.
   using AssessStructureRelevance = std::function<RelevanceReport(
       const std::vector<Json>& entries, const std::string& request, const Json& state)>;
 
@@ -75,8 +75,8 @@ struct Collaborators {
   std::string ROLE_UNRELATED = "unrelated";
 };
 
-/// The modules that are used where a call is given no others. Declared here and defined by whoever
-/// supplies them; without it the library does not link.
+/// The default modules, used where a call is given none. Declared here and defined by whoever
+/// supplies the modules; without a definition the library does not link.
 STRUCTURE_INGEST_API Collaborators agent_modules();
 
 }  // namespace structure_ingest

@@ -1,4 +1,4 @@
-// The companion lookup, compared with the patterns that define it.
+// Compares the companion lookup with the patterns that define it.
 #include <cstdint>
 #include <string>
 

@@ -1,4 +1,5 @@
-// Checks of a file with any content, read or not: they end, and every finding has a message.
+// Runs the checks on a file with arbitrary content: they must terminate, and every finding must
+// have a message.
 #include <cstdint>
 #include <string>
 #include <string_view>

@@ -1,5 +1,5 @@
-// A whole hydrate on a state made of the input: nothing but the new sources and notes may change,
-// and a second hydrate finds nothing new.
+// Runs a whole hydrate on a state made from the input: only the sources and notes may change, and a
+// second hydrate must find nothing new.
 #include <fuzzer/FuzzedDataProvider.h>
 #include <stdlib.h>
 
@@ -15,7 +15,7 @@ namespace {
 
 using structure_ingest::Json;
 
-/// A folder with a few files, made once.
+/// A folder with a few files, created once.
 const std::string& folder() {
   static const std::string path = [] {
     std::string made = std::filesystem::temp_directory_path() / "structure_ingest-fuzz-XXXXXX";

@@ -1,4 +1,4 @@
-// A file in memory, under a path that the library opens like any other.
+// A file in memory, with a path that the library can open.
 #pragma once
 
 #include <sys/mman.h>
@@ -26,7 +26,7 @@ class MemoryFile {
   int descriptor_;
 };
 
-/// Ends the run as a find when something that must hold does not.
+/// Reports a finding to the fuzzer when a condition does not hold.
 inline void require(bool holds) {
   if (!holds) std::abort();
 }

@@ -1,4 +1,4 @@
-// Number text in both directions, compared with the standard library's slower functions.
+// Compares reading and writing numbers with the standard library's slower functions.
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -21,7 +21,7 @@ namespace internal = structure_ingest::internal;
 void check_reading(const std::string& text) {
   const bool ascii =
       std::all_of(text.begin(), text.end(), [](char c) { return c > 0 && c < 0x7F; });
-  if (!ascii || text.size() > 400) return;  // the expressions below know no other digits
+  if (!ascii || text.size() > 400) return;  // the expressions below match ASCII digits only
   static const std::regex number(
       "[-+]?((\\d(_?\\d)*)(\\.(\\d(_?\\d)*)?)?|\\.\\d(_?\\d)*)([eE][-+]?\\d(_?\\d)*)?|"
       "[-+]?([iI][nN][fF]([iI][nN][iI][tT][yY])?|[nN][aA][nN])");

@@ -1,5 +1,4 @@
-// UTF-8 decoding and the quoted form: compared with a decoder that follows the definition, and the
-// quoted form taken back.
+// Compares UTF-8 decoding with a decoder that follows the definition, and reverses the quoted form.
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -12,7 +11,7 @@ namespace {
 
 namespace internal = structure_ingest::internal;
 
-/// The code point that starts at `at`, if its bytes are the one valid form of one.
+/// The code point that starts at `at`, if its bytes are valid and the shortest form.
 bool decode(const std::string& text, std::size_t at, char32_t& value, std::size_t& length) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[at + i]); };
   length = byte(0) < 0x80 ? 1 : byte(0) < 0xC0 ? 0 : byte(0) < 0xE0 ? 2 : byte(0) < 0xF0 ? 3 : 4;

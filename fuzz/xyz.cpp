@@ -1,5 +1,5 @@
-// The XYZ reader, compared with a plain reading of the same text line by line and token by token;
-// and the canonical copy of what it read, which must give the same structure again.
+// Compares the XYZ reader with a simple reader of the same text, line by line and token by token;
+// and reads the canonical copy of the result, which must give the same structure.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -22,7 +22,7 @@ using structure_ingest::IngestedStructure;
 using structure_ingest::Vector3;
 namespace internal = structure_ingest::internal;
 
-/// The lines of a text by the definition: characters one after the other, from the whole buffer.
+/// The lines of a text by definition: one character at a time, from the whole buffer.
 std::vector<std::string> lines_of(std::string_view bytes) {
   const std::string text = internal::without_invalid_utf8(bytes);
   std::vector<std::string> lines;

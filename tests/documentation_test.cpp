@@ -1,4 +1,4 @@
-// The commands and the code in the documentation are what they claim to be.
+// The commands and the code in the documentation are correct.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -32,7 +32,7 @@ std::vector<std::string> pages() {
   return pages;
 }
 
-/// What a command prints in the root of the sources, where nobody has listed any folder.
+/// The output of a command in the root of the sources, with an empty trust list.
 std::string output_of(const std::string& command) {
   const tests::ScratchFolder settings;
   const std::string in_root = "cd '" + ROOT + "' && export XDG_CONFIG_HOME='" + settings.path() +
@@ -45,7 +45,7 @@ std::string output_of(const std::string& command) {
   return output;
 }
 
-TEST(Documentation, CommandsPrintWhatIsShown) {
+TEST(Documentation, CommandsPrintTheOutputShown) {
   int commands = 0;
   for (const std::string& page : pages()) {
     for (const std::string& block : blocks(tests::content_of(page), "console")) {
@@ -64,8 +64,8 @@ TEST(Documentation, CommandsPrintWhatIsShown) {
   EXPECT_GE(commands, 3);
 }
 
-// The examples are compiled, and run by the commands above.
-TEST(Documentation, CodeIsThatOfTheExamples) {
+// The examples are compiled by the build and run by the commands above.
+TEST(Documentation, CodeMatchesTheExamples) {
   std::string examples;
   for (const char* file :
        {"examples/library_use.cpp", "examples/own_modules.cpp",
@@ -85,7 +85,7 @@ TEST(Documentation, CodeIsThatOfTheExamples) {
   EXPECT_GE(found, 5);
 }
 
-TEST(Documentation, LinksLeadSomewhere) {
+TEST(Documentation, LinksHaveTargets) {
   int links = 0;
   for (const std::string& page : pages()) {
     const std::string text = tests::content_of(page);

@@ -1,4 +1,4 @@
-// Stand-ins for the agent's modules that record how they are called.
+// Fakes of the agent's modules that record their calls.
 #pragma once
 
 #include <memory>
@@ -10,14 +10,14 @@
 
 namespace tests {
 
-/// What the stand-ins were asked.
+/// The recorded calls.
 struct Calls {
   std::vector<std::pair<std::string, structure_ingest::Json>> written;
   std::vector<std::string> inventoried;
   std::vector<std::pair<structure_ingest::Json, structure_ingest::SuppressedError>> suppressed;
 };
 
-/// Modules of which only the writer and the diagnostics work; tests fill in the other slots.
+/// Modules with only a writer and diagnostics; tests set the other slots.
 inline structure_ingest::Collaborators fake_modules(const std::shared_ptr<Calls>& calls) {
   structure_ingest::Collaborators modules([calls](const std::string& path, const auto& value) {
     calls->written.emplace_back(path, value);

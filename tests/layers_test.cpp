@@ -1,4 +1,4 @@
-// The folders are layers: an include may only point to the same layer or to a lower one.
+// Folders are layers: an include may only point to the same layer or to a lower one.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -79,11 +79,11 @@ TEST(Layers, IncludesPointDown) {
   EXPECT_GT(includes, 100);
 }
 
-// What a caller's header shows, callers come to use.
+// Callers depend on everything that a public header includes.
 TEST(Layers, PublicHeadersShowNothingInternal) {
   const fs::path root = STRUCTURE_INGEST_SOURCE_DIR;
   std::vector<std::string> headers = {"structure_ingest/structure_ingest.hpp"};
-  for (std::size_t i = 0; i < headers.size(); ++i) {  // grows by what they include
+  for (std::size_t i = 0; i < headers.size(); ++i) {  // grows while includes are followed
     std::ifstream stream(root / headers[i]);
     for (std::string line; std::getline(stream, line);) {
       EXPECT_EQ(line.find("internal"), std::string::npos) << headers[i] << ": " << line;

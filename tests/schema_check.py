@@ -1,9 +1,9 @@
-"""Checks the schemas against what the program writes, and against documents that are broken.
+"""Checks the schemas against the program's output, and against broken documents.
 
 Usage: schema_check.py PROGRAM SOURCE_FOLDER
 
-Real documents come from the files under examples/ and from odd files made here. Then each of them
-is broken in one place after the other, which its schema must notice every time.
+Real documents come from the files under examples/ and from odd files created here. Each of them is
+then broken in one place at a time, and its schema must reject every broken version.
 """
 
 import copy
@@ -89,7 +89,7 @@ def places(document, at=()):
 
 
 def changed(document, place, change):
-    """A copy with `change` made to the member at `place`, given its holder and key."""
+    """A copy in which `change` was called with the holder and key of the member at `place`."""
     copied = copy.deepcopy(document)
     holder = copied
     for key in place[:-1]:
@@ -106,7 +106,7 @@ CHANGES = {
 
 
 def refuse_broken_anywhere(check, document, what):
-    """Makes each change in each place; returns how many documents that were."""
+    """Makes each change in each place; returns the number of documents checked."""
     count = 0
     for place in places(document):
         in_list = isinstance(place[-1], int)
@@ -175,7 +175,7 @@ if not (good and bad and crystals and state.get("source_workspace_root")
 broken = sum(refuse_broken_anywhere(RECORD, record, "record") for record in (good[0], bad[0]))
 broken += refuse_broken_anywhere(ENTRY, crystals[0], "entry")
 broken += refuse_broken_anywhere(MANIFEST, {**manifest, "structures": crystals[:1]}, "manifest")
-# The document that a batch writes is made of the same lists of findings.
+# The document of a batch contains the same lists of findings.
 findings = {"version": 1, "structures": [
     {"source_path": result["path"], "sha256": "0123456789abcdef", "findings": result["findings"]}
     for result in checked]}

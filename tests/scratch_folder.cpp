@@ -22,7 +22,7 @@ ScratchFolder::~ScratchFolder() {
   std::error_code error;
   fs::remove_all(path_, error);
   if (!error) return;
-  // Some tests make trees that are too deep for the standard library.
+  // Some tests create trees too deep for the standard library.
   EXPECT_EQ(std::system(("rm -rf '" + path_ + "'").c_str()), 0);
 }
 

@@ -1,4 +1,4 @@
-// A folder of its own for a test, removed at its end.
+// A temporary folder for a test, removed at its end.
 #pragma once
 
 #include <string>

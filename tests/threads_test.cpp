@@ -1,4 +1,4 @@
-// Many threads at once, each with a state and a project of its own, and all with the same files.
+// Many threads at once, each with its own state and project, and all with the same files.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -31,7 +31,7 @@ TEST(Threads, ShareFilesButNothingElse) {
         Json state = {{"project_path", project},
                       {"selected_workroot", w / "ws"},
                       {"user_request", "band structure of silicon"},
-                      {"attachments", 5 * round}};  // the last two rounds end in the guard
+                      {"attachments", 5 * round}};  // the last two rounds fail in the guard
         hydrate_user_structures(state, {.extra_paths = shared});
         if (round == 0) results[i] = json_text(state["structure_notes"]);
         ingest_structure_files(project, shared);

@@ -1,4 +1,4 @@
-// The page of warnings and notes lists every text that there is, and none that there is not.
+// The page of warnings and notes lists every text that the library produces, and no other.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -32,7 +32,7 @@ Texts texts_under(const std::string& heading) {
   return texts;
 }
 
-/// Whether `text` is `pattern` with anything in the place of each ellipsis.
+/// Whether `text` matches `pattern`, in which an ellipsis stands for any text.
 bool fits(std::string_view text, std::string_view pattern) {
   constexpr std::string_view anything = "…";
   const std::size_t at = pattern.find(anything);
@@ -45,7 +45,7 @@ bool fits(std::string_view text, std::string_view pattern) {
   }
 }
 
-/// Each produced text has exactly one line on the page, and each line a text.
+/// Each produced text has exactly one line on the page, and each line a produced text.
 void expect_listed(const Texts& produced, const Texts& listed) {
   std::map<std::string, int> uses;
   for (const std::string& text : produced) {
@@ -64,7 +64,7 @@ void add(Texts& texts, const Texts& more) {
   texts.insert(texts.end(), more.begin(), more.end());
 }
 
-/// The warnings of XYZ files with these contents, and of a few paths that hold none.
+/// The warnings for XYZ files with these contents, and for a few paths without a structure file.
 Texts reader_warnings(const tests::ScratchFolder& folder) {
   Texts texts;
   for (const char* content :
@@ -131,7 +131,7 @@ TEST(WarningsPage, ListsTheNotes) {
   EXPECT_EQ(notes[1], "Ignored 'bad.xyz' (unknown formula): why.");
 }
 
-/// The string literals of a source file that hold words, comments and includes aside.
+/// The string literals of a source file that contain words, without comments and includes.
 Texts sentences_in(const std::string& file) {
   Texts texts;
   std::istringstream lines(tests::content_of(file));
@@ -151,7 +151,7 @@ Texts sentences_in(const std::string& file) {
   return texts;
 }
 
-// What the tests above do not produce is found here: a text that is new in the sources.
+// Finds new texts in the sources that the tests above do not produce.
 TEST(WarningsPage, HoldsEverySentenceOfTheSources) {
   const std::string text = page();
   int sentences = 0;

@@ -1,4 +1,4 @@
-# Bash completion of structure-ingest. What there is to complete is read from the program's help.
+# Bash completion for structure-ingest. Reads the subcommands and options from the program's help.
 
 _structure_ingest() {
   local program=${1/#\~\//$HOME/} word=${COMP_WORDS[COMP_CWORD]} at=$((COMP_CWORD - 1))

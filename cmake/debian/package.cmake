@@ -1,4 +1,4 @@
-# The Debian package of the program. CPack makes it, tools/build-deb runs that.
+# The Debian package of the program. CPack builds it; tools/build-deb runs CPack.
 set(CPACK_GENERATOR DEB)
 set(CPACK_INSTALL_CMAKE_PROJECTS "${PROJECT_BINARY_DIR};${PROJECT_NAME};program;/")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -22,7 +22,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS python3-ase)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
-# What Debian wants beside the program; texts are compressed before the package is made.
+# The files that Debian requires besides the program; texts are compressed before packaging.
 set(debian_doc_folder share/doc/structure-ingest)
 configure_file(cmake/debian/changelog.in ${PROJECT_BINARY_DIR}/debian/changelog @ONLY)
 if(CMAKE_INSTALL_PREFIX STREQUAL /usr)

@@ -1,4 +1,4 @@
-// Our own implementations of the agent's modules, as one supply.
+// Our own implementations of the agent's modules, as one set.
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "collaborators/agent_modules/diagnostics.hpp"
 #include "collaborators/agent_modules/directory_trust.hpp"

@@ -15,8 +15,8 @@ using structure_ingest::Json;
 
 namespace {
 
-/// The text of a file that holds `value`. Refuse one that could not be read again: a state that
-/// nobody can read is lost.
+/// The text of a file that holds `value`. Throws if the text could not be read again: an unreadable
+/// state would be lost.
 std::string file_text(const Json& value, const std::string& path) {
   std::string text = structure_ingest::json_text(value, 2) + '\n';
   if (text.size() <= base::MAX_WHOLE_FILE) return text;
@@ -42,12 +42,12 @@ Json read_json(const std::string& path, const Json& missing) {
 
 void update_json(const std::string& path, const Json& missing,
                  const std::function<void(Json&)>& change, std::chrono::milliseconds most_wait) {
-  // The folder may be reached through links: it is the caller's own choice.
+  // Resolve first: the caller may reach the folder through links.
   const std::string given = base::path_text(path);
   const std::string folder = base::resolve_path(base::parent_folder(given));
   const base::FolderLock lock(folder, most_wait);
   Json value = read_json(path, missing);
-  // Compare texts, not values: a copy of a large value takes several times the room.
+  // Compare texts: copying a large value takes several times the memory.
   const std::string before = structure_ingest::json_text(value, 2) + '\n';
   change(value);
   const std::string after = file_text(value, path);

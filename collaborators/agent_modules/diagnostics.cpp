@@ -25,7 +25,7 @@ namespace {
 namespace base = structure_ingest::internal;
 using structure_ingest::Json;
 
-/// When the log is moved away to make room for a new one, and how much of a message it takes.
+/// Limits: the size at which the log is rotated, and the bytes kept of a message.
 constexpr std::uint64_t MOST_LOG_BYTES = std::uint64_t{1} << 20;
 constexpr std::size_t MOST_MESSAGE_BYTES = 10000;
 
@@ -55,7 +55,7 @@ void describe(const std::exception_ptr& error, Json& line) {
     line["error_type"] = type_name(typeid(exception));
     line["message"] = base::shortened(exception.what(), MOST_MESSAGE_BYTES);
   } catch (...) {
-    // Nothing more is known of an error that is no exception of the standard library's family.
+    // An exception of any other type has neither a name nor a message here.
   }
 }
 
@@ -74,7 +74,7 @@ void record_suppressed_error(const Json& project_path,
     base::rotate_log(log, MOST_LOG_BYTES);
     base::append_line(log, structure_ingest::json_text(line));
   } catch (const std::exception&) {
-    // A project that cannot take the line goes without it.
+    // Best effort: the project may not exist or not be writable.
   }
 }
 

@@ -1,4 +1,4 @@
-// The log of suppressed errors in a project's folder of diagnostics.
+// The log of suppressed errors in a project.
 #pragma once
 
 #include <string_view>
@@ -11,9 +11,9 @@ namespace agent_modules {
 /// "node", "op", "error_type" and "message".
 inline constexpr std::string_view SUPPRESSED_ERRORS_REL = ".diagnostics/suppressed_errors.jsonl";
 
-/// Appends a line on `error` to the log of the project (an empty `project_path` is the current
-/// directory). A log of more than 1 MiB is first moved to the same name with ".1" behind it. A
-/// project that does not exist or cannot be written to is silently ignored.
+/// Appends a line about `error` to the log of the project (an empty `project_path` is the current
+/// directory). First renames a log of more than 1 MiB, adding ".1" to its name. A project that does
+/// not exist or is not writable is silently ignored.
 void record_suppressed_error(const structure_ingest::Json& project_path,
                              const structure_ingest::SuppressedError& error);
 

@@ -23,7 +23,7 @@ constexpr const char* UNTRUSTED = "untrusted";
   throw std::runtime_error("the trust list " + trust_list_path() + " is malformed: " + what);
 }
 
-/// The directory that an entry of the list means.
+/// Resolves the directory of an entry of the list.
 std::string listed_directory(const std::string& entry) {
   const std::string path = base::expand_home(entry);
   if (!base::is_absolute(path)) {
@@ -47,7 +47,7 @@ std::map<std::string, std::string> directories_in(const Json& list) {
   return directories;
 }
 
-/// Whoever may write the list could have written what it says.
+/// A list that others may write could hold entries that are not the user's: refuse it.
 void refuse_list_of_others() {
   const std::string path = trust_list_path();
   struct stat status {};
@@ -62,7 +62,7 @@ void refuse_list_of_others() {
 }  // namespace
 
 std::string trust_list_path() {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): reading the environment is all that is done here.
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): this only reads the environment.
   const char* const config = std::getenv("XDG_CONFIG_HOME");
   const std::string folder =
       config != nullptr && base::is_absolute(config) ? config : base::expand_home("~/.config");
@@ -110,7 +110,7 @@ void set_trust(const std::string& directory, const std::optional<std::string>& s
   } catch (const structure_ingest::JsonError& error) {
     refuse_list(error.what());
   }
-  // A file is created as the user's mask has it, which may let a group write it.
+  // The user's umask may have created a file that a group may write.
   chmod(path.c_str(), S_IRUSR | S_IWUSR);
 }
 

@@ -22,7 +22,7 @@
 namespace agent_modules {
 namespace {
 
-// Folders that hold no work of the user's own; hidden ones are left out anyway.
+// Folders without work of the user's own. Hidden folders are skipped separately.
 constexpr std::array<std::string_view, 4> SKIPPED_FOLDERS = {"CVS", "_darcs", "__pycache__",
                                                              "node_modules"};
 constexpr std::string_view COPIES_FOLDER = "project_root/structures";
@@ -33,8 +33,8 @@ bool is_skipped_folder(std::string_view name) {
          std::find(SKIPPED_FOLDERS.begin(), SKIPPED_FOLDERS.end(), name) != SKIPPED_FOLDERS.end();
 }
 
-/// The type of a directory entry; a symbolic link to a regular file counts as one, any other link
-/// as nothing.
+/// The type of a directory entry; DT_REG also for a symbolic link to a regular file, nothing for
+/// any other link.
 unsigned char type_of(DIR* folder, const dirent& entry) {
   unsigned char type = entry.d_type;
   struct stat status {};
@@ -62,8 +62,8 @@ Folder open_folder(int parent, const std::string& name, int flags = O_NOFOLLOW) 
   return folder;
 }
 
-/// Opens a folder by its path from `root`, part by part where the path is longer than the system
-/// takes at once.
+/// Opens a folder by its path from `root`, component by component when the path is longer than the
+/// system accepts.
 Folder open_deep(DIR* root, std::string_view path) {
   Folder folder;
   while (!path.empty()) {
@@ -79,17 +79,17 @@ Folder open_deep(DIR* root, std::string_view path) {
 struct Listing {
   std::vector<std::string> files;    // structure files, in byte order
   std::vector<std::string> folders;  // to be walked, in byte order
-  bool is_a_tools = false;           // a tool made the folder for itself
+  bool is_a_tools = false;           // created by a tool for its own use
 };
 
-/// Environments of Python and of conda, and caches that say what they are.
+/// Marks Python and conda environments, and caches that are tagged as such.
 bool marks_a_tools_folder(std::string_view name) {
   return name == "pyvenv.cfg" || name == "conda-meta" || name == "CACHEDIR.TAG";
 }
 
 Listing list_folder(DIR* folder, bool holds_copies) {
   Listing listing;
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): readdir is safe on a stream that nobody else uses.
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread uses this stream.
   while (const dirent* const entry = readdir(folder)) {
     const std::string_view name = entry->d_name;
     listing.is_a_tools = listing.is_a_tools || marks_a_tools_folder(name);
@@ -107,7 +107,7 @@ Listing list_folder(DIR* folder, bool holds_copies) {
   return listing;
 }
 
-/// The user's list of directories, as far as it is about a tree.
+/// The part of the user's list of directories that concerns one tree.
 class TreeTrust {
  public:
   explicit TreeTrust(const std::string& root) {
@@ -115,17 +115,17 @@ class TreeTrust {
       list_ = trust_list();
       is_root_untrusted_ = trust_state_for(root).state == "untrusted";
     } catch (const std::exception&) {
-      list_.clear();  // trust that cannot be told is no distrust
+      list_.clear();  // an unreadable list does not make a folder untrusted
     }
   }
   bool is_root_untrusted() const { return is_root_untrusted_; }
-  /// Whether a folder is untrusted, given that of the one that holds it.
+  /// Whether a folder is untrusted, given the answer for its parent.
   bool is_untrusted(const std::string& folder, bool is_parent_untrusted) const {
     if (list_.empty()) return false;
     const auto listed = list_.find(folder);
     return listed == list_.end() ? is_parent_untrusted : listed->second == "untrusted";
   }
-  /// Whether some folder inside of `folder` is listed as trusted.
+  /// Whether any folder inside `folder` is listed as trusted.
   bool trusts_within(const std::string& folder) const {
     const std::string prefix = folder + "/";
     for (auto at = list_.lower_bound(prefix); at != list_.end(); ++at) {

@@ -8,24 +8,23 @@
 
 namespace agent_modules {
 
-/// Lists the structure files under `root` (resolved) by name, relative to it, in a fixed order:
-/// what lies nearer to the root comes first, and beside each other the files of a folder in byte
-/// order.
+/// Lists the structure files under `root` (resolved) by name, relative to it, in a fixed order: by
+/// depth, and within a folder in byte order.
 ///
-/// Symbolic links to folders are not followed, so no loop and no way out of the root. Left out are
-/// hidden folders, folders of version control and caches, folders below the root that a tool made
-/// for itself, folders that the user lists as untrusted, and the agent's own canonical copies; a
-/// folder that cannot be read is left out, too. A root that is no folder has no files.
+/// Does not follow symbolic links to folders, which excludes loops and paths out of the root. Skips
+/// hidden folders, folders of version control and caches, folders below the root that a tool
+/// created for its own use, folders that the user lists as untrusted, the agent's own canonical
+/// copies, and folders that cannot be read. A root that is not a folder has no files.
 structure_ingest::WorkspaceInventory inventory_workspace(const std::string& root);
 
-/// A tree as the inventory sees it; all paths are relative to its root, folders with a final slash.
+/// The inventory of a tree; all paths are relative to its root, folders with a final slash.
 struct FolderTree {
   std::vector<std::string> structure_files;     ///< as `inventory_workspace` lists them
-  std::vector<std::string> unreadable_folders;  ///< left out; "" is the root itself
-  std::vector<std::string> untrusted_folders;   ///< left out, but for trusted folders inside
+  std::vector<std::string> unreadable_folders;  ///< skipped; "" is the root itself
+  std::vector<std::string> untrusted_folders;   ///< skipped, except trusted folders inside
 };
 
-/// The same, for those who tell what was left out.
+/// As above, with the folders that were skipped.
 FolderTree list_folder_tree(const std::string& root);
 
 }  // namespace agent_modules

@@ -53,11 +53,12 @@ void rotate_log(const std::string& path, std::uint64_t size) {
     const Descriptor folder = open_folder_of(path, AT_FDCWD, parent_folder(normal));
     if (!is_larger(folder, name, size)) return;
     const FolderLock lock(parent_folder(normal), std::chrono::milliseconds(0));
-    // Another writer may have moved it meanwhile: do not replace the full log by its successor.
+    // Another writer may have rotated the log since the first check: do not replace the full log by
+    // the new one.
     if (!is_larger(folder, name, size)) return;
     renameat(folder.number(), name.c_str(), folder.number(), (name + ".1").c_str());
   } catch (const std::system_error&) {
-    // A log that grows on is better than none.
+    // Keep logging to the large file.
   }
 }
 

@@ -7,14 +7,14 @@
 
 namespace structure_ingest::internal {
 
-/// Appends `line` and a line feed in one step, so that the lines of two writers never mix; creates
-/// the file when it is missing, and refuses anything but a regular file, links to the file or in
-/// the place of its folder included. A last line without its line feed, which a writer left that
-/// could not finish it, stays a line of its own.
+/// Appends `line` and a line feed in one write, so that the lines of two writers never mix. Creates
+/// the file when it is missing. Throws for anything but a regular file, and for a symbolic link in
+/// place of the file or of its folder. When a writer died in the middle of a line, the torn line is
+/// ended first.
 void append_line(const std::string& path, const std::string& line);
 
-/// Moves a file of more than `size` bytes to the name `path` + ".1", where it replaces an older
-/// one, so that the next line starts a new file. When it cannot be moved, it stays and grows.
+/// Renames a file of more than `size` bytes to `path` + ".1", replacing an older one, so that the
+/// next line starts a new file. When the rename fails, the file stays and grows.
 void rotate_log(const std::string& path, std::uint64_t size);
 
 }  // namespace structure_ingest::internal

@@ -23,7 +23,8 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-/// How long to wait for a child that hung up: its descriptors close a moment before it ends.
+/// How long to wait for a child whose channel is closed: its descriptors close a moment before it
+/// ends.
 constexpr milliseconds TIME_TO_END{200};
 
 [[noreturn]] void fail(int error) {
@@ -34,16 +35,16 @@ void require(int error) {
   if (error != 0) fail(error);
 }
 
-/// The same file by a number above those with a meaning here or in the child. Where the standard
-/// streams are closed, a new descriptor gets one of their numbers: what anybody prints would go
-/// through it.
+/// Duplicates the descriptor to a number above the standard streams, CHANNEL and LIFELINE. When the
+/// host has closed a standard stream, a new descriptor gets that number, and whatever the host
+/// prints would be sent to the child.
 Descriptor with_high_number(Descriptor descriptor) {
   const int number = fcntl(descriptor.number(), F_DUPFD_CLOEXEC, ChildProcess::LIFELINE + 1);
   if (number < 0) fail(errno);
   return Descriptor(number);
 }
 
-/// The descriptors and the folder that the child starts with.
+/// The descriptors and the working folder of the child.
 class FileActions {
  public:
   FileActions(const Descriptor& channel, const Descriptor& lifeline) {
@@ -72,8 +73,8 @@ class FileActions {
   posix_spawn_file_actions_t actions_;
 };
 
-/// A session of its own keeps the terminal and its signals away; signals that the host ignores or
-/// blocks would otherwise stay so in the child.
+/// Gives the child its own session, so that it gets no signals from the terminal, and resets the
+/// signals that the host ignores or blocks, which it would otherwise inherit.
 class Attributes {
  public:
   Attributes() {
@@ -96,7 +97,7 @@ class Attributes {
   posix_spawnattr_t attributes_;
 };
 
-/// Waits until `channel` is ready for `events` or hangs up; false when it is not in time.
+/// Waits until `channel` is ready for `events` or hangs up; false when the deadline passes first.
 bool wait_for(int channel, short events, Deadline deadline) {
   for (;;) {
     const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now()).count();
@@ -112,7 +113,7 @@ bool would_block(int error) {
   return error == EAGAIN || error == EWOULDBLOCK;
 }
 
-/// Sends as many of the bytes as fit now.
+/// Sends as many bytes as the socket accepts without waiting.
 ssize_t send_some(int channel, std::string_view bytes, int attached) {
   iovec piece{.iov_base = const_cast<char*>(bytes.data()), .iov_len = bytes.size()};
   msghdr message{};
@@ -131,9 +132,9 @@ ssize_t send_some(int channel, std::string_view bytes, int attached) {
   return retried([&] { return sendmsg(channel, &message, MSG_NOSIGNAL | MSG_DONTWAIT); });
 }
 
-/// Whether `id` still is a child of ours. Do not signal it otherwise: the number may belong to
-/// another process by now. The host may wait for any child that ends, and this may run in a copy of
-/// the host that was forked meanwhile.
+/// Whether `id` is still a child of this process. Check before each signal: when the host has
+/// already waited for the child, or when this runs in a fork of the host, the number may belong to
+/// another process.
 bool is_ours(pid_t id) {
   siginfo_t ignored{};
   return retried([&] {

@@ -1,4 +1,4 @@
-// A child process that is talked to on a channel of its own, and that ends with its owner.
+// A child process with a private channel to its owner. It ends with its owner.
 #pragma once
 
 #include <sys/types.h>
@@ -15,11 +15,11 @@ namespace structure_ingest::internal {
 
 using Deadline = std::chrono::steady_clock::time_point;
 
-/// The child starts in the folder "/", in a session of its own without a terminal, with the null
-/// device as its standard streams, every signal at its default, and two descriptors more: the
+/// The child starts in the folder "/", in its own session without a terminal, with the null device
+/// as its standard streams and every signal at its default. It has two more descriptors: the
 /// channel (a stream socket) and the lifeline (a pipe that is never written to). Both hang up when
-/// the owner ends, however it ends; the child is to take that as its own end. Nothing is changed in
-/// the process that starts it.
+/// the owner ends for any reason; the child must then end. Starting it changes nothing in the
+/// owner.
 class ChildProcess {
  public:
   static constexpr int CHANNEL = 3;
@@ -27,7 +27,7 @@ class ChildProcess {
 
   /// Starts the program at the path `arguments[0]`; throws std::system_error when it cannot.
   explicit ChildProcess(const std::vector<std::string>& arguments);
-  /// Ends the child, with the processes of its group, and waits for it.
+  /// Kills the child and its process group, and waits for it.
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -37,17 +37,17 @@ class ChildProcess {
 
   enum class Transfer { done, closed, late };
 
-  /// Sends bytes, with a descriptor attached to the first unless it is -1.
+  /// Sends all bytes. Unless `attached` is -1, the descriptor goes with the first of them.
   Transfer send(std::string_view bytes, int attached, Deadline deadline);
 
   /// Appends bytes to `bytes` until there are `size`. Memory grows only with what arrives.
   Transfer receive(std::string& bytes, std::size_t size, Deadline deadline);
 
-  /// The same of the bytes that are there already: `late` says that fewer are.
+  /// As `receive`, without waiting: `late` means that fewer bytes have arrived.
   Transfer receive_present(std::string& bytes, std::size_t size);
 
-  /// Ends a child that closed its channel, and says how it ended: "was ended by signal 9", "ended
-  /// with status 1" or, if it did neither by itself, "closed its channel".
+  /// Waits a moment for a child that closed its channel, and says how it ended: "was ended by
+  /// signal 9", "ended with status 1", or "closed its channel" when it has not ended by itself.
   std::string end();
 
  private:

@@ -1,4 +1,4 @@
-// A file descriptor that is closed with its owner.
+// An owned file descriptor.
 #pragma once
 
 #include <unistd.h>
@@ -7,7 +7,7 @@
 
 namespace structure_ingest::internal {
 
-/// Owns an open descriptor; a negative number is none.
+/// Closes its descriptor when it is destroyed; a negative number means none.
 class Descriptor {
  public:
   Descriptor() = default;
@@ -23,7 +23,7 @@ class Descriptor {
 
   int number() const { return number_; }
   bool is_open() const { return number_ >= 0; }
-  /// Gives the descriptor up without closing it.
+  /// Returns the descriptor without closing it.
   int release() { return std::exchange(number_, -1); }
 
  private:

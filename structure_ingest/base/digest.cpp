@@ -12,23 +12,23 @@
 namespace structure_ingest::internal {
 namespace {
 
-void check(int success) {
+void require_success(int success) {
   if (success != 1) throw std::runtime_error("the SHA-256 digest is not available");
 }
 
 }  // namespace
 
 Sha256::Sha256() : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
-  check(context_ ? EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) : 0);
+  require_success(context_ ? EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) : 0);
 }
 
 void Sha256::add(std::string_view bytes) {
-  check(EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()));
+  require_success(EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()));
 }
 
 std::string Sha256::hex() {
   std::array<unsigned char, 32> digest{};
-  check(EVP_DigestFinal_ex(context_.get(), digest.data(), nullptr));
+  require_success(EVP_DigestFinal_ex(context_.get(), digest.data(), nullptr));
   constexpr std::string_view digits = "0123456789abcdef";
   std::string out;
   out.reserve(2 * digest.size());

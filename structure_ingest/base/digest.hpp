@@ -10,26 +10,26 @@
 
 namespace structure_ingest::internal {
 
-/// The digest of bytes that come in pieces.
+/// A digest computed piece by piece.
 class Sha256 {
  public:
   Sha256();
   void add(std::string_view bytes);
-  /// The 64 digits; nothing can be added after that.
+  /// The 64 digits. Call it once, after the last `add`.
   std::string hex();
 
  private:
   std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> context_;
 };
 
-/// How many digits of its digest are the fingerprint of a file.
+/// A file's fingerprint is this many leading digits of its digest.
 inline constexpr std::size_t FINGERPRINT_DIGITS = 16;
 
 /// The 64 digits of the SHA-256 digest of `bytes`.
 std::string sha256_hex(std::string_view bytes);
 
-/// The same of a regular file's bytes, read in pieces.
-/// Throws std::filesystem::filesystem_error when it cannot be read.
+/// The digest of a regular file, read in pieces. Throws std::filesystem::filesystem_error when the
+/// file cannot be read.
 std::string sha256_hex_of_file(const std::string& path);
 
 }  // namespace structure_ingest::internal

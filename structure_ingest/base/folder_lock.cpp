@@ -21,14 +21,14 @@ using std::chrono::steady_clock;
 
 constexpr const char* LOCK_FILE = ".structure_ingest.lock";
 
-/// Lets those use a new lock file who may write to the folder: its owner also when root made the
-/// file, its group and all others when the folder is open to them.
+/// Gives a new lock file to everyone who may write to the folder: to the folder's owner when root
+/// created the file, and to its group and to others when they may write to the folder.
 void share_with_writers(const Descriptor& file, const Descriptor& folder) {
   struct stat status {};
   if (fstat(folder.number(), &status) != 0) return;
   const bool has_group = fchown(file.number(), status.st_uid, status.st_gid) == 0 ||
                          fchown(file.number(), static_cast<uid_t>(-1), status.st_gid) == 0;
-  // In a folder with the sticky bit, such as /tmp, users have no say in each other's files.
+  // In a folder with the sticky bit, such as /tmp, users must not open each other's files.
   const bool is_shared = (status.st_mode & S_ISVTX) == 0;
   mode_t mode = 0600;
   if (is_shared && has_group && (status.st_mode & S_IWGRP) != 0) mode |= 0060;
@@ -54,7 +54,7 @@ Descriptor locked_file(const std::string& folder, milliseconds most_wait) {
   const std::string path = join_path(folder, LOCK_FILE);
   Descriptor file = open_lock_file(folder, path);
   const steady_clock::time_point end = steady_clock::now() + most_wait;
-  // flock(2) has no time limit of its own: ask again and again.
+  // flock(2) has no time limit: poll.
   for (milliseconds pause{1};; pause = std::min(2 * pause, milliseconds(50))) {
     if (retried([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) return file;
     if (errno != EWOULDBLOCK) throw_file_error("cannot lock", path);

@@ -1,4 +1,4 @@
-// Keeping two programs from changing the files of a folder at the same time.
+// A lock that keeps two programs from changing the files of a folder at the same time.
 #pragma once
 
 #include <chrono>
@@ -11,15 +11,15 @@ namespace structure_ingest::internal {
 
 inline constexpr std::chrono::milliseconds LOCK_WAIT = std::chrono::seconds(10);
 
-/// What FolderLock throws: with EWOULDBLOCK when another holds the lock for too long, otherwise
-/// when its file cannot be created or locked.
+/// Thrown by FolderLock: with EWOULDBLOCK when another process holds the lock for too long,
+/// otherwise when the lock file cannot be created or locked.
 struct LockError : std::filesystem::filesystem_error {
   explicit LockError(const std::filesystem::filesystem_error& error) : filesystem_error(error) {}
 };
 
-/// Keeps others that lock the same folder waiting, as long as it lives. What is locked is the file
-/// ".structure_ingest.lock" in it, which is created when missing and stays: the folder itself could
-/// be locked by everybody who may read it. Only who may write to the folder may open the file.
+/// Holds the lock of a folder while it lives. It locks the file ".structure_ingest.lock" in the
+/// folder, created when missing and never removed. Do not lock the folder itself: everybody who may
+/// read a folder can lock it. Only users who may write to the folder may open the file.
 class FolderLock {
  public:
   /// Waits for at most `most_wait`. Throws LockError.

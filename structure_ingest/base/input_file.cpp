@@ -17,7 +17,7 @@ constexpr const char* CANNOT_READ = "cannot read";
 
 InputFile::InputFile(const std::string& path)
     : path_(path),
-      // Without O_NONBLOCK opening a FIFO waits for a writer.
+      // Without O_NONBLOCK, opening a FIFO waits for a writer.
       file_(open_at(AT_FDCWD, path, O_RDONLY | O_NONBLOCK)) {
   const struct stat status = regular_file_status(file_, CANNOT_READ, path);
   size_ = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));

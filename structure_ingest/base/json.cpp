@@ -13,11 +13,11 @@ namespace {
 
 constexpr std::size_t MAX_DEPTH = 500;
 
-/// The parser quotes the token that it stopped at, which may be as long as the file.
+/// The parser quotes the token it stopped at, which may be as long as the file.
 constexpr std::size_t MAX_REASON = 300;
 
-/// Builds the value from the parser's events, and refuses what would be lost: integers that fit
-/// no machine integer, and nesting so deep that copying the value could exhaust the stack.
+/// Builds the value from the parser's events. Refuses integers that do not fit 64 bits, which would
+/// lose digits, and nesting so deep that copying the value could exhaust the stack.
 class Builder : public Json::json_sax_t {
  public:
   Builder(std::string_view text, Json& root) : text_(text), root_(root) {}
@@ -39,7 +39,7 @@ class Builder : public Json::json_sax_t {
   bool start_array(std::size_t /*size*/) override { return open(false); }
   bool key(std::string& name) override {
     Open& object = open_.back();
-    // Of repeated keys the last value counts, at the place of the first.
+    // The last value of a repeated key counts, at the place of the first.
     object.next = place_of(object, name);
     if (object.next == object.names.size()) object.names.push_back(std::move(name));
     return true;
@@ -60,8 +60,8 @@ class Builder : public Json::json_sax_t {
   }
   bool parse_error(std::size_t position, const std::string& /*token*/,
                    const Json::exception& error) override {
-    // "[json.exception.parse_error.101] parse error at line 1, column 2: syntax error ...": the
-    // library's error number says nothing here, and the place is named by `JsonError`.
+    // "[json.exception.parse_error.101] parse error at line 1, column 2: syntax error ...": drop
+    // the library's error number, and the place, which `JsonError` reports.
     std::string_view reason = error.what();
     const auto cut_behind = [&reason](std::string_view mark) {
       const std::size_t at = reason.find(mark);
@@ -79,8 +79,8 @@ class Builder : public Json::json_sax_t {
   }
 
  private:
-  /// An object or array that is not closed yet. Members are kept apart until then: the mapping
-  /// itself looks a key up by going through all, and copies its values when it grows.
+  /// An object or array that is not closed yet. Its members are collected here first: the mapping
+  /// finds a key by linear search and copies its values when it grows.
   struct Open {
     bool is_object;
     std::vector<std::string> names{};
@@ -145,7 +145,7 @@ JsonError::JsonError(const std::string& why, std::size_t at_line, std::size_t at
       column(at_column) {}
 
 Json parse_json(std::string_view text) {
-  // The parser takes a NUL for the end of the text: what follows would be lost.
+  // The parser takes a NUL for the end of the text and would silently drop what follows.
   if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
     throw JsonError("a NUL character after " + std::to_string(nul) + " bytes");
   }

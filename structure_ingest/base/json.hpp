@@ -14,10 +14,10 @@ namespace structure_ingest {
 /// An insertion-ordered JSON value. Its strings are UTF-8.
 using Json = nlohmann::ordered_json;
 
-/// What `parse_json` throws. `what()` says it all in one line; the parts are for who says it in
-/// other words.
+/// Thrown by `parse_json`. `what()` is the whole message on one line; the members are for callers
+/// with their own wording.
 struct STRUCTURE_INGEST_API JsonError : std::runtime_error {
-  /// An error of which the place is not known.
+  /// An error without a place.
   explicit JsonError(const std::string& why);
   /// An error at a place.
   JsonError(const std::string& why, std::size_t at_line, std::size_t at_column);
@@ -27,13 +27,13 @@ struct STRUCTURE_INGEST_API JsonError : std::runtime_error {
   std::size_t column = 0;  ///< in bytes, counted from 1; 0 likewise
 };
 
-/// Reads one JSON document. Throws JsonError for text that is none, that nests deeper than
-/// 500 levels, or that holds a number which a 64-bit integer or a double cannot keep.
+/// Reads one JSON document. Throws JsonError for text that is not JSON, that nests deeper than 500
+/// levels, or that holds a number which neither a 64-bit integer nor a double can hold.
 STRUCTURE_INGEST_API Json parse_json(std::string_view text);
 
-/// The text of `value`: on one line, or with `indent` blanks per level and one element a line.
-/// A float reads in its shortest exact form, one that is not finite as null. Control characters are
-/// escaped, and a byte that is no UTF-8 reads as U+FFFD, so that the text is always valid.
+/// The text of `value`: on one line, or with `indent` blanks a level and one element a line. A
+/// float reads in its shortest exact form, a non-finite one as null. Control characters are
+/// escaped, and a byte that is not UTF-8 reads as U+FFFD, so that the text is always valid.
 STRUCTURE_INGEST_API std::string json_text(const Json& value, int indent = -1);
 
 }  // namespace structure_ingest

@@ -13,11 +13,12 @@
 namespace structure_ingest {
 namespace {
 
-/// Lists of fewer items take little room, and more room than this is not taken on one item's word.
+/// Reserve memory ahead only for longer lists, and never more than this many bytes: one item is a
+/// weak estimate for the others.
 constexpr std::size_t LONG_LIST = 100;
 constexpr std::size_t MOST_ROOM = std::size_t{1} << 22;
 
-/// Writes values into one growing text, through a buffer that stays in the processor's cache.
+/// Appends values to one text, through a buffer that fits the processor's cache.
 class Writer {
  public:
   /// An `indent` below zero means one line.
@@ -36,7 +37,7 @@ class Writer {
     at_ = buffer_.data();
   }
 
-  /// Where up to NUMBER_ROOM bytes can be written; `at_` is then to be moved behind them.
+  /// Returns where up to NUMBER_ROOM bytes can be written; the caller then moves `at_` past them.
   char* room() {
     if (buffer_.data() + buffer_.size() - at_ < static_cast<std::ptrdiff_t>(internal::NUMBER_ROOM))
       flush();
@@ -80,7 +81,7 @@ class Writer {
   std::size_t level_ = 0;
 };
 
-/// Goes on to the next item of a list, or with `comma` false to the first or to the end of it.
+/// Starts the next item of a list; with `comma` false, its first item or its end.
 void Writer::next_item(bool comma) {
   char* out = room();
   *out = ',';
@@ -106,7 +107,7 @@ void Writer::add_float(double number) {
   }
 }
 
-/// Adds a character that does not simply stand for itself; `text` is its bytes.
+/// Adds a character that may need an escape; `text` is its bytes.
 void Writer::add_special_character(std::string_view text, internal::Character character) {
   switch (character.value) {
     case U'"':
@@ -164,8 +165,8 @@ void Writer::add_list(char open, char close, const Items& items, WriteItem write
     for (const auto& item : items) {
       next_item(comma);
       write_item(item);
-      // A text that doubles as it grows takes up to three times its size: long lists make room for
-      // the rest of their items, which are much as the first one.
+      // Doubling the text as it grows takes up to three times its size. For long lists reserve room
+      // for the remaining items instead, assuming the size of the first.
       if (!comma && items.size() > LONG_LIST) {
         const std::size_t rest = (size() - start) * items.size();
         text_.reserve(size() + std::min(MOST_ROOM, rest + rest / 8));
@@ -188,7 +189,7 @@ void Writer::write(const Json& value) {
       });
     case Json::value_t::array:
       return add_list('[', ']', value.get_ref<const Json::array_t&>(), [this](const Json& item) {
-        // Most values by far are the floats of long lists.
+        // Nearly all values are the floats of long lists.
         if (const auto* const number = item.get_ptr<const double*>()) {
           add_float(*number);
         } else {
@@ -205,7 +206,7 @@ void Writer::write(const Json& value) {
       return add_integer(value.get<std::uint64_t>());
     case Json::value_t::number_float:
       return add_float(value.get<double>());
-    default:  // null, and what JSON text cannot hold
+    default:  // null, and values that JSON cannot hold
       return add("null");
   }
 }

@@ -10,6 +10,13 @@
 #include "structure_ingest/base/fast/plain_text.hpp"
 #include "structure_ingest/base/text.hpp"
 
+// The buffer holds the part of the file from the next line on; read_more() moves that part to the
+// front and appends the next piece. Lines take one of two ways. next() looks for the first byte
+// that is not plain ASCII text, eight bytes at a time; if that byte is a line feed or CR LF, the
+// line is complete. All other lines go through next_odd_line(): it removes invalid UTF-8 from the
+// bytes read so far, once, and then looks for any of the Unicode line boundaries. A character or CR
+// LF that the end of the buffer cuts in two is completed by the next piece before the line is
+// split. LOOK_AHEAD zeros follow the text, so that scanning never checks for the end of the buffer.
 namespace structure_ingest::internal {
 namespace {
 
@@ -39,7 +46,7 @@ std::size_t boundary_length(std::string_view text, std::size_t position) {
   }
 }
 
-/// How many bytes at the end of `text` are the start of a character whose rest may still come.
+/// How many bytes at the end of `text` begin a character that the next piece may complete.
 std::size_t cut_off_character(std::string_view text) {
   for (std::size_t back = 1; back <= 3 && back <= text.size(); ++back) {
     const auto byte = static_cast<unsigned char>(text[text.size() - back]);
@@ -77,10 +84,10 @@ void LineReader::end_at(std::size_t end) {
   feeds_end_ = last_feed == std::string_view::npos ? 0 : last_feed + 1;
 }
 
-/// Reads more behind what is left of the text; false at the end of the file.
+/// Appends the next piece of the file to the unread text; false at the end of the file.
 bool LineReader::read_more() {
   if (at_end_) return false;
-  // Drop the lines that were returned: the buffer must not grow with the file.
+  // Drop the returned lines: the buffer must not grow with the file.
   const std::size_t left = end_ - position_;
   if (left > MAX_LINE) file_.refuse_as_too_large();
   const char* const rest = text_.get() + position_;
@@ -101,8 +108,8 @@ bool LineReader::read_more() {
   return true;
 }
 
-/// Drops the bytes that are not valid UTF-8, but for the start of a character at the end of what is
-/// read, whose rest may still come.
+/// Drops bytes that are not valid UTF-8. Keeps an incomplete character at the end, which the next
+/// piece may complete.
 void LineReader::clean() {
   clean_end_ = std::max(clean_end_, position_);
   const std::string_view fresh(text_.get() + clean_end_, end_ - clean_end_);
@@ -139,7 +146,7 @@ std::optional<std::string_view> LineReader::next_odd_line() {
     const std::string_view text(text_.get(), clean_end_);
     const std::size_t end = find_boundary(text, position_ + scanned);
     scanned = end - position_;
-    // The line feed behind a final carriage return may not have been read yet.
+    // The line feed after a final carriage return may not have been read yet.
     const bool may_go_on = end + 1 == text.size() && text[end] == '\r' && !at_end_;
     if (end == text.size() || may_go_on) continue;
     const std::string_view line = text.substr(position_, scanned);
@@ -159,14 +166,14 @@ std::optional<std::string_view> LineReader::last_line() {
 bool LineReader::has_next() {
   do {
     if (position_ < end_ && static_cast<unsigned char>(text_[position_]) < 0x80) return true;
-    clean();  // all that follows may be invalid
+    clean();  // the rest may be only invalid bytes, which are no line
     if (position_ < clean_end_) return true;
   } while (read_more());
   return false;
 }
 
 std::string_view LineReader::lines_ahead() {
-  // Much text without a line feed has lines that end otherwise: do not read on for one.
+  // A long text without a line feed uses another line boundary: do not read on to find one.
   if (feeds_end_ <= position_ && end_ - position_ < capacity_ / 2) read_more();
   if (feeds_end_ <= position_) return {};
   return {text_.get() + position_, feeds_end_ - position_};

@@ -1,5 +1,5 @@
-// Reads the lines of a text file. The file is read in pieces and only the lines that are asked for
-// are split, so that memory is bounded by the longest of them.
+// Reads a text file line by line. Reads it in pieces and splits only the lines that are asked for,
+// so that memory is bounded by the longest of them.
 #pragma once
 
 #include <cstddef>
@@ -18,8 +18,8 @@ namespace structure_ingest::internal {
 /// Errors are those of InputFile; a line of more than 512 MiB is one.
 class LineReader {
  public:
-  /// All bytes that are read are added to `digest`, unless it is null; it must outlive the reader.
-  /// `piece_size` is how much is read at once; tests make it small.
+  /// Adds all bytes read to `digest`, unless it is null; the digest must outlive the reader.
+  /// `piece_size` is the size of one read; tests make it small.
   explicit LineReader(const std::string& path, Sha256* digest = nullptr,
                       std::size_t piece_size = std::size_t{1} << 16);
 
@@ -27,22 +27,22 @@ class LineReader {
   std::size_t file_size() const { return file_.size(); }
 
   /// The next line without its terminator, valid until the next call; nothing at the end. A
-  /// terminator at the very end of the text does not make one more line.
+  /// terminator at the very end of the text does not start another line.
   std::optional<std::string_view> next();
 
   /// Whether there is one more line.
   bool has_next();
 
-  /// The next lines as they stand in the file, up to a line feed; empty when there is none near.
-  /// LOOK_AHEAD bytes behind them are readable. A caller that reads some of them itself passes over
-  /// them with `skip`, and reads the others with `next`.
+  /// The buffered text from the next line to the last line feed; empty when no line feed is
+  /// buffered. LOOK_AHEAD readable bytes follow it. A caller that parses a part of it calls `skip`
+  /// for that part, and `next` for the other lines.
   std::string_view lines_ahead();
 
-  /// Passes over the first `size` bytes of `lines_ahead`, which must end with a line feed.
+  /// Skips the first `size` bytes of `lines_ahead`, which must end with a line feed.
   void skip(std::size_t size) { position_ += size; }
 
-  /// Reads the rest of the file and keeps nothing: the digest needs it, and a file whose end cannot
-  /// be read must not pass for one that was read.
+  /// Reads and discards the rest of the file. The digest needs all bytes, and a file whose end
+  /// cannot be read must fail.
   void skip_rest();
 
  private:
@@ -55,12 +55,12 @@ class LineReader {
   InputFile file_;
   Sha256* digest_;
   std::size_t capacity_;
-  std::unique_ptr<char[]> text_;  // what is read, then LOOK_AHEAD zeros
+  std::unique_ptr<char[]> text_;  // the buffered text, then LOOK_AHEAD zeros
   std::size_t position_ = 0;      // start of the next line
-  std::size_t clean_end_ = 0;     // the text before this is known to be valid UTF-8
-  std::size_t feeds_end_ = 0;     // behind the last line feed
-  std::size_t end_ = 0;           // of what is read
-  bool at_end_ = false;           // nothing more to read
+  std::size_t clean_end_ = 0;     // the text before this is valid UTF-8
+  std::size_t feeds_end_ = 0;     // after the last line feed
+  std::size_t end_ = 0;           // of the buffered text
+  bool at_end_ = false;           // the end of the file was read
 };
 
 }  // namespace structure_ingest::internal

@@ -14,8 +14,9 @@ bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
 
-/// The plain ASCII form of number text: digits of other scripts become ASCII digits, underscores
-/// between two digits are removed. Nothing when the token holds a character that no number does.
+/// The plain ASCII form of a number: digits of other scripts become ASCII digits, underscores
+/// between two digits are removed. Nothing when the token holds a character that occurs in no
+/// number.
 std::optional<std::string> plain_form(std::string_view token) {
   std::string out;
   out.reserve(token.size());
@@ -45,11 +46,11 @@ bool cut_sign(std::string_view& text) {
   return negative;
 }
 
-/// What a number outside the range of a double becomes: zero when it is smaller than 1, infinity
+/// The value of a number outside the range of a double: zero when it is smaller than 1, infinity
 /// when it is larger. `text` is a valid unsigned decimal number.
 double out_of_range_value(std::string_view text) {
-  // The power of ten of the first significant digit decides. An exponent that is too long for a
-  // machine integer outweighs all digits.
+  // The power of ten of the first significant digit decides. An exponent too long for a machine
+  // integer outweighs all digits.
   const std::size_t e = text.find_first_of("eE");
   const std::string_view mantissa = text.substr(0, e);
   const std::size_t point = std::min(mantissa.find('.'), mantissa.size());

@@ -21,8 +21,8 @@ bool is_made_up(const struct statfs& file_system) {
          type == TRACEFS_MAGIC;
 }
 
-/// Blocks SIGXFSZ, the signal for a file beyond the process's size limit, and drops the one that
-/// a write has raised meanwhile.
+/// Blocks SIGXFSZ, the signal for exceeding the process's file size limit, and discards the one
+/// that a write raised in the meantime.
 class SizeSignalBlocked {
  public:
   SizeSignalBlocked() {

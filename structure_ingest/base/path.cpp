@@ -17,10 +17,10 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// As many links as Linux follows in one path before it reports a loop.
+/// Linux follows this many links in one path before it reports a loop.
 constexpr int MAX_LINKS = 40;
 
-/// Cuts the first component off `rest`, with the separators around it; empty at the end.
+/// Removes the first component from `rest`, with the separators around it; empty at the end.
 std::string_view next_component(std::string_view& rest) {
   rest.remove_prefix(std::min(rest.find_first_not_of('/'), rest.size()));
   const std::string_view component = rest.substr(0, rest.find('/'));
@@ -60,7 +60,7 @@ void refuse_nul(std::string_view path) {
   throw std::invalid_argument("a path cannot hold a NUL character: " + quoted_form(path));
 }
 
-/// Where the symbolic link at `path` points; nothing when there is no link there.
+/// The target of the symbolic link at `path`; nothing when there is no link.
 std::optional<std::string> link_target(const std::string& path) {
   std::string target(256, '\0');
   for (;;) {
@@ -74,8 +74,8 @@ std::optional<std::string> link_target(const std::string& path) {
   }
 }
 
-/// An absolute path with its links followed; nothing where they are more than the system follows.
-std::optional<std::string> followed(const std::string& absolute_path) {
+/// Follows the links in an absolute path; nothing when there are more than the system follows.
+std::optional<std::string> with_links_followed(const std::string& absolute_path) {
   std::string resolved = "/";
   std::string rest_text = absolute_path;
   std::string_view rest = rest_text;
@@ -101,7 +101,7 @@ std::optional<std::string> followed(const std::string& absolute_path) {
 
 std::optional<std::string> home_of(const std::string& user) {
   if (user.empty()) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): reading the environment is all that is done here.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): this only reads the environment.
     const char* const home = std::getenv("HOME");
     if (home != nullptr && *home != '\0') return home;
   }
@@ -147,7 +147,7 @@ std::string_view last_component(std::string_view path) {
     if (end == std::string_view::npos) return {};
     path = path.substr(0, end + 1);
     const std::string_view component =
-        path.substr(path.rfind('/') + 1);  // npos + 1 is 0: all of it
+        path.substr(path.rfind('/') + 1);  // npos + 1 is 0: the whole path
     if (component != ".") return component;
     path.remove_suffix(1);
   }
@@ -191,7 +191,7 @@ std::string expand_home(std::string_view path) {
 std::string resolve_path(std::string_view path) {
   refuse_nul(path);
   const std::string start = absolute(path);
-  const std::optional<std::string> resolved = followed(start);
+  const std::optional<std::string> resolved = with_links_followed(start);
   return resolved ? *resolved : without_dots(start);
 }
 
@@ -205,7 +205,7 @@ std::string PathResolver::resolve(std::string_view path) {
   if (name.empty() || name == "..") return resolve_path(whole);
   const std::string folder = parent_folder(whole);
   auto known = folders_.find(folder);
-  if (known == folders_.end()) known = folders_.emplace(folder, followed(folder)).first;
+  if (known == folders_.end()) known = folders_.emplace(folder, with_links_followed(folder)).first;
   if (!known->second) return resolve_path(whole);
   std::string resolved = *known->second;
   append_component(resolved, name);

@@ -1,5 +1,5 @@
-// Paths as text: their normal form and parts, the home directory, resolution and identity.
-// A path is a byte string; nothing here asks that it be valid UTF-8.
+// Paths as text: their normal form and parts, the home directory, resolution and identity. A path
+// is a byte string and need not be valid UTF-8.
 #pragma once
 
 #include <optional>
@@ -13,10 +13,10 @@ namespace structure_ingest::internal {
 /// separator dropped, ".." kept. The empty text is the current directory, ".".
 std::string path_text(std::string_view text);
 
-/// The last component of a path, a part of its text; empty for "/" and ".".
+/// The last component of a path, as a view of it; empty for "/" and ".".
 std::string_view last_component(std::string_view path);
 
-/// The same as a text of its own.
+/// As above, as a copy.
 std::string file_name(std::string_view path);
 
 /// The folder of a path in normal form: all but the last component ("." where none is left).
@@ -30,35 +30,34 @@ std::string join_path(std::string_view folder, std::string_view path);
 /// Whether a resolved path is `folder` (resolved too) or lies inside it.
 bool is_within(std::string_view path, std::string_view folder);
 
-/// Replaces a leading "~" or "~user" by that user's home directory.
-/// Throws std::runtime_error when there is no telling where it is, and std::invalid_argument for
-/// text with a NUL character.
+/// Replaces a leading "~" or "~user" by that user's home directory. Throws std::runtime_error when
+/// the home directory is unknown, and std::invalid_argument for text with a NUL character.
 std::string expand_home(std::string_view path);
 
-/// The absolute path with symbolic links followed and "." and ".." removed; it need not exist.
-/// A path that the system refuses to follow for a loop of links keeps its own components.
-/// Throws std::invalid_argument for text with a NUL character, and
-/// std::filesystem::filesystem_error when the current directory of a relative path cannot be told.
+/// The absolute path with symbolic links followed and "." and ".." removed; it need not exist. A
+/// path with a loop of links keeps its own components. Throws std::invalid_argument for text with a
+/// NUL character, and std::filesystem::filesystem_error when the path is relative and the current
+/// directory cannot be determined.
 std::string resolve_path(std::string_view path);
 
-/// Resolves the paths of one call, many of them in the same folders: the system is asked about each
-/// folder once. What changes on the disk meanwhile may be missed.
+/// Resolves the paths of one call, many of them in the same folders: asks the system about each
+/// folder once. May miss changes on the disk during its life.
 class PathResolver {
  public:
   /// As `resolve_path`.
   std::string resolve(std::string_view path);
 
  private:
-  std::string current_folder_;  // empty until a relative path asks for it
-  /// Folders as they were named, and what they are; nothing for one whose links make a loop.
+  std::string current_folder_;  // empty until a relative path needs it
+  /// Resolved folders by their names; nothing for one whose links form a loop.
   std::unordered_map<std::string, std::optional<std::string>> folders_;
 };
 
-/// What names one file for de-duplication and for discovery kinds: the resolved path, case-folded.
+/// Identifies a file for de-duplication and for discovery kinds: the resolved path, case-folded.
 std::string source_identity(std::string_view path);
 
-/// Whether an existing regular file or directory stands at `path`, symbolic links followed.
-/// A test that the system refuses to answer is false.
+/// Whether an existing regular file or directory stands at `path`, symbolic links followed. False
+/// when the system refuses to answer.
 bool is_regular_file(const std::string& path);
 bool is_directory(const std::string& path);
 

@@ -33,7 +33,7 @@ constexpr std::string_view SUFFIX = ".tmp";
 std::string random_name() {
   std::uint64_t number = 0;
   if (getrandom(&number, sizeof number, GRND_NONBLOCK) != sizeof number) {
-    // The file is created only under an unused name: the next try has another one.
+    // A predictable name is enough: it is created only if unused, and the next try has another one.
     number =
         static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()) ^
         static_cast<std::uint64_t>(getpid()) << 40;
@@ -50,13 +50,13 @@ bool is_temporary_name(std::string_view name) {
              std::string_view::npos;
 }
 
-/// A new file in an open folder under a name of its own, removed again unless it is moved to its
-/// place. Errors name the file by `path`. The folder and the path must outlive it.
+/// A temporary file in an open folder, removed on destruction unless it was moved to its final
+/// name. Errors name the file by `path`. The folder and the path must outlive it.
 class TemporaryFile {
  public:
   TemporaryFile(const Descriptor& folder, const std::string& path, mode_t mode)
       : folder_(folder), path_(path) {
-    constexpr int most_tries = 100;  // one is enough, unless the file system answers nonsense
+    constexpr int most_tries = 100;  // names are random: one try is enough on a sane file system
     for (int i = 0; i < most_tries; ++i) {
       name_ = random_name();
       file_ = open_at(folder_.number(), name_, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
@@ -83,7 +83,7 @@ class TemporaryFile {
       throw_file_error("cannot write", path_);
   }
 
-  /// Gives it the place `name` in its folder, where it replaces what stands there.
+  /// Renames it to `name` in its folder, replacing an existing file.
   void move_to(const std::string& name) {
     if (close(file_.release()) != 0 && errno != EINTR) throw_file_error("cannot write", path_);
     if (renameat(folder_.number(), name_.c_str(), folder_.number(), name.c_str()) != 0) {
@@ -104,9 +104,9 @@ struct CloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
 };
 
-/// Removes temporary files of our user from a folder that is open for reading, if they are older
-/// than a day: runs that were killed have left them. Best effort: of a folder with very many files
-/// only some are looked at, and failures are ignored.
+/// Removes this user's temporary files that are older than a day, left by killed processes, from a
+/// folder open for reading. Best effort: in a very large folder only some entries are examined, and
+/// failures are ignored.
 void remove_old_temporary_files(Descriptor folder) {
   constexpr int most_entries = 1000;
   constexpr std::time_t day = std::time_t{24} * 60 * 60;
@@ -128,12 +128,13 @@ void remove_old_temporary_files(Descriptor folder) {
 }
 
 /// Gives a new file the owner, the group and the permissions of the old one.
-void take_over_access(const Descriptor& file, const struct stat& old) {
+void copy_access(const Descriptor& file, const struct stat& old) {
   mode_t mode = old.st_mode & 0777;
-  // Only root can give a file away. Others may give it a group that they belong to.
+  // Only root can change the owner. Other users can set a group that they belong to.
   const bool has_old_group = fchown(file.number(), old.st_uid, old.st_gid) == 0 ||
                              fchown(file.number(), static_cast<uid_t>(-1), old.st_gid) == 0;
-  // What the old group was allowed must not be allowed to another group: it gets what all get.
+  // Without the old group, its permissions would apply to another group: give that group those of
+  // others.
   if (!has_old_group) mode &= 0707 | (mode & 0007) << 3;
   static_cast<void>(fchmod(file.number(), mode));
 }
@@ -145,14 +146,14 @@ void replace_in(const Descriptor& folder, const std::string& name, std::string_v
   const bool keeps_access =
       fstatat(folder.number(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
       S_ISREG(old.st_mode);
-  // Nobody else may open the file before it has the old one's permissions.
+  // Keep others out until the file has the old file's permissions.
   TemporaryFile temporary(folder, path, keeps_access ? 0600 : 0666);
-  if (keeps_access) take_over_access(temporary.descriptor(), old);
+  if (keeps_access) copy_access(temporary.descriptor(), old);
   temporary.write(content);
   temporary.move_to(name);
   Descriptor readable = open_at(folder.number(), ".", O_RDONLY | O_DIRECTORY);
-  // A folder that may be written but not read cannot be synced, and some file systems cannot sync
-  // folders; the new name is in place all the same.
+  // Best effort: a folder that may be written but not read cannot be synced, and some file systems
+  // cannot sync folders. The rename itself has succeeded.
   if (!readable.is_open()) return;
   fsync(readable.number());
   remove_old_temporary_files(std::move(readable));

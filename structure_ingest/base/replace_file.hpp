@@ -1,5 +1,5 @@
-// Replacing a file as one step.
-// All errors here are std::filesystem::filesystem_error, with the path and the system's reason.
+// Replaces a file atomically. All errors here are std::filesystem::filesystem_error, with the path
+// and the system's reason.
 #pragma once
 
 #include <string>
@@ -7,15 +7,15 @@
 
 namespace structure_ingest::internal {
 
-/// Creates `path` or replaces its whole content, so that a reader sees the old file or the new one
-/// and a failure leaves the old one: a temporary file in the same folder takes its place once it is
-/// on the disk. It keeps the old file's permissions, and its owner and group where the system
-/// allows it. A symbolic link at `path` is replaced, not followed; the folder must exist, and is
-/// not itself reached through a link in its place.
+/// Creates `path` or replaces its content, so that a reader sees the old file or the new one, and a
+/// failure leaves the old one: writes a temporary file in the same folder, forces it to the disk
+/// and renames it. Keeps the old file's permissions, and its owner and group where the system
+/// allows it. A symbolic link at `path` is replaced, not followed; the folder must exist and must
+/// not be a symbolic link itself.
 void replace_file(const std::string& path, std::string_view content);
 
-/// The same for the file `relative` beneath the folder `root`: missing folders are created, and no
-/// link beneath `root` is followed, so that nothing placed there can lead the file elsewhere.
+/// As above for the file `relative` beneath the folder `root`. Creates missing folders and follows
+/// no link beneath `root`, so that no link placed there can redirect the write.
 void replace_file_beneath(const std::string& root, const std::string& relative,
                           std::string_view content);
 

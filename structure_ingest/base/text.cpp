@@ -58,7 +58,7 @@ void append_escape(std::string& out, char32_t character) {
   out += buffer.data();
 }
 
-/// Appends a character, or its escape when it cannot be printed; `bytes` is what it consists of.
+/// Appends a character, or its escape when it is not printable; `bytes` begins with its bytes.
 void append_printable(std::string& out, std::string_view bytes, Character character) {
   if (character.value == U'\t') {
     out += "\\t";
@@ -82,7 +82,7 @@ bool is_cased(char32_t character) {
          category == UTF8PROC_CATEGORY_LT || utf8proc_tolower(c) != c || utf8proc_toupper(c) != c;
 }
 
-/// Whether a character leaves open if the letter before it is the last one of its word.
+/// Whether the search for the end of a word passes over this character (Unicode's Case_Ignorable).
 bool is_case_ignorable(char32_t character) {
   switch (utf8proc_category(static_cast<utf8proc_int32_t>(character))) {
     case UTF8PROC_CATEGORY_MN:
@@ -92,7 +92,7 @@ bool is_case_ignorable(char32_t character) {
     case UTF8PROC_CATEGORY_SK:
       return true;
     default: {
-      // The punctuation inside words: Word_Break MidLetter, MidNumLet and Single_Quote.
+      // Punctuation inside words: Word_Break MidLetter, MidNumLet and Single_Quote.
       constexpr std::u32string_view inside_words =
           U"'.:"
           U"\u00B7\u0387\u055F\u05F4\u2018\u2019\u2024\u2027\uFE13\uFE52\uFE55\uFF07\uFF0E\uFF1A";
@@ -134,7 +134,7 @@ void append_utf8(std::string& out, char32_t code_point) {
 std::size_t valid_utf8_prefix(std::string_view text) {
   std::size_t position = 0;
   while (position < text.size()) {
-    // Nearly all text is ASCII: take eight bytes at once.
+    // Nearly all text is ASCII: check eight bytes at once.
     if (position + 8 <= text.size() && (load_eight(text.data() + position) & EACH_HIGH_BIT) == 0) {
       position += 8;
       continue;
@@ -201,7 +201,8 @@ std::string_view stripped(std::string_view text) {
     if (length == 0) break;
     text.remove_prefix(length);
   }
-  // Find the end of the last character that is not white space. UTF-8 is decoded forwards.
+  // Scan forwards for the end of the last character that is not white space: characters are decoded
+  // in that direction only.
   std::size_t end = 0;
   for (std::size_t position = 0; position < text.size();) {
     const std::size_t space = space_length(text, position);
@@ -322,7 +323,7 @@ std::string with_line_feeds(std::string text) {
 std::string shortened(std::string_view text, std::size_t most) {
   if (text.size() <= most) return std::string(text);
   std::size_t end = most;
-  // Do not cut a character in two: up to three bytes follow its first one.
+  // Do not split a character: up to three bytes follow its first one.
   for (int i = 0; i < 3 && end > 0 && (text[end] & 0xC0) == 0x80; ++i) --end;
   return std::string(text.substr(0, end)) + "... (" + std::to_string(text.size()) + " bytes)";
 }

@@ -1,5 +1,5 @@
-// Text as UTF-8 bytes: decoding, white space, tokens, case and the quoted form.
-// No function fails on bytes that are not valid UTF-8; each says what it makes of them.
+// Text as UTF-8 bytes: decoding, white space, tokens, case and the quoted form. No function fails
+// on bytes that are not valid UTF-8; each documents how it treats them.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace structure_ingest::internal {
 
-/// The value of a byte that does not belong to a valid UTF-8 sequence.
+/// The value of a byte that is not part of a valid UTF-8 sequence.
 inline constexpr char32_t INVALID_CHARACTER = 0xFFFFFFFF;
 
 struct Character {
@@ -29,7 +29,7 @@ std::size_t valid_utf8_prefix(std::string_view text);
 std::string without_invalid_utf8(std::string_view text);
 
 /// A copy in which each byte that is not valid UTF-8 reads as U+FFFD and the byte's two hexadecimal
-/// digits, so that names which differ only in such bytes stay apart.
+/// digits, so that names which differ only in such bytes remain distinct.
 std::string utf8_text(std::string_view text);
 
 /// White space: the Unicode white-space characters, and the information separators
@@ -39,7 +39,7 @@ bool is_space(char32_t character);
 /// `text` without leading and trailing white space.
 std::string_view stripped(std::string_view text);
 
-/// Cuts the next run of non-space characters off the front of `rest`; empty at the end.
+/// Removes the next run of non-space characters from `rest` and returns it; empty at the end.
 std::string_view next_token(std::string_view& rest);
 
 /// The value 0 to 9 of a decimal digit of any script, or -1.
@@ -61,15 +61,15 @@ bool contains_ignoring_ascii_case(std::string_view text, std::string_view lower_
 /// `text` with each CR LF and each lone CR turned into LF.
 std::string with_line_feeds(std::string text);
 
-/// `text` with backslash escapes for what cannot be printed: "\\t" for a tab, "\\x0a", "\\u202e" or
-/// "\\U000e0001" for other characters, control and formatting ones among them, and "\\xff" for a
-/// byte that is not valid UTF-8. Quotes and backslashes stay as they are.
+/// `text` with backslash escapes for unprintable characters: "\\t" for a tab, "\\x0a", "\\u202e" or
+/// "\\U000e0001" for others, control and formatting characters included, and "\\xff" for a byte
+/// that is not valid UTF-8. Quotes and backslashes stay as they are.
 std::string printable_form(std::string_view text);
-/// `text` for use in a message: of more than `most` bytes only the first, then how many there are.
-/// What a file holds must not fill a terminal or a log.
+/// `text` for use in a message: at most its first `most` bytes, then its size. The content of a
+/// file must not fill a terminal or a log.
 std::string shortened(std::string_view text, std::size_t most);
 
-/// `text` in quotes, with backslash escapes for what cannot be printed: single quotes, or
+/// `text` in quotes, with backslash escapes for unprintable characters: in single quotes, or in
 /// double quotes when the text holds a single quote and no double quote.
 std::string quoted_form(std::string_view text);
 

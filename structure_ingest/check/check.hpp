@@ -1,4 +1,4 @@
-// Findings on a structure and its file: what would mislead whoever computes with it.
+// Findings on a structure and its file: properties that would mislead a calculation.
 #pragma once
 
 #include <span>
@@ -12,17 +12,17 @@
 namespace structure_ingest {
 
 struct CheckOptions {
-  /// What the reader itself warned of, each in one text.
+  /// The warnings of the reader itself, one text each.
   std::span<const std::string> reader_warnings{};
-  /// Whether to search for the space group, which takes longer than all the rest; a structure of
-  /// more than 400 atoms is left alone.
+  /// Whether to search for the space group, which takes longer than all other checks together.
+  /// Skipped for more than 400 atoms.
   bool search_symmetry = false;
 };
 
-/// The findings on a record that `parse_structure_file` gave, worst first and otherwise in the
-/// order of the table in docs/findings.md. The file at `source_path` is looked into again, as far
-/// as it is still there. The record is not changed, and a bad one is a finding; throws only what
-/// the standard library does when memory runs out.
+/// The findings on a record that `parse_structure_file` returned, worst first and otherwise in the
+/// order of the table in docs/findings.md. Reads the file at `source_path` again, if it still
+/// exists. Does not change the record; a bad record is itself a finding. Throws only what the
+/// standard library throws when memory runs out.
 STRUCTURE_INGEST_API std::vector<Finding> check_structure(const IngestedStructure& record,
                                                           const CheckOptions& options = {});
 

@@ -1,5 +1,6 @@
-// Findings on what a CIF says of its content against what the record holds, and on a second reading
-// of it. checkCIF of the International Union of Crystallography looks at the same quantities.
+// Findings that compare what a CIF states about its content with the record, and with a second
+// reading of the file. checkCIF of the International Union of Crystallography compares the same
+// quantities.
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -14,17 +15,17 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// The share by which a volume that the file states may differ from that of its own cell: one that
-/// is rounded, or from another refinement.
+/// Tolerance for a stated volume, as a share of the volume of the file's own cell: it may be
+/// rounded, or from another refinement.
 constexpr double VOLUME_SHARE = 0.01;
-/// The same for the density, which is often stated with two digits behind the point only.
+/// Tolerance for the density, which is often stated with only two decimals.
 constexpr double DENSITY_SHARE = 0.05;
-/// And for the number of atoms of one element; half an atom in any case.
+/// Tolerance for the number of atoms of one element; never less than half an atom.
 constexpr double COUNT_SHARE = 0.02;
 
 using Composition = std::map<std::string, double>;
 
-/// "C12 H22 O11"; nothing for what is no plain formula.
+/// Parses "C12 H22 O11"; nothing for text that is not a plain formula.
 std::optional<Composition> composition_of_formula(std::string_view formula) {
   Composition composition;
   for (std::string_view token = next_token(formula); !token.empty(); token = next_token(formula)) {
@@ -70,7 +71,7 @@ bool is_same(const Composition& expected, double scale, const Composition& actua
   });
 }
 
-/// Whether the two are in proportion: some number of formulas makes up the content.
+/// Whether the content is a multiple of the formula.
 bool is_proportional(const Composition& formula, const Composition& content) {
   const double sum = total(formula);
   return sum > 0 && is_same(formula, total(content) / sum, content);
@@ -101,13 +102,13 @@ std::vector<Seen> see_formula_mismatch(const Subject& subject) {
   const Composition content = composition_of(subject.record);
   const std::optional<double> z = block->number({"_cell_formula_units_z"});
   const bool has_z = z && *z > 0 && *z < 1e4;
-  // What occupancies explain, they are found for.
+  // Partial occupancies explain a mismatch and have findings of their own.
   const Composition& meant = subject.second.content;
   const bool occupancies_explain = subject.second.refusal.empty() &&
                                    !has_full_sites_only(subject) &&
                                    is_proportional(*formula, meant);
   if (is_proportional(*formula, content) || occupancies_explain) {
-    // Some programs write the formula of the whole cell, and Z all the same.
+    // Some programs write the formula of the whole cell and still state Z.
     if (!has_z || occupancies_explain || is_same(*formula, *z, content) ||
         is_same(*formula, 1, content)) {
       return {};
@@ -151,7 +152,7 @@ std::vector<Seen> see_density_mismatch(const Subject& subject) {
   const std::optional<double> density =
       density_g_cm3(subject.record.symbols, std::abs(subject.signed_volume_ang3));
   if (!density || std::abs(*density - *stated) <= DENSITY_SHARE * *stated) return {};
-  // These say why.
+  // The findings on occupancies and on the formula explain such a difference.
   if (!has_full_sites_only(subject) || !see_formula_mismatch(subject).empty()) return {};
   return {{"The file states a density of " + number_text(*stated) +
            " g/cm\u00B3, but the record has " + number_text(*density) + " g/cm\u00B3."}};
@@ -162,7 +163,8 @@ std::vector<Seen> see_readers_disagree(const Subject& subject) {
   if (block == nullptr || !subject.second.refusal.empty()) return {};
   std::map<std::string, std::size_t> counts;
   for (const auto& [symbol, count] : symbol_counts(subject.record.symbols)) counts[symbol] = count;
-  // Which species a shared place goes to is no matter of reading.
+  // Readers may differ in the species that they choose for a shared place; that is not a
+  // disagreement.
   const bool same_number = subject.second.natoms == static_cast<std::size_t>(subject.record.natoms);
   if (counts == subject.second.atoms || (subject.second.shared_places > 0 && same_number))
     return {};

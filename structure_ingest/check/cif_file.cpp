@@ -14,8 +14,8 @@ bool is_blank(char c) {
 
 struct Token {
   std::string_view text;
-  bool quoted = false;       // a string in quotes or between semicolons
-  bool begins_line = false;  // nothing but blanks before it
+  bool quoted = false;       // in quotes or between semicolons
+  bool begins_line = false;  // only blanks before it on its line
 };
 
 /// Cuts a CIF into tokens.
@@ -60,7 +60,8 @@ class Tokens {
     return true;
   }
 
-  /// A quote ends a string only before a blank; one that is not closed in its line is none.
+  /// A closing quote must be followed by a blank; an opening quote that is not closed on its line
+  /// is an ordinary character.
   bool quoted(Token& token) {
     const std::size_t line_end = std::min(text_.find_first_of("\n\r", at_), text_.size());
     for (std::size_t end = at_ + 1; end < line_end; ++end) {
@@ -135,7 +136,7 @@ class Builder {
       items.back().values.push_back(token.text);
       begin_ = token.quoted ? Place::nowhere : Place::after_value;
     } else if (begin_ == Place::after_value && !token.begins_line && !token.quoted) {
-      // A text with blanks whose author left out the quotes: P 21/c.
+      // An unquoted text with blanks: P 21/c.
       std::string_view& value = items.back().values.back();
       value = {value.data(),
                static_cast<std::size_t>(token.text.data() - value.data()) + token.text.size()};

@@ -1,5 +1,5 @@
-// The data blocks of a CIF, read tolerantly: what makes no sense is passed over, since the question
-// is what a file means and not whether it is well-formed.
+// A tolerant reader for the data blocks of a CIF. It skips malformed content: checks ask what a
+// file means, not whether it is well-formed.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 
 namespace structure_ingest::internal {
 
-/// One data name with its values; views are into the text that was read.
+/// One data name with its values; views into the text that was read.
 struct CifItem {
   std::string name;  // lower case
   std::vector<std::string_view> values;
@@ -20,19 +20,19 @@ struct CifBlock {
   std::string_view name;
   std::vector<CifItem> items;
 
-  /// The values of the last item of one of these names that is there; null when none is.
+  /// The values of the last item with one of these names; null when there is none.
   const std::vector<std::string_view>* values(std::initializer_list<const char*> names) const;
-  /// The first of them, when it is neither "?" nor ".".
+  /// The first of these values, unless it is "?" or ".".
   std::optional<std::string_view> value(std::initializer_list<const char*> names) const;
-  /// The same as a number, without its standard uncertainty in brackets.
+  /// The first value as a number, without its standard uncertainty in brackets.
   std::optional<double> number(std::initializer_list<const char*> names) const;
-  /// Whether any data name begins like this.
+  /// Whether any data name begins with `beginning`.
   bool has_name_with(std::string_view beginning) const;
 };
 
 struct CifFile {
   std::vector<CifBlock> blocks;
-  std::string_view text_before;  // the first line that stands before any block, if one does
+  std::string_view text_before;  // the first line before any block, if there is one
   std::string incomplete_loop;   // the first name of a loop whose last row is incomplete, if any
 };
 

@@ -1,4 +1,4 @@
-// Findings on what a CIF says and a record of whole atoms cannot hold.
+// Findings on CIF content that a record of whole atoms cannot hold.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -10,11 +10,11 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// An occupancy from a refinement that is nearer to 1 than this stands for a full site.
+/// Treat an occupancy of at least this as full: refinements give values such as 0.998.
 constexpr double FULL_OCCUPANCY = 0.995;
-/// Sites nearer than this in fractional coordinates are one place, as for ASE.
+/// Sites closer than this in fractional coordinates are one place; ASE uses the same tolerance.
 constexpr double SAME_PLACE = 1e-3;
-/// Comparing each site with each other is given up beyond this many.
+/// Do not compare each site with each other beyond this many sites.
 constexpr std::size_t MOST_SITES_COMPARED = 5000;
 
 const CifBlock* block_of(const Subject& subject) {
@@ -27,7 +27,7 @@ std::string label_of(const CifBlock& block, std::size_t site) {
                                                     : "site " + std::to_string(site + 1);
 }
 
-/// "the file means Fe1.5O4 a cell, the record holds Fe2O4", as far as it is known.
+/// "the file means Fe1.5O4 a cell, the record holds Fe2O4", with the parts that are known.
 std::string contents_text(const Subject& subject) {
   std::string text = "the record holds " + subject.record.formula;
   if (subject.second.refusal.empty()) {
@@ -44,7 +44,7 @@ struct Place {
   std::size_t site;
 };
 
-/// The sites with a position within the cell.
+/// The sites that have a position, moved into the cell.
 std::vector<Place> places_of(const CifBlock& block) {
   std::vector<Place> places;
   std::array<const std::vector<std::string_view>*, 3> columns = {

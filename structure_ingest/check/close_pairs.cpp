@@ -1,7 +1,10 @@
-// The atoms and the images of them that are near enough to the cell to matter are sorted into a
-// grid of bins that are at least as wide as the largest distance looked for; then only atoms of
-// neighbouring bins can be close. Bins lie in memory in the order x, y, z, so that three neighbours
-// along x are one run of atoms. Single precision chooses the candidates, double precision decides.
+// Sort the atoms, and those of their images that lie within the cutoff of the cell, into a grid of
+// bins at least as wide as the cutoff, the largest distance that can matter; then only atoms in
+// adjacent bins can be collector. Bins lie in memory in the order x, y, z, so that three adjacent
+// bins along x are one contiguous run of atoms. Compare squared distances in single precision, with
+// limits widened by its rounding error, to select candidates; recompute each candidate's distance
+// in double precision from the original positions. Counts of images, distances and pairs are
+// limited, so that no file can make the search slow.
 #include "structure_ingest/check/close_pairs.hpp"
 
 #include <algorithm>
@@ -15,25 +18,25 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// An atom, or an image of it, with a position relative to a point near all of them.
+/// An atom or an image, with its position relative to a nearby origin, which keeps single precision
+/// accurate.
 struct Site {
   float x, y, z, reach;
 };
 
-/// More images than this, and more than four an atom, mean a cell that is nearly flat; more
-/// distances than this mean that nearly all atoms lie in a few places.
+/// Limits. More images than this, and more than four an atom, mean a nearly flat cell; more
+/// distances than this mean that most atoms lie in a few places.
 constexpr std::size_t MOST_IMAGES = 100000;
 constexpr std::uint64_t MOST_DISTANCES = 100'000'000;
 
-/// Positions that span more than this leave no digits to tell distances by, and neither do
-/// fractional coordinates.
+/// Coordinates beyond these limits have too few digits left to resolve distances.
 constexpr double LARGEST_EXTENT_ANG = 1e9;
 constexpr double LARGEST_FRACTION = 1e9;
 
-/// Bins with about this many atoms on average are the fastest.
+/// Fastest number of atoms in a bin, on average.
 constexpr double ATOMS_A_BIN = 0.2;
 
-/// What rounding to single precision may add to a distance, as a share of the extent.
+/// The error of a distance from rounding to single precision, as a share of the extent.
 constexpr double ROUNDING = 1e-6;
 
 Vector3 cross(const Vector3& a, const Vector3& b) {
@@ -44,13 +47,13 @@ double dot(const Vector3& a, const Vector3& b) {
   return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
 }
 
-/// The largest whole number that is not above `value`, which must be less than LARGEST_FRACTION.
-double below(double value) {
+/// The largest whole number not above `value`, which must be less than LARGEST_FRACTION.
+double floor_of(double value) {
   const auto truncated = static_cast<double>(static_cast<std::int64_t>(value));
   return truncated > value ? truncated - 1 : truncated;
 }
 
-/// A periodic cell and what follows from it.
+/// A periodic cell and quantities derived from it.
 struct Cell {
   std::array<Vector3, 3> vectors;
   std::array<Vector3, 3> inverse;  // its rows give fractional coordinates
@@ -64,7 +67,7 @@ std::optional<Cell> cell_of(std::span<const Vector3> rows, double cutoff) {
   const double volume = dot(rows[0], cell.inverse[0]);
   for (std::size_t axis = 0; axis < 3; ++axis) {
     for (double& component : cell.inverse[axis]) component /= volume;
-    // The inverse of this length is the distance between two faces of the cell.
+    // The inverse of this length is the distance between two opposite faces of the cell.
     cell.margin[axis] = cutoff * std::sqrt(dot(cell.inverse[axis], cell.inverse[axis]));
     constexpr double MOST_CELLS = 1000;
     if (!(cell.margin[axis] < MOST_CELLS)) return std::nullopt;
@@ -72,7 +75,7 @@ std::optional<Cell> cell_of(std::span<const Vector3> rows, double cutoff) {
   return cell;
 }
 
-/// Single precision; what is too large for it is too large in any case.
+/// Rounds to single precision. Clamps first: grid_of() refuses any value beyond the limit.
 Site site_at(const Vector3& place, const Vector3& origin, float reach) {
   const auto single = [](double value) {
     return static_cast<float>(std::clamp(value, -2 * LARGEST_EXTENT_ANG, 2 * LARGEST_EXTENT_ANG));
@@ -81,7 +84,7 @@ Site site_at(const Vector3& place, const Vector3& origin, float reach) {
           reach};
 }
 
-/// The atoms, then the images.
+/// The atoms, followed by the images.
 struct Sites {
   std::vector<Site> sites;
   std::vector<std::uint32_t> atom_of_image;
@@ -89,14 +92,15 @@ struct Sites {
   bool complete = true;
 };
 
-/// Adds the images of an atom within the cutoff of the cell; `place` and `fraction` are inside it.
+/// Adds the images of an atom that lie within the cutoff of the cell; `place` and `fraction` are
+/// the atom's position moved into the cell.
 void add_images(const Cell& cell, const Vector3& place, const Vector3& fraction, std::uint32_t atom,
                 float reach, Sites& sites) {
   std::array<int, 3> first{};
   std::array<int, 3> last{};
   for (std::size_t axis = 0; axis < 3; ++axis) {
-    first[axis] = -static_cast<int>(below(fraction[axis] + cell.margin[axis]));
-    last[axis] = static_cast<int>(below(1 - fraction[axis] + cell.margin[axis]));
+    first[axis] = -static_cast<int>(floor_of(fraction[axis] + cell.margin[axis]));
+    last[axis] = static_cast<int>(floor_of(1 - fraction[axis] + cell.margin[axis]));
   }
   const std::size_t most = std::max(MOST_IMAGES, 4 * sites.natoms);
   for (int i = first[0]; i <= last[0]; ++i) {
@@ -136,7 +140,7 @@ Sites sites_of(std::span<const Vector3> positions, std::span<const float> reach,
           f = 0;
           sites.complete = false;
         }
-        const double whole = below(f);
+        const double whole = floor_of(f);
         if (whole != 0) {
           for (std::size_t k = 0; k < 3; ++k) place[k] -= whole * cell->vectors[axis][k];
         }
@@ -153,13 +157,13 @@ Sites sites_of(std::span<const Vector3> positions, std::span<const float> reach,
 }
 
 struct Grid {
-  std::array<std::size_t, 3> bins{};  // along each axis, with an empty one before and behind
+  std::array<std::size_t, 3> bins{};  // along each axis, with an empty bin at both ends
   std::vector<std::uint32_t> begin;   // where each bin begins in `sites`; one more at the end
-  std::vector<Site> sites;            // sorted by bin, reach widened by what rounding may do
-  std::vector<std::uint32_t> origin;  // their indices before that
+  std::vector<Site> sites;            // sorted by bin, reach widened by the rounding error
+  std::vector<std::uint32_t> origin;  // the index of each site before sorting
 };
 
-/// Nothing when the positions span too much.
+/// Sorts the sites into bins; nothing when the positions span too much.
 std::optional<Grid> grid_of(const std::vector<Site>& sites, double cutoff) {
   Site low = sites.front();
   Site high = low;
@@ -183,7 +187,8 @@ std::optional<Grid> grid_of(const std::vector<Site>& sites, double cutoff) {
   for (const double length : extent) volume *= std::max(length, cutoff);
   const auto count = static_cast<double>(sites.size());
   double width = std::max({cutoff + 4 * slack, std::cbrt(ATOMS_A_BIN * volume / count)});
-  // Atoms in few places of a large volume need wider bins than the average says.
+  // When the atoms lie in a few places of a large volume, widen the bins until there are not many
+  // more bins than atoms.
   Grid grid;
   for (const double most = 8 * count + 1000;; width *= 1.25) {
     double total = 1;
@@ -224,8 +229,8 @@ std::optional<Grid> grid_of(const std::vector<Site>& sites, double cutoff) {
   return grid;
 }
 
-/// What the candidates are judged by.
-struct Judge {
+/// Decides about candidates, in double precision.
+struct PairCollector {
   std::span<const Vector3> positions;
   std::span<const float> reach;
   float least;
@@ -234,9 +239,9 @@ struct Judge {
   const Grid& grid;
   ClosePairs found{};
 
-  /// Judges the sites at two places of the grid. Few pairs come here: the loop over all of them
-  /// keeps its registers for itself.
-  [[gnu::noinline]] void judge(std::uint32_t a, std::uint32_t b) {
+  /// Decides about the sites at two indices of the grid. Called for few pairs; not inlined, so that
+  /// the loop over all pairs keeps its registers.
+  [[gnu::noinline]] void add_if_close(std::uint32_t a, std::uint32_t b) {
     const std::uint32_t from = grid.origin[a];
     const std::uint32_t to = grid.origin[b];
     const bool from_image = from >= sites.natoms;
@@ -246,8 +251,8 @@ struct Judge {
     const std::size_t second = to_image ? sites.atom_of_image[to - sites.natoms] : to;
     const Site& p = grid.sites[a];
     const Site& q = grid.sites[b];
-    // An atom beside an image is met again from the other side: the atom with the lower index
-    // reports the pair, and of an atom's own images those in one direction.
+    // A pair of an atom and an image occurs twice, once from either side. Report it from the atom
+    // with the lower index; for an atom and its own image, from one of the two directions.
     if (from_image && second > first) return;
     if (to_image && first > second) return;
     const Vector3 rounded = {static_cast<double>(q.x - p.x), static_cast<double>(q.y - p.y),
@@ -270,7 +275,8 @@ struct Judge {
     found.pairs.push_back({std::min(first, second), std::max(first, second), distance, limit});
   }
 
-  /// How many lattice vectors lie between two differences of positions, the second rounded.
+  /// The number of lattice vectors between two differences of positions, of which `rounded` is
+  /// inexact.
   Vector3 cells_between(const Vector3& apart, const Vector3& rounded) const {
     Vector3 cells{};
     if (cell == nullptr) return cells;
@@ -296,8 +302,8 @@ std::uint32_t next_close(const Site* sites, std::uint32_t from, std::uint32_t to
   return from;
 }
 
-void search(Judge& judge) {
-  const Grid& grid = judge.grid;
+void search(PairCollector& collector) {
+  const Grid& grid = collector.grid;
   const Site* const sites = grid.sites.data();
   const std::uint32_t* const begin = grid.begin.data();
   const std::size_t row = grid.bins[0];
@@ -307,7 +313,7 @@ void search(Judge& judge) {
   for (std::size_t bin = layer; bin < end; ++bin) {
     const std::uint32_t last = begin[bin + 1];
     if (begin[bin] == last) continue;
-    // Of two neighbouring bins the later one in memory is looked at from the earlier.
+    // Visit each pair of adjacent bins once, from the bin that comes first in memory.
     const std::array<std::size_t, 4> rows = {bin + row, bin + layer - row, bin + layer,
                                              bin + layer + row};
     std::array<std::uint32_t, 5> from{};
@@ -324,11 +330,11 @@ void search(Judge& judge) {
         distances += to[run] - from[run];
         for (std::uint32_t other = from[run];
              (other = next_close(sites, other, to[run], site)) < to[run]; ++other) {
-          judge.judge(at, other);
+          collector.add_if_close(at, other);
         }
       }
-      if (distances > MOST_DISTANCES) judge.found.complete = false;
-      if (!judge.found.complete) return;
+      if (distances > MOST_DISTANCES) collector.found.complete = false;
+      if (!collector.found.complete) return;
     }
   }
 }
@@ -350,15 +356,15 @@ ClosePairs find_close_pairs(std::span<const Vector3> positions_ang, std::span<co
   const Sites sites = sites_of(positions_ang, reach, least_ang, periodic);
   const std::optional<Grid> grid = grid_of(sites.sites, cutoff);
   if (!grid) return {.pairs = {}, .complete = false};
-  Judge judge{positions_ang, reach, least_ang, periodic, sites, *grid};
-  search(judge);
-  judge.found.complete = judge.found.complete && sites.complete;
-  std::sort(judge.found.pairs.begin(), judge.found.pairs.end(),
+  PairCollector collector{positions_ang, reach, least_ang, periodic, sites, *grid};
+  search(collector);
+  collector.found.complete = collector.found.complete && sites.complete;
+  std::sort(collector.found.pairs.begin(), collector.found.pairs.end(),
             [](const ClosePair& a, const ClosePair& b) {
               return std::tie(a.distance_ang, a.first, a.second) <
                      std::tie(b.distance_ang, b.first, b.second);
             });
-  return std::move(judge.found);
+  return std::move(collector.found);
 }
 
 }  // namespace structure_ingest::internal

@@ -13,26 +13,26 @@ struct ClosePair {
   std::size_t first = 0;  // the lower index; both are the same for an atom and its own image
   std::size_t second = 0;
   double distance_ang = 0;
-  double limit_ang = 0;  // what the distance is below
+  double limit_ang = 0;  // the limit for this pair, which the distance is below
 
   bool operator==(const ClosePair&) const = default;
 };
 
 struct ClosePairs {
   std::vector<ClosePair> pairs;  // by distance, then by index
-  /// False when the search was given up because of the number of pairs, images or distances: then
-  /// there may be more of them.
+  /// False when the search stopped because of the number of pairs, images or distances; there may
+  /// then be more pairs.
   bool complete = true;
 };
 
-/// More pairs than this are not looked for.
+/// The search stops at this many pairs.
 inline constexpr std::size_t MOST_CLOSE_PAIRS = 10000;
 
 /// The pairs of atoms i, j whose distance is below max(reach[i] + reach[j], least_ang). `cell_ang`
-/// holds the three rows of a periodic cell with a volume, or is empty. Atom pairs that are close in
-/// several images are listed once for each. All positions must be finite; there is one reach an
-/// atom, not negative. The cost is linear in the number of atoms of an ordinary structure, and
-/// bounded for any other.
+/// holds the three rows of a periodic cell with a volume, or is empty. A pair that is close in
+/// several images is listed once for each. All positions must be finite; there is one non-negative
+/// reach an atom. The cost is linear in the number of atoms of an ordinary structure, and bounded
+/// for any other.
 ClosePairs find_close_pairs(std::span<const Vector3> positions_ang, std::span<const float> reach,
                             std::span<const Vector3> cell_ang, float least_ang);
 

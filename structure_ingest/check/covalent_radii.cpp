@@ -28,14 +28,14 @@ constexpr std::array<std::pair<std::string_view, float>, 96> RADII_ANG = {{
 
 constexpr std::size_t LETTERS = 26;
 
-/// Where a symbol of two letters, the second of which may be absent, stands in the table.
+/// The index of a symbol in the table; the second letter may be absent.
 constexpr std::size_t place_of(char first, char second) {
   const auto row = static_cast<std::size_t>(static_cast<unsigned char>(first - 'A'));
   const auto column = static_cast<std::size_t>(static_cast<unsigned char>(second - 'a'));
   return row * (LETTERS + 1) + (column < LETTERS ? column + 1 : 0);
 }
 
-/// One element an access: this is asked for every atom of a structure.
+/// One lookup without a search: this is called for every atom of a structure.
 constexpr std::array<float, LETTERS*(LETTERS + 1)> TABLE = [] {
   std::array<float, LETTERS*(LETTERS + 1)> table{};
   for (const auto& [symbol, radius] : RADII_ANG) {

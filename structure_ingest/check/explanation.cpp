@@ -1,4 +1,4 @@
-// Why a file gave no structure, in plain words, and what its reader warned of.
+// Findings that explain in plain words why a file could not be read, and the reader's own warnings.
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -12,7 +12,7 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// What the first bytes show, whatever the file is called; empty when they show nothing.
+/// The kind of file that the first bytes show, regardless of its name; empty when they show none.
 std::string kind_of(std::string_view bytes) {
   using namespace std::string_view_literals;
   constexpr std::array<std::pair<std::string_view, const char*>, 13> BEGINNINGS = {{
@@ -84,7 +84,7 @@ std::string missing_sites(const CifFile& file) {
   return none;
 }
 
-/// ASE takes the first capital letter of a label, with a small one behind it.
+/// The symbol that ASE takes from a label: its first capital letter and a small letter after it.
 std::string symbol_for_ase(std::string_view label) {
   const auto* const first =
       std::find_if(label.begin(), label.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
@@ -94,8 +94,8 @@ std::string symbol_for_ase(std::string_view label) {
   return symbol;
 }
 
-/// What is wrong with a CIF; empty when nothing is seen.
-std::string why_no_cif(const CifFile& file, std::string_view message) {
+/// The problem of a CIF; empty when none is found.
+std::string problem_of_cif(const CifFile& file, std::string_view message) {
   if (file.blocks.empty()) return "it has no data block (no line that begins with data_)";
   if (!file.text_before.empty()) {
     return "the line " + shown(file.text_before) + " stands before its first data block";
@@ -175,7 +175,7 @@ std::string why_no_cif(const CifFile& file, std::string_view message) {
   return {};
 }
 
-std::string why_no_poscar(const PoscarFile& file, std::string_view name) {
+std::string problem_of_poscar(const PoscarFile& file, std::string_view name) {
   if (!file.problem.empty()) return file.problem;
   for (std::size_t i = 0; i < file.symbols.size(); ++i) {
     if (canonical_symbol(file.symbols[i]) == file.symbols[i]) continue;
@@ -203,8 +203,8 @@ std::string why_no_poscar(const PoscarFile& file, std::string_view name) {
   return {};
 }
 
-/// The line of an XYZ file that its warning is about, and what it looks like.
-std::string why_no_xyz(std::string_view bytes, std::string_view warning) {
+/// Finds the line of an XYZ file that its warning is about, and describes it.
+std::string problem_of_xyz(std::string_view bytes, std::string_view warning) {
   const std::vector<std::string_view> lines = lines_of(bytes, 25000);
   const std::string_view first = lines.empty() ? "" : lines[0];
   if (warning.starts_with("First line")) {
@@ -222,7 +222,7 @@ std::string why_no_xyz(std::string_view bytes, std::string_view warning) {
   }
   if (warning.starts_with("Unknown element symbol") || warning.starts_with("Malformed atom line") ||
       warning.starts_with("Non-numeric coordinates")) {
-    // The first bad line: the reader stops there, and says what it is but not where.
+    // The reader's warning quotes the first bad line but does not give its number.
     for (std::size_t i = 2; i < lines.size(); ++i) {
       const std::vector<std::string_view> tokens = tokens_of(lines[i], 5);
       const std::string line = "line " + std::to_string(i + 1) + ", " + shown(lines[i]) + ", ";
@@ -249,19 +249,19 @@ std::string why_no_xyz(std::string_view bytes, std::string_view warning) {
   return {};
 }
 
-std::string why_not_read(const Subject& subject, std::string_view warning) {
+std::string problem_of_file(const Subject& subject, std::string_view warning) {
   const IngestedStructure& record = subject.record;
   if (record.format == "unknown") return {};
-  if (warning.starts_with("Parsing ")) return {};  // ASE is missing: the file is not to blame
+  if (warning.starts_with("Parsing ")) return {};  // ASE is missing: this is no fault of the file
   if (!subject.head.readable) return {};
   std::string kind = kind_of(subject.head.bytes);
   if (!kind.empty()) return kind;
   constexpr std::string_view FROM_ASE = "ASE could not parse the file: ";
   const std::string_view message =
       warning.starts_with(FROM_ASE) ? warning.substr(FROM_ASE.size()) : std::string_view();
-  if (subject.cif) return why_no_cif(*subject.cif, message);
-  if (subject.poscar) return why_no_poscar(*subject.poscar, subject.file_name);
-  return why_no_xyz(subject.head.bytes, warning);
+  if (subject.cif) return problem_of_cif(*subject.cif, message);
+  if (subject.poscar) return problem_of_poscar(*subject.poscar, subject.file_name);
+  return problem_of_xyz(subject.head.bytes, warning);
 }
 
 }  // namespace
@@ -270,7 +270,7 @@ std::vector<Seen> see_not_read(const Subject& subject) {
   if (subject.record.ok) return {};
   const std::vector<std::string>& warnings = subject.record.warnings;
   const std::string warning = warnings.empty() ? "" : utf8_text(warnings.back());
-  const std::string why = why_not_read(subject, warning);
+  const std::string why = problem_of_file(subject, warning);
   if (!why.empty()) return {{"The file gave no structure: " + why + "."}};
   std::string_view said = stripped(warning);
   while (said.ends_with('.') || said.ends_with(':')) said.remove_suffix(1);

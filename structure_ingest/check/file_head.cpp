@@ -12,7 +12,7 @@ FileHead file_head(const std::string& path, std::size_t most) {
   FileHead head;
   try {
     InputFile file(path);
-    // One byte more than the file has shows that it ends there.
+    // Ask for one byte beyond the end, to see that the file ends there.
     const std::uint64_t expected = std::min<std::uint64_t>(file.size() + 1, most);
     std::size_t used = 0;
     for (std::size_t room = static_cast<std::size_t>(expected);;) {

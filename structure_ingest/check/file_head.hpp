@@ -1,4 +1,4 @@
-// The beginning of a file, for those checks that look into it.
+// The beginning of a file, for checks of its content.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace structure_ingest::internal {
 
-/// CIF and VASP files are looked into up to this size; of a longer one only the beginning is.
+/// Checks read at most this much of a CIF or VASP file.
 inline constexpr std::size_t MOST_BYTES_READ = std::size_t{64} << 20;
 
 struct FileHead {
@@ -17,8 +17,8 @@ struct FileHead {
   bool readable = true;
 };
 
-/// Up to `most` bytes of the regular file at `path`; empty and not readable when the system does
-/// not let us.
+/// Up to `most` bytes of the regular file at `path`; empty and not readable when the system
+/// refuses.
 FileHead file_head(const std::string& path, std::size_t most);
 
 /// The lines of `text`, ended by a line feed, a carriage return or both; at most `most` of them.
@@ -27,7 +27,7 @@ std::vector<std::string_view> lines_of(std::string_view text, std::size_t most);
 /// The tokens of one line, at most `most`.
 std::vector<std::string_view> tokens_of(std::string_view line, std::size_t most);
 
-/// `text` in the quoted form, cut to a length that suits a message.
+/// `text` in the quoted form, shortened for a message.
 std::string shown(std::string_view text);
 
 }  // namespace structure_ingest::internal

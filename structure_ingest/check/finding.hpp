@@ -1,4 +1,4 @@
-// What a check has to say of one structure.
+// The result of a check.
 #pragma once
 
 #include <cstddef>
@@ -10,29 +10,28 @@
 namespace structure_ingest {
 
 enum class Severity {
-  note,     // good to know
-  warning,  // needs a person's decision
+  note,     // for information
+  warning,  // a person must decide
   error,    // most probably not the structure that the file's author meant
 };
 
-/// One observation on a structure and its file. It stands beside the record and changes nothing
-/// in it.
+/// One observation on a structure and its file. It does not change the record.
 struct Finding {
-  /// What was found: one of the codes that docs/findings.md explains.
+  /// One of the codes that docs/findings.md explains.
   std::string code;
   Severity severity = Severity::note;
-  /// One English sentence with the numbers of the case; text from the file is UTF-8.
+  /// One English sentence with the numbers of this case; text from the file is UTF-8.
   std::string message;
-  /// The atoms that it is about, counted from 0 as in the record, at most MOST_ATOMS_NAMED of
-  /// them; empty where it is about the whole structure.
+  /// The atoms concerned, counted from 0 as in the record, at most MOST_ATOMS_NAMED; empty for a
+  /// finding on the whole structure.
   std::vector<std::size_t> atoms{};
-  /// What it was seen in: "geometry", "file", "second reader" or "reader".
+  /// Where it was found: "geometry", "file", "second reader" or "reader".
   std::string source{};
 
   bool operator==(const Finding&) const = default;
 };
 
-/// A finding on more atoms than this gives the number in its message and names the first.
+/// A finding on more atoms gives their number in its message and lists the first ones.
 inline constexpr std::size_t MOST_ATOMS_NAMED = 20;
 
 /// "note", "warning" or "error".

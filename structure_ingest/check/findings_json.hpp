@@ -1,4 +1,4 @@
-// Findings as JSON: as the program prints them, and as a batch leaves them for the assistant.
+// Findings as JSON, for the program's output and for the file that a batch writes.
 #pragma once
 
 #include <span>
@@ -11,7 +11,7 @@
 
 namespace structure_ingest {
 
-/// Where a batch leaves its findings, relative to the project folder.
+/// Where a batch writes its findings, relative to the project folder.
 inline constexpr const char* FINDINGS_REL = ".diagnostics/structure_findings.json";
 
 /// A list of objects with `code`, `severity`, `message`, `atoms` and `source`.
@@ -24,9 +24,9 @@ struct FileFindings {
   std::vector<Finding> findings;
 };
 
-/// The document of a batch: `version` 1 and `structures`, an object a file with `source_path`,
-/// `sha256` and `findings`, files without findings included.
-/// docs/schema/findings.schema.json describes it.
+/// The document of a batch: `version` 1 and `structures`, one object a file with `source_path`,
+/// `sha256` and `findings`, files without findings included. docs/schema/findings.schema.json
+/// describes it.
 STRUCTURE_INGEST_API Json findings_json(std::span<const FileFindings> files);
 
 }  // namespace structure_ingest

@@ -1,4 +1,4 @@
-// Findings on positions and cell alone.
+// Findings from positions and cell alone.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -14,17 +14,18 @@ namespace {
 
 /// Osmium, the densest element, has 22.6 g/cm³ (CRC Handbook of Chemistry and Physics).
 constexpr double DENSEST_G_CM3 = 23.0;
-/// Diamond, with the most atoms in a volume of all solids at ambient pressure, has 0.176 atoms/Å³.
+/// Diamond has the highest atom density of all solids at ambient pressure, 0.176 atoms/Å³.
 constexpr double MOST_ATOMS_A_VOLUME = 0.25;
-/// Caesium, the element with the largest atoms in a solid, takes 115 Å³ an atom at 298 K (CRC
-/// Handbook); more than this an atom is a cell with empty space.
+/// Caesium, the element with the largest volume an atom as a solid, takes 115 Å³ an atom at 298 K
+/// (CRC Handbook); a cell with more than this has empty space.
 constexpr double MOST_VOLUME_AN_ATOM_ANG3 = 120;
-/// Atoms count as bonded below this multiple of the sum of their covalent radii: generous, since it
-/// is to tell a structure from separate atoms.
+/// Atoms count as bonded below this multiple of the sum of their covalent radii. Generous: it only
+/// has to distinguish a structure from separate atoms.
 constexpr float BONDED_SHARE = 1.5F;
-/// No bond that fits into a cube of 1 Å is this short: that of N2, 1.098 Å, is 0.77 of the sum.
+/// A distance below this share of the sum of covalent radii cannot be a bond within a cube of 1 Å:
+/// the bond of N2, 1.098 Å, is 0.77 of the sum.
 constexpr double SHORTEST_BOND_SHARE = 0.7;
-/// More atoms than this in a cube of 1 Å are on top of each other in any case.
+/// More atoms than this in a cube of 1 Å necessarily overlap.
 constexpr std::size_t FEW_ATOMS = 64;
 
 std::string atom_text(const IngestedStructure& record, std::size_t atom) {
@@ -35,12 +36,12 @@ bool is_finite(const Vector3& vector) {
   return std::isfinite(vector[0]) && std::isfinite(vector[1]) && std::isfinite(vector[2]);
 }
 
-/// A negative scale factor turns the cell inside out, which is a finding of its own.
+/// A negative scale factor inverts the cell; that has a finding of its own.
 bool is_turned_by_scale(const Subject& subject) {
   return subject.poscar && !subject.poscar->scales.empty() && subject.poscar->scales[0] < 0;
 }
 
-/// The atoms of pairs, each once, in the order of the pairs.
+/// The atoms in pairs, each once, in the order of the pairs.
 std::vector<std::size_t> atoms_of(const std::vector<ClosePair>& pairs) {
   std::vector<std::size_t> atoms;
   for (const ClosePair& pair : pairs) {
@@ -60,10 +61,10 @@ std::string pair_text(const IngestedStructure& record, const ClosePair& pair) {
   return atom_text(record, pair.first) + " and " + atom_text(record, pair.second) + ", " + distance;
 }
 
-/// Whether the positions lie in a cube of 1 Å and use as much of it as fractional coordinates do:
-/// two atoms are not on one axis, and small forces that were read as positions span less.
+/// Whether the positions lie in a cube of 1 Å and span it as fractional coordinates do. Two atoms
+/// on one axis do not count, nor do small forces read as positions, which span less.
 bool look_like_fractions(const IngestedStructure& record) {
-  constexpr double EDGE = 1.0001;  // 0.99999 and 1.00001 are written for 1
+  constexpr double EDGE = 1.0001;  // files round 1 to 0.99999 or 1.00001
   constexpr double LEAST_SPAN = 0.24;
   Vector3 low = record.positions_ang.front();
   Vector3 high = low;
@@ -79,7 +80,7 @@ bool look_like_fractions(const IngestedStructure& record) {
   return axes >= (record.symbols.size() == 2 ? 2 : 1);
 }
 
-/// The smallest distance in terms of the sum of the two covalent radii, within the cell.
+/// The smallest distance as a share of the sum of the two covalent radii, within the cell.
 double closest_share(const IngestedStructure& record) {
   double closest = std::numeric_limits<double>::infinity();
   for (std::size_t i = 0; i < record.symbols.size(); ++i) {
@@ -154,7 +155,7 @@ std::vector<Seen> see_overlapping_atoms(const Subject& subject) {
 std::vector<Seen> see_coordinates_look_fractional(const Subject& subject) {
   const IngestedStructure& record = subject.record;
   if (!subject.finite || record.symbols.size() < 2 || !look_like_fractions(record)) return {};
-  // A CIF without its cell has a finding that says more.
+  // A CIF without a cell has a more specific finding.
   if (record.format == "cif") return {};
   const bool is_direct =
       subject.poscar && !subject.poscar->mode.empty() &&
@@ -189,8 +190,8 @@ std::vector<Seen> see_unusual_density(const Subject& subject) {
     return {{"The cell holds " + number_text(natoms / volume) +
              " atoms/\u00C5\u00B3; diamond, the solid with most, holds 0.176."}};
   }
-  // One atom in a box is how the energy of an atom is computed; bonded atoms are a molecule, a wire
-  // or a slab. Atoms that are far from each other on all sides are none of that.
+  // A single atom in a box is the usual way to compute an atom's energy; bonded atoms form a
+  // molecule, a wire or a slab. Report only several atoms that are all far from each other.
   if (record.symbols.size() < 2 || volume / natoms < MOST_VOLUME_AN_ATOM_ANG3) return {};
   std::vector<float> reach;
   for (const std::string& symbol : record.symbols) {

@@ -1,4 +1,4 @@
-// Labels that name another element than the one that was read.
+// Findings on labels that mean another element than the one the reader chose.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -15,11 +15,11 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// How many atoms of one structure are measured against all others.
+/// Limits the distances that are measured: atoms of one species, each against all others.
 constexpr std::size_t MOST_MEASURED = 16;
 constexpr std::size_t MOST_DISTANCES = 20000;
-/// Below this share of the sum of the radii it is not the element that was read; the same distance
-/// is a bond of the other element within these shares.
+/// A distance below TOO_CLOSE_SHARE of the sum of covalent radii contradicts the element that was
+/// read; between the other two shares it is a bond of the element of the first letter.
 constexpr double TOO_CLOSE_SHARE = 0.75;
 constexpr double LEAST_BOND_SHARE = 0.8;
 constexpr double MOST_BOND_SHARE = 1.3;
@@ -32,13 +32,14 @@ bool is_capital(char c) {
   return c >= 'A' && c <= 'Z';
 }
 
-/// Whether an atom of this symbol could be one of the element of its first letter: CA is carbon
-/// alpha in the files of biomolecules.
+/// Whether a label read as this symbol may be a site name that begins with the element's letter: CA
+/// is carbon alpha in files of biomolecules.
 bool may_be_a_site_name(const std::string& symbol) {
   return symbol.size() == 2 && std::string_view("HCNOPS").find(symbol[0]) != std::string_view::npos;
 }
 
-/// Whether the distance to the nearest atom makes it an atom of the element of its first letter.
+/// Whether the distance to the nearest atom fits the element of the first letter and not the one
+/// that was read.
 bool is_bonded_as_first_letter(const IngestedStructure& record, std::size_t atom) {
   const Vector3& place = record.positions_ang[atom];
   double nearest = std::numeric_limits<double>::infinity();
@@ -64,7 +65,7 @@ bool is_bonded_as_first_letter(const IngestedStructure& record, std::size_t atom
          as_first < MOST_BOND_SHARE;
 }
 
-/// The labels of atoms of an XYZ file; empty texts where the file cannot be read any more.
+/// The labels of atoms in an XYZ file; empty texts when the file cannot be read any more.
 std::vector<std::string> labels_in_file(const std::string& path,
                                         const std::vector<std::size_t>& atoms) {
   std::vector<std::string> labels(atoms.size());
@@ -84,14 +85,14 @@ std::vector<std::string> labels_in_file(const std::string& path,
   return labels;
 }
 
-/// Letters directly behind the symbol: "Carbon" for Ca.
+/// Whether two or more letters follow the symbol directly: "Carbon" for Ca.
 bool is_word(std::string_view label, std::string_view symbol) {
   std::size_t letters = 0;
   for (std::size_t i = symbol.size(); i < label.size() && is_letter(label[i]); ++i) ++letters;
   return letters >= 2;
 }
 
-/// One atom of each species that is placed like one of the element of its first letter.
+/// For each species, one atom whose distances fit the element of its first letter.
 std::vector<std::size_t> atoms_like_first_letter(const IngestedStructure& record) {
   std::vector<std::size_t> atoms;
   const std::size_t most =
@@ -126,7 +127,7 @@ std::vector<Seen> seen_in_xyz(const Subject& subject) {
     const std::string_view label = next_token(rest);
     if (i < record.symbols.size() && is_word(label, record.symbols[i])) add(i, label);
   }
-  // A file that writes Si writes no CA for carbon.
+  // A file that writes Si, capital and small, would not write CA for carbon.
   const bool has_small_letters = std::any_of(
       subject.xyz->first_atoms.begin(), subject.xyz->first_atoms.end(), [](std::string_view line) {
         const std::string_view label = next_token(line);
@@ -147,7 +148,7 @@ std::vector<Seen> seen_in_xyz(const Subject& subject) {
        atoms, Severity::warning}};
 }
 
-/// ASE takes a capital and a small letter: of CL it takes C.
+/// ASE takes a capital letter and a small one: it reads CL as C.
 std::vector<Seen> seen_in_cif(const Subject& subject) {
   const auto* const types = subject.block->values({"_atom_site_type_symbol"});
   const auto* const labels = types != nullptr ? types : subject.block->values({"_atom_site_label"});
@@ -159,7 +160,7 @@ std::vector<Seen> seen_in_cif(const Subject& subject) {
     if (types != nullptr && label.size() > 2 && is_letter(label[2])) continue;
     const std::string symbol = canonical_symbol(label);
     if (symbol.size() != 2) continue;
-    // A label without a type may mean either: the formula tells, or nobody does.
+    // Without a type symbol the label may mean either element: only the formula can decide.
     if (types == nullptr && formula.find(symbol) == std::string::npos) continue;
     const std::string read(1, label[0]);
     if (!std::binary_search(subject.record.species.begin(), subject.record.species.end(), read)) {

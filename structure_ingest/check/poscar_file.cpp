@@ -11,7 +11,7 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// A file may claim any number of atoms; more lines than this are not looked at.
+/// Do not trust the count of atoms: examine at most this many lines.
 constexpr std::size_t MOST_LINES = 2'000'000;
 
 std::vector<double> leading_numbers(std::string_view line, std::size_t most) {
@@ -43,7 +43,7 @@ std::string line_problem(std::size_t index, const std::vector<std::string_view>&
   return "line " + number + " is " + shown(lines[index]) + " where " + expected + " is expected";
 }
 
-/// Reads the lines of symbols and counts at `at`, which it moves; false when they are none.
+/// Reads the lines of symbols and counts at `at` and advances it; false when they are malformed.
 bool read_species(const std::vector<std::string_view>& lines, std::size_t& at, PoscarFile& file) {
   if (at >= lines.size()) return false;
   std::vector<std::string_view> tokens = tokens_of(lines[at], 1000);
@@ -82,7 +82,7 @@ void read_atoms(const std::vector<std::string_view>& lines, std::size_t at, Posc
     ++file.more_atoms;
     ++at;
   }
-  // Velocities follow a blank line, or one that says in which coordinates they are.
+  // Velocities follow a blank line, or a line that names their coordinates.
   if (at < lines.size() && leading_numbers(lines[at], 1).empty() && file.more_atoms == 0) ++at;
   file.velocities = file.more_atoms == 0 && at < lines.size() && at > 0 &&
                     leading_numbers(lines[at], 3).size() == 3;

@@ -1,4 +1,4 @@
-// A VASP structure file, line by line, as its format is defined.
+// A reader for VASP structure files, line by line as the format is defined.
 #pragma once
 
 #include <array>
@@ -12,21 +12,21 @@
 
 namespace structure_ingest::internal {
 
-/// Views are into the text that was looked at.
+/// Views into the text that was examined.
 struct PoscarFile {
   std::string_view title;
-  std::vector<double> scales;             // the numbers that line 2 begins with
+  std::vector<double> scales;             // the numbers at the front of line 2
   std::array<Vector3, 3> vectors{};       // before scaling
   std::vector<std::string_view> symbols;  // of line 6; empty where there is no such line
   std::vector<std::size_t> counts;        // atoms of each species
   std::size_t natoms = 0;                 // their sum
   bool selective = false;
-  std::size_t mode_line = 0;            // number of the line that says direct or Cartesian
+  std::size_t mode_line = 0;            // the number of the line "Direct" or "Cartesian"
   std::string_view mode;                // that line
-  std::vector<std::string_view> atoms;  // the lines of the atoms that are there
-  std::size_t more_atoms = 0;           // lines of three numbers directly behind them
+  std::vector<std::string_view> atoms;  // the lines of atoms that exist
+  std::size_t more_atoms = 0;           // lines of three numbers directly after them
   bool velocities = false;
-  /// What is wrong with it: "line 3 is no lattice vector of three numbers"; empty when it is whole.
+  /// The problem: "line 3 is no lattice vector of three numbers"; empty when there is none.
   std::string problem;
 };
 

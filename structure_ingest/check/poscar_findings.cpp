@@ -1,4 +1,4 @@
-// Findings on VASP files: what ASE reads in another way than VASP means it, and what it leaves out.
+// Findings on VASP files: content that ASE reads differently from VASP, or ignores.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -25,7 +25,7 @@ std::string volume_text(double volume) {
   return number_text(volume) + " \u00C5\u00B3";
 }
 
-/// The label behind the coordinates (and flags) of an atom line, if it is a plain symbol.
+/// The label after the coordinates (and flags) of an atom line, if it is a plain symbol.
 std::string label_of(std::string_view line, bool selective) {
   const std::vector<std::string_view> tokens = tokens_of(line, 8);
   const std::size_t place = selective ? 6 : 3;

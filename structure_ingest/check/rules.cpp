@@ -15,8 +15,8 @@ constexpr const char* GEOMETRY = "geometry";
 constexpr const char* SECOND = "second reader";
 constexpr const char* READER = "reader";
 
-// Code; severity, at worst and at least; where it is seen; when it is found; what it means; what to
-// do; the function that looks.
+// The columns: code; severity, at worst and at least; source; when it is found; what it means; what
+// to do; the function that looks for it.
 constexpr std::array RULES = {
     Rule{
         "not_read", ERROR, ERROR, FILE_, "The file gave no structure.",

@@ -1,5 +1,4 @@
-// The table of all findings: code, severity, what each looks at and means, and the function that
-// looks.
+// The table of all findings: code, severity, meaning, and the function that looks for it.
 #pragma once
 
 #include <optional>
@@ -13,7 +12,7 @@
 
 namespace structure_ingest::internal {
 
-/// What one rule saw. Its severity is the rule's `worst` unless it says otherwise.
+/// One result of a rule. Its severity is the rule's `worst` unless it has its own.
 struct Seen {
   std::string message;
   std::vector<std::size_t> atoms{};
@@ -23,7 +22,7 @@ struct Seen {
 struct Rule {
   const char* code;
   Severity worst;
-  Severity least;        // the same as `worst` for most
+  Severity least;        // mostly the same as `worst`
   const char* source;    // "geometry", "file", "second reader" or "reader"
   const char* looks_at;  // when it is found, in one clause
   const char* meaning;   // what it means for a calculation
@@ -36,7 +35,7 @@ std::span<const Rule> rules();
 /// The rule of this code, or null.
 const Rule* rule_of(std::string_view code);
 
-/// The functions of the table, by the file that they are in.
+/// The functions of the table, by source file.
 // explanation.cpp
 std::vector<Seen> see_not_read(const Subject& subject);
 std::vector<Seen> see_reader_warning(const Subject& subject);

@@ -13,19 +13,24 @@
 #include <optional>
 #include <vector>
 
+// Expand each site with the operations of the symmetry: those that the file lists, else those of
+// the space group that it names, else the identity. Count an image as a new atom unless it
+// coincides with an earlier image of the same site. Combine sites that share a place into one atom
+// of the species with the highest occupancy, and sum the occupancies separately for the content of
+// the cell.
 namespace structure_ingest::internal {
 namespace {
 
 namespace cif = gemmi::cif;
 
-/// A file with more atoms than this, or more work, gets no second reading.
+/// A file with more atoms, or more comparisons, gets no second reading.
 constexpr std::size_t MOST_ATOMS = 20000;
 constexpr std::size_t MOST_COMPARISONS = 20'000'000;
 
-/// Images of a site that are nearer than this are one atom on a special position, whose coordinates
-/// are rounded. It is the distance that gemmi takes, too.
+/// Images of a site closer than this are one atom on a special position with rounded coordinates.
+/// gemmi uses the same distance.
 constexpr double SPECIAL_POSITION_ANG = 0.4;
-/// Sites nearer than this to each other share their place.
+/// Sites closer than this share one place.
 constexpr double SAME_PLACE_ANG = 0.05;
 
 struct Site {
@@ -38,32 +43,33 @@ std::optional<std::string> value_of(cif::Block& block, std::initializer_list<con
   for (const char* name : names) {
     const std::string* const value = block.find_value(name);
     if (value != nullptr && !cif::is_null(*value)) return cif::as_string(*value);
-    // ASE takes the first row of a loop, too.
+    // As ASE does, take the first row of a loop.
     cif::Column column = block.find_values(name);
     if (column.length() > 0 && !cif::is_null(column[0])) return cif::as_string(column[0]);
   }
   return std::nullopt;
 }
 
-std::string known(const std::string& name) {
+/// The symbol of a known element, hydrogen for deuterium; empty for any other text.
+std::string element_name(const std::string& name) {
   const gemmi::Element element(name);
   if (element == gemmi::El::X) return {};
   return element == gemmi::El::D ? "H" : element.name();
 }
 
-/// The element of a type symbol, which is nothing but one with a charge, or of a label, in which
-/// further letters may follow that of the element.
+/// The element of a type symbol, which has at most a charge after the element, or of a label, in
+/// which further letters may follow the element.
 std::string element_of(const std::string& text, bool is_label, const std::string& formula) {
   const auto letter = [&](std::size_t i) {
     return i < text.size() && std::isalpha(static_cast<unsigned char>(text[i])) != 0;
   };
   if (!letter(0)) return {};
-  const std::string one = known(text.substr(0, 1));
-  const std::string two = letter(1) ? known(text.substr(0, 2)) : "";
+  const std::string one = element_name(text.substr(0, 1));
+  const std::string two = letter(1) ? element_name(text.substr(0, 2)) : "";
   if (two.empty()) return one;
   if (one.empty() || !is_label || std::islower(static_cast<unsigned char>(text[1])) != 0)
     return two;
-  // HO1 is hydrogen unless the formula has holmium.
+  // HO1 is hydrogen unless the formula contains holmium.
   const std::size_t at = formula.find(two);
   return at == std::string::npos ? one : two;
 }

@@ -10,11 +10,11 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// Enough to tell what a file that could not be read is.
+/// Enough to recognise the kind of a file that could not be read.
 constexpr std::size_t HEAD_OF_UNREAD = std::size_t{1} << 16;
 
-/// A cell whose vectors span less than this share of a * b * c lies in one plane for all purposes:
-/// what is left is the rounding of numbers with four digits.
+/// A cell with less than this share of a * b * c as its volume is flat: the rest is the rounding of
+/// numbers with four digits.
 constexpr double FLAT_SHARE = 1e-3;
 
 bool has_atoms(const CifBlock& block) {
@@ -56,7 +56,7 @@ void look_at_cell(const std::vector<Vector3>& cell, Subject& subject) {
 
 void look_at_geometry(Subject& subject) {
   const IngestedStructure& record = subject.record;
-  // The sum is finite only when every number is, unless they are too large to be positions.
+  // The sum is finite if and only if all numbers are, except for numbers too large to be positions.
   double sum = 0;
   for (const Vector3& position : record.positions_ang) {
     sum += std::abs(position[0]) + std::abs(position[1]) + std::abs(position[2]);

@@ -1,4 +1,4 @@
-// The symmetry that a structure has, found by spglib.
+// The space group of a structure, found by spglib.
 #pragma once
 
 #include <cstddef>
@@ -9,11 +9,11 @@
 
 namespace structure_ingest::internal {
 
-/// Distances up to this much off count as symmetric: the usual tolerance for structures from a
-/// publication or a database, which have four or five digits.
+/// The tolerance for symmetric positions: the usual one for structures from a publication or a
+/// database, which have four or five digits.
 inline constexpr double SYMMETRY_TOLERANCE_ANG = 0.01;
 
-/// Larger structures are left alone: the search grows with the square of the number of atoms.
+/// Larger structures are skipped: the search grows with the square of the number of atoms.
 inline constexpr std::size_t MOST_ATOMS_FOR_SYMMETRY = 400;
 
 struct FoundSymmetry {
@@ -23,8 +23,8 @@ struct FoundSymmetry {
   std::size_t conventional_atoms = 0;
 };
 
-/// The space group of a periodic structure with a right-handed cell and no atoms on top of each
-/// other; nothing when spglib finds none.
+/// The space group of a periodic structure with a right-handed cell and no overlapping atoms;
+/// nothing when spglib finds none.
 std::optional<FoundSymmetry> find_symmetry(const IngestedStructure& record);
 
 }  // namespace structure_ingest::internal

@@ -1,5 +1,5 @@
-// A VASP file without its line of symbols: ASE then takes the elements from the words of the title,
-// or from a POTCAR or OUTCAR beside the file when the title has too few.
+// Findings on VASP files without a line of symbols: ASE takes the elements from the words of the
+// title, or from a POTCAR or OUTCAR beside the file when the title has too few.
 #include <algorithm>
 #include <array>
 
@@ -12,32 +12,32 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// Words in capitals that ASE takes for formulas of elements with one letter.
-constexpr std::array<std::string_view, 13> NO_FORMULAS = {
+/// Words in capitals that ASE would read as formulas of one-letter elements.
+constexpr std::array<std::string_view, 13> NOT_FORMULAS = {
     "SCF", "NSCF", "COHP", "CIF", "FCC", "BCC", "HCP", "SC", "POS", "PBC", "ION", "IONS", "UC"};
 
-/// The elements of each species, as the record has them.
-std::vector<std::string> taken_elements(const Subject& subject) {
+/// The element that the record has for each species.
+std::vector<std::string> recorded_elements(const Subject& subject) {
   std::vector<std::string> taken;
   std::size_t atom = 0;
   for (const std::size_t count : subject.poscar->counts) {
     if (atom < subject.record.symbols.size() && count > 0) {
       taken.push_back(subject.record.symbols[atom]);
     } else {
-      taken.emplace_back();  // no atom shows it
+      taken.emplace_back();  // a species without atoms
     }
     atom += count;
   }
   return taken;
 }
 
-/// The elements of a word such as "SiO2" or "Cu,": nothing when it is no formula.
+/// The elements of a word such as "SiO2" or "Cu,"; nothing when it is not a formula.
 std::vector<std::string> formula_elements(std::string_view word) {
   std::string letters;
   for (const char c : word) {
     if (std::string_view("-_,.=0123456789()").find(c) == std::string_view::npos) letters += c;
   }
-  if (std::find(NO_FORMULAS.begin(), NO_FORMULAS.end(), letters) != NO_FORMULAS.end()) return {};
+  if (std::find(NOT_FORMULAS.begin(), NOT_FORMULAS.end(), letters) != NOT_FORMULAS.end()) return {};
   std::vector<std::string> elements;
   for (std::size_t at = 0; at < letters.size();) {
     const bool two = at + 1 < letters.size() && letters[at + 1] >= 'a' && letters[at + 1] <= 'z';
@@ -50,7 +50,7 @@ std::vector<std::string> formula_elements(std::string_view word) {
 }
 
 struct Title {
-  std::vector<std::string> elements;  // of the words that are formulas, up to the first other one
+  std::vector<std::string> elements;  // of the leading words that are formulas
   bool only_formulas = true;
 };
 
@@ -64,13 +64,13 @@ Title title_of(std::string_view line) {
       title.only_formulas = false;
       continue;
     }
-    if (!title.only_formulas) continue;  // what follows prose is prose
+    if (!title.only_formulas) continue;  // words after prose are prose
     title.elements.insert(title.elements.end(), elements.begin(), elements.end());
   }
   return title;
 }
 
-/// The elements that the POTCAR beside the file is for; ASE looks at its lines with TITEL.
+/// The elements of the POTCAR beside the file, from its lines with TITEL as in ASE.
 std::vector<std::string> potcar_elements(const std::string& path) {
   std::vector<std::string> elements;
   const std::string potcar = join_path(parent_folder(path), "POTCAR");
@@ -80,7 +80,7 @@ std::vector<std::string> potcar_elements(const std::string& path) {
        at = head.bytes.find("TITEL", at + 1)) {
     const std::string_view line =
         std::string_view(head.bytes).substr(at, head.bytes.find('\n', at) - at);
-    // TITEL  = PAW_PBE Si_pv 05Jan2001
+    // For example "TITEL  = PAW_PBE Si_pv 05Jan2001".
     const std::vector<std::string_view> tokens = tokens_of(line, 4);
     if (tokens.size() < 4) continue;
     elements.emplace_back(tokens[3].substr(0, tokens[3].find_first_of("_.")));
@@ -100,7 +100,7 @@ bool agree(const std::vector<std::string>& taken, const std::vector<std::string>
 
 std::vector<Seen> see_elements_from_title(const Subject& subject) {
   if (!subject.record.ok || !subject.poscar || !subject.poscar->symbols.empty()) return {};
-  const std::vector<std::string> taken = taken_elements(subject);
+  const std::vector<std::string> taken = recorded_elements(subject);
   const std::vector<std::string> potcar = potcar_elements(subject.record.source_path);
   const Title title = title_of(subject.poscar->title);
   const std::string elements = first_of(taken, 8);
@@ -117,7 +117,7 @@ std::vector<Seen> see_elements_from_title(const Subject& subject) {
                            " were taken from its title " + shown(subject.poscar->title) + beside +
                            ".";
   const bool sure = from_title && potcar.empty();
-  // More symbols in the title than species: nobody knows which of them are meant.
+  // With more symbols in the title than species, it is not known which of them are meant.
   const bool ambiguous = title.only_formulas && title.elements.size() != taken.size();
   return {{text, {}, sure && !ambiguous ? Severity::warning : Severity::error}};
 }

@@ -1,4 +1,4 @@
-// Pieces of the messages.
+// Parts of messages.
 #pragma once
 
 #include <cstddef>
@@ -9,13 +9,13 @@
 
 namespace structure_ingest::internal {
 
-/// A number in four significant digits: "3.142", "1e+20".
+/// A number with four significant digits: "3.142", "1e+20".
 std::string number_text(double value);
 
 /// "1 atom", "3 atoms".
 std::string counted(std::size_t count, std::string_view singular);
 
-/// "Fe2O3" with the elements in ascending order and fractional counts in up to three digits.
+/// "Fe2O3" with the elements in ascending order and fractional counts with up to three digits.
 std::string composition_text(const std::map<std::string, double>& composition);
 
 /// "'Fe1', 'Fe2' and 3 more": the first few of a list.

@@ -19,16 +19,16 @@ namespace {
 constexpr std::size_t PIECE = std::size_t{1} << 15;
 constexpr std::size_t MOST_LINE = std::size_t{1} << 16;
 
-/// Frames are counted in this much of a file.
+/// Count frames in at most this much of a file.
 constexpr std::uint64_t MOST_BYTES = std::uint64_t{256} << 20;
 
 bool is_blank(std::string_view line) {
   return stripped(line).empty();
 }
 
-/// The lines of a file read in pieces. A line ends at a line feed, or at a carriage return where
-/// the first piece has no line feed; the reader's other line boundaries are rare enough to be left
-/// out. A line is cut after MOST_LINE bytes.
+/// Reads the lines of a file in pieces. A line ends at a line feed, or at a carriage return when
+/// the first piece has no line feed; the reader's other line boundaries are too rare to support
+/// here. A line is cut after MOST_LINE bytes.
 class Lines {
  public:
   explicit Lines(const std::string& path) : file_(path), piece_(new char[PIECE]) {
@@ -51,12 +51,12 @@ class Lines {
     return true;
   }
 
-  /// Leaves out `count` lines; false when the file ends before.
+  /// Skips `count` lines; false when the file ends first.
   bool skip(std::size_t count) {
     while (count > 0 && fill()) {
       const char* const begin = piece_.get() + at_;
       const std::size_t ahead = end_ - at_;
-      // Most often the whole piece is left out, and counting is faster than looking for each end.
+      // Usually the whole piece is skipped, and counting line ends is faster than finding each one.
       const auto lines = static_cast<std::size_t>(std::count(begin, begin + ahead, feed_));
       if (lines < count) {
         at_ = end_;
@@ -75,12 +75,12 @@ class Lines {
 
   bool too_long() const { return read_ >= MOST_BYTES; }
 
-  /// How many bytes the file has, and how many of them have been taken.
+  /// The size of the file, and the number of bytes taken so far.
   std::uint64_t size() const { return file_.size(); }
   std::uint64_t taken() const { return read_ - (end_ - at_); }
 
-  /// The last line with anything but blanks, if it lies in the last bytes of the file; afterwards
-  /// the lines go on where they were.
+  /// The last non-blank line, if it lies in the last bytes of the file. Does not change the next
+  /// line.
   std::string last_line() {
     constexpr std::uint64_t MOST = 4096;
     const std::uint64_t begin = size() - std::min(size(), MOST);
@@ -125,8 +125,8 @@ std::optional<std::size_t> frame_size(std::string_view line) {
   return count;
 }
 
-/// Whether the file ends with the last atom of the record. A second frame might end with the same
-/// atom, but would make the file twice as long.
+/// Whether the file ends with the last atom of the record. A second frame may end with the same
+/// atom line; the size of the file excludes that.
 bool ends_with_record(Lines& lines, const IngestedStructure& record, const XyzFile& file,
                       std::uint64_t frame_begin) {
   const std::uint64_t head = lines.taken() - frame_begin;
@@ -149,7 +149,7 @@ bool ends_with_record(Lines& lines, const IngestedStructure& record, const XyzFi
 
 void count_frames(Lines& lines, XyzFile& file) {
   std::string line;
-  std::size_t number = 0;  // of the line, counted from behind the first frame
+  std::size_t number = 0;  // of the line, counted from the end of the first frame
   const auto stop_at = [&](std::size_t at, std::string_view text) {
     file.trailing_line = at;
     file.trailing_text = text;

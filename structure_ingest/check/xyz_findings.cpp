@@ -35,18 +35,19 @@ std::optional<std::string> one_of(const std::vector<std::string>& words,
   return std::nullopt;
 }
 
-// What programs call their files of forces, velocities and the like (CP2K: -frc-, -vel-).
+// Parts of the names that programs give to files of forces, velocities and the like (CP2K: -frc-,
+// -vel-).
 constexpr std::array<std::string_view, 17> NOT_POSITIONS = {
     "force",    "forces",   "frc",          "gradient",      "gradients", "grad",
     "grads",    "velocity", "velocities",   "vel",           "vels",      "velo",
     "momentum", "momenta",  "displacement", "displacements", "dipoles"};
-// In a comment these words may also tell of a property of the whole frame, such as the largest
-// force; then the coordinates decide.
+// In a comment these words may also describe a property of the whole frame, such as the largest
+// force; the coordinates then decide.
 constexpr std::array<std::string_view, 8> NOT_POSITIONS_IN_COMMENT = {
     "force",    "forces",     "gradient", "gradients",
     "velocity", "velocities", "momenta",  "displacements"};
 
-/// The column in which the reader began with the coordinates of the first atom.
+/// The first column that the reader took for coordinates of the first atom.
 std::size_t coordinate_column(const XyzFile& file) {
   if (file.first_atoms.empty()) return 1;
   const std::vector<std::string_view> tokens = tokens_of(file.first_atoms[0], 5);
@@ -60,7 +61,7 @@ const XyzColumn* column_named(const std::vector<XyzColumn>& columns, std::string
   return found == columns.end() ? nullptr : &*found;
 }
 
-/// The length unit that a companion names, in quotes; empty when it names none.
+/// The length unit in a companion, in quotes; empty when it names none.
 std::string unit_in_companion(const std::string& path) {
   constexpr std::size_t MOST = std::size_t{1} << 20;
   const FileHead head = file_head(path, MOST);
@@ -187,7 +188,7 @@ std::vector<Seen> see_cell_not_read(const Subject& subject) {
       for (char& c : rest) {
         if (std::string_view("=\"'{}[](),:").find(c) != std::string_view::npos) c = ' ';
       }
-      // Up to one word, such as "vectors", may stand between the key and its numbers.
+      // At most one word, such as "vectors", may stand between the key and its numbers.
       std::size_t numbers = 0;
       std::size_t words = 0;
       for (const std::string_view token : tokens_of(rest, 12)) {

@@ -18,7 +18,7 @@ constexpr std::array<std::string_view, 2> PROJECT_MARKERS = {".strataquill_state
 constexpr std::array<std::string_view, 1> PROJECT_MARKER_DIRS = {".strataquill"};
 
 bool is_project_root(const std::string& folder) {
-  // The folder is resolved already; joining text keeps the walk up a long path cheap.
+  // The folder is resolved: joining text is enough, and keeps the walk up a long path cheap.
   const std::string prefix = folder == "/" ? folder : folder + "/";
   return std::any_of(PROJECT_MARKERS.begin(), PROJECT_MARKERS.end(),
                      [&](auto name) { return is_regular_file(prefix + std::string(name)); }) ||
@@ -29,13 +29,14 @@ bool is_project_root(const std::string& folder) {
 }  // namespace
 
 std::optional<std::string> FolderOwners::owner_of(const std::string& resolved_path) {
-  std::vector<std::string> passed;  // folders that share the answer of the one above them
+  std::vector<std::string> passed;  // folders with the same answer as their parent
   std::optional<std::string> owner;
   std::string folder = resolved_path;
   while (folder != "/") {
     folder.resize(std::max<std::size_t>(folder.rfind('/'), 1));
     if (folder == stop_at_) break;
-    // No folder has so long a name; remembering each would take memory quadratic in the length.
+    // No folder has so long a name; remembering each would take memory quadratic in the length of
+    // the path.
     if (folder.size() >= PATH_MAX) continue;
     if (const auto known = known_.find(folder); known != known_.end()) {
       owner = known->second;

@@ -1,4 +1,4 @@
-// The projects that folders lie in, with each folder looked at once.
+// Finds the projects that folders lie in, and examines each folder once.
 #pragma once
 
 #include <optional>
@@ -9,11 +9,11 @@ namespace structure_ingest::internal {
 
 class FolderOwners {
  public:
-  /// The walk up ends before the folder `stop_at` (resolved), which is not looked at itself.
+  /// The walk up ends before the folder `stop_at` (resolved), which is not examined.
   explicit FolderOwners(std::optional<std::string> stop_at) : stop_at_(std::move(stop_at)) {}
 
-  /// The nearest project root above a file or folder, whose resolved path is given; nothing when
-  /// there is none.
+  /// The nearest project root above a file or folder, given its resolved path; nothing when there
+  /// is none.
   std::optional<std::string> owner_of(const std::string& resolved_path);
 
   /// Whether a file lies in a project other than `project` (resolved): its owner is neither that
@@ -22,7 +22,7 @@ class FolderOwners {
 
  private:
   std::optional<std::string> stop_at_;
-  std::unordered_map<std::string, std::optional<std::string>> known_;  // by the folder itself
+  std::unordered_map<std::string, std::optional<std::string>> known_;  // by folder
 };
 
 }  // namespace structure_ingest::internal

@@ -9,16 +9,16 @@
 
 namespace structure_ingest {
 
-/// How far up an owner is looked for.
+/// Bounds the search for an owner.
 struct OwnerOptions {
-  /// The walk ends before this folder, which is not examined itself. One that cannot be expanded
-  /// or resolved is no bound.
+  /// The walk ends before this folder, which is not examined. A folder that cannot be expanded or
+  /// resolved sets no bound.
   std::optional<std::string> stop_at{};
 };
 
 /// The nearest project root above `path` (which is not examined itself), as a resolved path, or
-/// nothing. A leading "~" is expanded. Whatever cannot be expanded, resolved or tested counts as
-/// not there; nothing is reported.
+/// nothing. A leading "~" is expanded. A path that cannot be expanded or resolved has no project
+/// root, and a marker that cannot be tested does not count; nothing is reported.
 STRUCTURE_INGEST_API std::optional<std::string> owning_project_root(
     const std::string& path, const OwnerOptions& options = {});
 

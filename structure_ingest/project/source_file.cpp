@@ -11,7 +11,7 @@ std::string candidate_path(const std::string& text, const std::string& project) 
     try {
       return join_path(project, expand_home(text));
     } catch (const std::exception&) {
-      // Taken literally below.
+      // No such home directory: take "~" literally below.
     }
   }
   return join_path(project, text);

@@ -1,4 +1,4 @@
-// One candidate file: its path in every form that is asked for, made once and handed down.
+// One candidate file: its path in every form in use, computed once and passed down.
 #pragma once
 
 #include <string>
@@ -7,12 +7,12 @@
 
 namespace structure_ingest::internal {
 
-/// Nothing below the place that makes it expands or resolves a path again.
+/// No function that takes a SourceFile expands or resolves its path again.
 struct SourceFile {
-  std::string path;         // absolute, in normal form, with links as they stand: opened and shown
+  std::string path;         // absolute, in normal form, links not followed: opened and shown
   std::string resolved;     // the same with links followed
   std::string identity;     // the resolved path, case-folded: equal for the same source
-  std::string discovery{};  // how it was found; empty when nobody said
+  std::string discovery{};  // how it was found; empty when not known
 };
 
 /// The absolute path of a candidate: a leading "~" is the home directory, and a relative path lies

@@ -9,8 +9,8 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// Moves what ASE gave into the record, step by step. Returns the warning of the step that failed;
-/// what the steps before it stored stays.
+/// Moves ASE's answer into the record, step by step. Returns the warning of the step that failed;
+/// the results of the steps before it stay in the record.
 std::optional<std::string> take_answer(AseAnswer&& answer, IngestedStructure& record) {
   using Failure = AseAnswer::Failure;
   if (answer.failure == Failure::unavailable) {
@@ -46,7 +46,7 @@ std::optional<std::string> take_answer(AseAnswer&& answer, IngestedStructure& re
 IngestedStructure parse_with_ase(const std::string& path, const std::string& format,
                                  const AskAse& ask_ase) {
   IngestedStructure record{.source_path = path, .format = format};
-  if (is_made_up_file(path)) {  // it may have no end
+  if (is_made_up_file(path)) {  // such a file may have no end
     record.warnings.emplace_back("ASE could not parse the file: it is not stored on a disk");
     return record;
   }

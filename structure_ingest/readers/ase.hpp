@@ -1,4 +1,4 @@
-// The library-backed reader: CIF and VASP files become records through ASE.
+// Makes records from CIF and VASP files, which ASE reads.
 #pragma once
 
 #include <functional>
@@ -10,27 +10,28 @@
 
 namespace structure_ingest::internal {
 
-/// What ASE gave for one file, as far as it came: the seam behind which ASE runs.
+/// ASE's answer for one file, complete up to the failure. Tests replace ASE with a function that
+/// returns one.
 struct AseAnswer {
   enum class Failure {
     none,
     unavailable,  // ASE cannot be loaded
     read,         // `ase.io.read` failed on the file
-    extraction,   // what it returned could not be taken apart; the fields before the failure stand
+    extraction,   // its result could not be converted; the fields before the failure are set
   };
   Failure failure = Failure::none;
-  std::string message{};                                // of the Python error, bounded in size
-  std::optional<std::vector<std::string>> labels{};     // one an atom, as ASE gives them
+  std::string message{};                                // the Python error's, bounded in size
+  std::optional<std::vector<std::string>> labels{};     // one an atom, as in ASE
   std::optional<std::vector<Vector3>> positions_ang{};  // Cartesian, one an atom
   std::optional<std::vector<Vector3>> cell_ang{};       // rows a, b, c, when the cell has rank 3
-  std::vector<std::string> warnings{};  // of Python about the file, each once, bounded; no part of
+  std::vector<std::string> warnings{};  // Python's about the file, each once, bounded; not part of
                                         // the record
 };
 
-/// Asks ASE for the file at a path (its text is handed over unchanged).
+/// Asks ASE for the file at a path, which is passed on unchanged.
 using AskAse = std::function<AseAnswer(const std::string& path)>;
 
-/// Makes the record of a CIF or VASP file; `format` is "cif" or "vasp". Every failure is one
+/// Reads a CIF or VASP file into a record; `format` is "cif" or "vasp". Every failure is one
 /// warning on a record with `ok` false.
 IngestedStructure parse_with_ase(const std::string& path, const std::string& format,
                                  const AskAse& ask_ase);

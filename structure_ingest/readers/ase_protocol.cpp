@@ -10,10 +10,10 @@ namespace {
 
 using Failure = AseAnswer::Failure;
 
-/// The failures by their byte.
+/// The failures, indexed by their byte in an answer.
 constexpr std::array<Failure, 3> FAILURES = {Failure::none, Failure::read, Failure::extraction};
 
-/// Cuts a text that is too long. No character has more than three bytes behind its first.
+/// Shortens a text that is too long. A UTF-8 character has at most three bytes after its first.
 std::string bounded(std::string_view text) {
   if (text.size() <= MAX_ASE_TEXT) return std::string(text);
   const auto continues = [&](std::size_t at) {
@@ -25,8 +25,8 @@ std::string bounded(std::string_view text) {
          " bytes in all]";
 }
 
-/// Takes an answer apart from its beginning. Do not trust counts: reserve at most what the bytes
-/// that are there can hold.
+/// Decodes an answer front to back. Do not trust counts: reserve at most what the remaining bytes
+/// can hold.
 class Input {
  public:
   explicit Input(std::string_view bytes) : rest_(bytes) {}
@@ -82,7 +82,7 @@ bool take_warnings(std::optional<std::vector<std::string>> warnings, AseAnswer& 
   return true;
 }
 
-/// Takes one section into `answer`; false when it makes no sense.
+/// Decodes one section into `answer`; false when it is malformed.
 bool take_section(Input& input, AseAnswer& answer) {
   const char kind = input.bytes(1)->front();
   if (kind == 'L') return (answer.labels = input.texts()).has_value();

@@ -1,5 +1,5 @@
-// What is said between the library and the worker that runs ASE. The head of ase_worker.py
-// describes it; nothing in an answer is trusted.
+// The protocol between the library and the worker that runs ASE; the head of ase_worker.py
+// describes it. Nothing in an answer is trusted.
 #pragma once
 
 #include <cstddef>
@@ -12,25 +12,25 @@
 
 namespace structure_ingest::internal {
 
-/// The worker's greetings, of one size: that ASE is installed, then that it is loaded.
+/// The worker's greetings, equal in size: that ASE is installed, then that it is loaded.
 inline constexpr std::string_view ASE_FOUND = "found  1";
 inline constexpr std::string_view ASE_READY = "ready  1";
 
-/// The bytes of a size or count.
+/// The size of a size or count, in bytes.
 inline constexpr std::size_t ASE_SIZE_BYTES = 8;
 
-/// The most bytes that are kept of a message or warning (ASE quotes what it cannot read, whatever
-/// its size), and the most warnings of one file.
+/// Limits on the text from one file: the bytes of a message or warning (ASE quotes unreadable
+/// content of any size), and the number of warnings.
 inline constexpr std::size_t MAX_ASE_TEXT = 4096;
 inline constexpr std::size_t MAX_ASE_WARNINGS = 16;
 
 std::string ase_request(const std::string& path);
 
-/// The number in ASE_SIZE_BYTES bytes.
+/// Decodes the number in ASE_SIZE_BYTES bytes.
 std::uint64_t ase_size(std::string_view bytes);
 
-/// What an answer says after its size; nothing when it makes no sense. A text above MAX_ASE_TEXT is
-/// cut between two characters, with " ... [cut: N bytes in all]" behind it.
+/// Decodes an answer without its leading size; nothing when it is malformed. A text above
+/// MAX_ASE_TEXT is cut between two characters, followed by " ... [cut: N bytes in all]".
 std::optional<AseAnswer> ase_answer(std::string_view bytes);
 
 }  // namespace structure_ingest::internal

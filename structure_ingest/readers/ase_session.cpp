@@ -29,21 +29,22 @@ using Transfer = ChildProcess::Transfer;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-std::string in_seconds(milliseconds time) {
+std::string seconds_text(milliseconds time) {
   std::array<char, 32> text{};
   const double seconds = std::chrono::duration<double>(time).count();
   return {text.data(), std::to_chars(text.data(), text.data() + text.size(), seconds).ptr};
 }
 
-// Starting a worker. Several interpreters may be starting at once: one that lacks ASE, or a wrapper
-// script that takes long to find out, must not delay the next. The first in order that has ASE is
-// taken, so that the choice does not depend on which one happens to be faster.
+// Starting a worker. Several interpreters may be starting at once: an interpreter without ASE, or a
+// slow wrapper script, must not delay the next. Take the first in order that has ASE, so that the
+// choice does not depend on which one is faster.
 
-/// How long the first interpreter is left alone: it takes some 30 ms to say that it has ASE, and
-/// 200 ms to load it.
+/// Start the next interpreter after this time: it takes some 30 ms to report that ASE is installed,
+/// and 200 ms to load it.
 constexpr milliseconds HEAD_START{60};
 
-/// A wrapper script that looks for an interpreter takes longer than HEAD_START in any case.
+/// Gives a script no head start: a wrapper that searches for an interpreter always takes longer
+/// than HEAD_START.
 milliseconds head_start(const std::string& interpreter) {
   try {
     std::array<char, 2> beginning{};
@@ -56,7 +57,7 @@ milliseconds head_start(const std::string& interpreter) {
 
 /// A worker that has not loaded ASE yet.
 struct StartingWorker {
-  std::size_t place;  // of its interpreter
+  std::size_t place;  // of its interpreter in the order of trial
   Deadline greeting_end;
   std::unique_ptr<ChildProcess> process;
   std::string heard{};
@@ -64,7 +65,7 @@ struct StartingWorker {
   bool found_ase() const { return heard.size() >= ASE_FOUND.size(); }
   bool ready() const { return heard.size() == ASE_FOUND.size() + ASE_READY.size(); }
 
-  /// Takes in what it has said. Returns what is wrong when it cannot become ready any more.
+  /// Reads what the worker has sent. Returns the problem when it can no longer become ready.
   std::optional<std::string> listen() {
     const std::string greetings = std::string(ASE_FOUND) + std::string(ASE_READY);
     const Transfer transfer = process->receive_present(heard, greetings.size());
@@ -76,7 +77,7 @@ struct StartingWorker {
   }
 };
 
-/// Waits until one of the workers has something to say.
+/// Waits until one of the workers has sent something or hung up.
 void wait_for_any(const std::vector<StartingWorker>& workers, Deadline deadline) {
   std::vector<pollfd> waited;
   waited.reserve(workers.size());
@@ -89,18 +90,18 @@ void wait_for_any(const std::vector<StartingWorker>& workers, Deadline deadline)
        static_cast<int>(std::clamp(left, milliseconds::rep{0}, most)));
 }
 
-/// One attempt to start a worker with each of `interpreters`, in their order.
-class Start {
+/// Tries to start a worker with each of `interpreters`, in their order.
+class StartAttempt {
  public:
-  Start(const AseSessionOptions& options, std::vector<std::string> interpreters,
-        std::vector<std::string>& slow)
+  StartAttempt(const AseSessionOptions& options, std::vector<std::string> interpreters,
+               std::vector<std::string>& slow)
       : options_(options), interpreters_(std::move(interpreters)), slow_(slow) {
     std::stable_partition(interpreters_.begin(), interpreters_.end(),
                           [&](const std::string& interpreter) { return !is_slow(interpreter); });
     problems_.assign(interpreters_.size(), "was not tried");
   }
 
-  /// A worker that has loaded ASE; null when there is none within the time limit.
+  /// Returns a worker that has loaded ASE; null when there is none within the time limit.
   std::unique_ptr<ChildProcess> run() {
     const Deadline deadline = steady_clock::now() + options_.time_limit;
     while (steady_clock::now() < deadline) {
@@ -108,7 +109,8 @@ class Start {
       drop_silent();
       if (!workers_.empty() && workers_.front().ready()) return std::move(workers_.front().process);
 
-      // Behind one that has ASE the others are not needed, unless it fails to load.
+      // Once an interpreter has ASE, drop those after it; they are needed only if it fails to load
+      // ASE.
       const auto found =
           std::find_if(workers_.begin(), workers_.end(), std::mem_fn(&StartingWorker::found_ase));
       const bool has_ase = found != workers_.end();
@@ -127,12 +129,12 @@ class Start {
       }
     }
     for (const StartingWorker& worker : workers_) {
-      give_up(worker, "did not load ASE within " + in_seconds(options_.time_limit) + " seconds");
+      give_up(worker, "did not load ASE within " + seconds_text(options_.time_limit) + " seconds");
     }
     return nullptr;
   }
 
-  /// What became of each interpreter, after a failure.
+  /// What happened to each interpreter, after a failure.
   std::string problems() const {
     std::string text;
     for (std::size_t place = 0; place < interpreters_.size(); ++place) {
@@ -160,15 +162,15 @@ class Start {
     });
   }
 
-  /// Drops those that are past the limit for their greeting. One that was in time before is dropped
-  /// only when another is ready: the time limit is then all that it has to keep.
+  /// Drops workers whose greeting is late. A worker whose interpreter has never been late is
+  /// dropped only when another worker is ready; otherwise only the overall time limit bounds it.
   void drop_silent() {
     const bool has_ready =
         std::any_of(workers_.begin(), workers_.end(), std::mem_fn(&StartingWorker::ready));
     std::erase_if(workers_, [&](const StartingWorker& worker) {
       if (worker.found_ase() || steady_clock::now() < worker.greeting_end) return false;
       if (!has_ready && !is_slow(interpreters_[worker.place])) return false;
-      give_up(worker, "said nothing for " + in_seconds(options_.greeting_limit) + " seconds");
+      give_up(worker, "said nothing for " + seconds_text(options_.greeting_limit) + " seconds");
       return true;
     });
   }
@@ -176,7 +178,7 @@ class Start {
   void start_next() {
     const std::string& interpreter = interpreters_[next_];
     try {
-      // UTF-8 whatever the locale: what a file holds must not depend on the environment.
+      // Force UTF-8: how a file is read must not depend on the locale.
       auto process = std::make_unique<ChildProcess>(
           std::vector<std::string>{interpreter, "-I", "-X", "utf8", "-c", options_.script});
       workers_.push_back({.place = next_,
@@ -189,7 +191,7 @@ class Start {
     ++next_;
   }
 
-  /// When the next greeting limit ends, if that is before `deadline`.
+  /// The end of the next greeting limit, or `deadline` if that is earlier.
   Deadline next_event(Deadline deadline) const {
     for (const StartingWorker& worker : workers_) {
       if (worker.greeting_end > steady_clock::now()) {
@@ -205,7 +207,7 @@ class Start {
   std::vector<StartingWorker> workers_;  // in the order of the interpreters
   std::size_t next_ = 0;                 // the interpreter to start next
   Deadline head_start_end_;
-  std::vector<std::string> problems_;  // of each interpreter
+  std::vector<std::string> problems_;  // one for each interpreter
 };
 
 // Asking a worker.
@@ -214,12 +216,12 @@ AseAnswer read_failure(std::string message) {
   return {.failure = AseAnswer::Failure::read, .message = std::move(message)};
 }
 
-/// The current folder, also when it has no name any more or cannot be reached by name.
+/// Opens the current folder, even when it was deleted or cannot be reached by name.
 Descriptor current_folder() {
   return Descriptor(retried([] { return open(".", O_PATH | O_DIRECTORY | O_CLOEXEC); }));
 }
 
-/// Asks for one file and takes the whole answer.
+/// Asks for one file and receives the whole answer.
 Transfer exchange(ChildProcess& worker, const std::string& path, int folder, Deadline deadline,
                   std::string& answer) {
   if (const Transfer sent = worker.send(ase_request(path), folder, deadline);
@@ -234,7 +236,7 @@ Transfer exchange(ChildProcess& worker, const std::string& path, int folder, Dea
   return worker.receive(answer, ase_size(size), deadline);
 }
 
-/// Whether it is silent and alive, as a worker is that waits for a request.
+/// Whether the worker is alive and has sent nothing, as it must while it waits for a request.
 bool is_waiting(ChildProcess& worker) {
   std::string unasked;
   return worker.receive_present(unasked, 1) == Transfer::late;
@@ -255,7 +257,7 @@ std::vector<std::string> ase_interpreters() {
       interpreters.push_back(std::move(file));
     }
   }
-  const std::string configured = STRUCTURE_INGEST_PYTHON;  // by the build; may be empty
+  const std::string configured = STRUCTURE_INGEST_PYTHON;  // set by the build; may be empty
   if (!configured.empty() && (interpreters.empty() || interpreters.front() != configured)) {
     interpreters.push_back(configured);
   }
@@ -265,8 +267,8 @@ std::vector<std::string> ase_interpreters() {
 AseSession::AseSession(AseSessionOptions options) : options_(std::move(options)) {}
 
 std::unique_ptr<ChildProcess> AseSession::start_worker() {
-  Start start(options_, options_.interpreters ? *options_.interpreters : ase_interpreters(),
-              slow_interpreters_);
+  StartAttempt start(options_, options_.interpreters ? *options_.interpreters : ase_interpreters(),
+                     slow_interpreters_);
   std::unique_ptr<ChildProcess> worker = start.run();
   if (!worker) why_unavailable_ = start.problems();
   return worker;
@@ -288,7 +290,7 @@ AseAnswer AseSession::read(const std::string& path) {
     switch (exchange(*worker, path, folder.number(), steady_clock::now() + options_.time_limit,
                      bytes)) {
       case Transfer::late:
-        return read_failure("no answer within " + in_seconds(options_.time_limit) + " seconds");
+        return read_failure("no answer within " + seconds_text(options_.time_limit) + " seconds");
       case Transfer::closed:
         return read_failure("the process that runs ASE " + worker->end());
       case Transfer::done:

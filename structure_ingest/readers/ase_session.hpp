@@ -1,4 +1,4 @@
-// ASE in a child process: one worker that reads the CIF and VASP files of a batch.
+// Runs ASE in a child process: one worker reads the CIF and VASP files of a batch.
 #pragma once
 
 #include <chrono>
@@ -14,33 +14,32 @@
 namespace structure_ingest::internal {
 
 /// The Python interpreters that may be able to import ASE: the first `python3` in PATH, then the
-/// one that was configured when the library was built. Folders in PATH that are not absolute are
-/// left out: what they name depends on the current folder.
+/// one configured when the library was built. Relative folders in PATH are ignored: what they name
+/// depends on the current folder.
 std::vector<std::string> ase_interpreters();
 
 struct AseSessionOptions {
-  /// How long ASE may take to be loaded, and then for each file.
+  /// How long ASE may take to load, and then for each file.
   std::chrono::milliseconds time_limit = std::chrono::seconds(120);
-  /// How long an interpreter may take to say that it has ASE while a later one is ready.
+  /// How long an interpreter may take to report that it has ASE while a later one is ready.
   std::chrono::milliseconds greeting_limit = std::chrono::seconds(5);
   std::optional<std::vector<std::string>> interpreters{};  // instead of ase_interpreters()
   std::string script = ASE_WORKER_SCRIPT;
 };
 
-/// Owns the worker: it is started for the first file, reused for those that follow, and ended with
-/// the session. A worker that ends, takes too long or gives a senseless answer costs the file that
-/// it was reading: a failed read, with what happened as its message. The next file gets a new
-/// worker. Where ASE cannot be loaded, each file tries again. A session serves one thread at a
-/// time; sessions share nothing.
+/// Owns the worker: starts it for the first file, reuses it for later files, and ends it with the
+/// session. When a worker ends, takes too long or gives a malformed answer, only the file it was
+/// reading fails, with the reason as its message; the next file gets a new worker. When ASE cannot
+/// be loaded, each file tries again. Use a session on one thread at a time; sessions share nothing.
 class AseSession {
  public:
   explicit AseSession(AseSessionOptions options = {});
 
-  /// Asks ASE for the file at `path`; a relative path starts at the current folder.
+  /// Asks ASE for the file at `path`, relative to the current folder unless it is absolute.
   AseAnswer read(const std::string& path);
 
-  /// After an answer `unavailable`: what became of each interpreter, for example "/usr/bin/python3
-  /// cannot be started: Too many open files". Empty after any other answer.
+  /// After an answer `unavailable`, what happened to each interpreter, for example
+  /// "/usr/bin/python3 cannot be started: Too many open files". Empty after any other answer.
   const std::string& why_unavailable() const { return why_unavailable_; }
 
   /// The process id of the worker that waits for the next file, if there is one.
@@ -51,7 +50,7 @@ class AseSession {
 
   AseSessionOptions options_;
   std::unique_ptr<ChildProcess> worker_;
-  std::vector<std::string> slow_interpreters_;  // missed a limit; tried last from then on
+  std::vector<std::string> slow_interpreters_;  // missed a limit once: now tried last
   std::string why_unavailable_;
 };
 

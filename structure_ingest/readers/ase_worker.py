@@ -5,7 +5,7 @@ on the null device, a stream socket as descriptor 3 and the reading end of a pip
 The pipe is never written to: it hangs up when the host ends.
 
 All numbers are little-endian; a size or count is an unsigned integer of 8 bytes. The worker first
-sends FOUND when an ASE is installed and then READY when it has loaded it; when it cannot, it ends.
+sends FOUND if ASE is installed and then READY once it has loaded it; otherwise it ends.
 Then, until the host hangs up, each request
 
     size | bytes of a path, with the host's current folder as an attached descriptor
@@ -14,7 +14,7 @@ gets the answer
 
     size of what follows | failure (one byte) | size | message | sections
 
-where the sections, each only as far as extraction came, are
+with these sections, up to the first that could not be extracted:
 
     "L" | count | for each atom: size | label
     "P" | count | for each atom: three doubles, its Cartesian position
@@ -57,26 +57,26 @@ CHANGES = {
 
 
 def end_with_owner():
-    """Has the kernel end this process (SIGIO) when the lifeline hangs up, however busy it is."""
+    """Has the kernel end this process (SIGIO) when the lifeline hangs up, even while it is busy."""
     signal.signal(signal.SIGINT, signal.SIG_DFL)
     fcntl.fcntl(LIFELINE, fcntl.F_SETOWN, os.getpid())
     fcntl.fcntl(LIFELINE, fcntl.F_SETFL, os.O_ASYNC | os.O_NONBLOCK)
-    if select.select([LIFELINE], [], [], 0)[0]:  # it hung up before that
+    if select.select([LIFELINE], [], [], 0)[0]:  # it had already hung up
         os._exit(0)
 
 
 def limit_memory():
-    """A file of a few bytes can claim a billion atoms; it fails then, and the host has its memory."""
+    """Limits memory: a file of a few bytes can claim a billion atoms and exhaust the host."""
     hard = resource.getrlimit(resource.RLIMIT_DATA)[1]
     limit = MOST_MEMORY if hard == resource.RLIM_INFINITY else min(hard, MOST_MEMORY)
     resource.setrlimit(resource.RLIMIT_DATA, (limit, hard))
 
 
 def take_writing_away():
-    """Makes this process unable to change a file: ASE opens some formats for writing when it only
-    reads them, and creates lock files beside others. Each step is taken where the system offers it."""
+    """Makes this process unable to change files: ASE opens some formats for writing when it only
+    reads them, and creates lock files beside others. Takes each step that the system supports."""
     sys.dont_write_bytecode = True
-    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)  # a write beyond the limit is an error, no end
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)  # let the write fail instead
     resource.setrlimit(resource.RLIMIT_FSIZE, (0, 0))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     try:
@@ -88,8 +88,8 @@ def take_writing_away():
 
 
 def restrict_with_landlock():
-    """Denies this process all changes below "/", starting programs, and connections over TCP; the
-    null device stays writable. Numbers and structures are those of <linux/landlock.h>. Returns
+    """Denies this process all changes below "/", starting programs and TCP connections; the
+    null device stays writable. Numbers and structures are from <linux/landlock.h>. Returns
     whether the kernel agreed."""
     import ctypes
 
@@ -122,8 +122,8 @@ def restrict_with_landlock():
 
 
 def refuse_changes(event, arguments):
-    """Where the kernel cannot: refuses what Python's own functions would change. What a C library
-    does by itself is left to the file size limit."""
+    """The audit hook for kernels without Landlock: refuses changes by Python's own functions. The
+    file size limit stops writes by C libraries."""
     if event == "open":
         path, _, flags = arguments
         if not (flags or 0) & (os.O_WRONLY | os.O_RDWR | os.O_CREAT | os.O_TRUNC) or path == os.devnull:
@@ -134,21 +134,20 @@ def refuse_changes(event, arguments):
 
 
 def has_callers_rights():
-    """False in a program that runs with more rights than the user who started it."""
+    """False in a program that runs with more rights than its user, such as a set-user-ID one."""
     return os.getuid() == os.geteuid() and os.getgid() == os.getegid()
 
 
 def add_python_path():
-    """Adds the absolute folders of PYTHONPATH, in front as Python does; -I leaves them out. What an
-    empty or relative entry means depends on the current folder, which may be anybody's."""
+    """Puts the absolute folders of PYTHONPATH in front, as Python does without -I. Ignores empty
+    and relative entries: they depend on the current folder, which another user may control."""
     if has_callers_rights():
         folders = os.environ.get("PYTHONPATH", "").split(os.pathsep)
         sys.path[:0] = [folder for folder in folders if os.path.isabs(folder)]
 
 
 def add_user_packages():
-    """Adds the packages that the user installed for themselves, in their usual place before those
-    of the system; -I leaves them out."""
+    """Adds the user's own packages before those of the system, as Python does without -I."""
     if sys.prefix != sys.base_prefix or os.environ.get("PYTHONNOUSERSITE"):
         return
     if not has_callers_rights():
@@ -175,7 +174,7 @@ def sized(content):
 
 
 def text_bytes(text):
-    """UTF-8, with the bytes of a path that are not UTF-8 as they are in the path."""
+    """The text as UTF-8; undecodable bytes of a path become the original bytes again."""
     try:
         return text.encode("utf-8", "surrogateescape")
     except UnicodeEncodeError:
@@ -190,7 +189,7 @@ def message(error):
 
 
 def vectors(rows):
-    """The count of the rows, and their numbers."""
+    """The number of rows, and their numbers."""
     import numpy
 
     array = numpy.asarray(rows, dtype="<f8")
@@ -200,22 +199,22 @@ def vectors(rows):
 
 
 def name_for_ase(path):
-    """The same file by a name that ASE takes as a file's: it takes one that begins with these words
-    as the address of a database, and connects to it."""
+    """Another name for the same file, if ASE would take this one for a database address and connect
+    to it because of the word it begins with."""
     is_address = path.startswith(("postgres", "mysql", "mariadb"))
     return "./" + path if is_address else path
 
 
 def read_named_file(read, path):
-    """`read(path)`, of the file at `path` whatever its name: ASE takes what stands behind an @ in a
-    name as an index, and reads the file that is named in front of it."""
+    """Calls `read` for exactly the file at `path`: ASE would take the text after an @ in a name for
+    an index, and read the file named before the @."""
     if "@" in os.path.basename(path):
         return read(name_for_ase(path), do_not_split_by_at_sign=True)
     return read(name_for_ase(path))
 
 
 def answer(read, path):
-    # Whatever a reader raises is an error of the file, also an attempt to exit.
+    # Whatever a reader raises, an attempt to exit included, is an error of the file.
     try:
         atoms = read_named_file(read, path)
     except BaseException as error:
@@ -235,21 +234,21 @@ def answer(read, path):
 
 
 def answer_with_warnings(read, path):
-    texts = {}  # as a set in order
+    texts = {}  # an ordered set
 
     def keep(text, category, *_):
         if len(texts) < MOST_WARNINGS and not issubclass(category, ABOUT_CODE):
             texts[message(text)] = None
 
     with warnings.catch_warnings():
-        warnings.simplefilter("always")  # also what was said of an earlier file
+        warnings.simplefilter("always")  # repeat warnings of earlier files
         warnings.showwarning = keep
         content = answer(read, path)
     return b"".join([content, b"W", number(len(texts)), *map(sized, texts)])
 
 
 def receive(channel, size):
-    """Bytes of a request, with the descriptors that came along; the end when the host hung up."""
+    """Receives `size` bytes and the attached descriptors; ends the process if the host hung up."""
     content = b""
     folders = []
     while len(content) < size:
@@ -272,7 +271,7 @@ def enter(folders):
 
 def serve(channel, read, owner):
     while True:
-        # Copies of the owner that forked may keep the channel open after its end.
+        # A fork of the owner may keep the channel open after the owner's end.
         while not select.select([channel], [], [], 1)[0]:
             if os.getppid() != owner:
                 os._exit(0)
@@ -292,7 +291,7 @@ def main():
         os._exit(0)
     os.write(CHANNEL, FOUND)
 
-    gc.disable()  # loading makes no garbage worth the search
+    gc.disable()  # loading ASE leaves too little garbage to collect
     import socket
 
     from ase.io import read

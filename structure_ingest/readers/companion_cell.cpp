@@ -18,10 +18,10 @@
 //   unit        (?im)^\s*calculation\.control\.lengthUnit\s*=\s*['"]?([^'"\s%#]+)
 //   number      [-+]?(?:\d+(?:\.\d*)?|\.\d+)(?:[eE][-+]?\d+)?
 //
-// A regular-expression engine backtracks over white space that spans lines and takes quadratic time
-// on files with many blank lines. The patterns need no backtracking when they are read by hand,
-// since no part of them can begin with a character that the part before it may end with; so each
-// search below goes over the text once. The tests compare it with the patterns themselves.
+// A regular-expression engine backtracks over white space that spans lines, and takes quadratic
+// time on files with many blank lines. Read by hand, the patterns need no backtracking: no part of
+// them can begin with a character that the previous part may end with. Each search below therefore
+// goes over the text once. The tests compare it with the patterns themselves.
 
 namespace structure_ingest::internal {
 namespace {
@@ -30,8 +30,8 @@ constexpr std::string_view COMPANION_NAME = "scf.input";
 constexpr std::array<std::string_view, 5> BOHR_NAMES = {"bohr", "au", "a.u.", "atomicunit",
                                                         "atomicunits"};
 
-/// The ASCII letter that `character` stands for when case is ignored: besides the capitals these
-/// are the long s and the Kelvin sign. Other characters are themselves.
+/// Folds case as the patterns do: letters to lower case, the long s and the Kelvin sign to the
+/// ASCII letters that they match. Other characters stay as they are.
 char32_t folded(char32_t character) {
   if (character >= U'A' && character <= U'Z') return character + (U'a' - U'A');
   if (character == 0x017F) return U's';
@@ -39,7 +39,7 @@ char32_t folded(char32_t character) {
   return character;
 }
 
-/// A place in the text, with the steps that the patterns consist of.
+/// A position in the text, and the steps that the patterns consist of.
 struct Cursor {
   std::string_view text;
   std::size_t position = 0;
@@ -79,7 +79,8 @@ struct Cursor {
     skip_space();
     return skip('=');
   }
-  /// Goes to the first character of the next line that is not white space.
+  /// Moves to the first character of the next line that is not white space; that may lie several
+  /// lines down.
   bool next_line_start() {
     const std::size_t line_feed = text.find('\n', position);
     if (line_feed == std::string_view::npos) return false;
@@ -89,8 +90,8 @@ struct Cursor {
   }
 };
 
-/// Where the value of the next assignment of `key` starts, white space skipped; the search begins
-/// at a line whose first character that is not white space is at `line`.
+/// Where the value of the next assignment of `key` starts, after white space. `line` is at the
+/// first non-space character of the line where the search begins.
 std::optional<Cursor> find_value(Cursor& line, std::string_view key) {
   do {
     Cursor value = line;
@@ -108,8 +109,8 @@ Cursor first_line(std::string_view text) {
   return start;
 }
 
-/// The value of the first assignment of `key` that has one: up to a quote, white space, % or #,
-/// without one opening quote.
+/// The first non-empty value assigned to `key`: up to a quote, white space, % or #, after an
+/// optional opening quote.
 std::optional<std::string_view> word_value(std::string_view text, std::string_view key) {
   Cursor line = first_line(text);
   while (std::optional<Cursor> value = find_value(line, key)) {
@@ -129,8 +130,8 @@ std::optional<std::string_view> word_value(std::string_view text, std::string_vi
   return std::nullopt;
 }
 
-/// The block of the vectors: from the value's first character up to the next line that begins with
-/// a key assignment.
+/// The block of the vectors: from the start of the value to the next line that begins with a key
+/// assignment.
 std::optional<std::string_view> vector_block(std::string_view text) {
   Cursor line = first_line(text);
   const std::optional<Cursor> value = find_value(line, "system.centralCellVectors");
@@ -145,7 +146,7 @@ std::optional<std::string_view> vector_block(std::string_view text) {
   return text.substr(value->position);
 }
 
-/// Cuts the next number text off the front of `rest`; nothing when there is none left.
+/// Removes the text up to and including the next number from `rest`; nothing when there is none.
 std::optional<double> next_number(std::string_view& rest) {
   const auto digits = [&rest](std::size_t position) {
     while (position < rest.size()) {
@@ -195,7 +196,7 @@ std::optional<std::vector<Vector3>> rows_in(std::string_view block, double facto
   return rows;
 }
 
-/// What the companion at a path says; nothing where there is none that can be read.
+/// Reads the companion at a path; empty when it is missing or cannot be read.
 CompanionInput read_companion(const std::string& path) {
   if (!is_regular_file(path)) return {};
   try {

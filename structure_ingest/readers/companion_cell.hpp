@@ -18,27 +18,27 @@ struct CompanionCell {
   std::string provenance;                        // the companion's path, when there is a cell
 };
 
-/// What a companion says of structure files.
+/// The part of a companion that concerns structure files.
 struct CompanionInput {
-  std::optional<std::string> atom_file;          // the one that it belongs to, in lower case
+  std::optional<std::string> atom_file;          // the file it belongs to, in lower case
   std::optional<std::vector<Vector3>> cell_ang;  // three rows in ångström
 };
 
 /// Reads the text of a companion (UTF-8, LF line ends).
 CompanionInput companion_input(std::string_view text);
 
-/// The cell that a companion gives to a structure file of this name; nothing when it belongs to
-/// another one.
+/// The cell that a companion gives to a structure file of this name; nothing when the companion
+/// names another file.
 std::optional<std::vector<Vector3>> cell_for(const CompanionInput& companion,
                                              std::string_view structure_file_name);
 
-/// Looks companions up for the structure files of one batch. The companion of the latest folder is
-/// remembered, so that it is read once for all files beside it.
+/// Looks up the companions for the structure files of one batch. Remembers the companion of the
+/// latest folder, so that it is read once for all files beside it.
 class CompanionFiles {
  public:
-  /// Looks in the folder of the structure file `path` (in normal form) for "scf.input" and returns
-  /// its central-cell vectors, unless it names another structure file. Whatever is missing or wrong
-  /// gives no cell; nothing is reported.
+  /// Looks for "scf.input" in the folder of the structure file `path` (in normal form) and returns
+  /// its central-cell vectors, unless it names another structure file. A missing or malformed
+  /// companion gives no cell; nothing is reported.
   CompanionCell vorendal_cell(const std::string& path);
 
  private:

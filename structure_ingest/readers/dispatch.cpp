@@ -14,8 +14,8 @@
 namespace structure_ingest {
 namespace {
 
-/// Whether `text` is `lower`, whatever the case of its letters. No character outside ASCII has a
-/// lower case in ASCII that the names below contain, so the ASCII letters are enough.
+/// Whether `text` equals `lower` in any letter case. Comparing ASCII letters is enough: no
+/// character outside ASCII has a lower case that occurs in the names below.
 bool is_same(std::string_view text, std::string_view lower) {
   return std::equal(text.begin(), text.end(), lower.begin(), lower.end(), [](char a, char b) {
     return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b;
@@ -26,7 +26,7 @@ bool has_suffix(std::string_view name, std::string_view lower) {
   return name.size() >= lower.size() && is_same(name.substr(name.size() - lower.size()), lower);
 }
 
-/// The format of an existing file; nothing when its name is that of no structure file.
+/// The format of an existing file; nothing when its name is not that of a structure file.
 std::optional<std::string> format_of(const std::string& path) {
   const std::string_view name = internal::last_component(path);
   if (has_suffix(name, ".xyz") || has_suffix(name, ".extxyz")) return "xyz";
@@ -50,7 +50,7 @@ IngestedStructure read(const std::string& path, internal::Readers& readers, bool
     return format == "xyz" ? internal::parse_xyz(path, readers.companions, fingerprint)
                            : internal::parse_with_ase(path, *format, readers.ask_ase);
   } catch (const std::bad_alloc&) {
-    // What was read of it is freed by now: the files after it have that memory.
+    // Its memory is free again by now, so that the next files can be read.
     return failed_record(path, *format, "Could not read file: not enough memory");
   }
 }
@@ -58,7 +58,7 @@ IngestedStructure read(const std::string& path, internal::Readers& readers, bool
 }  // namespace
 
 bool is_structure_file(std::string_view path) {
-  // Most names that a scan asks about are those of other files: nothing is copied to tell.
+  // Scans ask about many other files: copy nothing.
   const std::string_view name = internal::last_component(path);
   return std::any_of(STRUCTURE_SUFFIXES.begin(), STRUCTURE_SUFFIXES.end(),
                      [&](std::string_view suffix) { return has_suffix(name, suffix); }) ||
@@ -117,7 +117,8 @@ IngestedStructure read_structure(const std::string& path, Readers& readers, bool
     try {
       record.sha256 = sha256_hex_of_file(text).substr(0, FINGERPRINT_DIGITS);
     } catch (const std::system_error&) {
-      // A file that cannot be read has no fingerprint; the record already says what is wrong.
+      // A file that cannot be read has no fingerprint; a warning in the record already gives the
+      // reason.
     }
   }
   return record;

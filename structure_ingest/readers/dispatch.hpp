@@ -1,4 +1,4 @@
-// Which files are structure files, and the functions that read them.
+// Recognises structure files by name, and reads them.
 #pragma once
 
 #include <array>
@@ -12,48 +12,47 @@
 
 namespace structure_ingest {
 
-/// File-name endings of structure files, compared without regard to letter case.
+/// File-name endings of structure files, compared in any letter case.
 inline constexpr std::array<std::string_view, 5> STRUCTURE_SUFFIXES = {".xyz", ".extxyz", ".cif",
                                                                        ".vasp", ".poscar"};
 
-/// File-name beginnings of VASP structure files, compared likewise.
+/// File-name beginnings of VASP structure files, compared in any letter case.
 inline constexpr std::array<std::string_view, 2> STRUCTURE_BASENAMES = {"poscar", "contcar"};
 
-/// Whether the last component of `path` is the name of a structure file: one that ends with a
-/// structure suffix or begins with "poscar" or "contcar". Nothing need exist at `path`.
+/// Whether the last component of `path` is the name of a structure file: it ends with a structure
+/// suffix or begins with "poscar" or "contcar". Does not access the file.
 STRUCTURE_INGEST_API bool is_structure_file(std::string_view path);
 
 /// Reads one structure file (`path` is used as it is: no "~", no resolution). Always returns a
-/// record; what is wrong with the file is a warning in it, also that it needs more memory than
-/// there is.
+/// record; problems with the file are warnings in it, running out of memory included.
 STRUCTURE_INGEST_API IngestedStructure parse_structure_file(const std::string& path);
 
-/// Reads many files: CIF and VASP files share one process that runs ASE, which is started for the
-/// first of them and ended with the parser; XYZ files in one folder share its companion, which is
-/// read once. For one thread at a time.
+/// Reads many files. CIF and VASP files share one process that runs ASE, started for the first of
+/// them and ended with the parser; XYZ files in one folder share its companion, which is read once.
+/// Use a parser on one thread at a time.
 class STRUCTURE_INGEST_API StructureParser {
  public:
   StructureParser();
-  /// Ends the process, if one was started, and waits for it.
+  /// Ends the ASE process, if one was started, and waits for it.
   ~StructureParser();
   /// Takes over the process of another parser, which must not parse any more.
   StructureParser(StructureParser&&) noexcept;
-  /// The same; the process of this one goes to the other.
+  /// As above; this parser's own process goes to the other.
   StructureParser& operator=(StructureParser&&) noexcept;
 
   /// As `parse_structure_file`.
   IngestedStructure parse(const std::string& path);
 
-  /// The same with the record's `sha256` filled in. An XYZ file is read once for both; a CIF or
-  /// VASP file, which another process reads, is read again for its fingerprint.
+  /// As `parse`, with the record's `sha256` filled in. Reads an XYZ file once for both; reads a CIF
+  /// or VASP file again for its fingerprint, since another process parses it.
   IngestedStructure parse_with_fingerprint(const std::string& path);
 
-  /// When ASE could not be used for the latest CIF or VASP file: what became of each Python
+  /// When ASE could not be used for the latest CIF or VASP file, what happened to each Python
   /// interpreter, for example "/usr/bin/python3 does not have ASE". Otherwise empty.
   const std::string& why_ase_is_unavailable() const;
 
-  /// What ASE itself warned of while it read the latest file, each in one text; none for an XYZ
-  /// file. The record holds none of it.
+  /// The warnings that ASE gave while it read the latest file, one text each; none for an XYZ file.
+  /// They are not part of the record.
   const std::vector<std::string>& reader_warnings() const;
 
  private:

@@ -1,4 +1,4 @@
-// The choice of the reader of a file, by its name.
+// Chooses the reader of a file by its name.
 #pragma once
 
 #include <string>
@@ -9,14 +9,14 @@
 
 namespace structure_ingest::internal {
 
-/// What the readers share while they read the files of one batch.
+/// State that the readers share while they read the files of one batch.
 struct Readers {
   AskAse ask_ase;
   CompanionFiles companions{};
 };
 
-/// Reads the file at `path` as `parse_structure_file` does; with `fingerprint` the record's
-/// `sha256` is filled in, unless the file's bytes cannot be read.
+/// Reads the file at `path` as `parse_structure_file` does; with `fingerprint`, fills in the
+/// record's `sha256` unless the file's bytes cannot be read.
 IngestedStructure read_structure(const std::string& path, Readers& readers,
                                  bool fingerprint = false);
 

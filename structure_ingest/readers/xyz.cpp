@@ -26,8 +26,8 @@ constexpr std::string_view MISSING_CELL =
     "domain.latvec: "
     "confirm the cell with the user or treat the system as a molecule in a vacuum box.";
 
-/// The value of the first Lattice="..." field of the comment line: the key in any letter case, the
-/// value in double quotes and not empty.
+/// The value of the first Lattice="..." field of the comment line that is not empty: the key in any
+/// letter case, the value in double quotes.
 std::optional<std::string_view> lattice_field(std::string_view comment) {
   constexpr std::string_view key = "lattice";
   for (std::size_t at = 0; (at = comment.find("=\"", at)) != std::string_view::npos; ++at) {
@@ -35,13 +35,13 @@ std::optional<std::string_view> lattice_field(std::string_view comment) {
     if (ascii_lower_cased(comment.substr(at - key.size(), key.size())) != key) continue;
     const std::string_view value = comment.substr(at + 2);
     const std::size_t end = value.find('"');
-    if (end == std::string_view::npos) break;  // no later field can be closed either
+    if (end == std::string_view::npos) break;  // no later field has a closing quote either
     if (end > 0) return value.substr(0, end);
   }
   return std::nullopt;
 }
 
-/// Takes the cell from the comment line when it gives nine numbers.
+/// Sets the cell if the comment line gives nine numbers.
 void read_lattice(std::string_view comment, IngestedStructure& record) {
   const std::optional<std::string_view> field = lattice_field(comment);
   if (!field) return;
@@ -65,9 +65,9 @@ struct Atoms {
   std::vector<Vector3> positions_ang;
 };
 
-/// Reads the atom line at `text` when it is as nearly all are, in ASCII with plain decimal numbers
-/// and ended by a line feed, and moves `text` behind it. Returns false for any other line, be it
-/// good or bad; then nothing is changed.
+/// The fast path for ordinary atom lines: ASCII, plain decimal numbers, ended by a line feed. Reads
+/// the line at `text` and moves `text` past it. Returns false and changes nothing for any other
+/// line, valid or not: read_atom() decides about those.
 bool read_plain_atom(const char*& text, const KnownSymbols& known, Atoms& atoms) {
   const char* at = text;
   while (*at == ' ' || *at == '\t') ++at;
@@ -89,7 +89,7 @@ bool read_plain_atom(const char*& text, const KnownSymbols& known, Atoms& atoms)
   return true;
 }
 
-/// Reads the atom lines that are ahead and plain, until there are `count` atoms.
+/// Reads buffered ordinary atom lines, until there are `count` atoms.
 void read_plain_atoms(LineReader& lines, std::size_t count, Atoms& atoms) {
   const KnownSymbols& known = known_symbols();
   for (;;) {
@@ -103,7 +103,7 @@ void read_plain_atoms(LineReader& lines, std::size_t count, Atoms& atoms) {
   }
 }
 
-/// Reads one atom line; returns the warning when it is no good.
+/// Reads any atom line; returns the warning when it is malformed.
 std::optional<std::string> read_atom(std::string_view line, bool vendor_orbital_column,
                                      Atoms& atoms) {
   std::array<std::string_view, 5> tokens;
@@ -117,7 +117,7 @@ std::optional<std::string> read_atom(std::string_view line, bool vendor_orbital_
   if (count < 4) return "Malformed atom line: " + quoted_form(line);
   std::string symbol = canonical_symbol(tokens[0]);
   if (symbol.empty()) return "Unknown element symbol: " + quoted_form(tokens[0]);
-  // A fifth token leaves room for an orbital name such as 3d before the coordinates.
+  // With five tokens or more, the second may be an orbital name such as 3d.
   const bool has_orbital_column = count == 5 && (vendor_orbital_column || !float_value(tokens[1]));
   const std::size_t coordinate_start = has_orbital_column ? 2 : 1;
   Vector3 position{};

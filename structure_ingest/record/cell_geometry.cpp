@@ -12,18 +12,18 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// The unit of atomic weights in grams, by the number of ångström cubed in a cm³ (CODATA 2018:
+/// Grams in one unit of atomic weight, times the number of ångström cubed in a cm³ (CODATA 2018:
 /// 1.66053906660e-24 g and 1e24).
 constexpr double U_PER_ANG3_IN_G_PER_CM3 = 1.66053906660;
 
-/// A volume below this share of a * b * c is the rounding error of vectors in one plane.
+/// A volume below this share of a * b * c is the rounding error of coplanar vectors.
 constexpr double ROUNDING = 64 * std::numeric_limits<double>::epsilon();
 
 double dot(const Vector3& a, const Vector3& b) {
   return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
 }
 
-/// The volume that unit vectors span; 0 when they lie in one plane.
+/// The volume that unit vectors span; 0 when they are coplanar.
 double unit_volume(const Vector3& a, const Vector3& b, const Vector3& c) {
   const Vector3 cross = {b[1] * c[2] - b[2] * c[1], b[2] * c[0] - b[0] * c[2],
                          b[0] * c[1] - b[1] * c[0]};
@@ -36,10 +36,10 @@ double unit_volume(const Vector3& a, const Vector3& b, const Vector3& c) {
 std::optional<CellGeometry> geometry_of(const std::vector<Vector3>& lattice_vectors_ang) {
   if (lattice_vectors_ang.size() != 3) return std::nullopt;
   CellGeometry geometry{};
-  std::array<Vector3, 3> directions{};  // of length one: products of them stay in range
+  std::array<Vector3, 3> directions{};  // of length one, so that products stay in range
   for (std::size_t i = 0; i < 3; ++i) {
     const Vector3& vector = lattice_vectors_ang[i];
-    // Two numbers at a time: the form for three takes no notice of a NaN.
+    // Nest the two-argument form: the three-argument form ignores a NaN.
     const double length = std::hypot(std::hypot(vector[0], vector[1]), vector[2]);
     if (!std::isfinite(length)) return std::nullopt;
     geometry.lengths_ang[i] = length;

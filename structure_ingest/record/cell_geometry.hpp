@@ -1,4 +1,4 @@
-// What follows from a unit cell: lengths, angles, volume, and with the atoms the density.
+// Derived quantities of a unit cell: lengths, angles, volume, and with the atoms the density.
 #pragma once
 
 #include <array>
@@ -12,9 +12,9 @@ namespace structure_ingest::internal {
 
 struct CellGeometry {
   std::array<double, 3> lengths_ang;  // a, b, c
-  /// alpha (between b and c), beta (a, c), gamma (a, b); none at a vector of length zero.
+  /// alpha (between b and c), beta (a, c), gamma (a, b); absent at a vector of length zero.
   std::array<std::optional<double>, 3> angles_deg;
-  /// 0 for vectors in one plane; none where a double cannot hold it.
+  /// 0 for coplanar vectors; absent when it exceeds a double.
   std::optional<double> volume_ang3;
 };
 
@@ -23,7 +23,7 @@ struct CellGeometry {
 std::optional<CellGeometry> geometry_of(const std::vector<Vector3>& lattice_vectors_ang);
 
 /// The density in g/cm³ of a cell of this volume that holds these atoms, by their standard atomic
-/// weights; nothing when an element has none or the volume is zero.
+/// weights; nothing when an element has no weight or the volume is zero.
 std::optional<double> density_g_cm3(const std::vector<std::string>& symbols, double volume_ang3);
 
 }  // namespace structure_ingest::internal

@@ -7,13 +7,18 @@
 #include "collaborators/material_reference_data.hpp"
 #include "structure_ingest/base/text.hpp"
 
+// Both tables are indexed by letters instead of searched, because every atom of every file is
+// looked up. KnownSymbols maps the first two letters of a label to the length of its symbol.
+// Counting maps a canonical symbol to one index, its first letter times COLUMNS plus the five
+// lowest bits of its second letter, such that ascending indices are ascending symbols; any other
+// text is counted in the map itself.
 namespace structure_ingest::internal {
 namespace {
 
 constexpr std::size_t LETTERS = 26;
 
-/// The second letters of symbols, each at the place that its five lowest bits say; NUL where a
-/// symbol has none.
+/// The second letters of symbols, each at the index of its five lowest bits; NUL for no second
+/// letter.
 constexpr std::string_view SECOND_LETTERS("\0abcdefghijklmnopqrstuvwxyz\0\0\0\0\0", 32);
 constexpr std::size_t COLUMNS = SECOND_LETTERS.size();
 constexpr std::size_t SYMBOLS = LETTERS * COLUMNS;
@@ -22,8 +27,8 @@ bool is_letter(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-/// The letters of a symbol as one index in ascending character order; SYMBOLS for what is no
-/// canonical symbol. Symbols are as good as random: no branch is to depend on their length.
+/// The letters of a symbol as one index in ascending character order; SYMBOLS for text that is not
+/// a canonical symbol. Symbols are unpredictable: do not branch on their length.
 std::size_t symbol_index(const std::string& symbol) {
   if (symbol.empty()) return SYMBOLS;
   const auto first = static_cast<std::size_t>(symbol[0] - 'A');
@@ -39,7 +44,7 @@ KnownSymbols::KnownSymbols() {
   for (const std::string_view symbol : KNOWN_ELEMENT_SYMBOLS) {
     const bool first = !symbol.empty() && symbol[0] >= 'A' && symbol[0] <= 'Z';
     const bool second = symbol.size() == 2 && symbol[1] >= 'a' && symbol[1] <= 'z';
-    if (!first || (symbol.size() != 1 && !second)) continue;  // can match no canonical symbol
+    if (!first || (symbol.size() != 1 && !second)) continue;  // not canonical: never found
     lengths_[letter(symbol[0])][second ? letter(symbol[1]) + 1 : 0] = second ? 2 : 1;
   }
 }

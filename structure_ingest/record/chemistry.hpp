@@ -11,13 +11,13 @@
 
 namespace structure_ingest::internal {
 
-/// Which symbols are known, by the letters that they begin and end with.
+/// The set of known symbols, indexed by first and second letter.
 class KnownSymbols {
  public:
   KnownSymbols();
 
-  /// The length, 1 or 2, of the symbol that a label with these first two characters begins with;
-  /// 0 when it begins with none.
+  /// The length, 1 or 2, of the symbol at the front of a label with these first two characters; 0
+  /// when there is none.
   std::size_t length(char first, char second) const {
     const auto row = letter(first), column = letter(second);
     return row < LETTERS ? lengths_[row][column < LETTERS ? column + 1 : 0] : 0;
@@ -34,8 +34,8 @@ class KnownSymbols {
 const KnownSymbols& known_symbols();
 
 /// The canonical element symbol that an atom label begins with (Fe for fe3+, Ca for CA), or the
-/// empty string. Two leading letters are always read as one symbol: there is no second try with
-/// the first alone, so that OW is nothing rather than oxygen.
+/// empty string. Two leading letters are always read as one symbol, never the first alone: OW gives
+/// the empty string, not oxygen.
 std::string canonical_symbol(std::string_view token);
 
 /// How often each symbol occurs, in ascending character order.

@@ -7,7 +7,7 @@ namespace structure_ingest {
 Json IngestedStructure::as_dict() const {
   using internal::utf8_text;
   Json dict = Json::object();
-  // Without this the mapping copies its values each time it grows.
+  // Reserve: the mapping copies its values each time it grows.
   dict.get_ref<Json::object_t&>().reserve(14);
   dict["source_path"] = utf8_text(source_path);
   dict["format"] = utf8_text(format);

@@ -10,12 +10,12 @@
 
 namespace structure_ingest::internal {
 
-/// A list of strings (bytes that are not UTF-8 read U+FFFD), or of vectors, each a list of three
+/// A list of strings (bytes that are not UTF-8 read U+FFFD), or of vectors as lists of three
 /// floats.
 Json json_list(const std::vector<std::string>& texts);
 Json json_list(const std::vector<Vector3>& vectors);
 
-/// The same of the cell, null when it is absent.
+/// The cell as a list of vectors; null when it is absent.
 Json json_cell(const std::optional<std::vector<Vector3>>& cell_ang);
 
 }  // namespace structure_ingest::internal

@@ -1,4 +1,4 @@
-// The manual page and the shell completion know the program's subcommands and options.
+// The manual page and the shell completion list the program's subcommands and options.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,7 +23,7 @@ std::string help(const std::string& subcommand) {
   return output_of(std::string(STRUCTURE_INGEST_PROGRAM) + " " + subcommand + " --help");
 }
 
-/// What a pattern's first group matches in `text`.
+/// The matches of a pattern's first group in `text`.
 Words matches(const std::string& text, const std::string& pattern) {
   const std::regex regex(pattern);
   Words found;
@@ -33,7 +33,7 @@ Words matches(const std::string& text, const std::string& pattern) {
   return found;
 }
 
-/// The options and subcommands that the help lists, each at the beginning of a line.
+/// The options and subcommands in the help, each at the beginning of a line.
 Words options_of(const std::string& help) {
   return matches(help, "\n  (?:-.,)?(--[a-z-]+)");
 }
@@ -43,8 +43,8 @@ Words subcommands() {
   return matches(text.substr(begin, text.find("\n\n", begin) - begin), "\n  ([a-z]+) ");
 }
 
-/// What Bash completes after the words of a command line, of which the last may be unfinished; in
-/// parentheses what it leaves to its own completion of names.
+/// Bash's completions for the words of a command line, the last of which may be unfinished; in
+/// parentheses the kind of names that are left to Bash itself.
 Words completions(const std::string& words) {
   return matches(output_of("bash -c 'set -eu; compopt() { COMPREPLY+=(\"($*)\"); }; "
                            "source " STRUCTURE_INGEST_SOURCE_DIR "/tools/completion.bash; "
@@ -68,7 +68,7 @@ TEST(Completion, OffersWhatTheHelpLists) {
   }
 }
 
-TEST(Completion, TellsWhatStandsWhere) {
+TEST(Completion, DependsOnThePosition) {
   const Words files = {"(-o default)"};
   const Words folders = {"(-o dirnames)"};
   const std::vector<std::pair<std::string, Words>> cases = {
@@ -151,7 +151,7 @@ TEST(ManualPage, DescribesEverySubcommandWithItsOptions) {
     ASSERT_NE(begin, std::string::npos) << subcommand;
     const std::size_t end = std::min(page.find("\n.Ss ", begin + 1), page.find("\n.Sh ", begin));
     const std::string section = page.substr(begin, end - begin);
-    Words described = {"--help", "--version"};  // of all
+    Words described = {"--help", "--version"};  // common to all
     for (const std::string& name : matches(section, "\n\\.It (?:Fl . , )?Fl -([a-z-]+)")) {
       described.insert("--" + name);
     }

@@ -1,4 +1,4 @@
-// The program as a user meets it: arguments in, output and exit status out.
+// The program as a user sees it: arguments in, output and exit status out.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -33,7 +33,7 @@ struct Program : testing::Test {
     w.write("bad.xyz", "1\n\nQq\x1B[31m 0 0 0\n");
     w.make_folder("proj");
   }
-  /// Runs the program in the scratch folder; `name` keeps the outputs of runs at once apart.
+  /// Runs the program in the scratch folder; `name` separates the outputs of concurrent runs.
   Outcome run(const std::string& arguments, const std::string& name = "run") {
     const std::string command = "cd '" + w.path() + "' && XDG_CONFIG_HOME='" + (w / "config") +
                                 "' '" + STRUCTURE_INGEST_PROGRAM + "' " + arguments + " >" + name +
@@ -121,8 +121,8 @@ TEST_F(Program, ChecksFiles) {
   EXPECT_EQ(run("check").status, 2);
 }
 
-// The lines on the cell of one atom: nothing that the file does not say.
-TEST_F(Program, ShowsWhatFollowsFromACell) {
+// The lines about the cell of one atom: only quantities that follow from the file.
+TEST_F(Program, ShowsDerivedQuantitiesOfACell) {
   struct Case {
     const char* lattice;
     const char* element;
@@ -140,7 +140,7 @@ TEST_F(Program, ShowsWhatFollowsFromACell) {
            Case{"3 0 0 0 3 0 0 0 3", "Tc",
                 "a = 3, b = 3, c = 3 \u00C5\n           #@"
                 "  volume   27 \u00C5\u00B3\n"},
-           // in one plane, up to rounding
+           // coplanar, up to rounding
            Case{"1 2 3 4 5 6 7 8 9", "Fe",
                 "a = 3.74166, b = 8.77496, c = 13.9284 \u00C5\n"
                 "           alpha = 3.447\u00B0, beta = 16.38\u00B0, gamma = 12.933\u00B0@"
@@ -149,7 +149,7 @@ TEST_F(Program, ShowsWhatFollowsFromACell) {
                 "a = 1, b = 2, c = 0 \u00C5\n"
                 "           alpha = undefined, beta = undefined, gamma = 90\u00B0@"
                 "  volume   0 \u00C5\u00B3\n"},
-           // more than a double holds
+           // too large for a double
            Case{"1e200 0 0 0 2e200 0 0 0 1e200", "Fe",
                 "a = 1e+200, b = 2e+200, c = 1e+200 \u00C5\n           #@"},
            Case{"1 0 0 0 2 0 0 0 nan", "Fe", "not three vectors of three finite numbers@"},
@@ -163,8 +163,8 @@ TEST_F(Program, ShowsWhatFollowsFromACell) {
   }
 }
 
-// The record holds all of it, and the terminal what a reader may want.
-TEST_F(Program, ShortensWhatAWarningQuotes) {
+// The record quotes all of it, the terminal only the beginning.
+TEST_F(Program, ShortensQuotesInWarnings) {
   const std::string count(2000000, '9');
   w.write("count.xyz", count + "\n\nHe 0 0 0\n");
   const Outcome shown = run("parse count.xyz");
@@ -194,8 +194,8 @@ TEST_F(Program, ParsesFilesAsJsonLines) {
   EXPECT_EQ(lines[3]["source_path"], "--json");
 }
 
-// Arguments come first, then the list, each path byte for byte.
-TEST_F(Program, TakesPathsFromAList) {
+// Paths from arguments come before those from the list; each is passed byte for byte.
+TEST_F(Program, ReadsPathsFromAList) {
   const std::string odd = " a\r\xFF.xyz";
   w.write(odd, "1\n\nHe 0 0 0\n");
   w.write("line\nfeed.xyz", "1\n\nHe 0 0 0\n");
@@ -291,7 +291,7 @@ TEST_F(Program, HydratesAStateFile) {
       structure_ingest::parse_json(tests::content_of(w / "fresh/.strataquill_state.json"));
   EXPECT_EQ(fresh["project_path"], w / "fresh");
   EXPECT_EQ(fresh["structure_sources"].size(), 1U);
-  // The folder of the state may be reached through a link; eight files are all that are considered.
+  // The folder of the state may be a link; at most eight files are considered.
   w.write("real/state.json", "{\"project_path\": \"" + (w / "proj") + "\"}");
   w.link("linked", "real");
   const std::string eight =
@@ -309,7 +309,7 @@ TEST_F(Program, HydratesAStateFile) {
               "\n  reason   not looked at, since only the first 8 files are (see --limit)\n"));
 }
 
-TEST_F(Program, TellsWhatAHydrationMadeOfEachFile) {
+TEST_F(Program, PrintsTheOutcomeOfEachFile) {
   w.write("proj/.strataquill_state.json", R"({"project_path": ""})");
   const std::string arguments =
       "hydrate --no-check --project proj " + (w / "cell.xyz") + " notes.txt";
@@ -368,7 +368,7 @@ std::string shell_quoted(const std::string& text) {
   return quoted + "'";
 }
 
-TEST_F(Program, TakesFilesOfAnyNameAndKeepsThemOffTheTerminal) {
+TEST_F(Program, AcceptsAnyFileNameAndEscapesItOnTheTerminal) {
   const std::vector<std::string> names = {" a b .xyz",       "q'\"uote$HOME`id`.xyz",
                                           "new\nline\r.xyz", "esc\x1B[2J\x1B]0;t\a.xyz",
                                           "c1\u009B31m.xyz", "no utf-8 \xFF\xC3\x9B.xyz",
@@ -393,7 +393,7 @@ TEST_F(Program, TakesFilesOfAnyNameAndKeepsThemOffTheTerminal) {
   const Json manifest = structure_ingest::parse_json(
       tests::content_of(w / "proj/.diagnostics/ingested_structures.json"));
   ASSERT_EQ(manifest["structures"].size(), names.size() + 1);
-  // A name that leaves no room for what a copy's name adds is cut short there.
+  // A file name too long for the suffix of its copy is shortened.
   const Outcome longest = run("ingest --project proj --json " +
                               w.write(std::string(251, 'n') + ".xyz", "1\n\nHe 0 0 0\n"));
   EXPECT_EQ(longest.status, 0);
@@ -425,7 +425,7 @@ TEST_F(Program, AStateThatCannotBeReadIsLeftAlone) {
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
     EXPECT_EQ(tests::content_of(w / "state.json"), content);
   }
-  // Of repeated keys the last value counts.
+  // The last value of a repeated key counts.
   w.write("state.json", R"({"project_path": "/else", "a": 1, "project_path": ")" + (w / "proj") +
                             R"(", "a": 2})");
   EXPECT_EQ(run("hydrate --state state.json " + (w / "he.xyz")).status, 0);
@@ -435,7 +435,7 @@ TEST_F(Program, AStateThatCannotBeReadIsLeftAlone) {
   EXPECT_EQ(state["structure_sources"].size(), 1U);
 }
 
-TEST_F(Program, TellsOwners) {
+TEST_F(Program, PrintsOwners) {
   w.write("other/.strataquill_state.json", "{}");
   EXPECT_EQ(run("owner other/a.xyz").out, (w / "other") + "\n");
   EXPECT_EQ(run("owner --stop-at other other/a.xyz").out, "");
@@ -514,7 +514,7 @@ TEST_F(Program, SweepsAWorkspace) {
   EXPECT_EQ(swept(), std::vector<std::string>{});
 }
 
-TEST_F(Program, SaysWhatIsWrongInOneLine) {
+TEST_F(Program, ReportsErrorsInOneLine) {
   w.write("nul.txt", std::string("he.xyz\n\na\0b", 11));
   w.write("list.json", "[]");
   w.write("null.json", "null");
@@ -599,7 +599,7 @@ TEST_F(Program, SaysWhatIsWrongInOneLine) {
   EXPECT_EQ(run("hydrate --version").out, run("--version").out);
 }
 
-TEST_F(Program, TellsWhyAseCannotBeUsed) {
+TEST_F(Program, PrintsWhyAseCannotBeUsed) {
   w.write("a.cif", "data_a");
   w.write("b.cif", "data_b");
   w.write("broken/ase/__init__.py", "raise ImportError\n");
@@ -615,7 +615,7 @@ TEST_F(Program, TellsWhyAseCannotBeUsed) {
   }
 }
 
-// What is opened next would get the number of a stream that is closed.
+// Otherwise the next file opened would get the number of the closed stream.
 TEST_F(Program, OpensClosedStreamsOnTheNullDevice) {
   w.write("a.cif", "data_a");
   std::filesystem::permissions(
@@ -625,7 +625,7 @@ TEST_F(Program, OpensClosedStreamsOnTheNullDevice) {
   const Outcome outcome =
       run("--version >run.version; (PATH='" + (w / "bin") +
           "':$PATH exec '" STRUCTURE_INGEST_PROGRAM "' parse a.cif he.xyz <&- >&- 2>&-)");
-  EXPECT_EQ(outcome.status, 3);  // what is printed is still lost
+  EXPECT_EQ(outcome.status, 3);  // the output is still lost
   EXPECT_EQ(tests::content_of(w / "seen"), "/dev/null\n/dev/null\n/dev/null\n");
 }
 

@@ -1,4 +1,4 @@
-// What the program does on a terminal, for which a pseudo-terminal stands in.
+// The program on a terminal, with a pseudo-terminal in its place.
 #include "apps/terminal.hpp"
 
 #include <gtest/gtest.h>
@@ -52,7 +52,7 @@ TEST(Terminal, ProgressFitsItsLine) {
   }
 }
 
-// Work that takes long because a Python is slow, with standard error on a terminal of each kind.
+// A run with a slow Python, with standard error on each kind of terminal.
 TEST(Terminal, ProgressIsShownOnATerminalOnly) {
   const tests::ScratchFolder w;
   w.write("a.cif", "");

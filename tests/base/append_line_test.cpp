@@ -31,7 +31,7 @@ TEST(AppendLine, AppendsLinesButNotThroughALink) {
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
   const rlimit small = {10, old_limit.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-  EXPECT_THROW(append_line(folder / "log", "three"), fs::filesystem_error);  // "th" has room
+  EXPECT_THROW(append_line(folder / "log", "three"), fs::filesystem_error);  // only "th" fits
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old_limit), 0);
 }
 
@@ -57,7 +57,7 @@ TEST(RotateLog, MovesALargeLogAndKeepsOneOlder) {
   rotate_log(log, 4);
   EXPECT_EQ(tests::content_of(log), "666\n");
 
-  // What cannot be moved stays.
+  // When the rename fails, the log stays.
   folder.write("outside/log", "long line\n");
   folder.link("link", "outside");
   folder.link("log link", "outside/log");

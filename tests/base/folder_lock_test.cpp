@@ -41,8 +41,8 @@ TEST(FolderLock, WaitsForAnotherAndNamesIt) {
   holder.join();
 }
 
-// Others who may read the folder can lock the folder itself, and this must not concern us.
-TEST(FolderLock, IsForThoseWhoMayWriteToTheFolder) {
+// Users who may only read the folder can lock the folder itself; that must not block us.
+TEST(FolderLock, IsOpenToUsersWhoMayWriteToTheFolder) {
   const tests::ScratchFolder folder;
   const int reader = open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   ASSERT_EQ(flock(reader, LOCK_SH), 0);
@@ -63,7 +63,7 @@ TEST(FolderLock, IsForThoseWhoMayWriteToTheFolder) {
     EXPECT_EQ(status.st_mode & 07777, lock_mode);
   }
   if (geteuid() != 0) return;
-  // The owner is not locked out by root.
+  // A lock file that root created does not lock out the owner.
   const std::string theirs = folder.make_folder("theirs");
   ASSERT_EQ(chown(theirs.c_str(), 12345, 12346), 0);
   const FolderLock lock(theirs);
@@ -73,7 +73,7 @@ TEST(FolderLock, IsForThoseWhoMayWriteToTheFolder) {
   EXPECT_EQ(status.st_gid, 12346U);
 }
 
-TEST(FolderLock, RefusesWhatIsNoFileOfItsOwn) {
+TEST(FolderLock, RefusesAnythingButALockFile) {
   const tests::ScratchFolder folder;
   const std::string outside = folder.write("outside", "");
   folder.link("link/.structure_ingest.lock", outside);

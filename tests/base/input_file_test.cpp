@@ -25,10 +25,10 @@ TEST(InputFile, ReadsWholeFilesAndDigests) {
   EXPECT_EQ(sha256_hex("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
-TEST(InputFile, RefusesWhatIsNoRegularFile) {
+TEST(InputFile, RefusesAnythingButRegularFiles) {
   const tests::ScratchFolder folder;
   const std::string fifo = folder / "fifo.xyz";
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);  // nobody writes: opening it plainly would hang
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);  // without a writer, a plain open would hang
   folder.link("zero", "/dev/zero");
   folder.link("memory", "/proc/kcore");
   folder.link("status", "/proc/self/status");
@@ -40,7 +40,7 @@ TEST(InputFile, RefusesWhatIsNoRegularFile) {
   }
 }
 
-TEST(InputFile, ReadsWhatAFileHeldWhenItWasOpened) {
+TEST(InputFile, IgnoresBytesAppendedAfterOpening) {
   const tests::ScratchFolder folder;
   const std::string path = folder.write("a", "12345678");
   std::array<char, 4> piece{};
@@ -64,7 +64,7 @@ TEST(InputFile, ReadsWhatAFileHeldWhenItWasOpened) {
   EXPECT_EQ(rest(vanishing), "123456");
 }
 
-TEST(InputFile, RefusesWhatIsTooLargeToBeHeldAtOnce) {
+TEST(InputFile, RefusesToReadALargeFileWhole) {
   const tests::ScratchFolder folder;
   const std::string path = folder.write("a", "");
   fs::resize_file(path, (std::uintmax_t{1} << 30) + 1);

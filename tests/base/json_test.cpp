@@ -35,7 +35,7 @@ TEST(JsonText, IsAlwaysValidAndReadsAsTheFileDid) {
   EXPECT_EQ(json_text(18446744073709551615U), "18446744073709551615");
 }
 
-TEST(JsonText, ComesBackAsTheSameValue) {
+TEST(JsonText, ReadsBackAsTheSameValue) {
   for (const char* text : {"{}", "[]", "0", "-0.0", "\"\"", "null", "[[[]],{}]", "[1e-300,0.1]",
                            "{\"k\": {\"k\": [true, false, 9007199254740993]}}"}) {
     const Json value = parse_json(text);
@@ -44,7 +44,7 @@ TEST(JsonText, ComesBackAsTheSameValue) {
   }
 }
 
-TEST(ParseJson, SaysWhatIsWrongAndLosesNothing) {
+TEST(ParseJson, ReportsErrorsAndLosesNothing) {
   for (const std::string& text :
        {std::string(""), std::string("{"), std::string("[1,]"), std::string("{} x"),
         std::string("[NaN]"), std::string("\"\xFF\""), std::string("[1e400]"),
@@ -54,7 +54,7 @@ TEST(ParseJson, SaysWhatIsWrongAndLosesNothing) {
   }
   EXPECT_NO_THROW(parse_json(std::string(500, '[') + std::string(500, ']')));
   EXPECT_EQ(json_text(parse_json(R"({"a": 1, "b": 2, "a": 3})")), R"({"a": 3, "b": 2})");
-  // The token that the parser stopped at may be as long as the file.
+  // The token at which the parser stopped may be as long as the file.
   const std::string cut_short =
       ("syntax error while parsing value - invalid string: ill-formed UTF-8 byte; last read: '\"" +
        std::string(300, 'x'))
@@ -115,7 +115,7 @@ TEST(JsonValues, EmptinessTextAndElements) {
   EXPECT_EQ(member_of(0, "k"), Json());
 }
 
-TEST(Json, OfManyKeysTheLastValueCountsAtThePlaceOfTheFirst) {
+TEST(Json, KeepsTheLastValueOfAKeyAtTheFirstPlace) {
   std::string text = "{";
   for (int i = 0; i < 50; ++i)
     text += "\"k" + std::to_string(i) + "\": " + std::to_string(i) + ", ";

@@ -42,7 +42,7 @@ TEST(LineReader, SplitsAtEveryBoundaryWhateverThePieces) {
                 {"1", "2", "3", "4", "5", "6", "7", "8", "9\x1F!"}},
            Case{"\u00C2\u00A9\u2027x\u2030", {"\u00C2\u00A9\u2027x\u2030"}},  // look alike
            Case{"\uFEFF3\n", {"\uFEFF3"}},
-           // Invalid bytes go before lines are split: these two ends of line become one.
+           // Invalid bytes are removed before lines are split: these two line ends become one.
            Case{"a\r\xFF\nb\xE2\x80\n\xC2", {"a", "b"}},
            Case{"a\xE2\x80", {"a"}},
        }) {

@@ -59,7 +59,7 @@ TEST(Number, FloatText) {
     ASSERT_TRUE(number) << token;
     EXPECT_EQ(std::bit_cast<std::uint64_t>(*number), std::bit_cast<std::uint64_t>(value)) << token;
   }
-  // Zeros move the point: what decides is the size of the number, not its exponent.
+  // Leading and trailing zeros shift the point: the size of the number decides, not its exponent.
   EXPECT_EQ(float_value("0." + std::string(400, '0') + "1e401"), 1.0);
   EXPECT_EQ(float_value("1" + std::string(400, '0')), infinity);
   EXPECT_EQ(float_value("0." + std::string(400, '0') + "1e10"), 0.0);

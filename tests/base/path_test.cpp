@@ -46,7 +46,7 @@ TEST(Path, IsWithinComparesComponents) {
   EXPECT_FALSE(is_within("/a", "/a/b"));
 }
 
-TEST(Path, ResolvesLinksThatNeedNotLeadAnywhere) {
+TEST(Path, ResolvesDanglingLinks) {
   const tests::ScratchFolder folder;
   folder.make_folder("real/sub");
   folder.link("to_sub", "real/sub");
@@ -60,7 +60,7 @@ TEST(Path, ResolvesLinksThatNeedNotLeadAnywhere) {
   };
   for (const auto& [path, resolved] : {
            Case{"real//sub/../a.xyz", "real/a.xyz"},
-           Case{"to_sub/../a.xyz", "real/a.xyz"},  // ".." leaves what the link points to
+           Case{"to_sub/../a.xyz", "real/a.xyz"},  // ".." is the parent of the link's target
            Case{"chain/a.xyz", "real/sub/a.xyz"},
            Case{"absolute/./sub", "real/sub"},
            Case{"dangling/z", "nowhere/x/z"},
@@ -109,7 +109,7 @@ TEST(Path, TestsForObjects) {
   EXPECT_TRUE(is_regular_file(file));
   EXPECT_FALSE(is_directory(file));
   EXPECT_TRUE(is_directory(folder.path()));
-  EXPECT_FALSE(is_regular_file(file + std::string("\0b", 2)));  // no shorter path in its place
+  EXPECT_FALSE(is_regular_file(file + std::string("\0b", 2)));  // not cut at the NUL
   EXPECT_FALSE(is_regular_file("/dev/null"));
 }
 

@@ -22,7 +22,7 @@ std::size_t files_in(const std::string& folder) {
       std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
 
-TEST(ReplaceFile, TakesOneStep) {
+TEST(ReplaceFile, ReplacesInOneStep) {
   const tests::ScratchFolder folder;
   const std::string target = folder.write("target", "old");
   ASSERT_EQ(chmod(target.c_str(), 0640), 0);
@@ -57,8 +57,8 @@ TEST(ReplaceFile, LeavesTheOldFileAndNothingElseWhenItFails) {
   EXPECT_EQ(files_in(folder.path()), 2U);
 }
 
-// Whoever can write to a project could place a link there that leads out of it.
-TEST(ReplaceFile, WritesThroughNoFolderThatIsALink) {
+// Anybody who can write to a project could place a link there that leads out of it.
+TEST(ReplaceFile, FollowsNoLinkToAFolder) {
   const tests::ScratchFolder folder;
   folder.make_folder("outside/b");
   folder.link("root/a", "../outside");
@@ -72,15 +72,15 @@ TEST(ReplaceFile, WritesThroughNoFolderThatIsALink) {
   EXPECT_EQ(files_in(folder / "outside/b"), 0U);
   EXPECT_EQ(files_in(folder / "outside"), 1U);
 
-  folder.link("root link", "root");  // what leads to the root is the caller's own choice
+  folder.link("root link", "root");  // links on the way to the root are the caller's choice
   replace_file_beneath(folder / "root link", "c/d/x", "one");
   replace_file_beneath(folder / "root link", "c/d/x", "two");
   EXPECT_EQ(tests::content_of(folder / "root/c/d/x"), "two");
   EXPECT_EQ(files_in(folder / "root/c/d"), 1U);
 }
 
-// What another user's file allowed, and to whom, stays so.
-TEST(ReplaceFile, KeepsOwnerGroupAndPermissionsWhereItMay) {
+// The access rights of another user's file are kept.
+TEST(ReplaceFile, KeepsOwnerGroupAndPermissionsIfAllowed) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can make files of others";
   constexpr uid_t other = 12345;
   const tests::ScratchFolder folder;
@@ -117,7 +117,7 @@ TEST(ReplaceFile, KeepsOwnerGroupAndPermissionsWhereItMay) {
   }
 }
 
-TEST(ReplaceFile, RemovesWhatKilledRunsLeft) {
+TEST(ReplaceFile, RemovesFilesOfKilledProcesses) {
   const tests::ScratchFolder folder;
   const auto make = [&folder](const std::string& name, int hours) {
     const std::string path = folder.write(name, "");

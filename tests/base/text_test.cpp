@@ -46,7 +46,7 @@ TEST(Text, LowerCaseKnowsTheFinalSigma) {
   for (const auto& [in, out] :
        {Pair{"\u00C4.XYZ", "\u00E4.xyz"}, Pair{"Stra\u00DFe", "stra\u00DFe"},
         Pair{"\u039F\u0394\u039F\u03A3", "\u03BF\u03B4\u03BF\u03C2"},
-        Pair{"\u039F\u03A3.xyz", "\u03BF\u03C3.xyz"},  // a point does not end the word
+        Pair{"\u039F\u03A3.xyz", "\u03BF\u03C3.xyz"},  // a full stop does not end the word
         Pair{"\u039F\u03A3-1", "\u03BF\u03C2-1"}, Pair{"\u03A3", "\u03C3"},
         Pair{"\u0130\u212A", "i\u0307k"}, Pair{"A\xFF", "a\xFF"}}) {
     EXPECT_EQ(lower_cased(in), out);
@@ -106,7 +106,7 @@ TEST(Text, InvalidBytesAreDroppedOrReplacedOneByOne) {
   }
 }
 
-TEST(Text, WhatCannotBePrintedIsEscaped) {
+TEST(Text, UnprintableCharactersAreEscaped) {
   EXPECT_EQ(printable_form("a 'b' \"c\" \\ \u00E9\t\n\x1B[2J\x7F\u0085\u202Ecif\u2028\xFF"),
             "a 'b' \"c\" \\ \u00E9\\t\\x0a\\x1b[2J\\x7f\\x85\\u202ecif\\u2028\\xff");
 }

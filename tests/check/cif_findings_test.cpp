@@ -28,7 +28,7 @@ struct Case {
   std::string codes;
 };
 
-TEST(CifFindings, AreTheseForEachKindOfFile) {
+TEST(CifFindings, HaveTheseCodesForEachKindOfFile) {
   const tests::ScratchFolder folder;
   for (const auto& [content, codes] : std::vector<Case>{
            {ROCK_SALT + SALT, ""},
@@ -37,10 +37,10 @@ TEST(CifFindings, AreTheseForEachKindOfFile) {
                 "_cell_volume 179.4(2)\n_exptl_crystal_density_diffrn 2.16\n" +
                 SALT,
             ""},
-           // Some programs write the formula of the whole cell, and Z all the same.
+           // Some programs write the formula of the whole cell and still state Z.
            {ROCK_SALT + "_chemical_formula_sum 'Cl4 Na4'\n_cell_formula_units_Z 4\n" + SALT, ""},
            {cubic("5") + WITH_OCCUPANCY + "Na1 Na 0 0 0 1.0\nCl1 Cl 0.5 0.5 0.5 0.998(4)\n", ""},
-           // What a record of whole atoms cannot hold.
+           // Content that a record of whole atoms cannot hold.
            {cubic("5") + WITH_OCCUPANCY + "Na1 Na 0 0 0 1\nCl1 Cl 0.5 0.5 0.5 0.75(2)\n",
             "warning partial_occupancy"},
            {cubic("5") + WITH_OCCUPANCY + "Na1 Na 0 0 0 0.5\nK1 K 0 0 0 0.5\nCl1 Cl .5 .5 .5 1\n",
@@ -79,10 +79,10 @@ TEST(CifFindings, AreTheseForEachKindOfFile) {
             "warning symmetry_unclear"},
            {cubic("5") + "_chemical_formula_sum 'Na Cl'\n_cell_formula_units_Z 4\n" + SALT,
             "warning symmetry_unclear"},
-           // Of CL, ASE takes C.
+           // ASE reads CL as C.
            {ROCK_SALT + SITES + "NA1 NA 0 0 0\nCL1 CL 0.5 0.5 0.5\n",
             "error label_reinterpreted, warning readers_disagree"},
-           // A text that is no strict CIF is read all the same.
+           // A text that is not strictly a CIF is still read.
            {ROCK_SALT + "_audit_creation_method a\n_audit_creation_method b\n" + SALT,
             "note not_strict_cif"},
        }) {
@@ -90,7 +90,7 @@ TEST(CifFindings, AreTheseForEachKindOfFile) {
   }
 }
 
-TEST(CifFindings, SayWhatTheyAreAbout) {
+TEST(CifFindings, HaveTheseMessages) {
   const tests::ScratchFolder folder;
   const auto message = [&](const std::string& content, std::string_view code) {
     return message_of(findings_in(folder, "a.cif", "data_first\n" + content), code);
@@ -134,7 +134,7 @@ TEST(CifFindings, FindTheSymmetryWhenAsked) {
             "primitive cell.");
 }
 
-// The tokens of a CIF, on texts at the border of its rules.
+// Tokens at the limits of the CIF grammar.
 TEST(CifFile, ReadsTolerantly) {
   using structure_ingest::internal::CifFile;
   using structure_ingest::internal::look_at_cif;

@@ -13,7 +13,7 @@ namespace {
 
 using Rows = std::vector<Vector3>;
 
-/// Every pair with every image within `images` cells.
+/// All pairs, each with every image within `images` cells: the slow reference.
 std::vector<ClosePair> all_pairs(const Rows& positions, const std::vector<float>& reach,
                                  const Rows& cell, float least, int images) {
   std::vector<ClosePair> pairs;
@@ -44,14 +44,14 @@ std::vector<ClosePair> all_pairs(const Rows& positions, const std::vector<float>
   return pairs;
 }
 
-/// `inside` are the positions within the cell, `positions` images of them anywhere.
+/// `inside` holds the positions within the cell, `positions` arbitrary images of them.
 void expect_same(const Rows& inside, const Rows& positions, const std::vector<float>& reach,
                  const Rows& cell, float least, int images, const std::string& what) {
   const std::vector<ClosePair> expected = all_pairs(inside, reach, cell, least, images);
   const ClosePairs found = find_close_pairs(positions, reach, cell, least);
   EXPECT_TRUE(found.complete) << what;
   ASSERT_EQ(found.pairs.size(), expected.size()) << what;
-  // Distances that differ in the last digit only may come in another order.
+  // Pairs whose distances differ only in the last digit may come in another order.
   std::vector<std::pair<std::size_t, std::size_t>> wanted;
   std::vector<std::pair<std::size_t, std::size_t>> got;
   for (std::size_t i = 0; i < expected.size(); ++i) {
@@ -64,14 +64,14 @@ void expect_same(const Rows& inside, const Rows& positions, const std::vector<fl
   EXPECT_EQ(got, wanted) << what;
 }
 
-TEST(ClosePairs, AreThoseOfAllPairs) {
+TEST(ClosePairs, AgreeWithTheSlowSearch) {
   std::mt19937 random(1);
   std::uniform_real_distribution<double> unit(0, 1);
   std::uniform_int_distribution<int> cells_away(-9, 9);
   struct Case {
     const char* what;
     Rows cell;
-    int images;  // how many cells the longest limit, 2.6 Å, can reach
+    int images;  // number of cells that the longest limit, 2.6 Å, can span
   };
   for (const auto& [what, cell, images] : {
            Case{"no cell", {}, 0},
@@ -94,7 +94,7 @@ TEST(ClosePairs, AreThoseOfAllPairs) {
         if (!cell.empty()) {
           place = image = {};
           for (std::size_t axis = 0; axis < 3; ++axis) {
-            // Some lie on faces and corners.
+            // Place some atoms on faces and corners.
             const double fraction = i % 5 == 0 && axis < i % 4 ? 0 : unit(random);
             const double far = fraction + cells_away(random);
             for (std::size_t k = 0; k < 3; ++k) {
@@ -113,12 +113,12 @@ TEST(ClosePairs, AreThoseOfAllPairs) {
   }
 }
 
-TEST(ClosePairs, FindsThemFarFromTheOrigin) {
+TEST(ClosePairs, AreFoundFarFromTheOrigin) {
   const Rows positions = {{1e5, 1e5, 1e5}, {1e5 + 0.4, 1e5, 1e5}, {0, 0, 0}, {-1e5, 3, 3}};
   expect_same(positions, positions, {0.2F, 0.2F, 0.2F, 0.2F}, {}, 0.5F, 0, "far apart");
 }
 
-TEST(ClosePairs, GivesUpOnStructuresThatAreNone) {
+TEST(ClosePairs, AreIncompleteForSenselessStructures) {
   const double huge = 1e300;
   struct Case {
     const char* what;
@@ -155,8 +155,8 @@ TEST(ClosePairs, GivesUpOnStructuresThatAreNone) {
   EXPECT_TRUE(find_close_pairs({}, {}, {}, 0.5F).complete);
 }
 
-// Two heaps of atoms that are far from each other leave few bins for each.
-TEST(ClosePairs, EndsSoonForHeaps) {
+// Two distant clusters of atoms leave few bins for each.
+TEST(ClosePairs, AreFoundFastInDistantClusters) {
   std::mt19937 random(2);
   std::uniform_real_distribution<double> unit(0, 20);
   Rows positions;

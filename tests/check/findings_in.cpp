@@ -18,12 +18,12 @@ std::optional<StructureParser>& parser() {
   return parser;
 }
 
-/// Ends ASE's process with the test: others look whether there is any.
+/// Ends the ASE process after each test: other tests check that no process is left.
 struct EndWithTest : testing::EmptyTestEventListener {
   void OnTestEnd(const testing::TestInfo&) override { parser().reset(); }
 };
 
-/// One process of ASE serves all files of a test.
+/// One ASE process serves all files of a test.
 StructureParser& parser_of_test() {
   static bool listens = false;
   if (!listens) testing::UnitTest::GetInstance()->listeners().Append(new EndWithTest);

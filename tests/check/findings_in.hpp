@@ -1,4 +1,4 @@
-// What the checks find in a file with a given content.
+// The findings for a file with a given content.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// The page of findings has one row for each rule, in the words of the table, and what checks give
-// comes from the table too.
+// The page of findings has exactly one row for each rule, with the texts of the table, and checks
+// return only rules of the table.
 #include <gtest/gtest.h>
 
 #include <set>

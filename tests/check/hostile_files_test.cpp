@@ -1,4 +1,4 @@
-// Whatever a file holds, checks end, and what they say is well-formed.
+// For any file content, checks terminate and their findings are well-formed.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -89,7 +89,7 @@ TEST(HostileFiles, GiveWellFormedFindings) {
     if (format == "xyz") {
       record = parse_structure_file(folder.write("frc CA.xyz", content));
     } else {
-      // As ASE might have read it, without asking ASE hundreds of times.
+      // A record as ASE might return it, without calling ASE hundreds of times.
       record = {.source_path = folder.write(format == "cif" ? "a.cif" : "POSCAR", content),
                 .format = format};
       record.ok = repeat % 2 == 0;
@@ -107,7 +107,7 @@ TEST(HostileFiles, GiveWellFormedFindings) {
   }
 }
 
-TEST(HostileFiles, AreLookedIntoForAMomentOnly) {
+TEST(HostileFiles, AreCheckedQuickly) {
   const tests::ScratchFolder folder;
   std::string loop =
       "data_a\nloop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n"

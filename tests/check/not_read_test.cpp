@@ -1,4 +1,4 @@
-// Why a file gave no structure, in plain words.
+// The explanations of why a file could not be read.
 #include <gtest/gtest.h>
 
 #include "structure_ingest/readers/dispatch.hpp"
@@ -15,7 +15,7 @@ struct Case {
   std::string why;
 };
 
-TEST(NotRead, SaysWhy) {
+TEST(NotRead, GivesTheReason) {
   const tests::ScratchFolder folder;
   const std::string cell =
       "_cell_length_a 5\n_cell_length_b 5\n_cell_length_c 5\n_cell_angle_alpha 90\n"
@@ -109,7 +109,7 @@ TEST(NotRead, SaysWhy) {
   }
 }
 
-TEST(NotRead, KeepsTheReadersWordsWhereItHasNoneOfItsOwn) {
+TEST(NotRead, FallsBackToTheReadersMessage) {
   const tests::ScratchFolder folder;
   const auto message = [](const std::string& path) {
     return structure_ingest::check_structure(structure_ingest::parse_structure_file(path))

@@ -18,7 +18,7 @@ struct Case {
   std::string codes;
 };
 
-TEST(PoscarFindings, AreTheseForEachKindOfFile) {
+TEST(PoscarFindings, HaveTheseCodesForEachKindOfFile) {
   const tests::ScratchFolder folder;
   const std::string head = "a title\n1.0\n" + VECTORS;
   const std::string salt = head + "Na Cl\n1 1\n";
@@ -51,7 +51,7 @@ TEST(PoscarFindings, AreTheseForEachKindOfFile) {
            {"POSCAR", "a\n5.0 ! lattice\n1 0 0\n0 1 0\n0 0 1\nNa Cl\n1 1\n" + TWO_ATOMS, ""},
            {"POSCAR", "a\n1\n5 0 0\n0 5 0\n0 0 0\nNa Cl\n1 1\n" + TWO_ATOMS,
             "error degenerate_cell, note no_cell"},
-           // The line that says direct or Cartesian.
+           // The line "Direct" or "Cartesian".
            {"POSCAR", salt + " Direct\n0 0 0\n0.5 0.5 0.5\n", ""},
            {"POSCAR", salt + " Cartesian\n0 0 0\n2.5 2.5 2.6\n", "error coordinate_mode_unclear"},
            {"POSCAR", salt + "fractional\n0 0 0\n0.5 0.5 0.5\n", "warning coordinate_mode_unclear"},
@@ -63,7 +63,7 @@ TEST(PoscarFindings, AreTheseForEachKindOfFile) {
            {"POSCAR", salt + "Direct\n0 0 0 Na1\n0.5 0.5 0.5 Br2\n",
             "warning site_labels_disagree"},
            {"POSCAR", salt + TWO_ATOMS + "0.1 0.2 0.3\n", "warning trailing_content"},
-           // What the record does not hold.
+           // Content that the record does not hold.
            {"POSCAR", salt + "Selective dynamics\nDirect\n0 0 0 T T F\n0.5 0.5 0.5 T T T\n",
             "note constraints_dropped"},
            {"POSCAR", salt + "Selective dynamics\nDirect\n0 0 0 T T T Na\n0.5 0.5 0.5 T T T Cl\n",
@@ -76,7 +76,7 @@ TEST(PoscarFindings, AreTheseForEachKindOfFile) {
   }
 }
 
-TEST(PoscarFindings, SayWhatTheyAreAbout) {
+TEST(PoscarFindings, HaveTheseMessages) {
   const tests::ScratchFolder folder;
   const auto message = [&](const std::string& content, std::string_view code) {
     return message_of(findings_in(folder, "POSCAR", content), code);
@@ -97,13 +97,13 @@ TEST(PoscarFindings, SayWhatTheyAreAbout) {
             "atom 1 is Br in its own line and Cl in the record.");
 }
 
-TEST(PoscarFindings, AskThePotcarBesideTheFile) {
+TEST(PoscarFindings, ReadThePotcarBesideTheFile) {
   const tests::ScratchFolder folder;
   const std::string potcar =
       "   TITEL  = PAW_PBE Na_pv 19Sep2006\n stuff\n   TITEL  = PAW_PBE Cl 06Sep2000\n";
   const std::string rest = "\n1.0\n" + VECTORS + "1 1\n" + TWO_ATOMS;
   folder.write("POTCAR", potcar);
-  // The title has no symbols, and ASE takes those of the POTCAR.
+  // The title has no symbols: ASE takes those of the POTCAR.
   const auto confirmed = findings_in(folder, "POSCAR", "rock salt" + rest);
   EXPECT_EQ(codes_of(confirmed), "note elements_from_title");
   EXPECT_EQ(confirmed[0].message,

@@ -19,12 +19,12 @@ struct Case {
   std::string codes;
 };
 
-TEST(XyzFindings, AreTheseForEachKindOfFile) {
+TEST(XyzFindings, HaveTheseCodesForEachKindOfFile) {
   const tests::ScratchFolder folder;
   const std::string frame = "3\n\n" + WATER;
   const std::string in_box = "3\n" + BOX;
   for (const auto& [name, content, codes] : std::vector<Case>{
-           // What is well made has nothing but notes.
+           // Good files have only notes.
            {"water.xyz", frame, "note no_cell"},
            {"water.xyz", frame + "\n \n\n", "note no_cell"},
            {"box.xyz", in_box + "\n" + WATER, ""},
@@ -57,7 +57,7 @@ TEST(XyzFindings, AreTheseForEachKindOfFile) {
            {"nanometre.xyz",
             "2\nLattice=\"0 27 27 27 0 27 27 27 0\"\nSi 0 0 0\nSi 13.5 13.5 13.5\n",
             "warning unusual_density"},
-           // Frames and what else follows.
+           // Further frames and other text after the first.
            {"two.xyz", frame + frame, "warning several_frames, note no_cell"},
            {"three.xyz", frame + "1\n\nH 0 0 0\n\n" + frame,
             "warning several_frames, note no_cell"},
@@ -107,7 +107,7 @@ TEST(XyzFindings, AreTheseForEachKindOfFile) {
   }
 }
 
-TEST(XyzFindings, SayWhatTheyAreAbout) {
+TEST(XyzFindings, HaveTheseMessages) {
   const tests::ScratchFolder folder;
   struct Said {
     std::string content;
@@ -161,7 +161,7 @@ TEST(XyzFindings, NameTheAtoms) {
   EXPECT_EQ(findings[0].source, "geometry");
 }
 
-// The end of a long file is not read line by line; what follows the frame is found all the same.
+// The end of a long file is not read line by line, but text after the frame is still found.
 TEST(XyzFindings, CountFramesOfLongFiles) {
   const tests::ScratchFolder folder;
   std::string atoms;
@@ -182,7 +182,7 @@ TEST(XyzFindings, CountFramesOfLongFiles) {
             "warning trailing_content, note no_cell");
 }
 
-TEST(XyzFindings, TellOfTheCompanion) {
+TEST(XyzFindings, ReportTheCompanion) {
   const tests::ScratchFolder folder;
   const std::string vectors = "system.centralCellVectors = 9 0 0 0 9 0 0 0 9\n";
   const std::string from =
@@ -197,7 +197,7 @@ TEST(XyzFindings, TellOfTheCompanion) {
   }
 }
 
-// A record whose file has changed or gone is judged by what it holds.
+// A record whose file was changed or removed is checked by itself.
 TEST(XyzFindings, NeedNoFile) {
   const tests::ScratchFolder folder;
   structure_ingest::IngestedStructure record = structure_ingest::parse_structure_file(

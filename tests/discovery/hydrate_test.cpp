@@ -32,7 +32,7 @@ struct Hydrate : testing::Test {
     w.make_folder("ws/proj");
     state = {{"project_path", w / "ws/proj"}};
   }
-  /// What is offered, and what of it has the name of a structure file.
+  /// The paths offered, and those of them with the name of a structure file.
   internal::Offered discover(const Paths& extra_paths = {}) {
     internal::PathResolver resolver;
     const std::string project = resolver.resolve(state["project_path"].get<std::string>());
@@ -66,7 +66,7 @@ struct Hydrate : testing::Test {
   Json state;
 };
 
-TEST_F(Hydrate, GathersCandidatesInTheirOrder) {
+TEST_F(Hydrate, GathersCandidatesInOrder) {
   state["attachments"] = {
       {{"path", " att.xyz\n"}}, {{"path", ""}}, "plain.xyz", {{"name", "x"}}, 7};
   state["attached_workspace"] = {
@@ -97,7 +97,7 @@ TEST_F(Hydrate, RemembersTheStrongestKind) {
   EXPECT_EQ(texts({std::string("nul\0.xyz", 8)})[0], std::string("nul\0.xyz", 8));
 }
 
-TEST_F(Hydrate, OnlyAnUntrustedProjectIsNotSwept) {
+TEST_F(Hydrate, SweepsAllButUntrustedProjects) {
   state["attached_workspace"] = {{"inventory", {{"structure_files", {"in.xyz"}}}}};
   state["selected_workroot"] = w / "ws";
   struct Case {
@@ -125,7 +125,7 @@ TEST_F(Hydrate, OnlyAnUntrustedProjectIsNotSwept) {
         entries);
     EXPECT_EQ(calls->inventoried, inventoried);
   }
-  // The root of the attached workspace is resolved all the same.
+  // The root of the attached workspace is still resolved.
   state["attached_workspace"]["project_path"] = "~no such user";
   EXPECT_TRUE(hydrate({"extra.xyz"}).empty());
   EXPECT_EQ(calls->suppressed.size(), 1U);
@@ -138,9 +138,9 @@ TEST_F(Hydrate, ConsidersTheFirstEight) {
   const NewEntries entries =
       hydrate({"0.xyz", "1.xyz", "2.xyz", "3.xyz", "4.xyz", "5.xyz", "6.xyz", "6.xyz"});
   ASSERT_EQ(entries.size(), 8U);
-  EXPECT_EQ(entries[7]["source_path"], other);  // of another project, but attached
+  EXPECT_EQ(entries[7]["source_path"], other);  // in another project, but attached
   EXPECT_EQ(entries[7]["discovery"], "attachment");
-  // The kind is recorded for the path below the current folder; the one in the project has none.
+  // The kind is recorded for the path below the current folder; the path in the project has none.
   for (const char* key : {"attachments", "structure_sources"}) state.erase(key);
   EXPECT_TRUE(hydrate({"../other/7.xyz"}).empty());
 }
@@ -152,7 +152,7 @@ TEST_F(Hydrate, ExpandsTheHomeDirectoryButNotInTheProject) {
   std::filesystem::current_path(w.make_folder("here"));
   setenv("HOME", w.path().c_str(), 1);
   state["project_path"] = "~/proj";
-  state["project_resolution"] = {{"requested_path", "~no such user"}};  // left out
+  state["project_resolution"] = {{"requested_path", "~no such user"}};  // ignored
   state["selected_workroot"] = "~/ws";
   state["source_workspace_root"] = "~/missing";
   EXPECT_EQ(hydrate({"a.xyz"}).size(), 2U);
@@ -165,7 +165,7 @@ TEST_F(Hydrate, ExpandsTheHomeDirectoryButNotInTheProject) {
   EXPECT_EQ(state["structure_sources"][1]["source_path"], w / "here/a.xyz");
   state["structure_notes"] = 5;
   EXPECT_TRUE(hydrate({"c.xyz"}).empty());
-  EXPECT_EQ(calls->suppressed.at(0).first, Json());  // not the folder that stands for it
+  EXPECT_EQ(calls->suppressed.at(0).first, Json());  // not the folder used in its place
   setenv("HOME", kept.c_str(), 1);
   std::filesystem::current_path(old_folder);
 }
@@ -174,19 +174,19 @@ TEST_F(Hydrate, LearnsTheFolderAboveTheAgentsOutputs) {
   state["project_path"] = w.make_folder("root/StrataQuill_Outputs/proj");
   modules.inventory_workspace = [this](const std::string& root) -> WorkspaceInventory {
     calls->inventoried.push_back(root);
-    throw std::runtime_error("no inventory");  // what was learnt stays all the same
+    throw std::runtime_error("no inventory");  // the learnt root stays in the state
   };
   hydrate();
   EXPECT_EQ(state["source_workspace_root"], w / "root");
   hydrate();
   EXPECT_EQ(calls->inventoried, (Paths{w / "root", w / "root"}));
-  for (const Json& present : {Json(), Json(w.path())}) {  // a key that is there is left alone
+  for (const Json& present : {Json(), Json(w.path())}) {  // an existing key is not changed
     state["source_workspace_root"] = present;
     hydrate();
     EXPECT_EQ(state["source_workspace_root"], present);
   }
   state.erase("source_workspace_root");
-  state["selected_workroot"] = w / "root";  // a root for another reason is not learnt
+  state["selected_workroot"] = w / "root";  // a root set for another reason is not learnt
   hydrate();
   EXPECT_FALSE(state.contains("source_workspace_root"));
   state.erase("selected_workroot");
@@ -229,15 +229,15 @@ TEST_F(Hydrate, MergesTheNewEntriesAndNotes) {
   const Json before = state;
   EXPECT_TRUE(hydrate({good, also_good, bad}).empty());
   EXPECT_EQ(state, before);
-  EXPECT_EQ(calls->written.size(), 4U);  // ingested again all the same
+  EXPECT_EQ(calls->written.size(), 4U);  // still ingested again
   EXPECT_EQ(hydrate({w.write("third.xyz", HELIUM)}).size(), 1U);
   notes.push_back(note_on(sources[0]));
-  EXPECT_EQ(state["structure_notes"], notes);  // the missing cell is told of once
+  EXPECT_EQ(state["structure_notes"], notes);  // the missing cell is noted once
 }
 
 TEST_F(Hydrate, ReturnsTheObjectsOfTheStateWhereverTheyGo) {
   const NewEntries entries = hydrate({w.write("a.xyz", HELIUM), w.write("b.xyz", HELIUM)});
-  for (int i = 0; i < 100; ++i) state["key" + std::to_string(i)] = i;  // the values move
+  for (int i = 0; i < 100; ++i) state["key" + std::to_string(i)] = i;  // make the state reallocate
   ASSERT_EQ(entries.size(), 2U);
   EXPECT_EQ(&entries[1], &state["structure_sources"][1]);
   entries[0]["formula"] = "edited";
@@ -249,7 +249,7 @@ TEST_F(Hydrate, ReturnsTheObjectsOfTheStateWhereverTheyGo) {
   EXPECT_EQ(entries.begin(), entries.end());
 }
 
-TEST_F(Hydrate, TellsWhatBecameOfEachFile) {
+TEST_F(Hydrate, ReportsTheOutcomeOfEachFile) {
   const std::string same = w.write("same.xyz", HELIUM);
   const std::string edited = w.write("edited.xyz", HELIUM);
   Paths told;
@@ -267,7 +267,7 @@ TEST_F(Hydrate, TellsWhatBecameOfEachFile) {
   EXPECT_FALSE(again.known[0].changed);
   EXPECT_EQ(again.known[1].path, edited);
   EXPECT_TRUE(again.known[1].changed);
-  // The newest entry of a source counts; nothing can be compared without both fingerprints.
+  // The newest entry of a source counts; comparing needs both fingerprints.
   state["structure_sources"].push_back(state["structure_sources"][1]);
   state["structure_sources"][1]["sha256"] = "another";
   state["structure_sources"][2]["sha256"] = "";
@@ -325,7 +325,7 @@ TEST_F(Hydrate, NotesFindingsWhenAskedTo) {
   EXPECT_EQ(state["structure_notes"], expected);
 }
 
-TEST_F(Hydrate, KnowsASourceInAnyCaseAndWithAnySlashes) {
+TEST_F(Hydrate, RecognisesASourceInAnyCaseAndWithAnySlashes) {
   const std::string path = w.write("Stra\u00DFe.xyz", HELIUM);
   std::string other = w / "STRASSE.XYZ";
   std::replace(other.begin(), other.end(), '/', '\\');
@@ -339,7 +339,7 @@ TEST_F(Hydrate, KnowsASourceInAnyCaseAndWithAnySlashes) {
   EXPECT_TRUE(hydrate({path}).empty());
 }
 
-TEST_F(Hydrate, NotesWhatIsDropped) {
+TEST_F(Hydrate, NotesDroppedStructures) {
   const std::string path = w.write("a.xyz", HELIUM);
   state["user_request"] = " iron\n";
   state["structure_sources"] = {1, {{"source_path", "/old.xyz"}}};
@@ -355,7 +355,7 @@ TEST_F(Hydrate, NotesWhatIsDropped) {
   EXPECT_EQ(state["structure_notes"], Json{"Ignored 'a.xyz' (He): no iron."});
   ASSERT_EQ(calls->written.size(), 2U);  // manifest and findings
   EXPECT_EQ(calls->written[0].second["structures"].size(), 1U);
-  // What is dropped is told of first.
+  // Notes on dropped structures come first.
   modules.assess_structure_relevance = [](const auto& entries, const auto&, const auto&) {
     return RelevanceReport{
         {{entries[1]["path"].template get<std::string>(), "unrelated", 0.8, ""}}};
@@ -367,7 +367,7 @@ TEST_F(Hydrate, NotesWhatIsDropped) {
                   "Structure file could not be parsed: missing.xyz (File does not exist.)"}));
 }
 
-TEST_F(Hydrate, ReportsWhatNobodyExpectedAndReturnsNothing) {
+TEST_F(Hydrate, ReportsUnexpectedErrorsAndReturnsNothing) {
   const std::string path = w.write("a.xyz", HELIUM);
   struct Case {
     const char* key;
@@ -410,7 +410,7 @@ TEST_F(Hydrate, ReportsWhatNobodyExpectedAndReturnsNothing) {
   EXPECT_TRUE(hydrate_user_structures(no_mapping, {.collaborators = modules}).empty());
 }
 
-// Whatever a state holds: the structure is taken in, or one error is reported; never both, and
+// For any state: either the structure is ingested, or one error is reported, never both, and
 // nothing else in the state changes.
 TEST_F(Hydrate, EveryKeyMayHoldEveryKindOfValue) {
   const std::string path = w.write("a.xyz", HELIUM);
@@ -428,7 +428,7 @@ TEST_F(Hydrate, EveryKeyMayHoldEveryKindOfValue) {
     for (const Json& kind : kinds) {
       Json odd = state;
       odd[key] = kind;
-      if (kind == "/" && odd["project_path"] == "/") continue;  // no place for tests
+      if (kind == "/" && odd["project_path"] == "/") continue;  // tests must not write there
       const Json before = odd;
       calls->suppressed.clear();
       const NewEntries result =
@@ -443,7 +443,7 @@ TEST_F(Hydrate, EveryKeyMayHoldEveryKindOfValue) {
   std::filesystem::current_path(old_folder);
 }
 
-TEST_F(Hydrate, ANoteListThatIsNoneFailsOnlyAfterTheSources) {
+TEST_F(Hydrate, AMalformedNoteListFailsAfterTheSources) {
   state["structure_notes"] = 5;
   EXPECT_TRUE(hydrate({w.write("a.xyz", HELIUM)}).empty());
   EXPECT_EQ(state["structure_sources"].size(), 1U);

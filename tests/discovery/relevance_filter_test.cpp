@@ -24,7 +24,7 @@ Notes notes_of(const Filtered& filtered) {
   return notes;
 }
 
-TEST(RelevanceFilter, DropsWhatIsUnrelatedWithConfidence) {
+TEST(RelevanceFilter, DropsStructuresUnrelatedWithConfidence) {
   struct Case {
     std::vector<RelevanceVerdict> verdicts;
     Places kept;
@@ -43,7 +43,7 @@ TEST(RelevanceFilter, DropsWhatIsUnrelatedWithConfidence) {
            Case{{{"b.xyz", "other", 0.9, "first"}, {"b.xyz", "other", 0.8, "last"}},
                 {0, 2},
                 {"Ignored 'b.xyz' (unknown formula): last."}},
-           // The file name is looked up before the path, whatever the order of the verdicts.
+           // The file name is looked up before the path, in any order of the verdicts.
            Case{{{"a.xyz", "other", 1, "by name"}, {"/v/a.xyz", "other", 1, "by path"}},
                 {1},
                 {"Ignored 'a.xyz' (H2O): by name.", "Ignored 'a.xyz' (unknown formula): by name."}},

@@ -19,7 +19,7 @@ std::optional<Fault> armed;
 int calls = 0;
 bool struck = false;
 
-/// Counts a call; tells whether the fault strikes it.
+/// Counts a call; returns whether it must fail.
 bool strikes(Call call) {
   const bool counts =
       armed && (armed->call == call || (armed->call == Call::ANY && call != Call::ALLOCATE));
@@ -42,7 +42,7 @@ long attempt(Call call, long number, Arguments... arguments) {
   return syscall(number, arguments...);
 }
 
-/// The same for calls that move bytes.
+/// As above, for calls that transfer bytes.
 template <typename Buffer>
 ssize_t transfer(Call call, long number, int descriptor, Buffer* buffer, std::size_t size) {
   if (!strikes(call)) return syscall(number, descriptor, buffer, size);
@@ -92,12 +92,12 @@ ssize_t write(int descriptor, const void* buffer, std::size_t size) {
 }
 
 int fsync(int descriptor) {
-  // Nothing is lost by not waiting for the disk; this only asks whether the descriptor is one.
+  // Skip the sync, but still check the descriptor.
   return attempt(Call::SYNC, SYS_fcntl, descriptor, F_GETFD) < 0 ? -1 : 0;
 }
 
 int close(int descriptor) {
-  // A failed close has closed the descriptor all the same.
+  // A failed close still closes the descriptor.
   if (tests::strikes(Call::CLOSE)) {
     if (tests::armed->effect == tests::Effect::KILL) syscall(SYS_exit_group, 9);
     syscall(SYS_close, descriptor);

@@ -1,5 +1,5 @@
 // Makes system calls and allocations of this process fail on purpose. Linked into a test program,
-// it takes the place of the calls that touch files and of operator new.
+// it replaces the calls that access files, and operator new.
 #pragma once
 
 namespace tests {
@@ -13,7 +13,7 @@ enum class Effect {
   KILL,         // the process ends before the call, or after half of the bytes that it writes
 };
 
-/// What happens to the `at`-th call (from 1) of a kind.
+/// The fault at the `at`-th call (from 1) of a kind.
 struct Fault {
   Call call;
   int at;
@@ -21,10 +21,10 @@ struct Fault {
   int error = 0;
 };
 
-/// From now on the calls are counted, and the fault strikes.
+/// Starts counting calls; the fault occurs at its call.
 void arm(const Fault& fault);
 
-/// Ends that; returns whether the fault struck.
+/// Stops counting; returns whether the fault occurred.
 bool disarm();
 
 }  // namespace tests

@@ -1,5 +1,5 @@
-// A hydrate as the program runs it, on a state and a project on the disk, struck by one fault at a
-// time, at every place where the fault can strike.
+// A hydrate as the program runs it, on a state and a project on the disk, with one fault at a time,
+// at every call where the fault can occur.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,7 +30,7 @@ constexpr const char* LOG = ".diagnostics/suppressed_errors.jsonl";
 constexpr const char* MANIFEST = ".diagnostics/ingested_structures.json";
 constexpr const char* FINDINGS = ".diagnostics/structure_findings.json";
 
-/// A project with a state, an older manifest and a canonical copy that somebody has edited.
+/// A project with a state, an older manifest and a canonical copy that was edited by hand.
 struct Project {
   Project() {
     w.write("he.xyz", "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n");
@@ -45,13 +45,13 @@ struct Project {
                         {"user_request", "Compute the band structure of helium"},
                         {"structure_sources", {{{"source_path", "/old.xyz"}}}}}));
   }
-  /// One hydrate; throws what the program would report.
+  /// One hydrate; throws the error that the program would report.
   void hydrate() const {
     agent_modules::update_json(w / STATE, Json::object(), [](Json& state) {
       structure_ingest::hydrate_user_structures(state);
     });
   }
-  /// The files by their names, with the folder's own name cut out of their contents.
+  /// The contents of the files by name, with the project's path removed.
   Files files() const {
     Files contents;
     for (const auto& entry : fs::recursive_directory_iterator(w.path())) {
@@ -72,7 +72,7 @@ std::size_t open_descriptors() {
       std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
 }
 
-/// What a hydrate without a fault leaves.
+/// The files after a hydrate without a fault.
 Files meant_files() {
   const Project project;
   project.hydrate();
@@ -81,7 +81,7 @@ Files meant_files() {
 
 struct Outcome {
   bool struck = false;
-  std::string error;  // what the program would report
+  std::string error;  // the error that the program would report
 };
 
 Outcome hydrate_with(const Project& project, const tests::Fault& fault) {
@@ -97,8 +97,8 @@ Outcome hydrate_with(const Project& project, const tests::Fault& fault) {
   return outcome;
 }
 
-/// Each file is as it was or as it is meant to be, or tells of what failed; nothing else lies
-/// about. An entry names a copy that is there, or says why it is not.
+/// Each file has its old or its new content, or reports the failure, and there are no other files.
+/// An entry names an existing copy, or gives the reason why there is none.
 void expect_whole(const Files& files, const Files& before, const Files& meant) {
   for (const auto& [path, content] : files) {
     const auto is_in = [&path = path, &content = content](const Files& others) {
@@ -129,7 +129,7 @@ struct Case {
   Call call;
   Effect effect;
   int error;
-  int fewest;  // places where it strikes at least
+  int fewest;  // the least number of calls where it can occur
 };
 
 std::ostream& operator<<(std::ostream& out, const Case& fault) {
@@ -155,10 +155,10 @@ TEST_P(HydrateFault, LeavesEachFileOldOrNew) {
     if (fault.error == EINTR || fault.effect == Effect::HALF) {
       EXPECT_TRUE(after == meant);
     }
-    if (fault.error == ENOLCK) {  // nothing is changed without the lock
+    if (fault.error == ENOLCK) {  // without the lock nothing changes
       EXPECT_NE(outcome.error, "");
     }
-    if (!outcome.error.empty()) {  // then nothing is taken in, and the next one takes in all
+    if (!outcome.error.empty()) {  // then nothing is ingested, and the next run ingests all
       EXPECT_TRUE(after.at(STATE) == before.at(STATE)) << outcome.error;
       project.hydrate();
       EXPECT_TRUE(project.files().at(STATE) == meant.at(STATE));
@@ -191,7 +191,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 constexpr int STRUCK = 9;  // the exit status of a child that met its fault
 
-/// Runs a hydrate that meets a fault in a child, and returns the child's status.
+/// Runs a hydrate with a fault in a child process, and returns its status.
 int status_of_child(const Project& project, const tests::Fault& fault) {
   const pid_t child = fork();
   if (child == 0) {
@@ -207,8 +207,8 @@ int status_of_child(const Project& project, const tests::Fault& fault) {
   return status;
 }
 
-/// Faults that may end the process: it is killed, or it runs out of memory where nothing can be
-/// done about that, such as in a destructor.
+/// Faults that may end the process: it is killed, or runs out of memory where that cannot be
+/// handled, such as in a destructor.
 class EndedHydrate : public testing::TestWithParam<Case> {};
 
 TEST_P(EndedHydrate, LeavesEachFileOldOrNewAndCanBeRepeated) {
@@ -224,7 +224,7 @@ TEST_P(EndedHydrate, LeavesEachFileOldOrNewAndCanBeRepeated) {
     const bool was_aborted = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
     EXPECT_TRUE(was_aborted || (WIFEXITED(status) && WEXITSTATUS(status) == STRUCK)) << status;
     Files after = project.files();
-    // What was being written when the process ended lies beside its place, under a name of its own.
+    // A file that was being written when the process ended remains as a temporary file beside it.
     EXPECT_LE(std::erase_if(after, [](const auto& file) { return file.first.ends_with(".tmp"); }),
               1U);
     expect_whole(after, before, meant);

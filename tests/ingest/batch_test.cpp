@@ -36,7 +36,7 @@ class Batch : public testing::Test {
   std::shared_ptr<tests::Calls> calls = std::make_shared<tests::Calls>();
 };
 
-TEST_F(Batch, MakesAnEntryOfEachFile) {
+TEST_F(Batch, MakesAnEntryForEachFile) {
   w.write("proj/he.xyz", HELIUM);
   const std::vector<Json> entries = ingest({"he.xyz"});
   ASSERT_EQ(entries.size(), 1U);
@@ -82,7 +82,7 @@ TEST_F(Batch, FailedFilesHaveEntriesToo) {
   EXPECT_EQ(calls->written.size(), 2U);
 }
 
-TEST_F(Batch, TheBudgetCountsWhatIsSkipped) {
+TEST_F(Batch, TheLimitCountsSkippedFiles) {
   Paths ten;
   for (int i = 0; i < 10; ++i) ten.push_back(std::to_string(i) + (i == 3 ? ".txt" : ".xyz"));
   EXPECT_EQ(ingest(ten).size(), 7U);
@@ -95,7 +95,7 @@ TEST_F(Batch, TheBudgetCountsWhatIsSkipped) {
   EXPECT_TRUE(calls->written.empty());
 }
 
-TEST_F(Batch, TellsOfItsProgress) {
+TEST_F(Batch, ReportsItsProgress) {
   w.write("proj/a.xyz", HELIUM);
   std::vector<std::string> told;
   const auto progress = [&told](std::size_t done, std::size_t total, const std::string& path) {
@@ -105,18 +105,18 @@ TEST_F(Batch, TellsOfItsProgress) {
   EXPECT_EQ(told, (Paths{"0/4 " + (w / "proj/a.xyz"), "3/4 " + (w / "proj/b.xyz")}));
 }
 
-TEST_F(Batch, TakesEachSourceOnce) {
+TEST_F(Batch, IngestsEachSourceOnce) {
   w.write("proj/a.xyz", HELIUM);
   w.link("proj/link1.xyz", "a.xyz");
   w.link("proj/link2.xyz", "a.xyz");
   EXPECT_EQ(sources(ingest({"link1.xyz", "link2.xyz", "a.xyz", w / "proj/./A.XYZ", "b.xyz"})),
             (Paths{w / "proj/link1.xyz", w / "proj/b.xyz"}));
   const std::string copy = "project_root/structures/ingested_water_1a2b3c4d.xyz";
-  w.link("proj/mine.xyz", "project_root/structures/ingested_2.xyz");  // its own name counts
+  w.link("proj/mine.xyz", "project_root/structures/ingested_2.xyz");  // the link's own name counts
   EXPECT_EQ(sources(ingest({copy, "x/" + copy, "x\\project_root\\structures\\ingested_1.xyz",
                             "project_root/structures/own.xyz", "mine.xyz"})),
             (Paths{w / "proj/project_root/structures/own.xyz", w / "proj/mine.xyz"}));
-  // One structure in two files is two sources.
+  // Two files with the same structure are two sources.
   w.write("proj/b.xyz", HELIUM);
   const std::vector<Json> same = ingest({"a.xyz", "b.xyz"});
   ASSERT_EQ(same.size(), 2U);
@@ -150,8 +150,8 @@ TEST_F(Batch, ExpandsTheHomeDirectoryFirst) {
   setenv("HOME", kept.c_str(), 1);
 }
 
-// Somebody may have placed links where the copies go.
-TEST_F(Batch, WritesThroughNoLink) {
+// Another user may have placed links where the copies go.
+TEST_F(Batch, FollowsNoLink) {
   w.write("proj/a.xyz", HELIUM);
   const std::string outside = w.write("outside/kept", "kept");
   const std::string copy = w / "proj/project_root/structures/ingested_a_005dfc29.xyz";
@@ -172,7 +172,7 @@ TEST_F(Batch, WritesThroughNoLink) {
   EXPECT_EQ(tests::content_of(outside), "kept");
 }
 
-TEST_F(Batch, FailuresToWriteCostOnlyWhatTheyHit) {
+TEST_F(Batch, AFailureToWriteAffectsOnlyItsFile) {
   w.write("proj/a.xyz", HELIUM);
   w.write("proj/project_root", "a file where a folder is needed");
   IngestOptions options{.collaborators = tests::fake_modules(calls)};
@@ -187,7 +187,7 @@ TEST_F(Batch, FailuresToWriteCostOnlyWhatTheyHit) {
   EXPECT_EQ(warning.find("Could not write canonical XYZ copy: "), 0U);
   EXPECT_NE(warning.find("Not a directory"), std::string::npos) << warning;
 
-  // The findings are a service: no failure to write them is one of the batch.
+  // A failure to write the findings is not a failure of the batch.
   options.collaborators.atomic_write_json = [](const std::string& path, const Json&) {
     if (path.ends_with("findings.json")) throw std::logic_error("broken writer");
   };

@@ -33,7 +33,7 @@ TEST(CanonicalXyz, WritesTheCopyOfAMolecule) {
   IngestedStructure record = water("/some/where/water.xyz");
   EXPECT_EQ(write_canonical_xyz(project.path(), record), WATER_REL);
   EXPECT_EQ(tests::content_of(project / WATER_REL), WATER_TEXT);
-  record.cell_ang.emplace();  // an empty cell is none
+  record.cell_ang.emplace();  // an empty cell means no cell
   record.symbols.emplace_back("without a position");
   EXPECT_EQ(canonical_xyz_text(record), WATER_TEXT);
   EXPECT_EQ(canonical_xyz_text({.source_path = "d/\xFF.xyz", .format = "xyz"}),
@@ -78,8 +78,8 @@ TEST(CanonicalXyz, CleansTheStem) {
   }
 }
 
-// Whatever the file's name: the comment stays one line, and gives the copy no cell.
-TEST(CanonicalXyz, ReadsBackAsWhatItIsACopyOf) {
+// For any file name, the comment stays one line and gives the copy no cell.
+TEST(CanonicalXyz, ReadsBackAsTheOriginal) {
   const tests::ScratchFolder project;
   struct Case {
     std::string name;
@@ -104,7 +104,7 @@ TEST(CanonicalXyz, ReadsBackAsWhatItIsACopyOf) {
   }
 }
 
-TEST(CanonicalXyz, WritesOnlyWhatIsNotThere) {
+TEST(CanonicalXyz, WritesOnlyMissingCopies) {
   const tests::ScratchFolder project;
   const std::string copy = project / WATER_REL;
   const fs::file_time_type long_ago{};
@@ -124,7 +124,7 @@ TEST(CanonicalXyz, WritesOnlyWhatIsNotThere) {
     write_canonical_xyz(project.path(), water("water.xyz"));
     EXPECT_EQ(tests::content_of(copy), WATER_TEXT);
   }
-  // What a link points to stays as it is.
+  // The target of a link stays as it is.
   fs::remove(copy);
   const std::string precious = project.write("precious", "mine");
   project.link(WATER_REL, precious);

@@ -5,8 +5,8 @@
 namespace structure_ingest {
 namespace {
 
-// batch_test.cpp compares a whole entry; here the fields have values that are rare there.
-TEST(SourceEntry, TellsWhatTheRecordHolds) {
+// batch_test.cpp compares a whole entry; these cases cover the values that are rare there.
+TEST(SourceEntry, ContainsTheRecord) {
   const IngestedStructure record{.source_path = "/d/quartz\xFF.cif",
                                  .format = "cif",
                                  .natoms = 3,

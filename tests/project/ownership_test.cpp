@@ -51,7 +51,7 @@ TEST_F(Ownership, StopsAtTheBoundary) {
   EXPECT_EQ(owning_project_root(w / "other/a.xyz", {.stop_at = "~no such user"}), w / "other");
 }
 
-TEST_F(Ownership, TellsOtherProjects) {
+TEST_F(Ownership, RecognisesOtherProjects) {
   struct Case {
     const char* path;
     const char* project;
@@ -77,8 +77,8 @@ TEST_F(Ownership, ExpandsTheHomeDirectory) {
   setenv("HOME", kept.c_str(), 1);
 }
 
-// A remembered folder gives the answer that looking at it again would give.
-TEST_F(Ownership, OfManyPathsIsThatOfEach) {
+// A remembered folder gives the same answer as a fresh lookup.
+TEST_F(Ownership, IsTheSameForManyPathsAsForEach) {
   internal::FolderOwners owners(w / "proj");
   for (const char* again : {"first", "again"}) {
     EXPECT_EQ(owners.owner_of(w / "other/deep/er/a.xyz"), w / "other") << again;

@@ -1,4 +1,4 @@
-// What the tests of the library-backed reader share.
+// Shared by the tests of the ASE reader.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 
 namespace tests {
 
-/// An interpreter that can import ASE, found without the code under test; empty when there is none.
+/// A Python that can import ASE, found without the code under test; empty when there is none.
 inline const std::string& ase_python() {
   static const bool has_ase =
       std::system("/usr/bin/python3 -c 'import ase.io' 2> /dev/null") == 0;  // NOLINT
@@ -26,7 +26,7 @@ inline bool has_children() {
   return waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD;
 }
 
-/// Each test is in a scratch folder as its current folder, and leaves no process behind.
+/// Each test runs in a scratch folder and must leave no process behind.
 class AseSessionTest : public testing::Test {
  protected:
   AseSessionTest() { std::filesystem::current_path(scratch.path()); }
@@ -35,7 +35,7 @@ class AseSessionTest : public testing::Test {
     EXPECT_FALSE(has_children());
   }
 
-  /// Writes a shell script that can be run, and returns its absolute path.
+  /// Writes an executable shell script, and returns its absolute path.
   std::string wrapper(const std::string& name, const std::string& command) const {
     std::string path = scratch.write(name, "#!/bin/sh\n" + command + "\n");
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);
@@ -46,7 +46,7 @@ class AseSessionTest : public testing::Test {
   ScratchFolder scratch;
 };
 
-/// The same with ASE.
+/// The same, skipped without ASE.
 class WithAse : public AseSessionTest {
  protected:
   void SetUp() override {

@@ -44,7 +44,7 @@ TEST_F(WithAse, KnownStructuresThroughOneWorker) {
   EXPECT_EQ(silicon.formula, "Si8");
   EXPECT_EQ(silicon.cell_ang, (std::vector<Vector3>{{a, 0, 0}, {0, a, 0}, {0, 0, a}}));
 
-  std::filesystem::current_path(scratch / "two");  // a relative path follows the current folder
+  std::filesystem::current_path(scratch / "two");  // relative paths start at the new folder
   const double half = 3.6149 / 2;
   EXPECT_EQ(parse("POSCAR"),
             (IngestedStructure{.source_path = "POSCAR",
@@ -57,7 +57,7 @@ TEST_F(WithAse, KnownStructuresThroughOneWorker) {
                                .formula = "Cu",
                                .ok = true}));
   EXPECT_EQ(session.worker_id(), worker);
-  kill(*worker, SIGKILL);  // while it waits, this costs no file
+  kill(*worker, SIGKILL);  // killed between files: none fails
   siginfo_t ended{};
   waitid(P_PID, static_cast<id_t>(*worker), &ended, WEXITED | WNOWAIT);
   EXPECT_TRUE(parse("POSCAR").ok);
@@ -71,7 +71,7 @@ TEST_F(WithAse, EndsWithItsOwnerWhileItIsBusy) {
     session.read("never.cif");
     _exit(0);
   }
-  const int writer = open("never.cif", O_WRONLY | O_CLOEXEC);  // waits until the worker reads it
+  const int writer = open("never.cif", O_WRONLY | O_CLOEXEC);  // blocks until the worker opens it
   pollfd reader{.fd = writer, .events = 0, .revents = 0};
   EXPECT_EQ(poll(&reader, 1, 50), 0);
   kill(owner, SIGKILL);
@@ -92,7 +92,7 @@ TEST_F(WithAse, SeveralThreadsAtOnce) {
   for (const IngestedStructure& record : records) EXPECT_EQ(record.formula, "Si8");
 }
 
-TEST_F(WithAse, TakesTheFirstInterpreterThatHasAse) {
+TEST_F(WithAse, UsesTheFirstInterpreterThatHasAse) {
   const std::string silicon = scratch.write("Si.cif", SILICON_CIF);
   const std::string note = "echo $0 >> " + scratch / "used" + "; exec " + ase_python();
   const std::string without = wrapper("without", "sleep .1; exec " + ase_python() + " -S \"$@\"");
@@ -131,7 +131,7 @@ TEST_F(WithAse, TakesTheFirstInterpreterThatHasAse) {
   }
 }
 
-// The workers below are small scripts that behave badly when they are asked for the file "bad".
+// The workers below are small scripts that misbehave when asked for the file "bad".
 
 constexpr const char* FAKE_WORKER = R"(
 import os, signal, struct, sys, time
@@ -158,7 +158,7 @@ class FakeWorker : public AseSessionTest {
   }
 };
 
-TEST_F(FakeWorker, MisbehaviourCostsItsFileOnly) {
+TEST_F(FakeWorker, MisbehaviourFailsOnlyItsFile) {
   const std::string process = "the process that runs ASE ";
   const std::string senseless = process + "gave an answer without sense";
   struct Case {
@@ -202,7 +202,7 @@ TEST_F(FakeWorker, MisbehaviourCostsItsFileOnly) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(FakeWorker, BoundsWhatAnAnswerSays) {
+TEST_F(FakeWorker, BoundsTheTextOfAnAnswer) {
   struct Case {
     std::string text;  // in Python
     std::string message;
@@ -234,7 +234,7 @@ TEST_F(FakeWorker, BoundsWhatAnAnswerSays) {
   }
 }
 
-TEST_F(FakeWorker, AnInterpreterThatHangsIsPassedOver) {
+TEST_F(FakeWorker, SkipsAnInterpreterThatHangs) {
   const std::string hangs = wrapper("hangs", "echo started >> '" + scratch / "log" + "'; sleep 60");
   AseSession session({.time_limit = 20s,
                       .greeting_limit = 300ms,
@@ -248,7 +248,7 @@ TEST_F(FakeWorker, AnInterpreterThatHangsIsPassedOver) {
   EXPECT_EQ(session.why_unavailable(), "");
   EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
 
-  // Alone it has the whole time limit, but only once.
+  // A single interpreter has the whole time limit, but only once.
   AseSession alone(
       {.time_limit = 1500ms, .greeting_limit = 300ms, .interpreters = {{hangs}}, .script = ""});
   for (const char* why :
@@ -258,7 +258,7 @@ TEST_F(FakeWorker, AnInterpreterThatHangsIsPassedOver) {
   }
 }
 
-TEST_F(FakeWorker, TakesNoNumberOfAStandardStream) {
+TEST_F(FakeWorker, UsesNoNumberOfAStandardStream) {
   AseSession session = session_that("os._exit(0)");
   const pid_t child = fork();
   if (child == 0) {
@@ -272,7 +272,7 @@ TEST_F(FakeWorker, TakesNoNumberOfAStandardStream) {
   EXPECT_EQ(status, 0);
 }
 
-TEST_F(FakeWorker, TellsWhyNoProcessCanBeStarted) {
+TEST_F(FakeWorker, ReportsWhyNoProcessCanBeStarted) {
   rlimit old{};
   getrlimit(RLIMIT_NOFILE, &old);
   rlimit few = old;
@@ -288,7 +288,7 @@ TEST_F(FakeWorker, TellsWhyNoProcessCanBeStarted) {
   EXPECT_EQ(session.why_unavailable(), "");
 }
 
-TEST_F(FakeWorker, ReportsAnExtractionAsFarAsItCame) {
+TEST_F(FakeWorker, ReportsAPartialExtraction) {
   AseSession session = session_that("reply(b'\\2' + size(3) + b'why' + HELIUM[9:28])");
   const IngestedStructure record =
       parse_with_ase("/bad", "cif", [&](const std::string& path) { return session.read(path); });
@@ -299,7 +299,7 @@ TEST_F(FakeWorker, ReportsAnExtractionAsFarAsItCame) {
                                        .warnings = {"Failed to extract structure data: why"}}));
 }
 
-TEST_F(FakeWorker, SendingToOneThatDoesNotListenRaisesNoSignal) {
+TEST_F(FakeWorker, SendingToAClosedChannelRaisesNoSignal) {
   AseSession session = session_that(R"(import socket
     socket.fromfd(3, socket.AF_UNIX, socket.SOCK_STREAM).shutdown(socket.SHUT_RD)
     reply(HELIUM)

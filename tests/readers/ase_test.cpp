@@ -1,4 +1,4 @@
-// How ASE's answers become records; ase_session_test.cpp tests how they are obtained.
+// Converting ASE's answers to records; ase_session_test.cpp tests how they are obtained.
 #include "structure_ingest/readers/ase.hpp"
 
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@ IngestedStructure failed(const std::string& warning) {
   return {.source_path = "there/POSCAR", .format = "vasp", .warnings = {warning}};
 }
 
-TEST(Ase, TakesWhatWasGivenUpToTheFirstFailure) {
+TEST(Ase, KeepsTheFieldsBeforeTheFirstFailure) {
   const Rows cell = {{2, 0, 0}, {0, 2, 0}, {0, 0, 2}};
   const Rows two = {{0, 0, 0}, {1, 1, 1}};
   const IngestedStructure whole = {.source_path = "there/POSCAR",
@@ -59,8 +59,8 @@ TEST(Ase, TakesWhatWasGivenUpToTheFirstFailure) {
   }
 }
 
-// The limit on the number of atoms holds for XYZ files only.
-TEST(Ase, TakesAnyNumberOfAtoms) {
+// The limit on the number of atoms is for XYZ files only.
+TEST(Ase, AcceptsAnyNumberOfAtoms) {
   const AseAnswer answer{.labels = Labels(20001, "H"), .positions_ang = Rows(20001)};
   const IngestedStructure record =
       parse_with_ase("a.cif", "cif", [&answer](const auto&) { return answer; });

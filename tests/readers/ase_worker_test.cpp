@@ -1,5 +1,5 @@
-// What the worker's script does: it gives what ASE gives, of the file that is named, and changes
-// nothing.
+// The worker's script: it returns what ASE returns for exactly the file that is named, and changes
+// no file.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -21,7 +21,7 @@ using tests::COPPER_POSCAR;
 using tests::SILICON_CIF;
 using tests::WithAse;
 
-/// What ASE gives for each of the files in one plain Python process, as texts.
+/// ASE's results for the files in one plain Python process, as texts.
 std::vector<std::string> directly(const std::vector<std::string>& paths) {
   std::ofstream("direct.py") << R"(
 import os, sys
@@ -55,7 +55,7 @@ std::string bytes_of(const std::optional<std::vector<Vector3>>& rows) {
   return {reinterpret_cast<const char*>(rows->data()), rows->size() * sizeof(Vector3)};
 }
 
-/// The same through the session.
+/// The same results through the session.
 std::string through(AseSession& session, const std::string& path) {
   const AseAnswer answer = session.read(path);
   if (answer.failure == Failure::read) return "read: " + answer.message;
@@ -65,7 +65,7 @@ std::string through(AseSession& session, const std::string& path) {
   return labels + "|" + bytes_of(answer.positions_ang) + "|" + bytes_of(answer.cell_ang);
 }
 
-TEST_F(WithAse, GivesWhatPythonGivesToTheBit) {
+TEST_F(WithAse, AgreesWithPythonToTheBit) {
   const std::string silicon = SILICON_CIF;
   std::string many = "Cu\n1.1\n100.1 .1 .7\n.3 90 .1\n0 0 77.7\nCu\n100000\nDirect\n";
   for (int i = 0; i < 100000; ++i)
@@ -106,7 +106,7 @@ TEST_F(WithAse, GivesWhatPythonGivesToTheBit) {
   }
 }
 
-TEST_F(WithAse, RecordsOfFailures) {
+TEST_F(WithAse, MakesRecordsOfFailures) {
   scratch.write("POSCAR", "X\n1\n1 0 0\n0 1 0\n0 0 1\nSi X\n1 1\nDirect\n0 0 0\n.5 .5 .5\n");
   scratch.write("none.cif", "");
   scratch.write("words.cif", "no structure");
@@ -122,7 +122,7 @@ TEST_F(WithAse, RecordsOfFailures) {
   }
 }
 
-// ASE takes the end of some names as an index, and the beginning of others as a database.
+// ASE would take the end of some names for an index, and the beginning of others for a database.
 TEST_F(WithAse, ReadsTheFileThatIsNamed) {
   const std::vector<std::pair<std::string, std::string>> elements = {
       {"POSCAR", "Cu"},       {"POSCAR@0", "Au"},        {"POSCAR@:", "Ag"},
@@ -133,7 +133,7 @@ TEST_F(WithAse, ReadsTheFileThatIsNamed) {
       {"x.vasp", "Ac"},
   };
   for (const auto& [name, element] : elements) {
-    const std::string copper = COPPER_POSCAR;  // its sixth line is the element's
+    const std::string copper = COPPER_POSCAR;  // its sixth line names the element
     scratch.write(name, element + copper.substr(2, copper.find("\nCu") - 1) + element +
                             copper.substr(copper.find("\nCu") + 3));
   }
@@ -147,7 +147,7 @@ TEST_F(WithAse, ReadsTheFileThatIsNamed) {
   }
 }
 
-TEST_F(WithAse, TellsWhatPythonWarnedOf) {
+TEST_F(WithAse, ReportsPythonsWarnings) {
   std::string tetragonal = SILICON_CIF;
   tetragonal.insert(tetragonal.find("loop_"), "_symmetry_cell_setting tetragonal\n");
   scratch.write("tetragonal.cif", tetragonal);
@@ -158,7 +158,7 @@ TEST_F(WithAse, TellsWhatPythonWarnedOf) {
       "This may result in wrong setting!";
   const std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
       {"tetragonal.cif", {setting}},
-      {"tetragonal.cif", {setting}},  // again, though Python says a thing once by itself
+      {"tetragonal.cif", {setting}},  // again, though Python repeats no warning by default
       {"twice.cif",
        {"scaled_positions 0 and 1 are equivalent", "scaled_positions 0 and 2 are equivalent"}},
       {"Si.cif", {}},
@@ -170,7 +170,7 @@ TEST_F(WithAse, TellsWhatPythonWarnedOf) {
   }
 }
 
-/// The worker's script as it is, and as it is where the kernel has no Landlock.
+/// The worker's script unchanged, and as on a kernel without Landlock.
 std::vector<std::string> scripts() {
   const std::string script = ASE_WORKER_SCRIPT;
   const std::string calls = "444, 445, 446";
@@ -179,7 +179,7 @@ std::vector<std::string> scripts() {
   return {script, without_landlock};
 }
 
-/// Each entry of a folder with its content and times.
+/// The entries of a folder with their contents and times.
 std::map<std::string, std::string> snapshot(const std::string& folder) {
   std::map<std::string, std::string> entries;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -232,14 +232,14 @@ class OtherAse : public tests::AseSessionTest {
  protected:
   ~OtherAse() override { ::unsetenv("PYTHONPATH"); }
 
-  /// Makes a package `ase` in a folder, whose `read` has this body.
+  /// Creates a package `ase` in a folder, whose `read` has this body.
   void write_package(const std::string& folder, const std::string& body) const {
     scratch.write(folder + "/ase/__init__.py", "");
     scratch.write(folder + "/ase/io.py", "def read(path):\n" + body);
   }
 };
 
-TEST_F(OtherAse, ChangesNoFileOnPurpose) {
+TEST_F(OtherAse, CannotChangeFilesOnPurpose) {
   write_package("package", R"py(
     import errno, os, subprocess
     def said(action, *arguments):
@@ -274,7 +274,7 @@ TEST_F(OtherAse, ChangesNoFileOnPurpose) {
   }
 }
 
-TEST_F(OtherAse, TellsWarningsAboutTheFileOnly) {
+TEST_F(OtherAse, ReportsOnlyWarningsAboutTheFile) {
   write_package("package", R"py(
     import warnings
     warnings.warn("ASE is old", DeprecationWarning)

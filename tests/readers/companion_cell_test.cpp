@@ -67,7 +67,7 @@ TEST(CompanionCell, FollowsTheRules) {
            Case{"system.atomFile = /some/where/\u00C4.XYZ/ # it\n" + VECTORS, NINE},
            Case{"system.atomFile = '\u00E4.xyz'\n" + VECTORS, NINE},
            Case{"system.atomFile = other.xyz\n" + VECTORS, {}},
-           Case{"system.atomFile = ''\u00E4.xyz\n" + VECTORS, NINE},  // no value: names no file
+           Case{"system.atomFile = ''\u00E4.xyz\n" + VECTORS, NINE},  // an empty value
            Case{"system.atomFile = '\"other.xyz\n" + VECTORS, NINE},
            Case{"system.atomFile = %\nsystem.atomFile = other.xyz\n" + VECTORS, {}},
            Case{"\u017Fy\u017Ftem.atomFile = other.xyz\n" + VECTORS, {}},  // long s is an s
@@ -155,7 +155,7 @@ TEST(CompanionCell, AgreesWithThePatterns) {
   for (int i = 0; i < 30000; ++i) {
     std::string text;
     for (std::size_t n = 1 + random() % 14; n > 0; --n) {
-      // Whole assignments now and then, or hardly any text would hold a cell.
+      // Add whole assignments, or hardly any text would hold a cell.
       const std::size_t choice = random() % (pieces.size() + 12);
       if (choice < pieces.size()) {
         text += pieces[choice];
@@ -168,7 +168,7 @@ TEST(CompanionCell, AgreesWithThePatterns) {
     ASSERT_EQ(cell_for(companion_input(text), "a.xyz"), expected) << quoted_form(text);
     if (expected) ++cells;
   }
-  EXPECT_GT(cells, 1000);  // or the comparison would say nothing
+  EXPECT_GT(cells, 1000);  // or the comparison would be weak
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ using structure_ingest::internal::lower_cased;
 namespace {
 
 // White space includes U+0085 and the separators U+001C to U+001F, which the engine's own class
-// leaves out.
+// excludes.
 class Pattern {
  public:
   explicit Pattern(std::string pattern) {

@@ -1,5 +1,5 @@
-// The companion lookup as its patterns define it, searched by a regular-expression engine: slow on
-// files made to be bad for it, and what the reader is compared with.
+// The companion lookup as its patterns define it, run by a regular-expression engine: the slow
+// reference for the reader.
 #pragma once
 
 #include <optional>
@@ -10,7 +10,7 @@
 
 namespace tests {
 
-/// The cell in the text of a companion file, for a structure file of that name.
+/// The cell in the text of a companion file, for a structure file with that name.
 std::optional<std::vector<structure_ingest::Vector3>> slow_companion_cell(std::string_view text,
                                                                           std::string_view name);
 

@@ -85,9 +85,9 @@ TEST(Xyz, ReadsAtoms) {
            Case{" 2 atoms follow\r\nc\r\nO 1 2 3 force 4 5\r\nH .5 5. 1_0\r\nHe 0 0 0\r\n",
                 {"O", "H"},
                 {{1, 2, 3}, {0.5, 5, 10}}},
-           Case{"1\u2028c\u0085h\u00A01\u30032\u20033\v", {}, {}},  // U+3003 is no white space
+           Case{"1\u2028c\u0085h\u00A01\u30032\u20033\v", {}, {}},  // U+3003 is not white space
            Case{"1\u2028c\u0085h\u00A01\u30002\u20033\v", {"H"}, {{1, 2, 3}}},
-           Case{{"1\nc\nH\0 1 2 3", 12}, {"H"}, {{1, 2, 3}}},  // as any label that begins so
+           Case{{"1\nc\nH\0 1 2 3", 12}, {"H"}, {{1, 2, 3}}},  // like any label that begins with H
            Case{"1\rc\rH 1 2 3", {"H"}, {{1, 2, 3}}},
            Case{"1\nc\nFe 1.0 2.0 3.0 4.0", {"Fe"}, {{1, 2, 3}}},
            Case{"1\nc\nFe 3d 2.0 3.0 4.0", {"Fe"}, {{2, 3, 4}}},
@@ -109,7 +109,7 @@ TEST(Xyz, ReadsAtoms) {
   EXPECT_EQ(water.warnings, std::vector<std::string>{NO_CELL});
 }
 
-// Also of what stands behind the frame, or behind the line that ended the parse.
+// The fingerprint includes bytes after the frame, and after the line that ended the parse.
 TEST(Xyz, FingerprintsAllBytesOfTheFile) {
   const tests::ScratchFolder folder;
   CompanionFiles companions;
@@ -131,9 +131,9 @@ TEST(Xyz, ReadsTheLargestFile) {
   EXPECT_EQ(record.positions_ang.back()[2], 19999);
 }
 
-// Plain lines are read in a way of their own. A byte that is no valid UTF-8 is dropped and makes a
-// line other than plain, so that each file here is read both ways.
-TEST(Xyz, ReadsPlainLinesAsAllOthers) {
+// Ordinary lines take a fast path. An invalid byte is dropped but sends its line to the general
+// path, so that each file here is read both ways.
+TEST(Xyz, ReadsOrdinaryLinesAsTheGeneralPathDoes) {
   const tests::ScratchFolder folder;
   std::mt19937 random(1);
   const auto one_of = [&random](const std::vector<std::string>& choices) {
@@ -194,7 +194,7 @@ TEST(Xyz, TakesTheCellFromTheLatticeField) {
     }
     EXPECT_EQ(record.cell_provenance, "");
   }
-  // A record that is given up keeps the cell that was read before.
+  // A failed record keeps the cell that was read before the failure.
   const IngestedStructure failed = parsed(folder, "1\nLattice=\"1 2 3 4 5 6 7 8 9\"\nH 0\n");
   EXPECT_TRUE(failed.cell_ang);
   EXPECT_FALSE(failed.ok);
@@ -209,7 +209,7 @@ TEST(Xyz, FallsBackToTheCompanionCell) {
   EXPECT_EQ(record.cell_ang, (std::vector<Vector3>{{1, 0, 0}, {0, 2, 0}, {0, 0, 3}}));
   EXPECT_EQ(record.cell_provenance, folder / "scf.input");
   EXPECT_TRUE(record.warnings.empty());
-  // An unreadable field is no cell either; a file that is no good has none.
+  // An unreadable field gives no cell; nor has a failed file one.
   EXPECT_EQ(parsed(folder, "1\nLattice=\"1;\"\nH 0 0 0\n").cell_ang, record.cell_ang);
   EXPECT_FALSE(parsed(folder, "1\n\nH 0\n").cell_ang);
   const IngestedStructure own = parsed(folder, "1\nLattice=\"4 0 0 0 4 0 0 0 4\"\nH 0 0 0\n");

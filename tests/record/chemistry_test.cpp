@@ -41,7 +41,7 @@ TEST(Chemistry, FormulaAndSpecies) {
         Case{{"Na", "Cl"}, "ClNa", {"Cl", "Na"}},
         Case{{"Cl", "C", "Ca"}, "CCaCl", {"C", "Ca", "Cl"}}, Case{{}, "", {}},
         Case{std::vector<std::string>(12, "C"), "C12", {"C"}},
-        // Symbols are taken as they are, whatever they look like.
+        // Any text is counted as a symbol.
         Case{{"C", "cl", "", "Uue", "Cl", "cl", "C\xFF", "D{", std::string("C\0", 2)},
              std::string("CC", 2) + std::string("\0", 1) + "ClC\xFF" + "D{Uuecl2",
              {"", "C", std::string("C\0", 2), "Cl", "C\xFF", "D{", "Uue", "cl"}}}) {

@@ -14,7 +14,7 @@ TEST(IngestedStructure, SerialisesItsDefaults) {
             R"("warnings": [], "ok": false})");
 }
 
-TEST(IngestedStructure, SerialisesWhatItHoldsAsACopy) {
+TEST(IngestedStructure, SerialisesItsFieldsAsACopy) {
   IngestedStructure record{.source_path = "b\xFF.cif",
                            .format = "cif",
                            .natoms = 2,

@@ -1,4 +1,4 @@
-// The program while another holds a lock, which it waits for.
+// The program while another process holds the lock that it needs.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 

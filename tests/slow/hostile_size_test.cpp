@@ -1,5 +1,5 @@
-// Inputs of many megabytes, made to be bad for what reads them. Where the time that a reader takes
-// grows with the square of the size, or its memory with the size of the file, these do not end.
+// Inputs of many megabytes that are bad cases for their readers. With a time quadratic in the size,
+// or memory proportional to the size of the file, these tests would not finish.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -38,7 +38,7 @@ TEST(HostileSize, XyzFiles) {
     std::string head;
     std::string_view unit;
     std::string tail;
-    std::string warning;  // of a file that is refused, or its beginning
+    std::string warning;  // the expected warning, or its beginning
   };
   for (const auto& [name, head, unit, tail, warning] : {
            Case{"comment", "1\n", "lattice=\"", "9\"" + atom, ""},
@@ -102,7 +102,8 @@ TEST(HostileSize, Companions) {
   }
 }
 
-// A trajectory of which only the first frame counts. Its other bytes take no room on the disk.
+// A trajectory: only the first frame counts. The rest is a hole in the file and takes no disk
+// space.
 TEST(HostileSize, ATrajectoryTakesLittleMemory) {
   const tests::ScratchFolder folder;
   std::string frame = "20000\nc\n" + repeated("H 1.00000000 2.00000000 3.00000000\n", 35 * 20000);
@@ -122,7 +123,7 @@ TEST(HostileSize, ATrajectoryTakesLittleMemory) {
   EXPECT_LT(usage.ru_maxrss, 100 * 1024);  // KiB
 }
 
-// Where a file needs more memory than there is, the file behind it is read all the same.
+// After a file that needs too much memory, the next file is still read.
 TEST(HostileSize, TooLittleMemoryCostsOneFile) {
   const tests::ScratchFolder folder;
   const std::string huge = folder.write("huge.xyz", "1\nc\nH 1 2 3");
@@ -146,7 +147,7 @@ TEST(HostileSize, TooLittleMemoryCostsOneFile) {
   EXPECT_EQ(status, 0);
 }
 
-// A line that is never ended is given up before it takes all memory.
+// A line without an end is refused before it takes all memory.
 TEST(HostileSize, ALineOfFourGigabytesIsRefused) {
   const tests::ScratchFolder folder;
   const std::string path = folder.write("a.xyz", "1\nc\nH 1 2 3");

@@ -25,8 +25,8 @@ bool is_lower(char c) {
   return c >= 'a' && c <= 'z';
 }
 
-/// The length of a count at the front of `text`: 2, 0.7, x, 1-x-y, 7-δ; 0 for none. Tells in
-/// `variable` whether it holds one.
+/// The length of a count at the front of `text`: 2, 0.7, x, 1-x-y, 7-δ; 0 for none. Sets `variable`
+/// if it contains one.
 std::size_t count_length(std::string_view text, bool& variable) {
   std::size_t length = 0;
   for (std::size_t at = 0; at < text.size(); length = at) {
@@ -47,9 +47,9 @@ std::size_t count_length(std::string_view text, bool& variable) {
 }
 
 /// Reads all of `text` as one formula.
-std::optional<Formula> read_formula(std::string_view text) {
+std::optional<Formula> whole_formula(std::string_view text) {
   Formula formula;
-  std::string open;  // the closing brackets to come
+  std::string open;  // the closing brackets still expected
   bool counted = false;
   bool variable = false;
   bool empty_group = false;
@@ -102,12 +102,12 @@ std::optional<Formula> read_formula(std::string_view text) {
   if (!open.empty() || empty_group || formula.symbols == 0) return std::nullopt;
   if ((coefficient || variable) && formula.symbols < 2) return std::nullopt;  // "Six", "Con"
   formula.length = text.size();
-  // Capitals alone may abbreviate anything, and a symbol alone may be a word.
+  // A word of capitals may be an abbreviation, and a single symbol may be a word.
   formula.certain = formula.symbols > 1 ? counted || long_symbol : counted && text.size() > 2;
   return formula;
 }
 
-// Characters of other scripts, and below them what they read as.
+// Special characters, and below them their plain equivalents.
 constexpr std::u32string_view FOREIGN =
     U"\u2080\u2081\u2082\u2083\u2084\u2085\u2086\u2087\u2088\u2089"
     U"\u2070\u00B9\u00B2\u00B3\u2074\u2075\u2076\u2077\u2078\u2079"
@@ -156,7 +156,7 @@ Formula formula_at(std::string_view text) {
   for (std::size_t length = end; length > 0; --length) {
     if (!at_boundary(text, length)) continue;
     if (text[length - 1] == '-' && in_word(text, length)) continue;  // Li-ion
-    if (auto formula = read_formula(text.substr(0, length))) return *std::move(formula);
+    if (auto formula = whole_formula(text.substr(0, length))) return *std::move(formula);
   }
   return {};
 }

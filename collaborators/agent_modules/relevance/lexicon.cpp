@@ -16,7 +16,7 @@ constexpr std::pair<std::string_view, unsigned> USES[] = {
     {"own:", OWN},     {"join:", JOIN},           {"form:", FORM},      {"type:", TYPE},
     {"pair:", PAIR},   {"between:", BETWEEN},     {"unnamed:", UNNAMED}};
 
-/// Cuts the text before the next `separator` off the front of `rest`.
+/// Removes the text before the next `separator` from `rest`, with the separator.
 std::string_view next_part(std::string_view& rest, char separator) {
   const std::size_t length = std::min(rest.find(separator), rest.size());
   const std::string_view part = rest.substr(0, length);
@@ -24,13 +24,13 @@ std::string_view next_part(std::string_view& rest, char separator) {
   return part;
 }
 
-/// Where the word that reaches over `at` ends.
+/// The end of the word that contains `at`.
 std::size_t word_end(std::string_view text, std::size_t at) {
   while (in_word(text, at)) ++at;
   return at;
 }
 
-/// Whether a name may carry this ending: a plural or a case, but no second word.
+/// Whether this may be an ending of a name: a plural or a case, but not a second word.
 bool is_name_ending(std::string_view ending, std::string_view language) {
   constexpr std::size_t LONGEST_CASE = 6;  // three Cyrillic letters
   if (language == "ru") return ending.size() <= LONGEST_CASE;
@@ -64,9 +64,9 @@ void Lexicon::add(std::string_view entry, unsigned use, const Elements* elements
   word.ambiguous = ambiguous;
 }
 
-/// A line such as "en plain:", and below it, indented, the words of that use.
+/// Parses words.txt: a line such as "en plain:", and the words of that use indented below it.
 void Lexicon::read_words(std::string_view language) {
-  unsigned use = 0;  // of the words to come; none in other languages
+  unsigned use = 0;  // of the following words; none in other languages
   for (std::string_view line : words_table()) {
     if (!line.starts_with(' ')) {
       const std::string_view of = next_part(line, ' ');
@@ -82,7 +82,8 @@ void Lexicon::read_words(std::string_view language) {
   }
 }
 
-/// A table of names: with a column for each language, or with the columns language, name, formula.
+/// Parses a table of names: with a column for each language, or with the columns language, name,
+/// formula.
 void Lexicon::read_names(TableLines table, std::string_view language) {
   std::size_t column = 0;
   for (std::string_view line : table) {

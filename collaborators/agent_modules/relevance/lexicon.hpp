@@ -1,4 +1,4 @@
-// The words of requests in the languages that we read, and the names of materials in them.
+// The words of requests in the supported languages, and the names of materials in them.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 namespace agent_modules {
 
-/// What a word does in a request; words.txt tells more. A word may have several uses.
+/// The uses of a word in a request, explained in words.txt. A word may have several.
 enum Use : unsigned {
   PLAIN = 1U << 0,
   ADJECTIVE = 1U << 1,
@@ -29,7 +29,7 @@ enum Use : unsigned {
   PAIR = 1U << 12,
   BETWEEN = 1U << 13,
   UNNAMED = 1U << 14,
-  // What is no word of the tables.
+  // For words that are not in the tables.
   NAME = 1U << 15,
   NUMBER = 1U << 16,
   STOP = 1U << 17,
@@ -38,9 +38,9 @@ enum Use : unsigned {
 
 struct Word {
   unsigned uses = 0;
-  Elements elements;       // of the material that it names, if any
-  bool guessed = false;    // known by its ending only
-  bool ambiguous = false;  // the name is also an ordinary word or that of a group of materials
+  Elements elements;       // of the material named, if any
+  bool guessed = false;    // recognised by its ending only
+  bool ambiguous = false;  // the name is also an ordinary word or names a group of materials
 };
 
 /// One language.
@@ -49,7 +49,7 @@ class Lexicon {
   explicit Lexicon(std::string_view language);
 
   struct Match {
-    std::size_t length = 0;  // bytes of text; 0 when no word is known there
+    std::size_t length = 0;  // bytes of text; 0 for no match
     const Word* word = nullptr;
   };
 
@@ -63,7 +63,7 @@ class Lexicon {
 
   std::string language_;
   std::unordered_map<std::string, Word> words_;
-  std::unordered_map<std::string, Word> stems_;  // of words with any ending
+  std::unordered_map<std::string, Word> stems_;  // words that may have any ending
   std::vector<std::string> endings_;
   Word plain_{PLAIN, {}, true};
 };

@@ -1,4 +1,4 @@
-// The lines of this folder's tables, which the build makes part of the code.
+// The lines of this folder's tables, compiled in by the build.
 #pragma once
 
 #include <span>

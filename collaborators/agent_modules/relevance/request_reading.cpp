@@ -6,10 +6,16 @@
 
 #include "collaborators/agent_modules/relevance/request_tokens.hpp"
 
+// Goes over the tokens of the request once. A name becomes a mention, an object unless a
+// preposition or a following word links it as a partner, place, medium, tool or example;
+// is_linked() searches from the name back to the nearest such word, across adjectives, numbers and
+// lists. A token that is not understood makes the whole request unclear. So does a word for a
+// process between two materials of which fewer than two groups are named, since the unnamed one may
+// be any structure.
 namespace agent_modules {
 namespace {
 
-/// Whether what holds only these elements is a gas, a liquid or a molecule rather than a solid.
+/// Whether a material of these elements is a gas, a liquid or a molecule rather than a solid.
 bool is_fluid(const Elements& elements) {
   constexpr std::array<std::string_view, 14> NONMETALS = {"H",  "C",  "N", "O",  "F",  "P",  "S",
                                                           "Cl", "Br", "I", "He", "Ne", "Ar", "Xe"};
@@ -37,7 +43,7 @@ class Reader {
       reading_.guessed |= token.is(ENDING);
       reading_.pair |= token.is(PAIR | BETWEEN);
       guest |= token.is(PAIR);
-      if (!is_understood(i)) call_unclear(token);
+      if (!is_understood(i)) mark_unclear(token);
       if (!token.is(NAME)) continue;
       const bool linked = is_linked(i);
       const bool medium = linked && is_fluid(token.elements);
@@ -51,8 +57,8 @@ class Reader {
     for (const Token& token : tokens_)
       if ((token.is(PAIR) && (groups < 2 || !object)) ||
           (token.is(BETWEEN) && (named.size() < 2 || guest)))
-        call_unclear(token);
-    // What takes part in a process is its object, wherever it stands.
+        mark_unclear(token);
+    // All materials in a process are its objects, whatever the preposition before them.
     for (Mention& mention : reading_.mentions)
       mention.object |= reading_.pair && reading_.unclear.empty();
     return std::move(reading_);
@@ -66,40 +72,41 @@ class Reader {
     return !token.is(FORM) || has_material_beside(i);
   }
 
-  /// Whether a symbol can only be that of an element in another material: "Na mobility in Na3PS4".
+  /// Whether a symbol must mean an element of another named material: "Na mobility in Na3PS4".
   bool is_part_of_another(const Token& symbol) const {
     return std::any_of(tokens_.begin(), tokens_.end(), [&](const Token& token) {
       return token.certain && token.elements.contains(*symbol.elements.begin());
     });
   }
 
-  void call_unclear(const Token& token) {
+  void mark_unclear(const Token& token) {
     const auto at = static_cast<std::size_t>(token.text.data() - text_.data());
     if (!reading_.unclear.empty() && reading_.understood <= at) return;
     reading_.unclear = token.text;
     reading_.understood = at;
   }
 
-  /// The nearest token before (`step` -1) or after (1) the one at `i` that is none of `skipped`, or
-  /// one that is more than that.
-  const Token* beside(std::size_t i, int step, unsigned skipped) const {
+  /// The nearest token before (`step` -1) or after (1) the one at `i` that has no use in `skipped`.
+  /// A name, or a word that links what stands before it, is never skipped.
+  const Token* neighbour(std::size_t i, int step, unsigned skipped) const {
     const auto next =
-        static_cast<std::size_t>(step);  // below the front, `i` wraps to beyond the end
+        static_cast<std::size_t>(step);  // before the first token, `i` wraps past the end
     for (i += next; i < tokens_.size(); i += next)
       if (tokens_[i].is(NAME | AFTER) || !tokens_[i].is(skipped)) return &tokens_[i];
     return nullptr;
   }
 
-  /// "TiO2 slab", "slab of bulk TiO2".
+  /// Whether a material stands beside a form, as in "TiO2 slab" or "slab of bulk TiO2".
   bool has_material_beside(std::size_t i) const {
     for (const int step : {-1, 1}) {
-      const Token* const found = beside(i, step, ADJECTIVE | NUMBER | FORM | OF);
+      const Token* const found = neighbour(i, step, ADJECTIVE | NUMBER | FORM | OF);
       if (found != nullptr && found->is(NAME)) return true;
     }
     return false;
   }
 
-  /// Whether the name at `i` is not just one more of a list, as "NO" in "CO and NO adsorption".
+  /// Whether the name at `i` starts a group and is not a further item of a list, as "NO" in "CO and
+  /// NO adsorption".
   bool starts_group(std::size_t i) const {
     bool joined = false;
     for (std::size_t j = i; j-- > 0;) {
@@ -111,13 +118,13 @@ class Reader {
     return true;
   }
 
-  /// Whether a preposition makes the material a partner: "on clean Cu(111)", "in water and
-  /// ethanol".
+  /// Whether the material is linked as a partner, place or medium: "on clean Cu(111)", "in water
+  /// and ethanol".
   bool is_linked(std::size_t i) const {
-    const Token* const after = beside(i, 1, NUMBER | FORM);
+    const Token* const after = neighbour(i, 1, NUMBER | FORM);
     if (after != nullptr && after->is(AFTER)) return true;
     bool type = i + 1 < tokens_.size() && tokens_[i + 1].is(FORM | TYPE);
-    // "Rutile structure" may be that of anything, "TiO2 structure" is not.
+    // "Rutile structure" may be the structure of any material; "TiO2 structure" means TiO2.
     if (type && tokens_[i + 1].is(TYPE) && formula_at(tokens_[i].text).length == 0) return true;
     for (std::size_t j = i; j-- > 0;) {
       const Token& token = tokens_[j];

@@ -1,4 +1,4 @@
-// What a request says, read in one language.
+// The meaning of a request, read in one language.
 #pragma once
 
 #include <cstddef>
@@ -16,25 +16,24 @@ namespace agent_modules {
 struct Mention {
   std::string text;  // as written
   Elements elements;
-  bool certain = false;  // cannot be an ordinary word, an abbreviation or a group of materials
-  bool object = false;   // of the task; not its partner, place, medium, tool or example
+  bool certain = false;  // not an ordinary word, an abbreviation or a group of materials
+  bool object = false;   // of the task; no partner, place, medium, tool or example
 };
 
 struct RequestReading {
-  /// The first words that may stand for something without a name, or that are not known; empty when
-  /// the whole request is understood.
+  /// The first word that is unknown or may mean something unnamed; empty when the whole request is
+  /// understood.
   std::string unclear;
-  std::size_t understood = 0;  // bytes before them
+  std::size_t understood = 0;  // bytes before that word
   std::vector<Mention> mentions;
-  Elements possible;     // of words that may also be read as formulas
+  Elements possible;     // elements of words that may also be formulas
   bool pair = false;     // a process between two materials is named
-  bool guessed = false;  // words are known by their ending only
+  bool guessed = false;  // some words are recognised by their ending only
 };
 
-/// Reads `request`, which is as `plain_text` gives it. What could as well be a word or an
-/// abbreviation
-/// ("In", "C", "mos2") names a material only where `at_hand`, the elements of each structure, holds
-/// just its elements.
+/// Reads `request`, which comes from `plain_text`. A symbol that may be a word or an abbreviation
+/// ("In", "C", "mos2") names a material only if a structure has exactly its elements; `at_hand`
+/// holds the elements of each structure.
 RequestReading read_request(std::string_view request, const Lexicon& lexicon,
                             const std::set<Elements>& at_hand);
 

@@ -20,7 +20,8 @@ bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
 
-/// `text` in lower case, each character in as many bytes as before, hyphens inside words as blanks.
+/// `text` in lower case with hyphens inside words as blanks. Each character keeps its number of
+/// bytes.
 std::string folded(std::string_view text) {
   std::string result;
   for (std::size_t at = 0; at < text.size();) {
@@ -36,7 +37,7 @@ std::string folded(std::string_view text) {
 }
 
 /// The length of a number with its signs and unit at the front of `text`: 4x4x1, (111), 1e-6, 300K.
-/// Longer words, as in 2-butanol, do not belong to it.
+/// Does not include longer words, as in 2-butanol.
 std::size_t number_length(std::string_view text) {
   constexpr std::size_t LONGEST_UNIT = 3;
   std::size_t letters = 0;
@@ -55,7 +56,7 @@ std::size_t number_length(std::string_view text) {
   return in_word(text, length) ? 0 : length;
 }
 
-/// The sign at `at`: a stop, a comma or slash that joins, or one that says nothing.
+/// The use of the sign at `at`: a stop, a joining comma or slash, or none.
 unsigned sign_use(std::string_view text, std::size_t at) {
   const std::string_view sign = text.substr(at, character_at(text, at).length);
   for (const std::string_view stop : {".", ";", ":", "!", "?", "\n"})
@@ -71,8 +72,7 @@ unsigned sign_use(std::string_view text, std::size_t at) {
 }
 
 /// The elements of a word in any letter case, such as "tio2" or "NACL", read as a formula of at
-/// least two symbols, where two letters make one symbol if they can; empty when there is no such
-/// reading.
+/// least two symbols, two letters as one symbol if possible; empty when it cannot be read so.
 Elements elements_in_any_case(std::string_view word, std::size_t symbols = 0) {
   constexpr std::size_t LONGEST = 16;
   if (word.size() > LONGEST) return {};
@@ -115,7 +115,7 @@ Token lexicon_token(std::string_view text, const Lexicon::Match& match, const Fo
   return token;
 }
 
-/// A word that is neither in the lexicon nor a formula as it is written, or a sign.
+/// The token of a word that is not in the lexicon and not a formula as written, or of a sign.
 Token other_token(std::string_view text, std::size_t at, const std::set<Elements>& at_hand) {
   const bool word_starts = at_boundary(text, at);
   std::size_t length = character_at(text, at).length;
@@ -134,7 +134,7 @@ std::vector<Token> tokens_of(std::string_view text, const Lexicon& lexicon,
   const std::string lower = folded(text);
   std::vector<Token> tokens;
   for (std::size_t at = 0; at < text.size(); at += tokens.back().text.size()) {
-    // What says nothing is no token.
+    // Plain words and signs without a use give no token.
     while (at < text.size() && !in_word(text, at) && sign_use(text, at) == 0 &&
            lexicon.match(lower, at).length == 0 && formula_at(text.substr(at)).length == 0)
       at += character_at(text, at).length;
@@ -157,7 +157,7 @@ std::vector<Token> tokens_of(std::string_view text, const Lexicon& lexicon,
                                 std::move(formula.elements)));
       tokens.back().certain = formula.certain;
     } else if (number > 0) {
-      const bool share = text[at + number - 1] == '%';  // of a dopant: "2% Al"
+      const bool share = text[at + number - 1] == '%';  // a dopant's share: "2% Al"
       tokens.push_back(token_of(rest.substr(0, number), share ? NUMBER | LINK : NUMBER + 0U));
     } else {
       tokens.push_back(other_token(text, at, at_hand));

@@ -24,15 +24,15 @@ using structure_ingest::internal::value_at;
 
 constexpr double SURE = 0.9;
 constexpr double UNSURE = 0.5;
-// Of a longer request, no more is read: some of its words are not understood anyway.
+// Read at most this much of a request: one this long has unknown words anyway.
 constexpr std::size_t LONGEST_REQUEST = 4000;
 
-/// What the assessor reads of a source entry.
+/// The fields of a source entry that the assessor uses.
 struct Structure {
   std::string path;
-  std::string name;                  // of its file
-  std::set<std::string> file_names;  // of the file and its copy
-  Elements elements;                 // empty when they are not fully known
+  std::string name;                  // the name of its file
+  std::set<std::string> file_names;  // the names of the file and its copy
+  Elements elements;                 // empty when not all are known
   bool scanned = false;              // found by a scan, not supplied by the user
 };
 
@@ -74,7 +74,7 @@ Structure structure_of(const Json& entry) {
 
 /// The word of the request, all in lower case, that names the structure's file; empty for none.
 std::string mentioned_name(const Structure& structure, const std::string& request) {
-  constexpr std::size_t SHORTEST_STEM = 3;  // "in" and "no" name no file
+  constexpr std::size_t SHORTEST_STEM = 3;  // "in" and "no" do not mean files
   for (const std::string& file : structure.file_names) {
     const std::string stem = file.substr(0, file.rfind('.'));
     for (const std::string& name : {file, stem.size() < SHORTEST_STEM ? file : stem}) {
@@ -91,8 +91,8 @@ bool share_an_element(const Elements& a, const Elements& b) {
   return std::any_of(a.begin(), a.end(), [&](const std::string& e) { return b.contains(e); });
 }
 
-/// Whether the elements are those of one mentioned material or of several together, with an object
-/// of the task among them.
+/// Whether the elements are those of one mentioned material or of several combined, at least one of
+/// them an object of the task.
 bool is_made_of(const Elements& elements, const std::vector<Mention>& mentions) {
   Elements covered;
   bool object = false;
@@ -106,7 +106,7 @@ bool is_made_of(const Elements& elements, const std::vector<Mention>& mentions) 
   return object && covered == elements;
 }
 
-/// "TiO2", "MoS2 and WSe2".
+/// The objects as a list: "TiO2", "MoS2 and WSe2".
 std::string list_of_objects(const std::vector<Mention>& mentions) {
   constexpr std::size_t MOST = 3;
   std::vector<std::string> names;
@@ -123,10 +123,10 @@ std::string list_of_objects(const std::vector<Mention>& mentions) {
   return list;
 }
 
-/// A request in one language, beside the structures at hand.
-class Judge {
+/// A request read in one language, and the structures at hand.
+class Assessment {
  public:
-  Judge(RequestReading reading, const std::vector<Structure>& available)
+  Assessment(RequestReading reading, const std::vector<Structure>& available)
       : reading_(std::move(reading)) {
     const auto& mentions = reading_.mentions;
     for (const Mention& mention : mentions) {
@@ -145,7 +145,7 @@ class Judge {
 
   bool understands() const { return reading_.unclear.empty(); }
 
-  /// How far into the request it is understood.
+  /// The number of bytes of the request that are understood.
   std::size_t understood() const { return understands() ? std::string::npos : reading_.understood; }
 
   RelevanceVerdict verdict_on(const Structure& structure) const {
@@ -176,8 +176,8 @@ class Judge {
 
  private:
   RequestReading reading_;
-  Elements named_;     // all elements of what is or may be named
-  std::string match_;  // the file name of a structure that is made of an object
+  Elements named_;     // all elements of materials that are or may be named
+  std::string match_;  // the file name of a structure made of an object
   bool has_object_ = false;
   bool one_object_ = false;
 };
@@ -196,21 +196,22 @@ RelevanceReport assess_structure_relevance(const std::vector<Json>& entries,
   for (const Structure& structure : available)
     if (!structure.elements.empty()) at_hand.insert(structure.elements);
   std::string plain = plain_text(std::string_view(request).substr(0, LONGEST_REQUEST));
-  if (request.size() > LONGEST_REQUEST) plain += " \xEF\xBF\xBD";  // understood by no language
-  std::vector<Judge> judges;
+  if (request.size() > LONGEST_REQUEST) plain += " \xEF\xBF\xBD";  // in no language
+  std::vector<Assessment> assessments;
   for (const Lexicon& lexicon : lexicons())
-    judges.emplace_back(read_request(plain, lexicon, at_hand), available);
-  // Where several languages understand the request, all have to agree on a drop.
-  std::stable_sort(judges.begin(), judges.end(),
-                   [](const Judge& a, const Judge& b) { return a.understood() > b.understood(); });
+    assessments.emplace_back(read_request(plain, lexicon, at_hand), available);
+  // When several languages understand the request, drop only if all agree.
+  std::stable_sort(
+      assessments.begin(), assessments.end(),
+      [](const Assessment& a, const Assessment& b) { return a.understood() > b.understood(); });
   const std::string words = case_folded(request);
 
   RelevanceReport report;
   std::set<std::string> sources_to_keep;
   for (const Structure& structure : structures) {
-    RelevanceVerdict verdict = judges[0].verdict_on(structure);
-    for (std::size_t i = 1; i < judges.size() && judges[i].understands(); ++i)
-      if (RelevanceVerdict other = judges[i].verdict_on(structure);
+    RelevanceVerdict verdict = assessments[0].verdict_on(structure);
+    for (std::size_t i = 1; i < assessments.size() && assessments[i].understands(); ++i)
+      if (RelevanceVerdict other = assessments[i].verdict_on(structure);
           other.role != ROLE_UNRELATED || other.confidence < SURE)
         verdict = std::move(other);
     if (const std::string name = mentioned_name(structure, words); !name.empty())
@@ -222,7 +223,7 @@ RelevanceReport assess_structure_relevance(const std::vector<Json>& entries,
     }
     report.verdicts.push_back(std::move(verdict));
   }
-  // A source that could also be read as a kept structure's must not drop that one.
+  // A dropped source that also names a kept structure would drop that one, too.
   for (RelevanceVerdict& verdict : report.verdicts)
     if (verdict.role == ROLE_UNRELATED && sources_to_keep.contains(verdict.source))
       verdict.confidence = UNSURE;

@@ -1,4 +1,4 @@
-// Whether a structure has to do with what the user asked for.
+// Decides whether a structure is relevant to the user's request.
 #pragma once
 
 #include <string>
@@ -11,17 +11,17 @@ namespace agent_modules {
 
 inline constexpr std::string_view ROLE_REQUESTED = "requested";  ///< the material asked for
 inline constexpr std::string_view ROLE_RELATED = "related";      ///< shares elements with it
-inline constexpr std::string_view ROLE_UNRELATED = "unrelated";  ///< plainly something else
-inline constexpr std::string_view ROLE_UNKNOWN = "unknown";      ///< nothing can be said
+inline constexpr std::string_view ROLE_UNRELATED = "unrelated";  ///< clearly another material
+inline constexpr std::string_view ROLE_UNKNOWN = "unknown";      ///< not decidable
 
-/// Judges each source entry against a free-text request; one verdict each, in order, with the
-/// entry's "path" as its source and as reason a sentence without its full stop. A structure is
-/// unrelated with a confidence of 0.8 or more, and so dropped, only when the request is understood
-/// word by word in a language that we read, names a material as the object of its task, and the
-/// structure shares no element with anything named. Another structure, of `entries` or of the
-/// state's "structure_sources", must then be made of the object; but for what a scan found
-/// ("discovery" is "project_folder" or "workspace_scan") it is enough that one material alone is
-/// named.
+/// Judges each source entry against a free-text request. Returns one verdict each, in order, with
+/// the entry's "path" as its source and a sentence without its full stop as its reason. A structure
+/// gets the role unrelated only when every word of the request is understood in one supported
+/// language, the request names a material as the object of its task, and the structure shares no
+/// element with any material named. The confidence is at least 0.8, so that the structure is
+/// dropped, only if another structure, of `entries` or of the state's "structure_sources", is made
+/// of the object; for a structure found by a scan ("discovery" is "project_folder" or
+/// "workspace_scan") it is enough that the request names a single material.
 structure_ingest::RelevanceReport assess_structure_relevance(
     const std::vector<structure_ingest::Json>& entries, const std::string& request,
     const structure_ingest::Json& state);

@@ -1,4 +1,4 @@
-// Eight characters at once, as the bytes of one integer with the first in the lowest byte.
+// Handles eight characters at once, as the bytes of one integer with the first in the lowest byte.
 #pragma once
 
 #include <bit>
@@ -8,11 +8,11 @@
 
 namespace structure_ingest::internal {
 
-/// Repeats a byte eight times, when multiplied with it.
+/// Multiply by this to repeat a byte eight times.
 inline constexpr std::uint64_t EACH_BYTE = 0x0101010101010101;
 inline constexpr std::uint64_t EACH_HIGH_BIT = EACH_BYTE * 0x80;
 
-/// How many bytes behind a text a function may read, if it says that they must be readable.
+/// Functions that say so may read this many bytes past the end of their text.
 inline constexpr std::size_t LOOK_AHEAD = 16;
 
 inline std::uint64_t load_eight(const char* text) {

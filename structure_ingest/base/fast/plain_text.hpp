@@ -7,13 +7,13 @@
 
 namespace structure_ingest::internal {
 
-/// The first character from `text` on that is a control character other than a tab, or not ASCII.
-/// Where it is a line feed, a line ends, and it holds no other line boundary and no invalid byte.
-/// There must be such a character, with LOOK_AHEAD readable bytes behind it.
+/// Returns the first character at or after `text` that is not ASCII, or that is a control character
+/// other than a tab. If it is a line feed, the text before it is valid UTF-8 and holds no other
+/// line boundary. Such a character must exist, with LOOK_AHEAD readable bytes after it.
 inline const char* end_of_plain_text(const char* text) {
   for (;;) {
     const std::uint64_t eight = load_eight(text);
-    // A byte below 0x20 borrows from the next one: rely on the first mark only.
+    // A byte below 0x20 borrows from the next one: only the first mark is reliable.
     const std::uint64_t marks = ((eight - EACH_BYTE * 0x20) | eight) & EACH_HIGH_BIT;
     text += first_marked(marks);
     if (marks == 0) continue;

@@ -9,26 +9,27 @@
 #include "structure_ingest/base/fast/eight_bytes.hpp"
 #include "structure_ingest/base/fast/wide_integers.hpp"
 
-// A decimal without an exponent is an integer, made of all its digits, over a power of ten. The
-// digits behind the point, mostly eight or more, are converted eight at a time; those before it,
-// mostly one or two, one by one. Up to 2^53 both integers are exact doubles, and IEEE 754 rounds
-// their quotient correctly. Above that the quotient is taken with 128-bit integers and rounded
-// once. Longer numbers, and those with an exponent, go to std::from_chars.
+// A decimal without an exponent is the integer of all its digits divided by a power of ten. The
+// digits after the point, typically eight or more, are converted eight at a time; those before it,
+// typically one or two, one by one. Up to 2^53 both integers are exact doubles, and IEEE 754 rounds
+// their quotient correctly. Above that, divide 128-bit integers and round once. Longer numbers, and
+// those with an exponent, go to std::from_chars.
 namespace structure_ingest::internal {
 namespace {
 
 constexpr std::size_t MAX_DIGITS = POWERS_OF_TEN.size() - 1;
 
-/// Up to here every integer is an exact double.
+/// Every integer up to this one is an exact double.
 constexpr std::uint64_t EXACT_DIGITS = std::uint64_t{1} << 53;
 
-/// The highest bit of each byte that is above 9.
-std::uint64_t other_than_digits(std::uint64_t digits) {
+/// Sets the highest bit of each byte that is not a digit value 0 to 9.
+std::uint64_t mark_non_digits(std::uint64_t digits) {
   return (((digits & ~EACH_HIGH_BIT) + EACH_BYTE * (0x80 - 10)) | digits) & EACH_HIGH_BIT;
 }
 
-/// The number that eight digits make: neighbours are joined to twos, fours and all eight.
-std::uint64_t joined(std::uint64_t digits) {
+/// Combines eight digits into one number: adjacent digits into pairs, pairs into fours, fours into
+/// eight.
+std::uint64_t number_of_eight_digits(std::uint64_t digits) {
   const std::uint64_t twos = digits * 10 + (digits >> 8);
   constexpr std::uint64_t two_of_four = 0x000000FF000000FF;
   const std::uint64_t odd = (twos & two_of_four) * (100 + (std::uint64_t{1000000} << 32));
@@ -42,10 +43,10 @@ std::uint64_t power_of_ten(std::size_t exponent) {
 
 /// digits / 10^decimals for digits above 2^53, correctly rounded.
 ///
-/// Both are shifted up to 64 bits, so that the quotient has 62 or 63 bits. Its lowest bit is set
-/// when the division leaves a remainder: at least nine bits below the 53 that a double keeps, it
-/// only tells a number just above a half from the half itself. So the conversion to double, one
-/// correct rounding, rounds the exact quotient, and the scaling by a power of two is exact.
+/// Shift both up to 64 bits, so that the quotient has 62 or 63 bits. Set its lowest bit when the
+/// division leaves a remainder: that bit lies at least nine bits below the 53 that a double keeps,
+/// so it only distinguishes a number just above a half from the half itself. The conversion to
+/// double then rounds the exact quotient once, and the scaling by a power of two is exact.
 double long_quotient(std::uint64_t digits, std::size_t decimals) {
   const int digits_shift = std::countl_zero(digits);
   const int power_shift = std::countl_zero(power_of_ten(decimals));
@@ -75,29 +76,31 @@ bool is_digit(char character) {
   return character >= '0' && character <= '9';
 }
 
-/// Reads the digits from `at` on behind those in `digits`, and returns where they end. Too many of
-/// them leave a wrong number, which the caller does not use.
+/// Appends the digits at `at` to `digits` and returns where they end. With too many of them
+/// `digits` overflows; the caller counts them and discards the result.
 const char* read_digits(const char* at, std::uint64_t& digits) {
   for (;;) {
     const std::uint64_t next = load_eight(at) ^ EACH_BYTE * '0';
-    const std::uint64_t others = other_than_digits(next);
+    const std::uint64_t others = mark_non_digits(next);
     if (others != 0) {
       const std::size_t count = first_marked(others);
       if (count == 0) return at;
-      // The other characters are shifted out, and zeros come in before the digits.
-      digits = digits * power_of_ten(count) + joined(next << (64 - 8 * count));
+      // Shift the other characters out; zeros come in before the digits.
+      digits = digits * power_of_ten(count) + number_of_eight_digits(next << (64 - 8 * count));
       return at + count;
     }
-    digits = digits * power_of_ten(8) + joined(next);
+    digits = digits * power_of_ten(8) + number_of_eight_digits(next);
     at += 8;
-    // Eight decimals are the most common: then nothing waits for the count of digits.
+    // Eight decimals are the most common count. Return here, so that the result does not wait for
+    // the count of digits in a next block.
     if (ends_number(*at)) return at;
   }
 }
 
-/// Reads up to MAX_DIGITS digits with a point, without an exponent; null for any other number.
+/// Reads a number of up to MAX_DIGITS digits with a point and without an exponent; null for any
+/// other number.
 const char* read_plain(const char* text, double& number) {
-  // Signs are as good as random: do not branch on them.
+  // Signs are unpredictable: do not branch on them.
   const auto negative = static_cast<std::uint64_t>(*text == '-');
   const char* const first = text + negative;
   const char* at = first;
@@ -117,7 +120,7 @@ const char* read_plain(const char* text, double& number) {
 const char* read_any(const char* text, double& number) {
   const char* end = text;
   while (!ends_number(*end)) ++end;
-  // from_chars takes no plus, and it takes infinities and NaNs, which are left to the caller.
+  // from_chars rejects a plus sign, and accepts infinities and NaNs, which are left to the caller.
   const char* const first = text + (*text == '-' || *text == '+' ? 1 : 0);
   if (!is_digit(*first) && *first != '.') return nullptr;
   const auto [stop, error] = std::from_chars(*text == '+' ? first : text, end, number);
@@ -130,7 +133,7 @@ const char* read_decimals(const char* text, std::array<double, 3>& numbers) {
   for (double& number : numbers) {
     if (*text != ' ' && *text != '\t') return nullptr;
     ++text;
-    // Columns that are filled up with blanks have a random number of them.
+    // Columns padded with blanks have an unpredictable number of them.
     if (*text == ' ') text += first_marked(load_eight(text) ^ EACH_BYTE * ' ');
     while (*text == ' ' || *text == '\t') ++text;
     const char* const end = read_plain(text, number);

@@ -12,21 +12,21 @@
 #include "structure_ingest/base/fast/wide_integers.hpp"
 
 // Both forms are written from the value in units of the tenth decimal, an integer: its part above
-// the point and its ten decimals become digits eight at a time. With ten decimals that integer is
-// the exact value, rounded with 128-bit integers. The shortest text is tried in the same units:
-// when the integer over 10^10 is the value itself, it is that text without the zeros at its end.
-// Other numbers go to std::to_chars.
+// the point and its ten decimals become digits eight at a time. For ten decimals, 128-bit integers
+// give that integer, rounded from the exact value. For the shortest text, the integer is a guess:
+// if dividing it by 10^10 gives the value back, its digits without the trailing zeros are the
+// shortest text. All other numbers go to std::to_chars.
 namespace structure_ingest::internal {
 namespace {
 
 constexpr std::uint64_t UNIT = static_cast<std::uint64_t>(POWERS_OF_TEN[10]);
 
 /// |value| in units of the tenth decimal, rounded from the exact value with halves to even; nothing
-/// from 1e8 on, where it would no longer fit.
+/// from 1e8 on, where it no longer fits.
 ///
 /// A double is a mantissa below 2^53 over a power of two. The mantissa times 10^10 is below 2^87,
-/// an exact integer of 128 bits. Below 1e8 the power is above 2^0, and what remains is a shift and
-/// the rounding of what it cuts off.
+/// an exact integer of 128 bits. Below 1e8 the power is above 2^0, so that only a right shift and
+/// its rounding remain.
 std::optional<std::uint64_t> tenth_decimals(double value) {
   const double magnitude = std::abs(value);
   if (!(magnitude < 1e8)) return std::nullopt;
@@ -45,8 +45,8 @@ std::optional<std::uint64_t> tenth_decimals(double value) {
 }
 
 /// The eight decimal digits of a number below 10^8 as bytes, the first in the lowest byte: split
-/// into halves, quarters and digits, in all lanes at once. The factors stand for divisions by 100
-/// and by 10 and give their exact quotients for all numbers below 10000 and 100.
+/// into halves, quarters and digits, in all lanes at once. Multiplying by the factors and shifting
+/// divides by 100 and by 10, exactly for all numbers below 10000 and 100.
 std::uint64_t eight_digits(std::uint64_t number) {
   const std::uint64_t halves = number / 10000 | (number % 10000) << 32;
   const std::uint64_t hundreds = (halves * 10486 >> 20) & 0x0000007F0000007F;
@@ -55,8 +55,8 @@ std::uint64_t eight_digits(std::uint64_t number) {
   return tens | (quarters - 10 * tens) << 8;
 }
 
-/// Writes a number in units of the tenth decimal, below 10^8 as a number, and returns the end of
-/// its ten decimals. Up to eight bytes more may be written.
+/// Writes a number given in units of the tenth decimal, below 10^8 after scaling, and returns the
+/// end of its ten decimals. May write up to eight bytes more.
 char* write_units(char* out, bool negative, std::uint64_t units) {
   *out = '-';
   out += negative ? 1 : 0;
@@ -72,7 +72,7 @@ char* write_units(char* out, bool negative, std::uint64_t units) {
   return out + 10;
 }
 
-/// The end of ten decimals without the zeros at their end, of which one stays behind the point.
+/// Returns the end of ten decimals without their trailing zeros; keeps one digit after the point.
 char* without_zeros(char* end) {
   if (end[-1] != '0') return end;
   if (end[-2] != '0') return end - 1;
@@ -93,9 +93,9 @@ char* write_ten_decimals(char* out, double value) {
 
 char* write_shortest(char* out, double value) {
   const double magnitude = std::abs(value);
-  // A decimal of up to 15 digits that reads back as the value is the only one so short that does:
-  // doubles keep 15 digits apart. Most numbers in files are such, with at most ten decimals. The
-  // product may be a little off; the division, which is how the text is read, decides.
+  // Doubles distinguish all decimals of 15 digits, so that a decimal this short that reads back as
+  // the value is the only one. Most numbers in files have at most ten decimals. The product below
+  // may be slightly off; the division, which is how the text is read back, decides.
   if (magnitude < 1e5) {
     const double nearest = magnitude * 1e10 + 0.5;
     const auto units = static_cast<std::int64_t>(nearest);

@@ -1,4 +1,5 @@
-// Writes floats fast: with ten decimals, and as the shortest text. Exact, whatever the locale.
+// Fast writers for floats: with ten decimals, and as the shortest text. Exact and independent of
+// the locale.
 #pragma once
 
 #include <cstddef>
@@ -7,14 +8,14 @@
 namespace structure_ingest::internal {
 
 /// Appends `value` in fixed-point notation with exactly ten decimals, correctly rounded from its
-/// exact value (halves to even). Values that are not finite read inf, -inf and nan.
+/// exact value (halves to even). Non-finite values read inf, -inf and nan.
 void append_ten_decimals(std::string& out, double value);
 
-/// Appends the shortest text that reads back as the finite `value` and shows it to be a float:
+/// Appends the shortest text that reads back as the finite `value`, always recognisable as a float:
 /// plain decimals for ordinary magnitudes, an exponent beyond them.
 void append_shortest(std::string& out, double value);
 
-/// The same into a buffer with NUMBER_ROOM bytes; returns the end of the text.
+/// As above, into a buffer with NUMBER_ROOM bytes; returns the end of the text.
 inline constexpr std::size_t NUMBER_ROOM = 352;
 char* write_shortest(char* out, double value);
 

@@ -8,14 +8,14 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// The same, one character after another.
+/// The same function, one character at a time.
 std::size_t slow_end(const std::string& text) {
   std::size_t at = 0;
   while (text[at] == '\t' || (text[at] >= ' ' && static_cast<unsigned char>(text[at]) < 0x80)) ++at;
   return at;
 }
 
-TEST(PlainText, EndsWhereTheSlowWayEndsIt) {
+TEST(PlainText, AgreesWithTheSlowFunction) {
   std::mt19937_64 random(1);
   for (int i = 0; i < 200000; ++i) {
     std::string text(random() % 40, 'x');

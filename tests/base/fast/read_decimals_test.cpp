@@ -16,7 +16,7 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// Three numbers and where they end, if they are read.
+/// Three numbers and where they end, if they can be read.
 struct Read {
   std::array<double, 3> numbers{};
   std::ptrdiff_t end = -1;
@@ -30,7 +30,7 @@ Read read(const std::string& text) {
   return read;
 }
 
-/// What std::from_chars, which takes no plus, makes of the text.
+/// The result of std::from_chars, which takes no plus sign.
 double library_value(const std::string& text) {
   const std::size_t sign = text[0] == '+' ? 1 : 0;
   double value = 0.0;
@@ -86,7 +86,7 @@ TEST(ReadDecimals, ReadsThreeNumbersWithBlanksBeforeThem) {
   }
 }
 
-// Against the library's exact conversion: decimals as files hold them, all lengths of digits and
+// Compares with the library's exact conversion: decimals as in files, all lengths of digits and
 // exponents, and numbers half-way between two doubles and next to that.
 TEST(ReadDecimals, AgreesWithTheLibrary) {
   std::mt19937_64 random(1);

@@ -56,8 +56,8 @@ TEST(WriteDecimals, ShortestReadsAsInTheFile) {
   }
 }
 
-// The fast ways, on many values, against the C and C++ libraries' own exact conversions: raw bit
-// patterns, all magnitudes, halves at the tenth decimal, and decimals as files hold them.
+// Compares the fast functions with the exact conversions of the C and C++ libraries: raw bit
+// patterns, all magnitudes, halves at the tenth decimal, and decimals as in files.
 TEST(WriteDecimals, AgreesWithTheLibraries) {
   std::mt19937_64 random(1);
   const auto integer = [&random] {
@@ -84,7 +84,7 @@ TEST(WriteDecimals, AgreesWithTheLibraries) {
     ASSERT_EQ(float_value(expected), std::strtod(expected, nullptr)) << expected;
     const std::string text = shortest(value);
     ASSERT_EQ(float_value(text), value) << text;
-    // No shorter than the library's, and the same digits.
+    // As long as the library's text, with the same digits.
     std::string digits = text.substr(0, text.find('e'));
     std::erase_if(digits, [](char c) { return c < '0' || c > '9'; });
     digits.erase(0, digits.find_first_not_of('0'));

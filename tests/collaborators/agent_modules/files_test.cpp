@@ -1,4 +1,4 @@
-// The modules that keep files: the atomic writer, the diagnostics log and the trust list.
+// The modules that write files: the atomic writer, the diagnostics log and the trust list.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -23,7 +23,7 @@ namespace {
 using structure_ingest::Json;
 using structure_ingest::JsonError;
 
-TEST(AtomicIo, WritesOneDocumentAndItsFolder) {
+TEST(AtomicIo, WritesOneDocumentAndCreatesItsFolder) {
   const tests::ScratchFolder folder;
   const std::string path = folder / "new/sub/a.json";
   atomic_write_json(path, {{"k", {1, "\u00E9"}}});
@@ -34,7 +34,7 @@ TEST(AtomicIo, WritesOneDocumentAndItsFolder) {
                std::filesystem::filesystem_error);
 }
 
-TEST(AtomicIo, ChangesAreWrittenOnlyWhenThereAreAny) {
+TEST(AtomicIo, WritesOnlyChangedFiles) {
   const tests::ScratchFolder folder;
   const std::string path = folder.write("a.json", "{\"n\":1}");
   update_json(path, nullptr, [](Json&) {});
@@ -50,7 +50,7 @@ TEST(AtomicIo, ChangesAreWrittenOnlyWhenThereAreAny) {
   EXPECT_THROW(update_json(folder / "bad.json", nullptr, [](Json&) {}), JsonError);
 }
 
-TEST(AtomicIo, OfManyChangesAtOnceNoneIsLost) {
+TEST(AtomicIo, KeepsAllConcurrentChanges) {
   const tests::ScratchFolder folder;
   const std::string path = folder / "count.json";
   std::vector<std::thread> threads;
@@ -65,7 +65,7 @@ TEST(AtomicIo, OfManyChangesAtOnceNoneIsLost) {
   EXPECT_EQ(read_json(path, nullptr), 40);
 }
 
-TEST(AtomicIo, ALockedFileIsLeftAsItIs) {
+TEST(AtomicIo, DoesNotChangeALockedFile) {
   const tests::ScratchFolder folder;
   const std::string path = folder.write("a.json", "1");
   const structure_ingest::internal::FolderLock lock(folder.path());
@@ -100,7 +100,7 @@ TEST(Diagnostics, AppendsALine) {
   EXPECT_FALSE(std::filesystem::exists(project / "missing"));
 }
 
-TEST(Diagnostics, TheLogDoesNotGrowForEver) {
+TEST(Diagnostics, RotatesTheLog) {
   const tests::ScratchFolder project;
   const std::string old(1 << 20, 'x');
   const std::string log = project.write(".diagnostics/suppressed_errors.jsonl", old);
@@ -143,8 +143,8 @@ TEST_F(Trust, TheNearestListedAncestorDecides) {
   EXPECT_EQ(trust_list(), (Directories{{w / "a", "untrusted"}}));
 }
 
-// An entry that can never match would be a door that looks shut.
-TEST_F(Trust, EntriesMeanTheFoldersThatTheyName) {
+// An entry that can never match would give a false sense of safety.
+TEST_F(Trust, ResolvesItsEntries) {
   w.make_folder("a/b");
   w.link("link", "a");
   setenv("HOME", w.path().c_str(), 1);
@@ -153,7 +153,7 @@ TEST_F(Trust, EntriesMeanTheFoldersThatTheyName) {
               R"({"~/home/": "untrusted", ")" + w.path() + R"(/link/b/../b/": "trusted", ")" +
                   w.path() + R"(/a/b": "untrusted", ")" + w.path() + R"(/link/b": "trusted"})");
   EXPECT_EQ(trust_list(), (Directories{{w / "a/b", "untrusted"}, {w / "home", "untrusted"}}));
-  set_trust(w / "link/b", "trusted");  // in the place of all that mean it
+  set_trust(w / "link/b", "trusted");  // replaces all entries for the same directory
   EXPECT_EQ(read_json(list, nullptr), (Json{{"~/home/", "untrusted"}, {w / "a/b", "trusted"}}));
   EXPECT_EQ(std::filesystem::status(list).permissions(), std::filesystem::perms(0600));
 
@@ -203,7 +203,7 @@ TEST_F(Trust, TheListLiesBelowAnAbsoluteFolder) {
   const char* const old_home = getenv("HOME");
   const std::string kept = old_home == nullptr ? "" : old_home;
   setenv("HOME", w.path().c_str(), 1);
-  setenv("XDG_CONFIG_HOME", "config", 1);  // one that is relative does not count
+  setenv("XDG_CONFIG_HOME", "config", 1);  // a relative path is ignored
   EXPECT_EQ(trust_list_path(), w / ".config/" + name);
   unsetenv("XDG_CONFIG_HOME");
   EXPECT_EQ(trust_list_path(), w / ".config/" + name);

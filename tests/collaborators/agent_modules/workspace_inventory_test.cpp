@@ -43,7 +43,7 @@ TEST(WorkspaceInventory, ListsTheTreeInAFixedOrder) {
   EXPECT_EQ(inventory_workspace(w / "missing").structure_files, Paths{});
 }
 
-TEST(WorkspaceInventory, LeavesOutWhatToolsMadeAndWhatIsNotTrusted) {
+TEST(WorkspaceInventory, SkipsFoldersOfToolsAndUntrustedFolders) {
   const tests::ScratchFolder w;
   setenv("XDG_CONFIG_HOME", (w / "config").c_str(), 1);
   for (const char* file :
@@ -54,7 +54,7 @@ TEST(WorkspaceInventory, LeavesOutWhatToolsMadeAndWhatIsNotTrusted) {
   }
   EXPECT_EQ(inventory_workspace(w / "ws").structure_files,
             (Paths{"bad/d.xyz", "mine/g.xyz", "bad/good/f.xyz", "bad/in/e.xyz"}));
-  EXPECT_EQ(inventory_workspace(w / "ws/cache").structure_files, Paths{"c.xyz"});  // asked for
+  EXPECT_EQ(inventory_workspace(w / "ws/cache").structure_files, Paths{"c.xyz"});  // as root
   set_trust(w / "ws/bad", "untrusted");
   set_trust(w / "ws/bad/good", "trusted");
   const FolderTree tree = list_folder_tree(w / "ws");
@@ -67,7 +67,7 @@ TEST(WorkspaceInventory, LeavesOutWhatToolsMadeAndWhatIsNotTrusted) {
   unsetenv("XDG_CONFIG_HOME");
 }
 
-TEST(WorkspaceInventory, DepthIsNoDanger) {
+TEST(WorkspaceInventory, ListsVeryDeepTrees) {
   const tests::ScratchFolder w;
   const auto start = std::filesystem::current_path();
   std::filesystem::current_path(w.path());

@@ -1,4 +1,4 @@
-// Tables of requests with structures that are wanted or not, and how the assessor does on them.
+// Tables of requests with wanted and unwanted structures, and the assessor's score on them.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace relevance_cases {
 
-/// A structure of a case, such as "+rutile.cif:O4Ti2"; "-" marks one that is not wanted.
+/// A structure of a case, such as "+rutile.cif:O4Ti2"; "-" marks an unwanted one.
 struct CaseStructure {
   std::string file;
   std::string formula;
@@ -22,10 +22,10 @@ struct Case {
 };
 
 /// Reads a table with the columns language, request and structures. Throws std::runtime_error for a
-/// line that is none.
+/// malformed line.
 std::vector<Case> read_cases(const std::string& path);
 
-/// A source entry as ingestion makes it, with what the assessor reads.
+/// A source entry as ingestion creates it, with the fields that the assessor reads.
 structure_ingest::Json entry_of(const std::string& file, const std::string& formula,
                                 const std::string& discovery);
 

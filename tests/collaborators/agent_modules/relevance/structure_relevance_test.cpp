@@ -21,7 +21,7 @@ using structure_ingest::RelevanceVerdict;
 
 const std::string CASES = RELEVANCE_CASES;
 
-TEST(StructureRelevance, KeepsWhatIsWantedAndDropsMostOfTheRest) {
+TEST(StructureRelevance, KeepsWantedAndDropsMostUnwanted) {
   struct Floor {
     const char* table;
     std::size_t cases;
@@ -52,7 +52,7 @@ RelevanceVerdict first_verdict(const std::vector<Json>& entries, const std::stri
   return assess_structure_relevance(entries, request, state).verdicts.at(0);
 }
 
-TEST(StructureRelevance, SaysWhy) {
+TEST(StructureRelevance, GivesTheReason) {
   struct Case {
     const char* request;
     const char* file;
@@ -107,7 +107,7 @@ TEST(StructureRelevance, SaysWhy) {
   }
 }
 
-TEST(StructureRelevance, ComparesWithWhatTheStateHas) {
+TEST(StructureRelevance, ComparesWithTheSourcesInTheState) {
   const Json salt = entry_of("a.cif", "ClNa", "attachment");
   Json state;
   EXPECT_FALSE(drops(first_verdict({salt}, "Bands of silicon", state)));
@@ -171,17 +171,17 @@ TEST(Formula, IsReadInEverySpelling) {
   EXPECT_EQ(plain_text("\xFF a\u00A0\n b\u00AD-\u2013\u2019 \xC3"), "a b--' ");
 }
 
-/// Reads in the language of that number: en, de, fr, es, zh, ja, ru.
+/// Reads in the language with this number: en, de, fr, es, zh, ja, ru.
 RequestReading reading_of(std::size_t language, const std::string& request) {
   return read_request(plain_text(request), lexicons().at(language), {{"Si"}, {"Na", "Cl"}});
 }
 
-TEST(RequestReading, TellsObjectsFromPartners) {
+TEST(RequestReading, DistinguishesObjectsFromPartners) {
   struct Case {
     std::size_t language;
     const char* request;
     const char* objects;   // the names of objects
-    const char* partners;  // and of others
+    const char* partners;  // and of other materials
     const char* unclear;
   };
   for (const auto& [language, request, objects, partners, unclear] : {
@@ -234,7 +234,7 @@ TEST(RequestReading, TellsObjectsFromPartners) {
   }
 }
 
-TEST(StructureRelevance, StandsOddEntries) {
+TEST(StructureRelevance, AcceptsMalformedEntries) {
   const std::string request = "Bands of silicon";
   for (const char* text :
        {"null", "7", "[]", "{}", R"({"species": 3, "formula": []})", R"({"species": ["Na", 1]})",
@@ -249,7 +249,7 @@ TEST(StructureRelevance, StandsOddEntries) {
   EXPECT_EQ(verdict.source, "b.cif");
 }
 
-TEST(StructureRelevance, DropsNoNamesakeOfWhatItKeeps) {
+TEST(StructureRelevance, DropsNoNamesakeOfAKeptStructure) {
   Json salt = entry_of("a.cif", "ClNa", "attachment");
   salt["path"] = "a.cif";
   const Json silicon = entry_of("a.cif", "Si2", "attachment");
@@ -259,7 +259,7 @@ TEST(StructureRelevance, DropsNoNamesakeOfWhatItKeeps) {
   EXPECT_EQ(report.verdicts.at(1).role, ROLE_REQUESTED);
 }
 
-TEST(StructureRelevance, StandsTextThatIsCutAnywhere) {
+TEST(StructureRelevance, AcceptsTextCutAtAnyByte) {
   const std::vector<Json> entries = {entry_of("a.cif", "ClNa", "attachment"),
                                      entry_of("b.cif", "Si", "attachment")};
   const std::string text =
@@ -276,8 +276,7 @@ TEST(StructureRelevance, StandsTextThatIsCutAnywhere) {
   }
 }
 
-// Requests made to be long: a cost that grew with their square would run into the test's time
-// limit.
+// Very long requests: a quadratic cost would exceed the test's time limit.
 TEST(StructureRelevance, DropsNothingForALongRequest) {
   const std::vector<Json> entries = {entry_of("a.cif", "ClNa", "attachment"),
                                      entry_of("b.cif", "Si", "attachment")};
