@@ -81,7 +81,7 @@ Status run(const Arguments& arguments) {
   if (!base::is_directory(root)) throw WrongInput(arguments.directory + ": not a directory");
   std::error_code error;
   std::filesystem::directory_iterator(root, error);
-  if (error) throw WrongInput(arguments.directory + ": " + error.message());
+  if (error) throw WrongInput(std::system_error(error, arguments.directory).what());
   const agent_modules::FolderTree tree = agent_modules::list_folder_tree(root);
   ScannedFiles scanned(project, base::is_within(project, root)
                                     ? structure_ingest::DISCOVERY_PROJECT_FOLDER

@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <new>
@@ -182,7 +183,7 @@ class Start {
                           .greeting_end = steady_clock::now() + options_.greeting_limit,
                           .process = std::move(process)});
     } catch (const std::system_error& error) {
-      problems_[next_] = "cannot be started: " + error.code().message();
+      problems_[next_] = std::string("cannot be started: ") + strerrordesc_np(error.code().value());
     }
     head_start_end_ = steady_clock::now() + head_start(interpreter);
     ++next_;

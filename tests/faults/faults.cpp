@@ -132,6 +132,10 @@ void* operator new(std::size_t size) {
   return memory;
 }
 
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return tests::strikes(Call::ALLOCATE) ? nullptr : std::malloc(size);
+}
+
 void operator delete(void* memory) noexcept {
   std::free(memory);
 }
