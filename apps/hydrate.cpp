@@ -147,6 +147,7 @@ HydrateOutcome hydrate(Json& state, const Arguments& arguments,
 }
 
 Status run(const Arguments& arguments) {
+  const int limit = read_limit(arguments.limit);
   const std::vector<std::string> paths = paths_into_project(arguments.paths);
   HydrateOutcome outcome;
   if (arguments.dry_run) {
@@ -158,7 +159,6 @@ Status run(const Arguments& arguments) {
     }
     change_state(arguments.state, [&](Json& state) { outcome = hydrate(state, arguments, paths); });
   }
-  const int limit = read_limit(arguments.limit);
   if (arguments.json) {
     print_array(outcome.taken);
     tell(outcome);

@@ -25,7 +25,7 @@ std::string repeat_of(const SkippedFile& file) {
   if (std::filesystem::equivalent(file.path, file.other, error)) {
     return "the same file as " + file.other;
   }
-  return "taken for " + file.other + ": letter case is left aside";
+  return "taken for " + file.other + ": links and letter case are left aside";
 }
 
 std::string reason_of(const SkippedFile& file, int limit) {
