@@ -67,7 +67,8 @@ TEST_F(Upkeep, SaysOfEachPathWhatBecameOfIt) {
         "*.cif, *.vasp,\n           *.poscar, POSCAR*, CONTCAR*)\n",
         "skipped  W/t/a.xyz\n  reason   given before\n",
         "skipped  W/t/link.xyz\n  reason   the same file as W/t/a.xyz\n",
-        "skipped  W/t/A.xyz\n  reason   taken for W/t/a.xyz: links and letter case are left aside\n",
+        "skipped  W/t/A.xyz\n  reason   taken for W/t/a.xyz: links and letter case are left "
+        "aside\n",
         "  reason   it belongs to the project W/other\n",
         "  reason   the copy that a project holds of a structure\n",
         "  reason   not looked at, since only the first 8 files are (see --limit)\n"}) {
