@@ -55,6 +55,15 @@ IngestedStructure read(const std::string& path, internal::Readers& readers, bool
   }
 }
 
+/// Asks `ase`, and stores what ASE itself warned of in `reader_warnings`.
+internal::AskAse ask_through(internal::AseSession& ase, std::vector<std::string>& reader_warnings) {
+  return [&ase, &reader_warnings](const std::string& path) {
+    internal::AseAnswer answer = ase.read(path);
+    reader_warnings = answer.warnings;
+    return answer;
+  };
+}
+
 }  // namespace
 
 bool is_structure_file(std::string_view path) {
@@ -75,11 +84,7 @@ IngestedStructure parse_structure_file(const std::string& path) {
 struct StructureParser::Session {
   internal::AseSession ase{};
   std::vector<std::string> reader_warnings{};
-  internal::Readers readers{.ask_ase = [this](const std::string& path) {
-    internal::AseAnswer answer = ase.read(path);
-    reader_warnings = answer.warnings;
-    return answer;
-  }};
+  internal::Readers readers{.ask_ase = ask_through(ase, reader_warnings)};
 
   IngestedStructure read(const std::string& path, bool fingerprint) {
     reader_warnings.clear();
