@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <ranges>
 #include <string>
 #include <vector>
 
@@ -112,3 +113,7 @@ struct HydrateOutcome {
 STRUCTURE_INGEST_API HydrateOutcome hydrate(Json& state, const HydrateOptions& options = {});
 
 }  // namespace structure_ingest
+
+// Its iterators point into the state, so that they outlive it: a std::span can be made of a result.
+template <>
+inline constexpr bool std::ranges::enable_borrowed_range<structure_ingest::NewEntries> = true;

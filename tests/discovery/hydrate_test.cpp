@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <span>
 #include <stdexcept>
 #include <system_error>
 
@@ -240,6 +241,8 @@ TEST_F(Hydrate, ReturnsTheObjectsOfTheStateWhereverTheyGo) {
   for (int i = 0; i < 100; ++i) state["key" + std::to_string(i)] = i;  // make the state reallocate
   ASSERT_EQ(entries.size(), 2U);
   EXPECT_EQ(&entries[1], &state["structure_sources"][1]);
+  const std::span<Json> none = hydrate({});
+  EXPECT_TRUE(none.empty());
   entries[0]["formula"] = "edited";
   EXPECT_EQ(state["structure_sources"][0]["formula"], "edited");
   state["structure_sources"].erase(0);
