@@ -114,6 +114,8 @@ STRUCTURE_INGEST_API HydrateOutcome hydrate(Json& state, const HydrateOptions& o
 
 }  // namespace structure_ingest
 
+/// \cond
 // Its iterators point into the state, so that they outlive it: a std::span can be made of a result.
 template <>
 inline constexpr bool std::ranges::enable_borrowed_range<structure_ingest::NewEntries> = true;
+/// \endcond

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -273,17 +272,13 @@ TEST_F(FakeWorker, UsesNoNumberOfAStandardStream) {
 }
 
 TEST_F(FakeWorker, ReportsWhyNoProcessCanBeStarted) {
-  rlimit old{};
-  getrlimit(RLIMIT_NOFILE, &old);
-  rlimit few = old;
-  const int next = dup(0);
-  close(next);
-  few.rlim_cur = static_cast<rlim_t>(next) + 4;  // enough for the folder and one connection
-  setrlimit(RLIMIT_NOFILE, &few);
-  AseSession session = session_that("os._exit(0)");
+  const tests::ScratchFolder folder;
+  const std::string python = folder.write("python3", "#!/bin/sh\nexec /usr/bin/python3 \"$@\"\n");
+  AseSession session(
+      {.interpreters = {{python}}, .script = FAKE_WORKER + std::string("    os._exit(0)")});
   EXPECT_EQ(session.read("/good").failure, Failure::unavailable);
-  setrlimit(RLIMIT_NOFILE, &old);
-  EXPECT_EQ(session.why_unavailable(), "/usr/bin/python3 cannot be started: Too many open files");
+  EXPECT_EQ(session.why_unavailable(), python + " cannot be started: Permission denied");
+  std::filesystem::permissions(python, std::filesystem::perms::owner_all);
   EXPECT_EQ(session.read("/good").failure, Failure::none);  // tried again
   EXPECT_EQ(session.why_unavailable(), "");
 }
