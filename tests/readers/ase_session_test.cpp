@@ -194,6 +194,7 @@ TEST_F(FakeWorker, MisbehaviourFailsOnlyItsFile) {
     const AseAnswer answer = session.read("/bad");
     EXPECT_EQ(answer.message, row.message) << row.misbehaviour;
     EXPECT_EQ(answer.failure, row.message.empty() ? Failure::none : Failure::read);
+    EXPECT_EQ(session.worker_id().has_value(), row.message.empty());  // none is trusted again
     EXPECT_EQ(session.read("/good").positions_ang, (std::vector<Vector3>{{1, 2, 3}}))
         << row.misbehaviour;
   }
