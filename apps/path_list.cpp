@@ -105,6 +105,7 @@ std::string absolute_path(const std::string& path) {
   const std::filesystem::path absolute = std::filesystem::absolute(path);
   std::string normal = absolute.lexically_normal().string();
   if (normal.size() > 1 && normal.ends_with('/')) normal.pop_back();
+  if (absolute.native().find("/..") == std::string::npos) return normal;
   // Behind a link to a folder, ".." is not the folder that the path names before it.
   const std::string resolved = base::resolve_path(absolute.string());
   return base::resolve_path(normal) == resolved ? normal : resolved;
