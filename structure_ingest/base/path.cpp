@@ -212,8 +212,8 @@ std::string PathResolver::resolve(std::string_view path) {
   return link_target(resolved) ? resolve_path(whole) : resolved;
 }
 
-std::string source_identity(std::string_view path) {
-  return case_folded(resolve_path(path));
+std::string source_identity(std::string_view resolved_path) {
+  return case_folded(resolved_path);
 }
 
 bool is_regular_file(const std::string& path) {

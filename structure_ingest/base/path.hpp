@@ -54,7 +54,7 @@ class PathResolver {
 };
 
 /// Identifies a file for de-duplication and for discovery kinds: the resolved path, case-folded.
-std::string source_identity(std::string_view path);
+std::string source_identity(std::string_view resolved_path);
 
 /// Whether an existing regular file or directory stands at `path`, symbolic links followed. False
 /// when the system refuses to answer.

@@ -2,8 +2,6 @@
 
 #include <exception>
 
-#include "structure_ingest/base/text.hpp"
-
 namespace structure_ingest::internal {
 
 std::string candidate_path(const std::string& text, const std::string& project) {
@@ -27,7 +25,7 @@ std::string shown_path(const std::string& text, const std::string& project) {
 
 SourceFile source_file(const std::string& path, PathResolver& resolver) {
   SourceFile source{.path = path, .resolved = resolver.resolve(path), .identity = {}};
-  source.identity = case_folded(source.resolved);
+  source.identity = source_identity(source.resolved);
   return source;
 }
 

@@ -73,8 +73,8 @@ TEST(Path, ResolvesDanglingLinks) {
   EXPECT_EQ(resolve_path("/../.."), "/");
   EXPECT_EQ(resolve_path("a/../b"), std::filesystem::current_path().string() + "/b");
   EXPECT_THROW(resolve_path(std::string_view("a\0b", 3)), std::invalid_argument);
-  EXPECT_EQ(source_identity(folder / "chain/\u00DF.XYZ"),
-            source_identity(folder / "REAL/sub/SS.xyz"));
+  EXPECT_EQ(source_identity(resolve_path(folder / "chain/\u00DF.XYZ")),
+            source_identity(resolve_path(folder / "REAL/sub/SS.xyz")));
 }
 
 TEST(Path, FollowsAsManyLinksAsTheSystem) {
