@@ -10,7 +10,6 @@
 #include "structure_ingest/base/fast/write_decimals.hpp"
 #include "structure_ingest/base/input_file.hpp"
 #include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/replace_file.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest::internal {
@@ -131,11 +130,12 @@ std::string canonical_xyz_rel(const IngestedStructure& record, const std::string
   return rel.append("_").append(sha256_hex(text), 0, DIGEST_DIGITS).append(COPY_SUFFIX);
 }
 
-std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record) {
+std::string write_canonical_xyz(FileReplacements& copies, const IngestedStructure& record,
+                                std::size_t number) {
   const std::string text = canonical_xyz_text(record);
   const std::string rel = canonical_xyz_rel(record, text);
-  const std::string target = join_path(project_path, rel);
-  if (!holds_text(target, text)) replace_file_beneath(project_path, rel, text);
+  const std::string name = file_name(rel);
+  if (!holds_text(copies.path_of(name), text)) copies.add(name, text, number);
   return rel;
 }
 

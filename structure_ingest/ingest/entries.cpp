@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "structure_ingest/base/open_file.hpp"
+#include "structure_ingest/base/replace_file.hpp"
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/check/findings_json.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
@@ -21,19 +23,32 @@ bool is_canonical_copy(std::string path) {
   return path.find(copies) != std::string::npos;
 }
 
-IngestedStructure ingest_file(StructureParser& parser, const BatchInput& input,
-                              const std::string& path) {
-  IngestedStructure record = parser.parse_with_fingerprint(path);
-  if (!record.ok) return record;
+constexpr const char* NO_COPY = "Could not write canonical XYZ copy: ";
+
+/// Adds the copy of a good record to `copies`; `number` is that of its entry.
+void copy(const BatchInput& input, FileReplacements& copies, IngestedStructure& record,
+          std::size_t number) {
+  if (!record.ok) return;
   try {
     record.canonical_xyz_rel = input.dry_run ? canonical_xyz_rel(record, canonical_xyz_text(record))
-                                             : write_canonical_xyz(input.project, record);
+                                             : write_canonical_xyz(copies, record, number);
   } catch (const std::system_error& error) {
-    record.warnings.push_back(std::string("Could not write canonical XYZ copy: ") + error.what());
+    record.warnings.push_back(std::string(NO_COPY) + error.what());
   } catch (const std::bad_alloc&) {
-    record.warnings.emplace_back("Could not write canonical XYZ copy: not enough memory");
+    record.warnings.push_back(std::string(NO_COPY) + "not enough memory");
   }
-  return record;
+}
+
+/// Has the copies take their names; the records of those that failed get a warning instead.
+void finish(FileReplacements& copies, const std::string& project,
+            std::vector<SourceEntry>& entries) {
+  for (const FileReplacements::Failure& failure : copies.finish()) {
+    IngestedStructure& record = entries[failure.number].record;
+    const std::string path = join_path(project, record.canonical_xyz_rel);
+    record.warnings.push_back(NO_COPY +
+                              std::string(file_error(failure.what, path, failure.error).what()));
+    record.canonical_xyz_rel.clear();
+  }
 }
 
 }  // namespace
@@ -42,6 +57,7 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
   const std::size_t considered = std::min(input.limit, input.candidates.size());
   StructureParser parser;
   FolderOwners owners(input.project);
+  FileReplacements copies(input.project, std::string(INGESTED_DIRNAME));
   Ingested ingested;
   const auto skip = [&ingested](const Candidate& candidate, const std::string& path,
                                 SkipReason reason, const std::string& other = "") {
@@ -74,14 +90,18 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
       continue;
     }
     if (input.progress) input.progress(i, considered, source.path);
-    SourceEntry& entry =
-        ingested.entries.emplace_back(SourceEntry{.record = ingest_file(parser, input, source.path),
-                                                  .discovery = std::move(source.discovery)});
+    // A link to a copy that this batch makes must lead to the new one.
+    if (is_canonical_copy(source.resolved)) finish(copies, input.project, ingested.entries);
+    SourceEntry& entry = ingested.entries.emplace_back(
+        SourceEntry{.record = parser.parse_with_fingerprint(source.path),
+                    .discovery = std::move(source.discovery)});
+    copy(input, copies, entry.record, ingested.entries.size() - 1);
     if (ingested.why_no_ase.empty()) ingested.why_no_ase = parser.why_ase_is_unavailable();
     if (input.check) {
       entry.findings = check_structure(entry.record, {.reader_warnings = parser.reader_warnings()});
     }
   }
+  finish(copies, input.project, ingested.entries);
   for (std::size_t i = considered; i < input.candidates.size(); ++i) {
     const Candidate& candidate = input.candidates[i];
     skip(candidate, shown_path(candidate.text, input.project), SkipReason::past_limit);
