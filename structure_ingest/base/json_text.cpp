@@ -37,10 +37,9 @@ class Writer {
     at_ = buffer_.data();
   }
 
-  /// Returns where up to NUMBER_ROOM bytes can be written; the caller then moves `at_` past them.
-  char* room() {
-    if (buffer_.data() + buffer_.size() - at_ < static_cast<std::ptrdiff_t>(internal::NUMBER_ROOM))
-      flush();
+  /// Returns where up to `size` bytes can be written; the caller then moves `at_` past them.
+  char* room(std::size_t size = internal::NUMBER_ROOM) {
+    if (buffer_.data() + buffer_.size() - at_ < static_cast<std::ptrdiff_t>(size)) flush();
     return at_;
   }
 
@@ -68,6 +67,7 @@ class Writer {
   }
 
   void next_item(bool comma);
+  void add_blanks(std::size_t count);
   void add_float(double number);
   void add_string(std::string_view text);
   void add_special_character(std::string_view text, internal::Character character);
@@ -81,9 +81,11 @@ class Writer {
   std::size_t level_ = 0;
 };
 
-/// Starts the next item of a list; with `comma` false, its first item or its end.
-void Writer::next_item(bool comma) {
-  char* out = room();
+/// Starts the next item of a list; with `comma` false, its first item or its end. Leaves room for a
+/// number.
+inline void Writer::next_item(bool comma) {
+  constexpr std::size_t some = 32;
+  char* out = room(2 + some + internal::NUMBER_ROOM);
   *out = ',';
   out += comma ? 1 : 0;
   if (indent_ < 0) {
@@ -92,16 +94,21 @@ void Writer::next_item(bool comma) {
     return;
   }
   *out++ = '\n';
-  constexpr std::size_t some = 32;
   const std::size_t blanks = level_ * static_cast<std::size_t>(indent_);
   std::memset(out, ' ', some);
   at_ = out + std::min(blanks, some);
-  for (std::size_t more = some; more < blanks; ++more) add(' ');
+  if (blanks > some) add_blanks(blanks - some);
 }
 
-void Writer::add_float(double number) {
+void Writer::add_blanks(std::size_t count) {
+  for (; count > 0; --count) add(' ');
+  room();
+}
+
+/// Adds a number where there is room for one.
+inline void Writer::add_float(double number) {
   if (std::isfinite(number)) {
-    at_ = internal::write_shortest(room(), number);
+    at_ = internal::write_shortest(at_, number);
   } else {
     add("null");
   }
@@ -140,14 +147,15 @@ void Writer::add_special_character(std::string_view text, internal::Character ch
 void Writer::add_string(std::string_view text) {
   add('"');
   for (std::size_t position = 0; position < text.size();) {
-    // Most text needs no escapes: copy up to the next character that might.
-    const std::size_t start = position;
-    while (position < text.size() && text[position] >= 0x20 && text[position] < 0x7F &&
+    // Most text is short and needs no escapes: copy up to the next character that might.
+    const std::size_t end = std::min(text.size(), position + internal::NUMBER_ROOM);
+    char* out = room();
+    while (position < end && text[position] >= 0x20 && text[position] < 0x7F &&
            text[position] != '"' && text[position] != '\\') {
-      ++position;
+      *out++ = text[position++];
     }
-    add(text.substr(start, position - start));
-    if (position == text.size()) break;
+    at_ = out;
+    if (position == end) continue;
     const internal::Character character = internal::character_at(text, position);
     add_special_character(text.substr(position, character.length), character);
     position += character.length;
@@ -205,6 +213,7 @@ void Writer::write(const Json& value) {
     case Json::value_t::number_unsigned:
       return add_integer(value.get<std::uint64_t>());
     case Json::value_t::number_float:
+      room();
       return add_float(value.get<double>());
     default:  // null, and values that JSON cannot hold
       return add("null");
