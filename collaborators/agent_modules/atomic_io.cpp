@@ -1,10 +1,13 @@
 #include "collaborators/agent_modules/atomic_io.hpp"
 
+#include <cstddef>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 #include "structure_ingest/base/folder_lock.hpp"
 #include "structure_ingest/base/input_file.hpp"
+#include "structure_ingest/base/json_text.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/replace_file.hpp"
 
@@ -15,11 +18,9 @@ using structure_ingest::Json;
 
 namespace {
 
-/// The text of a file that holds `value`. Throws if the text could not be read again: an unreadable
-/// state would be lost.
-std::string file_text(const Json& value, const std::string& path) {
-  std::string text = structure_ingest::json_text(value, 2) + '\n';
-  if (text.size() <= base::MAX_WHOLE_FILE) return text;
+/// Throws if a text of this size could not be read again: an unreadable state would be lost.
+void require_readable(std::size_t size, const std::string& path) {
+  if (size <= base::MAX_WHOLE_FILE) return;
   throw std::filesystem::filesystem_error("cannot write what could not be read again", path,
                                           std::make_error_code(std::errc::file_too_large));
 }
@@ -28,7 +29,16 @@ std::string file_text(const Json& value, const std::string& path) {
 
 void atomic_write_json(const std::string& path, const Json& value) {
   base::create_folders(base::parent_folder(base::path_text(path)));
-  base::replace_file(path, file_text(value, path));
+  // The text of a long list of structures takes more memory than the structures themselves.
+  base::replace_file(path, [&](const base::TakePiece& take) {
+    std::size_t size = 0;
+    const auto add = [&](std::string_view piece) {
+      require_readable(size += piece.size(), path);
+      take(piece);
+    };
+    base::take_json_text(value, 2, add);
+    add("\n");
+  });
 }
 
 Json read_json(const std::string& path, const Json& missing) {
@@ -50,7 +60,8 @@ void update_json(const std::string& path, const Json& missing,
   // Compare texts: copying a large value takes several times the memory.
   const std::string before = structure_ingest::json_text(value, 2) + '\n';
   change(value);
-  const std::string after = file_text(value, path);
+  const std::string after = structure_ingest::json_text(value, 2) + '\n';
+  require_readable(after.size(), path);
   if (after != before) base::replace_file(base::join_path(folder, base::file_name(given)), after);
 }
 

@@ -1,3 +1,5 @@
+#include "structure_ingest/base/json_text.hpp"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -7,7 +9,6 @@
 #include <string_view>
 
 #include "structure_ingest/base/fast/write_decimals.hpp"
-#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest {
@@ -18,11 +19,12 @@ namespace {
 constexpr std::size_t LONG_LIST = 100;
 constexpr std::size_t MOST_ROOM = std::size_t{1} << 22;
 
-/// Appends values to one text, through a buffer that fits the processor's cache.
+/// Writes the text of values, through a buffer that fits the processor's cache.
 class Writer {
  public:
-  /// An `indent` below zero means one line.
-  explicit Writer(int indent) : indent_(indent) {}
+  /// An `indent` below zero means one line. Without `take`, the whole text is kept.
+  explicit Writer(int indent, const internal::TakePiece* take = nullptr)
+      : indent_(indent), take_(take) {}
 
   void write(const Json& value);
 
@@ -31,10 +33,18 @@ class Writer {
     return std::move(text_);
   }
 
- private:
   void flush() {
-    text_.append(buffer_.data(), at_);
+    put({buffer_.data(), static_cast<std::size_t>(at_ - buffer_.data())});
     at_ = buffer_.data();
+  }
+
+ private:
+  void put(std::string_view text) {
+    if (take_ == nullptr) {
+      text_ += text;
+    } else if (!text.empty()) {
+      (*take_)(text);
+    }
   }
 
   /// Returns where up to `size` bytes can be written; the caller then moves `at_` past them.
@@ -51,7 +61,7 @@ class Writer {
   void add(std::string_view text) {
     if (text.size() > internal::NUMBER_ROOM) {
       flush();
-      text_ += text;
+      put(text);
       return;
     }
     std::memcpy(room(), text.data(), text.size());
@@ -75,9 +85,10 @@ class Writer {
   void add_list(char open, char close, const Items& items, WriteItem write_item);
 
   std::string text_;
-  std::array<char, 1 << 13> buffer_;
+  std::array<char, 1 << 14> buffer_;
   char* at_ = buffer_.data();
   int indent_;
+  const internal::TakePiece* take_;
   std::size_t level_ = 0;
 };
 
@@ -175,7 +186,7 @@ void Writer::add_list(char open, char close, const Items& items, WriteItem write
       write_item(item);
       // Doubling the text as it grows takes up to three times its size. For long lists reserve room
       // for the remaining items instead, assuming the size of the first.
-      if (!comma && items.size() > LONG_LIST) {
+      if (!comma && take_ == nullptr && items.size() > LONG_LIST) {
         const std::size_t rest = (size() - start) * items.size();
         text_.reserve(size() + std::min(MOST_ROOM, rest + rest / 8));
       }
@@ -226,6 +237,12 @@ std::string json_text(const Json& value, int indent) {
   Writer writer(indent);
   writer.write(value);
   return std::move(writer).text();
+}
+
+void internal::take_json_text(const Json& value, int indent, const TakePiece& take) {
+  Writer writer(indent, &take);
+  writer.write(value);
+  writer.flush();
 }
 
 }  // namespace structure_ingest

@@ -33,10 +33,14 @@ int descriptor_limit() {
 }  // namespace
 
 void replace_file(const std::string& path, std::string_view content) {
+  replace_file(path, [content](const TakePiece& take) { take(content); });
+}
+
+void replace_file(const std::string& path, const std::function<void(const TakePiece&)>& write) {
   const std::string normal = path_text(c_path(path));
   const Descriptor folder = open_folder_of(path, AT_FDCWD, parent_folder(normal));
   TemporaryFile temporary(folder, file_name(normal), path);
-  temporary.write(content);
+  write([&temporary](std::string_view piece) { temporary.write(piece); });
   if (retried([&] { return fsync(temporary.descriptor().number()); }) != 0) {
     throw_file_error(CANNOT_WRITE, path);
   }

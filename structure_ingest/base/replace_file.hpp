@@ -5,12 +5,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "structure_ingest/base/descriptor.hpp"
 #include "structure_ingest/base/sync_files.hpp"
+#include "structure_ingest/base/take_piece.hpp"
 #include "structure_ingest/base/temporary_file.hpp"
 
 namespace structure_ingest::internal {
@@ -21,6 +23,9 @@ namespace structure_ingest::internal {
 /// allows it. A symbolic link at `path` is replaced, not followed; the folder must exist and must
 /// not be a symbolic link itself.
 void replace_file(const std::string& path, std::string_view content);
+
+/// As above; `write` hands the content over piece by piece. What it throws leaves the old file.
+void replace_file(const std::string& path, const std::function<void(const TakePiece&)>& write);
 
 /// Replaces many files of one folder as above. Each is still old or new at every instant, and new
 /// only once its content is on the disk; but they wait for the disk together, which takes little
