@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <string_view>
 #include <system_error>
 
 #include "structure_ingest/base/folder_lock.hpp"
@@ -28,15 +27,18 @@ void require_readable(std::size_t size, const std::string& path) {
 }  // namespace
 
 void atomic_write_json(const std::string& path, const Json& value) {
+  atomic_write_text(path, [&](const TakePiece& take) { base::take_json_text(value, 2, take); });
+}
+
+void atomic_write_text(const std::string& path, const std::function<void(const TakePiece&)>& text) {
   base::create_folders(base::parent_folder(base::path_text(path)));
-  // The text of a long list of structures takes more memory than the structures themselves.
-  base::replace_file(path, [&](const base::TakePiece& take) {
+  base::replace_file(path, [&](const TakePiece& take) {
     std::size_t size = 0;
     const auto add = [&](std::string_view piece) {
       require_readable(size += piece.size(), path);
       take(piece);
     };
-    base::take_json_text(value, 2, add);
+    text(add);
     add("\n");
   });
 }

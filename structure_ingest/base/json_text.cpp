@@ -23,8 +23,9 @@ constexpr std::size_t MOST_ROOM = std::size_t{1} << 22;
 class Writer {
  public:
   /// An `indent` below zero means one line. Without `take`, the whole text is kept.
-  explicit Writer(int indent, const internal::TakePiece* take = nullptr)
-      : indent_(indent), take_(take) {}
+  explicit Writer(int indent, const internal::TakePiece* take = nullptr,
+                  std::span<const internal::JsonList> lists = {})
+      : indent_(indent), take_(take), lists_(lists) {}
 
   void write(const Json& value);
 
@@ -81,6 +82,9 @@ class Writer {
   void add_float(double number);
   void add_string(std::string_view text);
   void add_special_character(std::string_view text, internal::Character character);
+  void add_item(const std::string& text);
+  void add_item(const std::array<double, 3>& numbers);
+  void add_list_at(std::size_t index);
   template <typename Items, typename WriteItem>
   void add_list(char open, char close, const Items& items, WriteItem write_item);
 
@@ -89,6 +93,7 @@ class Writer {
   char* at_ = buffer_.data();
   int indent_;
   const internal::TakePiece* take_;
+  std::span<const internal::JsonList> lists_;
   std::size_t level_ = 0;
 };
 
@@ -198,6 +203,27 @@ void Writer::add_list(char open, char close, const Items& items, WriteItem write
   add(close);
 }
 
+void Writer::add_item(const std::string& text) {
+  if (internal::valid_utf8_prefix(text) == text.size()) {
+    add_string(text);
+  } else {
+    add_string(internal::utf8_text(text));
+  }
+}
+
+void Writer::add_item(const std::array<double, 3>& numbers) {
+  add_list('[', ']', numbers, [this](double number) { add_float(number); });
+}
+
+void Writer::add_list_at(std::size_t index) {
+  if (index >= lists_.size()) return add("null");
+  std::visit(
+      [this](const auto& items) {
+        add_list('[', ']', items, [this](const auto& item) { add_item(item); });
+      },
+      lists_[index]);
+}
+
 void Writer::write(const Json& value) {
   switch (value.type()) {
     case Json::value_t::object:
@@ -226,6 +252,8 @@ void Writer::write(const Json& value) {
     case Json::value_t::number_float:
       room();
       return add_float(value.get<double>());
+    case Json::value_t::binary:  // JSON has no such values: we use them as placeholders
+      return add_list_at(static_cast<std::size_t>(value.get_binary().subtype()));
     default:  // null, and values that JSON cannot hold
       return add("null");
   }
@@ -239,8 +267,13 @@ std::string json_text(const Json& value, int indent) {
   return std::move(writer).text();
 }
 
-void internal::take_json_text(const Json& value, int indent, const TakePiece& take) {
-  Writer writer(indent, &take);
+Json internal::list_placeholder(std::size_t index) {
+  return Json::binary({}, index);
+}
+
+void internal::take_json_text(const Json& value, int indent, const TakePiece& take,
+                              std::span<const JsonList> lists) {
+  Writer writer(indent, &take, lists);
   writer.write(value);
   writer.flush();
 }

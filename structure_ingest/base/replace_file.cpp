@@ -21,8 +21,6 @@
 namespace structure_ingest::internal {
 namespace {
 
-constexpr const char* CANNOT_WRITE = "cannot write";
-
 /// How many descriptors this process may have open.
 int descriptor_limit() {
   rlimit limit{};

@@ -19,7 +19,6 @@
 namespace structure_ingest::internal {
 namespace {
 
-constexpr const char* CANNOT_WRITE = "cannot write";
 constexpr std::string_view PREFIX = ".structure_ingest-";
 constexpr std::size_t DIGITS = 16;
 constexpr std::string_view SUFFIX = ".tmp";

@@ -11,6 +11,8 @@
 
 namespace structure_ingest::internal {
 
+inline constexpr const char* CANNOT_WRITE = "cannot write";
+
 /// A random number for the name of a temporary file.
 std::uint64_t random_number();
 

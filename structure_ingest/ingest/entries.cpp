@@ -26,8 +26,8 @@ bool is_canonical_copy(std::string path) {
 constexpr const char* NO_COPY = "Could not write canonical XYZ copy: ";
 
 /// Adds the copy of a good record to `copies`; `number` is that of its entry.
-void copy(const BatchInput& input, FileReplacements& copies, IngestedStructure& record,
-          std::size_t number) {
+void add_copy(const BatchInput& input, FileReplacements& copies, IngestedStructure& record,
+              std::size_t number) {
   if (!record.ok) return;
   try {
     record.canonical_xyz_rel = input.dry_run ? canonical_xyz_rel(record, canonical_xyz_text(record))
@@ -40,8 +40,8 @@ void copy(const BatchInput& input, FileReplacements& copies, IngestedStructure& 
 }
 
 /// Has the copies take their names; the records of those that failed get a warning instead.
-void finish(FileReplacements& copies, const std::string& project,
-            std::vector<SourceEntry>& entries) {
+void finish_copies(FileReplacements& copies, const std::string& project,
+                   std::vector<SourceEntry>& entries) {
   for (const FileReplacements::Failure& failure : copies.finish()) {
     IngestedStructure& record = entries[failure.number].record;
     const std::string path = join_path(project, record.canonical_xyz_rel);
@@ -91,17 +91,17 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
     }
     if (input.progress) input.progress(i, considered, source.path);
     // A link to a copy that this batch makes must lead to the new one.
-    if (is_canonical_copy(source.resolved)) finish(copies, input.project, ingested.entries);
+    if (is_canonical_copy(source.resolved)) finish_copies(copies, input.project, ingested.entries);
     SourceEntry& entry = ingested.entries.emplace_back(
         SourceEntry{.record = parser.parse_with_fingerprint(source.path),
                     .discovery = std::move(source.discovery)});
-    copy(input, copies, entry.record, ingested.entries.size() - 1);
+    add_copy(input, copies, entry.record, ingested.entries.size() - 1);
     if (ingested.why_no_ase.empty()) ingested.why_no_ase = parser.why_ase_is_unavailable();
     if (input.check) {
       entry.findings = check_structure(entry.record, {.reader_warnings = parser.reader_warnings()});
     }
   }
-  finish(copies, input.project, ingested.entries);
+  finish_copies(copies, input.project, ingested.entries);
   for (std::size_t i = considered; i < input.candidates.size(); ++i) {
     const Candidate& candidate = input.candidates[i];
     skip(candidate, shown_path(candidate.text, input.project), SkipReason::past_limit);
@@ -129,6 +129,29 @@ std::string write_manifest(const std::string& project, std::vector<Json>& entrie
   }
   entries = std::move(manifest["structures"].get_ref<Json::array_t&>());
   return error;
+}
+
+std::string write_manifest(const std::string& project, const std::vector<SourceEntry>& entries,
+                           const Collaborators& collaborators) {
+  const auto* const writer = collaborators.atomic_write_json.target<JsonFileWriter>();
+  if (writer == nullptr) {
+    std::vector<Json> json = json_entries(entries);
+    return write_manifest(project, json, collaborators);
+  }
+  if (entries.empty()) return {};
+  std::vector<JsonList> lists;
+  Json manifest = {{"version", 1}, {"structures", Json::array()}};
+  for (const SourceEntry& entry : entries) {
+    manifest["structures"].push_back(entry_without_lists(entry, lists));
+  }
+  try {
+    writer->write_text(join_path(project, INGEST_MANIFEST_REL), [&](const TakePiece& take) {
+      take_json_text(manifest, writer->indent, take, lists);
+    });
+  } catch (const std::system_error& failure) {
+    return failure.what();
+  }
+  return {};
 }
 
 void write_findings(const std::string& project, const std::vector<SourceEntry>& entries,

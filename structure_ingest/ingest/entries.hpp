@@ -9,6 +9,7 @@
 
 #include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/json_text.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
@@ -54,6 +55,15 @@ std::vector<Json> json_entries(const std::vector<SourceEntry>& entries);
 /// system is no error here.
 std::string write_manifest(const std::string& project, std::vector<Json>& entries,
                            const Collaborators& collaborators);
+
+/// As above for typed entries. Makes no JSON of their atoms, which would take several times their
+/// memory, if the writer takes texts.
+std::string write_manifest(const std::string& project, const std::vector<SourceEntry>& entries,
+                           const Collaborators& collaborators);
+
+/// What SourceEntry::to_json() gives, with placeholders for the lists of atoms, which it adds to
+/// `lists`. They are those of the entry.
+Json entry_without_lists(const SourceEntry& entry, std::vector<JsonList>& lists);
 
 /// Writes the findings on `entries`, unless there are no entries. Best effort: they are a service
 /// beside the entries, so no failure of the writer is an error here.

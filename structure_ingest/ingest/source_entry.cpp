@@ -1,12 +1,20 @@
 #include "structure_ingest/ingest/source_entry.hpp"
 
+#include <cstddef>
+#include <utility>
+
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
+#include "structure_ingest/ingest/entries.hpp"
 #include "structure_ingest/record/json_lists.hpp"
 
 namespace structure_ingest {
 
-Json structure_source_entry(const IngestedStructure& record, std::string_view discovery) {
+namespace {
+
+/// The entry of a record with these two of its values.
+Json entry_with(Json symbols, Json positions_ang, const IngestedStructure& record,
+                std::string_view discovery) {
   using internal::utf8_text;
   const std::string kind = utf8_text(discovery.empty() ? DISCOVERY_ATTACHMENT : discovery);
   const std::string source_path = utf8_text(record.source_path);
@@ -34,8 +42,8 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
   entry["species"] = internal::json_list(record.species);
   entry["has_cell"] = record.cell_ang && !record.cell_ang->empty();
   entry["cell_ang"] = internal::json_cell(record.cell_ang);
-  entry["symbols"] = internal::json_list(record.symbols);
-  entry["positions_ang"] = internal::json_list(record.positions_ang);
+  entry["symbols"] = std::move(symbols);
+  entry["positions_ang"] = std::move(positions_ang);
   entry["fractional"] = record.fractional;
   entry["source_path"] = source_path;
   entry["sha256"] = utf8_text(record.sha256);
@@ -47,6 +55,23 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
       " atoms) parsed deterministically from " + internal::file_name(source_path) +
       ". Coordinates in the canonical XYZ copy are exact; do NOT re-type or invent coordinates.";
   return entry;
+}
+
+}  // namespace
+
+Json structure_source_entry(const IngestedStructure& record, std::string_view discovery) {
+  return entry_with(internal::json_list(record.symbols), internal::json_list(record.positions_ang),
+                    record, discovery);
+}
+
+Json internal::entry_without_lists(const SourceEntry& entry, std::vector<JsonList>& lists) {
+  const std::size_t first = lists.size();
+  lists.emplace_back(entry.record.symbols);
+  lists.emplace_back(entry.record.positions_ang);
+  Json json = entry_with(list_placeholder(first), list_placeholder(first + 1), entry.record,
+                         entry.discovery);
+  json["ok"] = entry.record.ok;
+  return json;
 }
 
 std::string SourceEntry::path() const {
