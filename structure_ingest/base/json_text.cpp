@@ -219,7 +219,7 @@ void Writer::add_list_at(std::size_t index) {
   if (index >= lists_.size()) return add("null");
   std::visit(
       [this](const auto& items) {
-        add_list('[', ']', items, [this](const auto& item) { add_item(item); });
+        add_list('[', ']', items, [this](const auto& item) { this->add_item(item); });
       },
       lists_[index]);
 }
