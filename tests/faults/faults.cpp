@@ -68,6 +68,29 @@ ssize_t transfer(Call call, long number, int descriptor, Buffer* buffer, std::si
   return -1;
 }
 
+/// The files whose content is on the disk, and how many others took the place of a file.
+std::array<ino_t, 256> synced;
+std::size_t synced_count = 0;
+int unsynced_renames = 0;
+
+void note_sync(int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) == 0) synced.at(synced_count++ % synced.size()) = status.st_ino;
+}
+
+void note_rename(int folder, const char* path) {
+  struct stat status {};
+  if (fstatat(folder, path, &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+  if (std::find(synced.begin(), synced.end(), status.st_ino) == synced.end()) ++unsynced_renames;
+}
+
+/// Notes a sync and skips it, but still checks the descriptor.
+bool sync_noted(int descriptor) {
+  if (attempt(Call::SYNC, SYS_fcntl, descriptor, F_GETFD) < 0) return false;
+  note_sync(descriptor);
+  return true;
+}
+
 /// The results of asynchronous syncs that were not asked for yet.
 std::array<io_event, 64> results;
 std::size_t result_count = 0;
@@ -77,8 +100,7 @@ std::size_t result_count = 0;
 long take_syncs(std::size_t count, iocb** requests) {
   count = std::min<std::size_t>(count, 16);
   for (std::size_t i = 0; i < count; ++i) {
-    const auto file = static_cast<int>(requests[i]->aio_fildes);
-    const bool done = attempt(Call::SYNC, SYS_fcntl, file, F_GETFD) >= 0;
+    const bool done = sync_noted(static_cast<int>(requests[i]->aio_fildes));
     io_event& result = results.at(result_count++);
     result.data = requests[i]->aio_data;
     result.res = done ? 0 : -errno;
@@ -102,6 +124,12 @@ void arm(const Fault& fault) {
   calls = 0;
   struck = false;
   result_count = 0;
+  synced = {};
+  unsynced_renames = 0;
+}
+
+int renames_of_unsynced_files() {
+  return unsynced_renames;
 }
 
 bool disarm() {
@@ -133,8 +161,7 @@ ssize_t write(int descriptor, const void* buffer, std::size_t size) {
 }
 
 int fsync(int descriptor) {
-  // Skip the sync, but still check the descriptor.
-  return attempt(Call::SYNC, SYS_fcntl, descriptor, F_GETFD) < 0 ? -1 : 0;
+  return tests::sync_noted(descriptor) ? 0 : -1;
 }
 
 int close(int descriptor) {
@@ -171,6 +198,7 @@ long syscall(long number, ...) noexcept {
 }
 
 int renameat(int old_folder, const char* old_path, int new_folder, const char* new_path) noexcept {
+  tests::note_rename(old_folder, old_path);
   return static_cast<int>(
       attempt(Call::RENAME, SYS_renameat, old_folder, old_path, new_folder, new_path));
 }

@@ -172,6 +172,7 @@ TEST_P(HydrateFault, LeavesEachFileOldOrNew) {
     if (fault.error == EINTR || fault.effect == Effect::HALF) {
       EXPECT_TRUE(after == meant);
     }
+    EXPECT_EQ(tests::renames_of_unsynced_files(), 0);
     const bool is_of_one_file = fault.call == Call::SYNC || fault.call == Call::RENAME;
     if (is_of_one_file && outcome.error.empty()) {
       EXPECT_LE(missing_copies(after, meant), 1);
