@@ -16,9 +16,8 @@
 // the point comes from a table, and eight of its decimals become digits at once. For ten decimals,
 // 128-bit integers give that integer, rounded from the exact value. For the shortest text, the
 // integer is a guess: if dividing it by 10^10 gives the value back, its digits without the trailing
-// zeros are the shortest text. All other numbers go to std::to_chars. Numbers come in no order, so
-// that a branch on a sign, a rounding or a count of digits would be mispredicted half of the time:
-// there is none.
+// zeros are the shortest text. All other numbers go to std::to_chars. Signs, roundings and counts
+// of digits are unpredictable: do not branch on them.
 namespace structure_ingest::internal {
 namespace {
 
