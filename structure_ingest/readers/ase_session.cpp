@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <new>
@@ -43,16 +44,37 @@ std::string seconds_text(milliseconds time) {
 /// and 200 ms to load it.
 constexpr milliseconds HEAD_START{60};
 
-/// Gives a script no head start: a wrapper that searches for an interpreter always takes longer
+/// Whether the file is a script. A wrapper that searches for an interpreter always takes longer
 /// than HEAD_START.
-milliseconds head_start(const std::string& interpreter) {
+bool is_script(const std::string& file) {
   try {
     std::array<char, 2> beginning{};
-    InputFile(interpreter).read(beginning.data(), beginning.size());
-    return beginning == std::array{'#', '!'} ? milliseconds(0) : HEAD_START;
+    InputFile(file).read(beginning.data(), beginning.size());
+    return beginning == std::array{'#', '!'};
   } catch (const std::system_error&) {
-    return HEAD_START;
+    return false;
   }
+}
+
+/// Whether ASE is among the packages of the installation that an interpreter belongs to. Others may
+/// have it, too.
+bool has_ase_beside(const std::filesystem::path& interpreter) {
+  std::error_code ignored;
+  const std::filesystem::path folder = interpreter.parent_path().parent_path() / "lib";
+  for (std::filesystem::directory_iterator entry(folder, ignored), end; !ignored && entry != end;
+       entry.increment(ignored)) {
+    if (!entry->path().filename().string().starts_with("python3")) continue;
+    for (const char* packages : {"site-packages", "dist-packages"}) {
+      if (std::filesystem::exists(entry->path() / packages / "ase", ignored)) return true;
+    }
+  }
+  return false;
+}
+
+/// How long the next interpreter waits for this one: not at all where this one takes long to say
+/// whether it has ASE, or will probably say no.
+milliseconds head_start(const std::string& interpreter) {
+  return is_script(interpreter) || !has_ase_beside(interpreter) ? milliseconds(0) : HEAD_START;
 }
 
 /// A worker that has not loaded ASE yet.
