@@ -37,13 +37,27 @@ IngestedStructure ingest_file(StructureParser& parser, const BatchInput& input,
   return record;
 }
 
+/// A candidate that is to be read.
+struct Accepted {
+  std::size_t number;
+  SourceFile source;
+};
+
+std::vector<std::string> paths_to_read_ahead(const std::vector<Accepted>& accepted) {
+  std::vector<std::string> paths;
+  for (const Accepted& each : accepted) {
+    // This batch may write a copy anew, also one that is offered through a link.
+    if (!is_canonical_copy(each.source.resolved)) paths.push_back(each.source.path);
+  }
+  return paths;
+}
+
 }  // namespace
 
 Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
   const std::size_t considered = std::min(input.limit, input.candidates.size());
   std::optional<StructureParser> own_parser;
   StructureParser& parser = input.parser != nullptr ? *input.parser : own_parser.emplace();
-  parser.begin_batch();
   FolderOwners owners(input.project);
   Ingested ingested;
   const auto skip = [&ingested](const Candidate& candidate, const std::string& path,
@@ -51,6 +65,7 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
     ingested.skipped.push_back(
         {.path = path, .reason = reason, .discovery = candidate.how, .other = other});
   };
+  std::vector<Accepted> accepted;
   std::map<std::string, std::string> seen_sources;  // the first path of each by its identity
   for (std::size_t i = 0; i < considered; ++i) {
     const Candidate& candidate = input.candidates[i];
@@ -76,7 +91,11 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
            owners.owner_of(source.resolved).value_or(""));
       continue;
     }
-    if (input.progress) input.progress(i, considered, source.path);
+    accepted.push_back({.number = i, .source = std::move(source)});
+  }
+  parser.begin_batch(paths_to_read_ahead(accepted));
+  for (auto& [number, source] : accepted) {
+    if (input.progress) input.progress(number, considered, source.path);
     SourceEntry& entry =
         ingested.entries.emplace_back(SourceEntry{.record = ingest_file(parser, input, source.path),
                                                   .discovery = std::move(source.discovery)});

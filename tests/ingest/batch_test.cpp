@@ -200,6 +200,26 @@ TEST_F(Batch, AKeptParserKeepsItsProcessAndNoCompanion) {
   EXPECT_EQ(tests::content_of(w / "log"), "\n");
 }
 
+TEST_F(Batch, SeveralProcessesGiveTheSameEntries) {
+  if (tests::ase_python().empty()) GTEST_SKIP() << "/usr/bin/python3 cannot import ase.io";
+  Paths candidates = {"missing.cif"};
+  for (int i = 0; i < 12; ++i) {
+    const std::string number = std::to_string(i);
+    w.write("proj/POSCAR" + number, i == 5 ? "" : number + tests::COPPER_POSCAR);
+    w.write("proj/" + number + ".xyz", HELIUM);
+    for (const std::string& name : {"POSCAR" + number, number + ".xyz", "./POSCAR" + number}) {
+      candidates.push_back(name);
+    }
+  }
+  const std::vector<Json> expected = ingest(candidates, {.limit = 100});
+  EXPECT_EQ(expected.size(), 25U);
+  EXPECT_EQ(expected.back()["ok"], true);
+  StructureParser parser({.interpreters = {tests::ase_python()}, .processes = 3});
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(ingest(candidates, {.limit = 100, .parser = &parser}), expected);
+  }
+}
+
 TEST_F(Batch, AFailureToWriteAffectsOnlyItsFile) {
   w.write("proj/a.xyz", HELIUM);
   w.write("proj/project_root", "a file where a folder is needed");
