@@ -25,7 +25,7 @@ using structure_ingest::Json;
 using structure_ingest::KnownSource;
 using structure_ingest::SourceEntry;
 
-struct Arguments {
+struct HydrateArguments {
   StateArguments state;
   std::string limit = std::to_string(structure_ingest::HydrateOptions{}.limit);
   bool refresh = false;
@@ -132,7 +132,7 @@ structure_ingest::Collaborators modules_that_tell() {
   return modules;
 }
 
-HydrateOutcome hydrate(Json& state, const Arguments& arguments,
+HydrateOutcome hydrate(Json& state, const HydrateArguments& arguments,
                        const std::vector<std::string>& paths) {
   structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
   Progress progress;
@@ -150,7 +150,7 @@ HydrateOutcome hydrate(Json& state, const Arguments& arguments,
        .parser = &parser});
 }
 
-Status run(const Arguments& arguments) {
+Status run(const HydrateArguments& arguments) {
   const int limit = read_limit(arguments.limit);
   processes_for(arguments.jobs);  // refuses a wrong number before anything is done
   const std::vector<std::string> paths = paths_into_project(arguments.paths);
@@ -192,7 +192,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_hydrate(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<HydrateArguments>();
   CLI::App* command = program.add_subcommand(
       "hydrate", "Take the structures that an agent state names into its project");
   add_state_options(*command, arguments->state,
