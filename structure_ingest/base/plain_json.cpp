@@ -21,14 +21,14 @@ bool has_key(const Json::object_t& members, std::string_view key) {
 }
 
 /// Copies the element into `value`; false when it is not plain.
-bool copy(dom::element element, Json& value, std::size_t depth);
+bool copy_element(dom::element element, Json& value, std::size_t depth);
 
 bool copy_array(dom::array array, Json& value, std::size_t depth) {
   value = Json::array();
   auto& elements = value.get_ref<Json::array_t&>();
   elements.reserve(array.size());
   for (const dom::element element : array) {
-    if (!copy(element, elements.emplace_back(), depth + 1)) return false;
+    if (!copy_element(element, elements.emplace_back(), depth + 1)) return false;
   }
   return true;
 }
@@ -46,12 +46,12 @@ bool copy_object(dom::object object, Json& value, std::size_t depth) {
         object.size() <= few ? !has_key(members, member.key) : keys.insert(member.key).second;
     if (!is_new) return false;
     members.emplace_back(std::string(member.key), nullptr);
-    if (!copy(member.value, members.back().second, depth + 1)) return false;
+    if (!copy_element(member.value, members.back().second, depth + 1)) return false;
   }
   return true;
 }
 
-bool copy(dom::element element, Json& value, std::size_t depth) {
+bool copy_element(dom::element element, Json& value, std::size_t depth) {
   switch (element.type()) {
     case dom::element_type::ARRAY:
       return depth < MAX_DEPTH && copy_array(element, value, depth);
@@ -88,7 +88,7 @@ std::optional<Json> read_plain_json(std::string_view text) {
   dom::element root;
   if (parser.parse(text.data(), text.size(), true).get(root) != simdjson::SUCCESS) return {};
   std::optional<Json> value(std::in_place);
-  if (!copy(root, *value, 0)) value.reset();
+  if (!copy_element(root, *value, 0)) value.reset();
   return value;
 }
 

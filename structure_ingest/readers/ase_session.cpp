@@ -29,11 +29,11 @@ AseAnswer read_failure(std::string message) {
   return {.failure = AseAnswer::Failure::read, .message = std::move(message)};
 }
 
-AseAnswer late(milliseconds limit) {
+AseAnswer late_answer(milliseconds limit) {
   return read_failure("no answer within " + seconds_text(limit) + " seconds");
 }
 
-AseAnswer ended(ChildProcess& worker) {
+AseAnswer answer_of_ended(ChildProcess& worker) {
   return read_failure("the process that runs ASE " + worker.end());
 }
 
@@ -48,7 +48,7 @@ bool is_waiting(ChildProcess& worker) {
   return worker.receive_present(unasked, 1) == Transfer::late;
 }
 
-bool contains(const std::vector<std::string>& list, const std::string& text) {
+bool is_in(const std::vector<std::string>& list, const std::string& text) {
   return std::find(list.begin(), list.end(), text) != list.end();
 }
 
@@ -124,14 +124,13 @@ std::vector<std::string> AseSession::interpreters_in_order() const {
   for (const auto& list : {options_.first_interpreters,
                            options_.interpreters ? *options_.interpreters : ase_interpreters()}) {
     for (const std::string& interpreter : list) {
-      if (is_absolute(interpreter) && !contains(interpreters, interpreter)) {
+      if (is_absolute(interpreter) && !is_in(interpreters, interpreter)) {
         interpreters.push_back(interpreter);
       }
     }
   }
-  std::stable_partition(interpreters.begin(), interpreters.end(), [&](const std::string& each) {
-    return !contains(slow_interpreters_, each);
-  });
+  std::stable_partition(interpreters.begin(), interpreters.end(),
+                        [&](const std::string& each) { return !is_in(slow_interpreters_, each); });
   std::stable_partition(interpreters.begin(), interpreters.end(),
                         [&](const std::string& each) { return each == latest_interpreter_; });
   return interpreters;
@@ -230,10 +229,10 @@ bool AseSession::listen(Reader& reader) {
     }
     switch (transfer) {
       case Transfer::late:
-        if (is_late) answer = late(options_.time_limit);
+        if (is_late) answer = late_answer(options_.time_limit);
         return !is_late;
       case Transfer::closed:
-        answer = ended(process);
+        answer = answer_of_ended(process);
         return false;
       case Transfer::done:
         break;
@@ -262,10 +261,10 @@ bool AseSession::ask(Reader& reader, const std::shared_ptr<Job>& job) const {
   reader.deadline = steady_clock::now() + options_.time_limit;
   switch (process.send(ase_request(job->path), current_folder().number(), reader.deadline)) {
     case Transfer::late:
-      job->answer = late(options_.time_limit);
+      job->answer = late_answer(options_.time_limit);
       return false;
     case Transfer::closed:
-      job->answer = ended(process);
+      job->answer = answer_of_ended(process);
       return false;
     case Transfer::done:
       break;

@@ -206,7 +206,7 @@ TEST_F(Batch, SeveralProcessesGiveTheSameEntries) {
   for (int i = 0; i < 12; ++i) {
     const std::string number = std::to_string(i);
     w.write("proj/POSCAR" + number, i == 5 ? "" : number + tests::COPPER_POSCAR);
-    w.write("proj/" + number + ".xyz", HELIUM);
+    w.write("proj/" + number + ".xyz", HELIUM_ATOM);
     for (const std::string& name : {"POSCAR" + number, number + ".xyz", "./POSCAR" + number}) {
       candidates.push_back(name);
     }
