@@ -38,7 +38,7 @@ deb: packages
 
 # `make bench BENCH=--short` only shows that the benchmarks work; BENCH='--plot FILE' draws a plot.
 bench:
-	@tools/install-packages libbenchmark-dev libfast-float-dev
+	@tools/install-packages libbenchmark-dev libfast-float-dev rapidjson-dev
 	cmake --preset release -DSTRUCTURE_INGEST_BENCH=ON
 	cmake --build --preset release
 	bench/run.py build/release $(BENCH)

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <set>
@@ -128,7 +129,9 @@ TEST_F(WithAse, UsesTheFirstInterpreterThatHasAse) {
     AseSession tried({.interpreters = row.interpreters});
     EXPECT_EQ(tried.read(silicon).failure, row.used.empty() ? Failure::unavailable : Failure::none);
     EXPECT_EQ(tried.why_unavailable(), row.why_unavailable);
-    EXPECT_EQ(tests::content_of(scratch / "used"), row.used);
+    // One that is started ahead may be ended before it is needed.
+    const std::string used = tests::content_of(scratch / "used");
+    EXPECT_EQ(used.substr(used.size() - std::min(used.size(), row.used.size())), row.used);
   }
 }
 
