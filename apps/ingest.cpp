@@ -40,7 +40,7 @@ std::map<std::string, std::string> read_discovery(const std::string& path) {
   try {
     mapping = agent_modules::read_json(path, nullptr);
   } catch (const structure_ingest::JsonError& error) {
-    throw WrongInput(malformed(path, "", error));
+    throw WrongInput(agent_modules::malformed(path, "", error));
   } catch (const std::system_error& error) {
     throw WrongInput(error.what());
   }

@@ -77,13 +77,6 @@ std::string files_found(std::size_t count) {
 
 }  // namespace
 
-std::string malformed(const std::string& path, const std::string& what,
-                      const structure_ingest::JsonError& error) {
-  const std::string place =
-      error.line == 0 ? "" : std::to_string(error.line) + ":" + std::to_string(error.column) + ":";
-  return path + ":" + place + " " + what + error.reason;
-}
-
 void print_array(std::span<const SourceEntry> entries) {
   std::string text;
   for (const SourceEntry& entry : entries) {

@@ -54,4 +54,11 @@ void update_json(const std::string& path, const Json& missing,
   if (after != before) base::replace_file(base::join_path(folder, base::file_name(given)), after);
 }
 
+std::string malformed(const std::string& path, const std::string& what,
+                      const structure_ingest::JsonError& error) {
+  const std::string place =
+      error.line == 0 ? "" : std::to_string(error.line) + ":" + std::to_string(error.column) + ":";
+  return path + ":" + place + " " + what + error.reason;
+}
+
 }  // namespace agent_modules

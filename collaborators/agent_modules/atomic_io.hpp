@@ -27,4 +27,9 @@ void update_json(const std::string& path, const structure_ingest::Json& missing,
 /// The JSON document at `path`, or `missing` when there is none. Throws as `update_json`.
 structure_ingest::Json read_json(const std::string& path, const structure_ingest::Json& missing);
 
+/// What to say of a file that is no JSON: "state.json:3:7: the state is malformed: ...", with the
+/// line and column where the error has them; `what` may be empty.
+std::string malformed(const std::string& path, const std::string& what,
+                      const structure_ingest::JsonError& error);
+
 }  // namespace agent_modules
