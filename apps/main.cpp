@@ -66,6 +66,7 @@ int run(int argc, char** argv) {
       {"trust", apps::add_trust(program)},   {"scan", apps::add_scan(program)},
       {"list", apps::add_list(program)},     {"verify", apps::add_verify(program)},
       {"forget", apps::add_forget(program)}, {"extract", apps::add_extract(program)},
+      {"serve", apps::add_serve(program)},
   };
   program.footer(
       "Examples:\n"

@@ -39,6 +39,8 @@ std::string reason_of(const SkippedFile& file, int limit) {
       return "the copy that a project holds of a structure";
     case SkipReason::other_project:
       return file.other.empty() ? "another project's" : "it belongs to the project " + file.other;
+    case SkipReason::not_allowed:
+      return "it may not be read here";
     case SkipReason::past_limit:
       break;
   }

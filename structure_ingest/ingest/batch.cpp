@@ -32,7 +32,8 @@ Batch ingest(const std::string& project_path, const std::vector<std::string>& ca
       .progress = options.progress,
       .dry_run = options.dry_run,
       .check = options.check,
-      .parser = options.parser};
+      .parser = options.parser,
+      .may_read = options.may_read};
   Batch batch{
       .ingested = internal::ingested_entries(input, resolver), .json = {}, .manifest_error = {}};
   batch.json = internal::json_entries(batch.ingested.entries);

@@ -76,6 +76,10 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
            owners.owner_of(source.resolved).value_or(""));
       continue;
     }
+    if (input.may_read && !input.may_read(source.path)) {
+      skip(candidate, source.path, SkipReason::not_allowed);
+      continue;
+    }
     if (input.progress) input.progress(i, considered, source.path);
     SourceEntry& entry =
         ingested.entries.emplace_back(SourceEntry{.record = ingest_file(parser, input, source.path),

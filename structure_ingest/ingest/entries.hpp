@@ -34,6 +34,7 @@ struct BatchInput {
   bool dry_run = false;  // the copies are named, but not written
   bool check = true;
   StructureParser* parser = nullptr;  // null for one of this batch alone
+  MayRead may_read{};
 };
 
 /// What came of the candidates: an entry of each that was read, and the others.
