@@ -24,6 +24,8 @@ const std::vector<std::pair<std::string, std::set<std::string>>> LAYERS = {
     {"structure_ingest/check",
      {"structure_ingest/readers", "structure_ingest/record", "collaborators",
       "structure_ingest/base", "structure_ingest/base/fast"}},
+    {"structure_ingest/picture",
+     {"structure_ingest/check", "structure_ingest/record", "structure_ingest/base"}},
     {"structure_ingest/project", {"structure_ingest/base"}},
     {"structure_ingest/ingest",
      {"structure_ingest/check", "structure_ingest/readers", "structure_ingest/project",
@@ -38,8 +40,8 @@ const std::vector<std::pair<std::string, std::set<std::string>>> LAYERS = {
       "structure_ingest/readers", "structure_ingest/record", "structure_ingest/base"}},
     {"structure_ingest",
      {"structure_ingest/upkeep", "structure_ingest/discovery", "structure_ingest/ingest",
-      "structure_ingest/check", "structure_ingest/readers", "structure_ingest/project",
-      "structure_ingest/record", "collaborators", "structure_ingest/base"}},
+      "structure_ingest/picture", "structure_ingest/check", "structure_ingest/readers",
+      "structure_ingest/project", "structure_ingest/record", "collaborators", "structure_ingest/base"}},
     {"collaborators/agent_modules/relevance",
      {"collaborators", "structure_ingest/base", "structure_ingest/record"}},
     {"collaborators/agent_modules",
@@ -47,8 +49,8 @@ const std::vector<std::pair<std::string, std::set<std::string>>> LAYERS = {
       "structure_ingest/readers", "structure_ingest/record"}},
     {"apps",
      {"structure_ingest", "structure_ingest/project", "structure_ingest/base",
-      "structure_ingest/check", "structure_ingest/ingest", "structure_ingest/record",
-      "collaborators", "collaborators/agent_modules"}},
+      "structure_ingest/check", "structure_ingest/ingest", "structure_ingest/picture",
+      "structure_ingest/record", "collaborators", "collaborators/agent_modules"}},
 };
 
 TEST(Layers, IncludesPointDown) {
