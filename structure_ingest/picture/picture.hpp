@@ -1,4 +1,4 @@
-// Still pictures of a structure.
+// Still pictures of a structure: SVG text and PNG bytes.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +21,7 @@ enum class View {
 };
 
 struct PictureOptions {
-  /// The size in pixels; those of its coordinates. From 16 to 4096.
+  /// The size in pixels; of an SVG, of its coordinates. From 16 to 4096.
   int width_px = 480;
   int height_px = 400;
   /// From where the structure is seen.
@@ -30,6 +30,8 @@ struct PictureOptions {
   bool legend = true;
   /// Atoms to draw a ring around, counted from 0 as in the record.
   std::vector<std::size_t> marked{};
+  /// What a PNG is painted on: white, or nothing. An SVG has no background.
+  bool transparent = false;
 };
 
 /// A picture as SVG text: atoms as spheres, sticks between atoms that are as close as the sum of
@@ -40,6 +42,10 @@ struct PictureOptions {
 /// light and dark pages, and holds no script and no reference. Throws std::invalid_argument for a
 /// record that is not ok and for a size out of range.
 STRUCTURE_INGEST_API std::string picture_svg(const IngestedStructure& record,
+                                             const PictureOptions& options = {});
+
+/// The same picture as the bytes of a PNG file, where all atoms are drawn.
+STRUCTURE_INGEST_API std::string picture_png(const IngestedStructure& record,
                                              const PictureOptions& options = {});
 
 }  // namespace structure_ingest
