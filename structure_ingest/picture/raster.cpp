@@ -39,17 +39,17 @@ Range pixels(double low, double high, int size) {
 }
 
 /// Sets a pixel unless something nearer covers it.
-void put(Raster& raster, int x, int y, double depth, const Colour& colour, std::uint32_t atom) {
+void put(Raster& raster, int x, int y, double depth, const Colour& colour, std::uint32_t piece) {
   const std::size_t i = static_cast<std::size_t>(y) * static_cast<std::size_t>(raster.width) +
                         static_cast<std::size_t>(x);
   if (static_cast<float>(depth) < raster.depth[i]) return;
   raster.depth[i] = static_cast<float>(depth);
   raster.colour[i] = colour;
-  raster.atom[i] = atom;
+  raster.piece[i] = piece;
 }
 
 void draw_sphere(Raster& raster, const Vector3& at, double radius, const Colour& colour,
-                 std::uint32_t atom) {
+                 std::uint32_t piece) {
   const Range rows = pixels(at[1] - radius, at[1] + radius, raster.height);
   const Range columns = pixels(at[0] - radius, at[0] + radius, raster.width);
   for (int y = rows.begin; y < rows.end; ++y) {
@@ -58,7 +58,7 @@ void draw_sphere(Raster& raster, const Vector3& at, double radius, const Colour&
       const double rest = 1 - dx * dx - dy * dy;
       if (rest < 0) continue;
       const double dz = std::sqrt(rest);
-      put(raster, x, y, at[2] + radius * dz, shaded(colour, dx, dy, dz), atom);
+      put(raster, x, y, at[2] + radius * dz, shaded(colour, dx, dy, dz), piece);
     }
   }
 }
@@ -71,16 +71,16 @@ void draw_ring(Raster& raster, const Vector3& at, double inner, double outer) {
       const double distance = std::hypot(x + 0.5 - at[0], y + 0.5 - at[1]);
       // In front of everything: what is marked must be seen.
       if (distance < inner || distance > outer) continue;
-      put(raster, x, y, std::numeric_limits<float>::max(), colour_of(MARK_COLOUR), NO_ATOM);
+      put(raster, x, y, std::numeric_limits<float>::max(), colour_of(MARK_COLOUR), NO_PIECE);
     }
   }
 }
 
-/// A cylinder from `from` to `to`. With u its direction, n the unit vector across it in the picture
-/// and m the one that completes them and faces the viewer, its surface is at from + t u + s n +
-/// w m, with s from -radius to radius and w = sqrt(radius² - s²).
+/// A cylinder from `from` to `to`, shaded if it is a stick. With u its direction, n the unit vector
+/// across it in the picture and m the one that completes them and faces the viewer, its surface is
+/// at from + t u + s n + w m, with s from -radius to radius and w = sqrt(radius² - s²).
 void draw_cylinder(Raster& raster, const Vector3& from, const Vector3& to, double radius,
-                   const Colour& colour, bool is_shaded) {
+                   const Colour& colour, std::uint32_t piece) {
   const double length = std::hypot(to[0] - from[0], to[1] - from[1], to[2] - from[2]);
   if (!(length > 0)) return;
   const Vector3 u = {(to[0] - from[0]) / length, (to[1] - from[1]) / length,
@@ -109,10 +109,11 @@ void draw_cylinder(Raster& raster, const Vector3& from, const Vector3& to, doubl
       const double t = ((dx * u[0] + dy * u[1]) / across + w * u[2]) / across;
       if (t < 0 || t > length) continue;
       const double depth = from[2] + t * u[2] + w * across;
-      const Colour seen = is_shaded ? shaded(colour, (s * n[0] + w * m[0]) / radius,
-                                             (s * n[1] + w * m[1]) / radius, w * m[2] / radius)
-                                    : colour;
-      put(raster, x, y, depth, seen, NO_ATOM);
+      const Colour seen = piece != NO_PIECE
+                              ? shaded(colour, (s * n[0] + w * m[0]) / radius,
+                                       (s * n[1] + w * m[1]) / radius, w * m[2] / radius)
+                              : colour;
+      put(raster, x, y, depth, seen, piece);
     }
   }
 }
@@ -129,7 +130,7 @@ Raster::Raster(int width_px, int height_px) : width(width_px), height(height_px)
       static_cast<std::size_t>(width_px) * static_cast<std::size_t>(height_px);
   colour.resize(pixels, Colour{});
   depth.resize(pixels, std::numeric_limits<float>::lowest());
-  atom.resize(pixels, NO_ATOM);
+  piece.resize(pixels, NO_PIECE);
 }
 
 void draw(Raster& raster, const Scene& scene, const Projection& projection, double pixel) {
@@ -139,16 +140,16 @@ void draw(Raster& raster, const Scene& scene, const Projection& projection, doub
     draw_cylinder(raster, projection(edge.from), projection(edge.to), EDGE_WIDTH_PX * pixel / 2,
                   colour, false);
   }
-  for (const SceneStick& stick : scene.sticks) {
-    const SceneAtom& first = scene.atoms[stick.first];
-    const SceneAtom& second = scene.atoms[stick.second];
+  for (std::size_t i = 0; i < scene.sticks.size(); ++i) {
+    const SceneAtom& first = scene.atoms[scene.sticks[i].first];
+    const SceneAtom& second = scene.atoms[scene.sticks[i].second];
     const Vector3 from = projection(first.at), to = projection(second.at);
     const Vector3 middle = {(from[0] + to[0]) / 2, (from[1] + to[1]) / 2, (from[2] + to[2]) / 2};
     const double radius = STICK_RADIUS_ANG * projection.scale;
     draw_cylinder(raster, from, middle, radius, colour_of(scene.elements[first.element].colour),
-                  true);
+                  half_stick(scene, i, false));
     draw_cylinder(raster, middle, to, radius, colour_of(scene.elements[second.element].colour),
-                  true);
+                  half_stick(scene, i, true));
   }
   for (std::size_t i = 0; i < scene.atoms.size(); ++i) {
     const SceneAtom& atom = scene.atoms[i];

@@ -15,8 +15,12 @@ using Colour = std::array<std::uint8_t, 4>;
 
 Colour colour_of(std::uint32_t rgb);
 
-/// The index of a pixel that no atom covers.
-inline constexpr std::uint32_t NO_ATOM = 0xFFFFFFFF;
+/// What covers a pixel: an atom by its index in Scene::atoms, half a stick behind all of these, or
+/// something else.
+inline constexpr std::uint32_t NO_PIECE = 0xFFFFFFFF;
+inline std::uint32_t half_stick(const Scene& scene, std::size_t stick, bool second) {
+  return static_cast<std::uint32_t>(scene.atoms.size() + 2 * stick + (second ? 1 : 0));
+}
 
 struct Raster {
   Raster(int width_px, int height_px);
@@ -24,9 +28,9 @@ struct Raster {
   int width;
   int height;
   // One a pixel, row by row from the top.
-  std::vector<Colour> colour;       // nothing has opacity 0
-  std::vector<float> depth;         // the larger, the nearer
-  std::vector<std::uint32_t> atom;  // the index in Scene::atoms
+  std::vector<Colour> colour;        // nothing has opacity 0
+  std::vector<float> depth;          // the larger, the nearer
+  std::vector<std::uint32_t> piece;  // what covers it
 };
 
 /// Draws a scene. `projection` gives pixels of the raster, of which a pixel of the final picture is

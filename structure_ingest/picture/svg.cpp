@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <numeric>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "structure_ingest/picture/drawing_style.hpp"
@@ -24,7 +25,8 @@ using internal::SceneEdge;
 using internal::SceneElement;
 using internal::SceneStick;
 
-constexpr std::size_t MOST_DRAWN = 4000;
+constexpr std::size_t MOST_ATOMS_IN_FULL = 100;
+constexpr std::size_t MOST_DRAWN = 4000;  // atoms
 constexpr double EDGE_PIECES = 6;  // an edge of the cell is drawn in pieces, each hidden or not
 
 /// A number with one decimal, the shortest way: "12.5", "12", "-0.5".
@@ -51,15 +53,35 @@ std::uint32_t mixed(std::uint32_t rgb, unsigned with, double share) {
   return result;
 }
 
-/// A piece of the picture, and how near it is.
+/// A piece of the picture, and how near it is: a circle, or a line of a style that several pieces
+/// may share.
 struct Piece {
   double depth;
-  std::string text;
+  std::string shape;
+  std::string style{};  // empty for a circle
 };
 
 std::string line(const Vector3& from, const Vector3& to) {
-  return "<path d=\"M" + number(from[0]) + " " + number(from[1]) + "L" + number(to[0]) + " " +
-         number(to[1]) + "\" ";
+  return "M" + number(from[0]) + " " + number(from[1]) + "L" + number(to[0]) + " " + number(to[1]);
+}
+
+/// The pieces from the farthest to the nearest, with neighbours of one style in one element.
+std::string drawn(std::vector<Piece> pieces) {
+  std::stable_sort(pieces.begin(), pieces.end(),
+                   [](const Piece& a, const Piece& b) { return a.depth < b.depth; });
+  std::string text;
+  const std::string* style = nullptr;
+  for (const Piece& piece : pieces) {
+    if (style != nullptr && piece.style == *style) {
+      text += piece.shape;
+      continue;
+    }
+    if (style != nullptr) text += "\" " + *style + "/>\n";
+    style = piece.style.empty() ? nullptr : &piece.style;
+    text += style == nullptr ? piece.shape + "\n" : "<path d=\"" + piece.shape;
+  }
+  if (style != nullptr) text += "\" " + *style + "/>\n";
+  return text;
 }
 
 Vector3 between(const Vector3& from, const Vector3& to, double share) {
@@ -77,18 +99,18 @@ void add_edges(std::vector<Piece>& pieces, const Scene& scene, const Projection&
     for (double i = 0; i < EDGE_PIECES; ++i) {
       const Vector3 from = projection(between(edge.from, edge.to, i / EDGE_PIECES));
       const Vector3 to = projection(between(edge.from, edge.to, (i + 1) / EDGE_PIECES));
-      pieces.push_back({(from[2] + to[2]) / 2 - radius * projection.scale,
-                        line(from, to) + "class=\"si-" + part + "\"/>"});
+      pieces.push_back({(from[2] + to[2]) / 2 - radius * projection.scale, line(from, to),
+                        "class=\"si-" + part + "\""});
     }
   }
 }
 
-/// A stick from the surface of one sphere to that of the other, each half in the colour of its
-/// atom.
-void add_sticks(std::vector<Piece>& pieces, const Scene& scene, const Projection& projection) {
-  for (const SceneStick& stick : scene.sticks) {
-    const SceneAtom& first = scene.atoms[stick.first];
-    const SceneAtom& second = scene.atoms[stick.second];
+/// Sticks from the surface of one sphere to that of the other, each half in the colour of its atom.
+void add_sticks(std::vector<Piece>& pieces, const Scene& scene, const std::vector<bool>& is_seen,
+                const Projection& projection) {
+  for (std::size_t i = 0; i < scene.sticks.size(); ++i) {
+    const SceneAtom& first = scene.atoms[scene.sticks[i].first];
+    const SceneAtom& second = scene.atoms[scene.sticks[i].second];
     const SceneElement& one = scene.elements[first.element];
     const SceneElement& other = scene.elements[second.element];
     const Vector3 from = projection(first.at), to = projection(second.at);
@@ -98,43 +120,48 @@ void add_sticks(std::vector<Piece>& pieces, const Scene& scene, const Projection
     if (!(begin < end)) continue;  // the spheres meet
     const auto add = [&](double low, double high, const SceneElement& element) {
       const Vector3 a = between(from, to, low), b = between(from, to, high);
-      pieces.push_back({(a[2] + b[2]) / 2, line(a, b) + "class=\"si-s\" stroke=\"" +
-                                               hex(mixed(element.colour, 0, 0.18)) + "\"/>"});
+      pieces.push_back({(a[2] + b[2]) / 2, line(a, b),
+                        "class=\"si-s\" stroke=\"" + hex(mixed(element.colour, 0, 0.18)) + "\""});
     };
-    if (one.colour == other.colour) {
+    const bool first_seen = is_seen[internal::half_stick(scene, i, false)];
+    const bool second_seen = is_seen[internal::half_stick(scene, i, true)];
+    const double middle = (begin + end) / 2;
+    if (first_seen && second_seen && one.colour == other.colour) {
       add(begin, end, one);
-    } else {
-      const double middle = (begin + end) / 2;
-      add(begin, middle, one);
-      add(middle, end, other);
+      continue;
     }
+    if (first_seen) add(begin, middle, one);
+    if (second_seen) add(middle, end, other);
   }
 }
 
-/// The atoms that can be seen: all of a small structure; of a larger one those that cover a pixel,
-/// and of too many of these the ones that cover most.
-std::vector<std::size_t> visible_atoms(const Scene& scene, const Projection& projection, int width,
-                                       int height) {
-  std::vector<std::size_t> atoms(scene.atoms.size());
-  std::iota(atoms.begin(), atoms.end(), std::size_t{0});
-  if (atoms.size() <= internal::MOST_ATOMS_WITH_STICKS) return atoms;
+/// Which atoms and halves of sticks can be seen: all of a small structure; of a larger one those
+/// that cover a pixel, and of too many atoms the ones that cover most.
+std::vector<bool> seen_pieces(const Scene& scene, const Projection& projection, int width,
+                              int height) {
+  const std::size_t count = scene.atoms.size() + 2 * scene.sticks.size();
+  if (scene.atoms.size() <= MOST_ATOMS_IN_FULL) return std::vector<bool>(count, true);
   internal::Raster raster(width, height);
   internal::draw(raster, scene, projection, 1);
-  std::vector<std::size_t> covered(scene.atoms.size());  // pixels of each
-  for (const std::uint32_t atom : raster.atom) {
-    if (atom != internal::NO_ATOM) ++covered[atom];
+  std::vector<std::size_t> covered(count);  // pixels of each
+  for (const std::uint32_t piece : raster.piece) {
+    if (piece != internal::NO_PIECE) ++covered[piece];
   }
-  std::erase_if(atoms, [&](std::size_t atom) { return covered[atom] == 0; });
+  std::vector<bool> is_seen(count);
+  for (std::size_t i = 0; i < count; ++i) is_seen[i] = covered[i] > 0;
+  if (scene.atoms.size() <= MOST_DRAWN) return is_seen;
+  std::vector<std::size_t> atoms(scene.atoms.size());
+  std::iota(atoms.begin(), atoms.end(), std::size_t{0});
   std::stable_sort(atoms.begin(), atoms.end(),
                    [&](std::size_t a, std::size_t b) { return covered[a] > covered[b]; });
-  atoms.resize(std::min(atoms.size(), MOST_DRAWN));
-  return atoms;
+  for (std::size_t i = MOST_DRAWN; i < atoms.size(); ++i) is_seen[atoms[i]] = false;
+  return is_seen;
 }
 
-void add_atoms(std::vector<Piece>& pieces, const Scene& scene,
-               const std::vector<std::size_t>& atoms, const Projection& projection,
-               const std::string& id) {
-  for (const std::size_t i : atoms) {
+void add_atoms(std::vector<Piece>& pieces, const Scene& scene, const std::vector<bool>& is_seen,
+               const Projection& projection, const std::string& id) {
+  for (std::size_t i = 0; i < scene.atoms.size(); ++i) {
+    if (!is_seen[i]) continue;
     const SceneAtom& atom = scene.atoms[i];
     const SceneElement& element = scene.elements[atom.element];
     const Vector3 at = projection(atom.at);
@@ -224,14 +251,14 @@ std::string svg_text(const IngestedStructure& record, const PictureOptions& opti
   const Scene scene = scene_of(record, options);
   const double height = options.height_px - (options.legend ? LEGEND_HEIGHT_PX : 0);
   const Projection projection = fit(scene, options.width_px, height, 1);
-  const std::vector<std::size_t> atoms =
-      visible_atoms(scene, projection, options.width_px, static_cast<int>(height));
+  const std::vector<bool> is_seen =
+      seen_pieces(scene, projection, options.width_px, static_cast<int>(height));
+  const auto drawn_atoms = static_cast<std::size_t>(std::count(
+      is_seen.begin(), is_seen.begin() + static_cast<std::ptrdiff_t>(scene.atoms.size()), true));
   std::vector<Piece> pieces;
   add_edges(pieces, scene, projection);
-  add_sticks(pieces, scene, projection);
-  add_atoms(pieces, scene, atoms, projection, id);
-  std::stable_sort(pieces.begin(), pieces.end(),
-                   [](const Piece& a, const Piece& b) { return a.depth < b.depth; });
+  add_sticks(pieces, scene, is_seen, projection);
+  add_atoms(pieces, scene, is_seen, projection, id);
 
   const std::string size = std::to_string(options.width_px) + "\" height=\"" +
                            std::to_string(options.height_px) + "\" viewBox=\"0 0 " +
@@ -240,14 +267,13 @@ std::string svg_text(const IngestedStructure& record, const PictureOptions& opti
   std::string text = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size +
                      "\" role=\"img\" aria-labelledby=\"" + id + "title " + id + "desc\">\n";
   text += "<title id=\"" + id + "title\">" + markup_text(record.formula) + "</title>\n";
-  text += "<desc id=\"" + id + "desc\">" +
-          markup_text(description_of(record, scene, atoms.size())) + "</desc>\n";
+  text += "<desc id=\"" + id + "desc\">" + markup_text(description_of(record, scene, drawn_atoms)) +
+          "</desc>\n";
   if (has_style) text += "<style>\n" + picture_style() + "</style>\n";
   text += gradients(scene, id);
   text += "<g stroke-width=\"" + number(std::max(1.0, 2 * STICK_RADIUS_ANG * projection.scale)) +
           "\">\n";
-  for (const Piece& piece : pieces) text += piece.text + "\n";
-  text += "</g>\n";
+  text += drawn(std::move(pieces)) + "</g>\n";
   if (options.legend) text += axis_names(scene, projection) + legend(scene, options, id);
   return text + "</svg>\n";
 }
