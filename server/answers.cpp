@@ -4,9 +4,11 @@
 #include <charconv>
 #include <optional>
 
+#include "server/tool_error.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
 #include "structure_ingest/check/findings_json.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"
 
 namespace server {
@@ -66,6 +68,21 @@ std::string explanation_of(const SkippedFile& file) {
 }
 
 }  // namespace
+
+std::string file_to_read(const Workspace& workspace, const Json& arguments) {
+  const auto given = arguments.at("path").get<std::string>();
+  std::string path = workspace.roots().locate_structure(given);
+  if (!base::is_regular_file(path)) {
+    throw ToolError("There is no file " + in_quotes(path) +
+                    ". Call scan_workspace to see which structure files there are.");
+  }
+  if (!structure_ingest::is_file_to_read(path)) {
+    throw ToolError("The file " + in_quotes(path) +
+                    " is not read: its name is none of a structure file (*.xyz, *.extxyz, *.cif, "
+                    "*.vasp, *.poscar, POSCAR*, CONTCAR*). Name another one, or ask the user.");
+  }
+  return path;
+}
 
 Json file_json(const std::string& path) {
   return {{"path", base::printable_form(path)}, {"uri", file_uri(path)}};

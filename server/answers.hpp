@@ -15,6 +15,15 @@
 
 namespace server {
 
+/// The structure file that the argument `path` names. Throws ToolError for one that is not there or
+/// is none of a structure by its name: both are most probably a slip of the caller.
+std::string file_to_read(const Workspace& workspace, const Json& arguments);
+
+/// What to do next about a file that gave no structure.
+inline constexpr const char* NOT_READ =
+    "The file gave no structure: read its warnings to the user and ask for another file. Do not "
+    "build the structure from what you know.";
+
 /// `path` and `uri` of a file.
 Json file_json(const std::string& path);
 

@@ -23,27 +23,6 @@ using structure_ingest::Finding;
 using structure_ingest::IngestedStructure;
 using structure_ingest::Severity;
 
-constexpr const char* NOT_READ =
-    "The file gave no structure: read its warnings to the user and ask for another file. Do not "
-    "build the structure from what you know.";
-
-/// The file that is to be read. Throws ToolError for one that is not there or is none of a
-/// structure by its name: both are most probably a slip of the caller.
-std::string structure_file(const Workspace& workspace, const Json& arguments) {
-  const auto given = arguments.at("path").get<std::string>();
-  std::string path = workspace.roots().locate_structure(given);
-  if (!base::is_regular_file(path)) {
-    throw ToolError("There is no file " + in_quotes(path) +
-                    ". Call scan_workspace to see which structure files there are.");
-  }
-  if (!structure_ingest::is_structure_file(path)) {
-    throw ToolError("The file " + in_quotes(path) +
-                    " is not read: its name is none of a structure file (*.xyz, *.extxyz, *.cif, "
-                    "*.vasp, *.poscar, POSCAR*, CONTCAR*). Name another one, or ask the user.");
-  }
-  return path;
-}
-
 /// The copies that projects hold of this very structure.
 Json copies_of(const IngestedStructure& record, Workspace& workspace, const Call& call,
                std::vector<std::string>& paths) {
@@ -129,7 +108,7 @@ Json first_names(const std::vector<std::string>& folders, const std::string& roo
 }  // namespace
 
 Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& call) {
-  const std::string path = structure_file(workspace, arguments);
+  const std::string path = file_to_read(workspace, arguments);
   structure_ingest::StructureParser& parser = workspace.parser();
   const IngestedStructure record = parser.parse_with_fingerprint(path);
   std::vector<Finding> findings =
@@ -179,7 +158,7 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
 }
 
 Answer check_structure(Workspace& workspace, const Json& arguments, const Call& call) {
-  const std::string path = structure_file(workspace, arguments);
+  const std::string path = file_to_read(workspace, arguments);
   structure_ingest::StructureParser& parser = workspace.parser();
   const IngestedStructure record = parser.parse(path);
   call.check();

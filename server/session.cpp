@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "server/base64.hpp"
 #include "server/resources.hpp"
 #include "server/tool_error.hpp"
 #include "structure_ingest/base/text.hpp"
@@ -422,6 +423,9 @@ Json Session::result_of(const Answer& answer) const {
   text += "Next: " + answer.next_step;
   Json content = Json::array();
   content.push_back({{"type", "text"}, {"text", text}});
+  if (!answer.png.empty()) {
+    content.push_back({{"type", "image"}, {"data", base64(answer.png)}, {"mimeType", "image/png"}});
+  }
   if (is_oldest_revision()) {
     content.push_back({{"type", "text"}, {"text", structure_ingest::json_text(data)}});
     return {{"content", content}};

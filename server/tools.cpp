@@ -22,6 +22,7 @@ constexpr std::array TOOLS = {
     Tool{"verify_project", false, verify_project},
     Tool{"forget_structure", true, forget_structure},
     Tool{"explain_finding", false, explain_finding},
+    Tool{"picture_of_structure", false, picture_of_structure},
 };
 
 const Json& definition_of(std::string_view name) {
@@ -30,32 +31,40 @@ const Json& definition_of(std::string_view name) {
                        [&](const Json& definition) { return definition["name"] == name; });
 }
 
-/// What a value must be, by its schema, in words; empty when it is.
-std::string demand_on(const Json& value, const Json& schema) {
+/// What a value must be, by its schema.
+std::string demand_of(const Json& schema) {
+  if (schema.contains("enum")) {
+    std::string words;
+    for (const Json& word : schema["enum"]) words += (words.empty() ? "" : ", ") + word.dump();
+    return "one of " + words;
+  }
   const auto type = schema.at("type").get<std::string>();
-  if (type == "boolean") return value.is_boolean() ? "" : "must be true or false";
-  if (type == "string") {
-    const bool fits = value.is_string() && !(schema.contains("minLength") && value == "");
-    return fits ? "" : "must be a string that is not empty";
+  if (type == "boolean") return "true or false";
+  if (type == "string") return "a string that is not empty";
+  if (type == "array") {
+    return "a list of " + std::to_string(schema.value("minItems", 0)) + " to " +
+           schema.at("maxItems").dump() + " elements, each " + demand_of(schema.at("items"));
   }
-  if (type == "integer") {
-    const Json& least = schema.at("minimum");
-    const bool has_most = schema.contains("maximum");
-    const bool fits =
-        value.is_number_integer() && value >= least && !(has_most && value > schema["maximum"]);
-    return fits ? ""
-                : "must be an integer from " + least.dump() + " on" +
-                      (has_most ? ", up to " + schema["maximum"].dump() : "");
+  return "an integer from " + schema.at("minimum").dump() + " on" +
+         (schema.contains("maximum") ? ", up to " + schema["maximum"].dump() : "");
+}
+
+bool fits(const Json& value, const Json& schema) {
+  if (schema.contains("enum")) {
+    const Json& words = schema["enum"];
+    return std::find(words.begin(), words.end(), value) != words.end();
   }
-  const std::size_t least = schema.value("minItems", std::size_t{0});
-  const std::size_t most = schema.at("maxItems").get<std::size_t>();
-  const bool fits = value.is_array() && value.size() >= least && value.size() <= most &&
-                    std::all_of(value.begin(), value.end(), [&schema](const Json& element) {
-                      return demand_on(element, schema.at("items")).empty();
-                    });
-  return fits ? ""
-              : "must be a list of " + std::to_string(least) + " to " + std::to_string(most) +
-                    " strings that are not empty";
+  const auto type = schema.at("type").get<std::string>();
+  if (type == "boolean") return value.is_boolean();
+  if (type == "string") return value.is_string() && value != "";
+  if (type == "array") {
+    return value.is_array() && value.size() >= schema.value("minItems", std::size_t{0}) &&
+           value.size() <= schema.at("maxItems").get<std::size_t>() &&
+           std::all_of(value.begin(), value.end(),
+                       [&](const Json& element) { return fits(element, schema.at("items")); });
+  }
+  return value.is_number_integer() && value >= schema.at("minimum") &&
+         !(schema.contains("maximum") && value > schema["maximum"]);
 }
 
 }  // namespace
@@ -93,8 +102,9 @@ Json checked_arguments(const Tool& tool, const Json& arguments) {
       complain("there is no argument " + base::quoted_form(base::shortened(name, 100)));
       continue;
     }
-    const std::string demand = demand_on(value, known[name]);
-    if (!demand.empty()) complain("the argument '" + name + "' " + demand);
+    if (!fits(value, known[name])) {
+      complain("the argument '" + name + "' must be " + demand_of(known[name]));
+    }
     checked[name] = value;
   }
   if (!problems.empty()) {

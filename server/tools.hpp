@@ -20,6 +20,7 @@ struct Answer {
   std::vector<std::string> lines{};   // the same for people, in short
   std::string next_step{};            // the server's own words alone: nothing from a file
   std::vector<std::string> copies{};  // paths of canonical copies to link to
+  std::string png{};                  // a picture to show; empty for none
   bool changes_files = false;         // whether resources may have come or gone
 };
 
@@ -48,6 +49,8 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
 Answer check_structure(Workspace& workspace, const Json& arguments, const Call& call);
 Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& call);
 Answer explain_finding(Workspace& workspace, const Json& arguments, const Call& call);
+// picture_tool.cpp
+Answer picture_of_structure(Workspace& workspace, const Json& arguments, const Call& call);
 // project_tools.cpp
 Answer list_structures(Workspace& workspace, const Json& arguments, const Call& call);
 Answer verify_project(Workspace& workspace, const Json& arguments, const Call& call);

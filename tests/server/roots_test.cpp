@@ -120,7 +120,8 @@ TEST_F(RootsTest, RefuseProjectsThatLeadOutside) {
         "project_root/structures/scf.input"}) {
     std::filesystem::remove_all(w / "root/p");
     w.make_folder("root/p");
-    std::filesystem::create_directories(std::filesystem::path(w / ("root/p/" + std::string(inside))).parent_path());
+    std::filesystem::create_directories(
+        std::filesystem::path(w / ("root/p/" + std::string(inside))).parent_path());
     std::filesystem::create_symlink(w / "outside/any", w / ("root/p/" + std::string(inside)));
     EXPECT_THROW(roots.locate_project(w / "root/p"), ToolError) << inside;
   }
