@@ -1,5 +1,5 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: bench demo test relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
+.PHONY: bench clients demo test relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
 
 # Only the program: the tests take longer to build than all else.
 demo: packages
@@ -26,6 +26,12 @@ release dev: packages
 asan-ubsan tsan: packages clang
 	@test -f build/$@/build.ninja || cmake --preset $@
 	cmake --build --preset $@
+
+# The server with clients that others wrote. npm installs them into the build folder.
+clients: release
+	@command -v node > /dev/null || tools/install-packages nodejs
+	@command -v npm > /dev/null || tools/install-packages npm
+	tests/server/clients/run build/release/structure-ingest build/clients
 
 # Each fuzzer for SECONDS, from the inputs that it has found before.
 SECONDS = 60

@@ -76,7 +76,7 @@ std::string file_to_read(const Workspace& workspace, const Json& arguments) {
     throw ToolError("There is no file " + in_quotes(path) +
                     ". Call scan_workspace to see which structure files there are.");
   }
-  if (!structure_ingest::is_file_to_read(path)) {
+  if (!structure_ingest::is_structure_file(path)) {
     throw ToolError("The file " + in_quotes(path) +
                     " is not read: its name is none of a structure file (*.xyz, *.extxyz, *.cif, "
                     "*.vasp, *.poscar, POSCAR*, CONTCAR*). Name another one, or ask the user.");

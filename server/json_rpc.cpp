@@ -71,7 +71,7 @@ MessageLine read_message_line(std::string_view line) {
       read.messages.push_back(read_message(value));
       return read;
     }
-    read.is_batch = true;
+    read.is_batch = !value.empty();  // the answer to an empty one is a single error
     for (Json& element : value) read.messages.push_back(read_message(element));
     if (read.messages.empty()) {
       read.messages.push_back(malformed(nullptr, "A batch must hold a message."));

@@ -13,6 +13,7 @@
 #include "server/tool_error.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/check/findings_json.hpp"
+#include "structure_ingest/upkeep/copies.hpp"
 #include "structure_ingest/upkeep/entry_reading.hpp"
 #include "structure_ingest/upkeep/forget.hpp"
 #include "structure_ingest/upkeep/list.hpp"
@@ -101,9 +102,16 @@ Json json_of(const VerifiedStructure& verified) {
           {"findings", std::move(findings)}};
 }
 
-/// The name by which `forget_structures` knows what the client means.
-std::string name_to_forget(const Roots& roots, const std::string& given) {
-  return given.starts_with("file:") ? roots.locate(given) : given;
+/// The name by which the state knows what the client means: a copy is known by its path in the
+/// project, where answers give its whole path.
+std::string name_to_forget(const Roots& roots, const std::string& project,
+                           const std::string& given) {
+  if (!given.starts_with("file:") && !base::is_absolute(given)) return given;
+  std::string path = roots.locate(given);
+  const std::string resolved = base::resolve_path(path);
+  if (!base::is_within(resolved, project) || resolved == project) return path;
+  std::string inside = resolved.substr(project == "/" ? 1 : project.size() + 1);
+  return base::is_copy_path(inside) ? inside : path;
 }
 
 [[noreturn]] void refuse_unclear(const structure_ingest::UnclearName& unclear) {
@@ -240,7 +248,8 @@ Answer forget_structure(Workspace& workspace, const Json& arguments, const Call&
                     "replaced by the next ingest_structures.");
   }
   const bool dry_run = arguments.at("dry_run") == true;
-  const std::vector<std::string> names = {name_to_forget(workspace.roots(), arguments.at("name"))};
+  const std::vector<std::string> names = {
+      name_to_forget(workspace.roots(), project.project, arguments.at("name"))};
   ForgetOutcome outcome;
   const auto forget = [&](Json& state) {
     call.check();

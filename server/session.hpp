@@ -17,7 +17,7 @@ namespace server {
 inline constexpr std::array REVISIONS = {"2025-11-25", "2025-06-18", "2025-03-26"};
 
 struct SessionOptions {
-  std::string version;  // of the program
+  std::string version{};  // of the program
   /// How long the process that runs ASE is kept without being used.
   std::chrono::milliseconds idle_time = std::chrono::minutes(5);
   /// How much may wait for the tools: then no more is read until something is done.

@@ -78,7 +78,7 @@ TEST_F(SessionTest, AnswersEachRequestOnce) {
        R"({"jsonrpc":"2.0","method":"notifications/no/such"})",
        R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{"requestId":99}})",
        R"({"jsonrpc":"2.0","id":18,"method":"pi)"});
-  EXPECT_EQ(answers.size(), 21U);
+  EXPECT_EQ(answers.size(), 20U);
   const auto code = [&](const Json& id) { return code_of(answer_with(answers, id)); };
   for (const auto& [id, expected] : std::vector<std::pair<Json, int>>{{1, 0},
                                                                       {2, -32600},
@@ -122,8 +122,9 @@ TEST_F(SessionTest, KnowsBatchesInTheRevisionThatHasThem) {
       workspace,
       {hello("2025-03-26"), batch, R"([{"jsonrpc":"2.0","method":"notifications/x"}])", "[]"});
   ASSERT_EQ(answers.size(), 3U);
-  const Json& all = answers.at(1).is_array() ? answers.at(1) : answers.at(2);
-  const Json& none = answers.at(1).is_array() ? answers.at(2) : answers.at(1);
+  // The second line has no answer, and the third may be answered before the first is done.
+  const Json& all = answers.at(answers.at(1).is_array() ? 1 : 2);
+  const Json& none = answers.at(answers.at(1).is_array() ? 2 : 1);
   ASSERT_EQ(all.size(), 3U) << all;
   EXPECT_EQ(all[0]["id"], 1);
   EXPECT_EQ(code_of(all[1]), -32600);
@@ -133,7 +134,7 @@ TEST_F(SessionTest, KnowsBatchesInTheRevisionThatHasThem) {
   const Json& content = all[2]["result"]["content"];
   EXPECT_FALSE(all[2]["result"].contains("structuredContent"));
   EXPECT_EQ(structure_ingest::parse_json(content[1]["text"].get<std::string>())["formula"], "He");
-  EXPECT_EQ(code_of(none.is_array() ? none.at(0) : none), -32600);
+  EXPECT_EQ(code_of(none), -32600);
   EXPECT_EQ(code_of(answers_to(workspace, {hello("2025-06-18"), batch}).at(1)), -32600);
   EXPECT_EQ(code_of(answers_to(workspace, {"[" + hello("2025-03-26") + "]"}).at(0)), -32600);
 }
@@ -158,7 +159,8 @@ TEST_F(SessionTest, AnswersAThousandRequestsSentAtOnce) {
   const std::vector<Json> answers = answers_to(workspace, lines, {.most_waiting = 3});
   std::set<int> ids;
   for (const Json& answer : answers) {
-    if (answer["id"].is_number()) EXPECT_TRUE(ids.insert(answer["id"].get<int>()).second);
+    if (!answer["id"].is_number()) continue;
+    EXPECT_TRUE(ids.insert(answer["id"].get<int>()).second);
   }
   EXPECT_EQ(ids.size(), 1000U);
   EXPECT_EQ(answers_to(workspace, lines, {.most_waiting_bytes = 1}).size(), 1001U);
