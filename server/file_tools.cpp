@@ -72,11 +72,12 @@ bool is_note(const Finding& finding) {
 
 std::string next_after(const std::vector<Finding>& findings) {
   if (std::any_of(findings.begin(), findings.end(), is_error)) {
-    return "Do not calculate with this structure yet: tell the user of the errors and what would "
-           "mend them, and wait for a decision.";
+    return "Do not calculate with this structure: tell the user of the errors and what would mend "
+           "them, and wait for a decision. Do not mend or write a structure file yourself.";
   }
   if (!std::all_of(findings.begin(), findings.end(), is_note)) {
-    return "Tell the user of the warnings before you go on: each needs a person's decision.";
+    return "Tell the user of the warnings before you go on: each needs a person's decision. Do not "
+           "mend or write a structure file yourself.";
   }
   return {};
 }
@@ -130,6 +131,8 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
   const std::string careful = next_after(findings);
   if (!record.ok) {
     answer.next_step = NOT_READ;
+  } else if (std::any_of(findings.begin(), findings.end(), is_error)) {
+    answer.next_step = careful;
   } else {
     answer.next_step =
         careful + (careful.empty() ? "" : " ") + next_without_cell(record) +
@@ -236,8 +239,7 @@ Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& c
     file["owner"] = owner ? Json(*owner) : Json();
     file["taken"] = taken;
     files.push_back(std::move(file));
-    answer.lines.push_back("  " + in_quotes(tree.structure_files[i]) +
-                           (taken ? "" : " (would not be taken)"));
+    answer.lines.push_back("  " + in_quotes(path) + (taken ? "" : " (would not be taken)"));
   }
   answer.data = {{"directory", file_json(root)}, {"files", std::move(files)}};
   add_page(answer.data, page, total);

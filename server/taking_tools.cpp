@@ -110,9 +110,9 @@ std::string next_after(const std::vector<SourceEntry>& entries, bool dry_run) {
   }
   const bool any = std::any_of(entries.begin(), entries.end(),
                                [](const SourceEntry& entry) { return entry.record.ok; });
-  return next + (any ? "To calculate, give the path of a structure's copy to the program; never "
-                       "retype coordinates."
-                     : "Call list_structures to see what the project holds.");
+  if (!any) return next + "Call list_structures to see what the project holds.";
+  return next + (next.empty() ? "To calculate" : "Once that is settled") +
+         ", give the path of a structure's copy to the program; never retype coordinates.";
 }
 
 std::string remark_on(const KnownSource& known) {

@@ -202,7 +202,7 @@ test("a thousand requests at once are answered, ping before the tools", async ()
   const { server, send, answer, answers, ended } = bare(folder);
   for (let id = 0; id < 1000; ++id) {
     send(id % 2 ? { id, method: "ping" }
-      : { id, method: "tools/call", params: { name: "check_structure", arguments: { path: "files/silicon.extxyz" } } });
+      : { id, method: "tools/call", params: { name: "parse_structure", arguments: { path: "files/silicon.extxyz" } } });
   }
   await Promise.all(Array.from({ length: 1000 }, (_, id) => answer(id)));
   assert.equal(answers.length, 1001);
@@ -267,9 +267,14 @@ test("a server whose client has died ends, and writes no more", async () => {
 test("the command line of the inspector understands it", async () => {
   const folder = workspace();
   const inspector = path.join(HERE, "node_modules/@modelcontextprotocol/inspector-cli/build/cli.js");
+  const configuration = path.join(folder, "configuration.json"); // in the form of docs/server.md
+  fs.writeFileSync(configuration, JSON.stringify({
+    mcpServers: { structures: { command: PROGRAM, args: ["serve", "--root", folder] } },
+  }));
   const inspect = async (...options) => {
     const { stdout } = await promisify(execFile)(process.execPath,
-      [inspector, PROGRAM, "serve", "--root", folder, ...options], { env: environment(folder) });
+      [inspector, "--cli", "--config", configuration, "--server", "structures", ...options],
+      { env: environment(folder) });
     return JSON.parse(stdout);
   };
   assert.equal((await inspect("--method", "tools/list")).tools.length, 10);
