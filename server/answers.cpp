@@ -4,7 +4,6 @@
 #include <charconv>
 #include <optional>
 
-#include "server/tool_error.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
 #include "structure_ingest/check/findings_json.hpp"
@@ -158,10 +157,6 @@ std::string next_without_cell(const structure_ingest::IngestedStructure& record)
   if (!record.ok || record.cell_ang) return {};
   return "A structure without a cell: confirm the cell with the user, or treat the structure as a "
          "molecule in a box; do not make a cell up. ";
-}
-
-std::string in_quotes(std::string_view text) {
-  return base::quoted_form(base::shortened(text, 500));
 }
 
 std::string counted(std::size_t count, const std::string& noun) {

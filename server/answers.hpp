@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "server/tool_error.hpp"
 #include "server/tools.hpp"
 #include "structure_ingest/check/finding.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
@@ -49,9 +50,6 @@ std::vector<std::string> lines_below(bool ok, std::span<const std::string> warni
 
 /// What to do about a structure that has no cell, with a blank behind it; empty for one that has.
 std::string next_without_cell(const structure_ingest::IngestedStructure& record);
-
-/// A text from a file or a name, in quotes and of bounded length.
-std::string in_quotes(std::string_view text);
 
 /// "3 atoms", "1 atom".
 std::string counted(std::size_t count, const std::string& noun);

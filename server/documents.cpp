@@ -9,9 +9,9 @@ namespace {
 
 using structure_ingest::Json;
 
-constexpr const char* TOOLS = "tool_definitions.json";
+constexpr const char* DEFINITIONS = "tool_definitions.json";
 
-const Json& document(const std::string& name) {
+const Json& document_called(const std::string& name) {
   static std::map<std::string, Json> documents;
   const auto known = documents.find(name);
   if (known != documents.end()) return known->second;
@@ -31,7 +31,7 @@ Json inlined(const Json& schema, const std::string& home) {
     const auto text = reference->get<std::string>();
     const std::size_t mark = text.find('#');
     const std::string name = mark == 0 ? home : text.substr(0, mark);
-    result = inlined(document(name).at(Json::json_pointer(text.substr(mark + 1))), name);
+    result = inlined(document_called(name).at(Json::json_pointer(text.substr(mark + 1))), name);
   }
   for (const auto& [key, value] : schema.items()) {
     if (key != "$ref") result[key] = inlined(value, home);
@@ -42,7 +42,7 @@ Json inlined(const Json& schema, const std::string& home) {
 }  // namespace
 
 const Json& tool_definitions() {
-  static const Json tools = inlined(document(TOOLS).at("tools"), TOOLS);
+  static const Json tools = inlined(document_called(DEFINITIONS).at("tools"), DEFINITIONS);
   return tools;
 }
 

@@ -171,7 +171,7 @@ Json list_of_templates() {
 
 Json read_resource(const Workspace& workspace, const std::string& uri) {
   const std::string path = path_of_uri(uri);
-  const std::string about = "The resource " + base::quoted_form(base::shortened(uri, 500)) + " ";
+  const std::string about = "The resource " + in_quotes(uri) + " ";
   const std::optional<Place> place = place_of(path);
   if (!place || path != base::path_text(path) || path.find("/../") != std::string::npos) {
     throw ToolError(about +

@@ -18,10 +18,6 @@ namespace {
 
 namespace base = structure_ingest::internal;
 
-std::string in_quotes(std::string_view text) {
-  return base::quoted_form(base::shortened(text, 300));
-}
-
 std::string list_of(const std::vector<std::string>& folders) {
   std::string text;
   for (const std::string& folder : folders) {

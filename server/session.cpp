@@ -7,14 +7,12 @@
 #include <exception>
 #include <memory>
 #include <mutex>
-#include <new>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "server/base64.hpp"
 #include "server/resources.hpp"
+#include "server/tool_call.hpp"
 #include "server/tool_error.hpp"
 #include "structure_ingest/base/text.hpp"
 
@@ -84,8 +82,7 @@ class Session {
   void drain();
 
   void run(const Waiting& request);
-  Json call_tool(const Waiting& request);
-  Json result_of(const Answer& answer) const;
+  Json call(const Waiting& request);
   void tell_progress(const Json& token, std::size_t done, std::size_t total,
                      const std::string& about);
 
@@ -109,12 +106,6 @@ class Session {
   Waiting running_;
   bool is_at_end_ = false;
 };
-
-Json error_result(const std::string& message) {
-  Json result = {{"content", Json::array()}, {"isError", true}};
-  result["content"].push_back({{"type", "text"}, {"text", base::printable_form(message)}});
-  return result;
-}
 
 // --- What the reading thread does
 // -----------------------------------------------------------------
@@ -198,8 +189,7 @@ void Session::handle_request(const Message& message, std::size_t bytes,
   if (method == "tools/call" || method == "resources/list" || method == "resources/read") {
     return enqueue(message, bytes, batch);
   }
-  fail(id, METHOD_NOT_FOUND,
-       "There is no method " + base::quoted_form(base::shortened(method, 200)) + ".", batch);
+  fail(id, METHOD_NOT_FOUND, "There is no method " + in_quotes(method) + ".", batch);
 }
 
 void Session::handle_notification(const Message& message) {
@@ -320,7 +310,7 @@ void Session::run(const Waiting& request) {
   try {
     check();
     if (request->method == "tools/call") {
-      text = result_text(request->id, call_tool(request));
+      text = result_text(request->id, call(request));
     } else if (request->method == "resources/list") {
       const Json cursor = request->params.value("cursor", Json());
       const std::optional<Json> list = list_of_resources(
@@ -346,104 +336,35 @@ void Session::run(const Waiting& request) {
   close(request->batch);
 }
 
-Json Session::call_tool(const Waiting& request) {
-  const Json name = request->params.value("name", Json());
-  const Json arguments = request->params.value("arguments", Json::object());
-  const Tool* const tool =
-      name.is_string() ? find_tool(name.get<std::string>(), workspace_.is_read_only()) : nullptr;
-  if (tool == nullptr) {
-    std::string known;
-    for (const Json& each : list_of_tools(workspace_.is_read_only())) {
-      known += (known.empty() ? "" : ", ") + each["name"].get<std::string>();
-    }
-    return error_result("There is no tool " +
-                        base::quoted_form(base::shortened(
-                            name.is_string() ? name.get<std::string>() : name.dump(), 100)) +
-                        ". The tools are " + known +
-                        (workspace_.is_read_only()
-                             ? "; the user has started the server so that it writes nothing."
-                             : "."));
-  }
-  Call call{.is_cancelled = [this, &request] {
+Json Session::call(const Waiting& request) {
+  Call tool_call{.is_cancelled = [this, &request] {
     return request->is_cancelled.load() || !output_.is_read();
   }};
   const Json meta = request->params.value("_meta", Json());
   const Json token = meta.is_object() ? meta.value("progressToken", Json()) : Json();
   if (token.is_string() || token.is_number_integer()) {
-    call.report = [this, token, next = Clock::time_point()](std::size_t done, std::size_t total,
-                                                            const std::string& about) mutable {
+    tool_call.report = [this, token, next = Clock::time_point()](
+                           std::size_t done, std::size_t total, const std::string& about) mutable {
       if (Clock::now() < next) return;
       next = Clock::now() + PROGRESS_PAUSE;
       tell_progress(token, done, total, about);
     };
   }
-  const auto begin = Clock::now();
-  std::string outcome = "done";
-  Json result;
-  try {
-    if (!arguments.is_object()) {
-      throw ToolError(std::string(tool->name) +
-                      " was not called: its arguments must be an object. Correct the call and "
-                      "repeat it.");
-    }
-    const Answer answer = tool->run(workspace_, checked_arguments(*tool, arguments), call);
-    result = result_of(answer);
-    if (answer.changes_files) {
-      workspace_.look_again();
-      output_.write(notification_text("notifications/resources/list_changed", nullptr));
-    }
-  } catch (const Cancelled&) {
-    options_.log(std::string(tool->name) + ": cancelled");
-    throw;
-  } catch (const ToolError& error) {
-    outcome = error.what();
-    result = error_result(error.what());
-  } catch (const std::bad_alloc&) {
-    outcome = "not enough memory";
-    result = error_result("There is not enough memory for this call. Ask for less in one call.");
-  } catch (const std::system_error& error) {
-    outcome = error.what();
-    result = error_result(std::string("The system refused: ") + error.what() +
-                          ". Tell the user, who may have to mend permissions or disk space, and "
-                          "call again.");
-  } catch (const std::exception& error) {
-    outcome = error.what();
-    result = error_result(std::string("The call failed: ") + error.what() +
-                          ". Tell the user, and do not repeat the call unchanged.");
+  ToolResult result = call_tool(workspace_, request->params, tool_call,
+                                {.is_structured = !is_oldest_revision(), .log = options_.log});
+  if (result.changes_files) {
+    workspace_.look_again();
+    output_.write(notification_text("notifications/resources/list_changed", nullptr));
   }
-  const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
-  options_.log(std::string(tool->name) + ": " + outcome + " (" + std::to_string(took.count()) +
-               " ms)");
-  return result;
-}
-
-Json Session::result_of(const Answer& answer) const {
-  Json data = answer.data;
-  data["next_step"] = answer.next_step;
-  data = escaped(data);
-  std::string text;
-  for (const std::string& line : answer.lines) text += base::printable_form(line) + "\n";
-  text += "Next: " + answer.next_step;
-  Json content = Json::array();
-  content.push_back({{"type", "text"}, {"text", text}});
-  if (!answer.png.empty()) {
-    content.push_back({{"type", "image"}, {"data", base64(answer.png)}, {"mimeType", "image/png"}});
-  }
-  if (is_oldest_revision()) {
-    content.push_back({{"type", "text"}, {"text", structure_ingest::json_text(data)}});
-    return {{"content", content}};
-  }
-  for (const std::string& copy : answer.copies) content.push_back(escaped(link_to_copy(copy)));
-  return {{"content", content}, {"structuredContent", data}};
+  return std::move(result.result);
 }
 
 void Session::tell_progress(const Json& token, std::size_t done, std::size_t total,
                             const std::string& about) {
-  output_.write(notification_text("notifications/progress",
-                                  {{"progressToken", token},
-                                   {"progress", done},
-                                   {"total", total},
-                                   {"message", base::quoted_form(base::shortened(about, 300))}}));
+  output_.write(notification_text("notifications/progress", {{"progressToken", token},
+                                                             {"progress", done},
+                                                             {"total", total},
+                                                             {"message", in_quotes(about)}}));
 }
 
 // --- What both do

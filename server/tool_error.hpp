@@ -2,6 +2,8 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
+#include <string_view>
 
 namespace server {
 
@@ -15,5 +17,8 @@ struct ToolError : std::runtime_error {
 struct Cancelled : std::runtime_error {
   Cancelled() : std::runtime_error("the call was cancelled") {}
 };
+
+/// A text from a file, a name or an argument, in quotes and of bounded length.
+std::string in_quotes(std::string_view text);
 
 }  // namespace server

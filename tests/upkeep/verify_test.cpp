@@ -102,6 +102,29 @@ TEST_F(Verify, SaysWhatIsNotAsItWas) {
   }
 }
 
+TEST_F(Verify, ReadsNoSourceThatItMayNot) {
+  const auto not_c = [&](const std::string& path) { return path != w / "c/c.xyz"; };
+  EXPECT_EQ(found(state, {.may_read = not_c}), "a.xyz|bad.xyz|c.xyz source_not_allowed!|");
+  // What a file says beside its atoms is known from the file alone.
+  const auto findings = [&](const ListOptions& options) {
+    return list_structures(w / "p", state, options).structures[2].findings;
+  };
+  ASSERT_EQ(findings({.check = true}).size(), 1U);
+  EXPECT_EQ(findings({.check = true})[0].code, "cell_from_companion");
+  EXPECT_EQ(findings({.check = true, .may_read = not_c}), std::vector<Finding>());
+}
+
+TEST_F(Verify, ChecksThePartOfAListThatIsAskedFor) {
+  std::string checked;
+  const auto told = [&](std::size_t done, std::size_t total, const std::string& path) {
+    checked += std::to_string(done) + "/" + std::to_string(total) + " " +
+               std::filesystem::path(path).filename().string().substr(0, 10) + "|";
+  };
+  list_structures(w / "p", state,
+                  {.check = true, .check_from = 1, .check_count = 1, .progress = told});
+  EXPECT_EQ(checked, "1/3 bad.xyz|");
+}
+
 TEST_F(Verify, RemarksOnCopiesAndEntriesThatAreNotAlone) {
   const std::string same = w.write("same.xyz", HELIUM);
   hydrate(state, {.extra_paths = {same}});
