@@ -2,9 +2,12 @@
 #include "server/session.hpp"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <set>
+#include <thread>
 
 #include "server/documents.hpp"
 #include "tests/scratch_folder.hpp"
@@ -164,6 +167,37 @@ TEST_F(SessionTest, AnswersAThousandRequestsSentAtOnce) {
   }
   EXPECT_EQ(ids.size(), 1000U);
   EXPECT_EQ(answers_to(workspace, lines, {.most_waiting_bytes = 1}).size(), 1001U);
+}
+
+// The parser keeps the process that runs ASE, which takes memory.
+TEST_F(SessionTest, DropsAParserThatIsNotUsed) {
+  for (const bool is_kept : {true, false}) {
+    int in[2];
+    int out[2];
+    ASSERT_EQ(pipe(in), 0);
+    ASSERT_EQ(pipe(out), 0);
+    std::thread client([&] {
+      const std::string text =
+          hello() + "\n" +
+          request(1, "tools/call",
+                  {{"name", "parse_structure"}, {"arguments", {{"path", "a.xyz"}}}}) +
+          "\n";
+      EXPECT_EQ(write(in[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+      LineInput answers(out[0]);
+      std::string line;
+      for (int i = 0; i < 2; ++i) EXPECT_EQ(answers.next(line), LineInput::Read::line);
+      if (!is_kept) std::this_thread::sleep_for(std::chrono::milliseconds(200));
+      close(in[1]);
+    });
+    LineInput input(in[0]);
+    LineOutput output(out[1]);
+    SessionOptions options;
+    if (!is_kept) options.idle_time = std::chrono::milliseconds(0);
+    serve(workspace, input, output, options);
+    client.join();
+    EXPECT_EQ(workspace.has_parser(), is_kept);
+    for (const int end : {in[0], out[0], out[1]}) close(end);
+  }
 }
 
 TEST_F(SessionTest, OffersNothingThatWritesWhenReadOnly) {

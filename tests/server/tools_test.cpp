@@ -125,6 +125,7 @@ TEST_F(ToolsTest, PageLongAnswers) {
 TEST_F(ToolsTest, SayWhatIsWrongWithACall) {
   data("hydrate_project", {{"project", "p"}, {"paths", {"he.xyz", "ne.xyz"}}});
   w.write("r/notes.txt", "");
+  w.write("r/odd/.strataquill_state.json", "{\"a\": ");
   for (const auto& [tool, arguments, expected] :
        std::vector<std::tuple<std::string, std::string, std::string>>{
            {"parse_structure", "{}", "the argument 'path' is missing"},
@@ -152,6 +153,9 @@ TEST_F(ToolsTest, SayWhatIsWrongWithACall) {
            {"ingest_structures", R"({"project": "q", "paths": ["he.xyz", "/etc/passwd"]})",
             "outside the roots"},
            {"list_structures", R"({"project": "none"})", "There is no project"},
+           {"list_structures", R"({"project": "odd"})", "the state is malformed"},
+           {"hydrate_project", R"({"project": "odd"})", "the state is malformed"},
+           {"verify_project", R"({"project": "../outside"})", "outside the roots"},
            {"verify_project", R"({"project": "none"})", "There is no project"},
            {"forget_structure", R"({"project": "p", "name": "x"})", "Call list_structures"},
            {"forget_structure", R"({"project": "none", "name": "x"})", "There is no project"},
