@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <new>
 
 #include "structure_ingest/base/system_call.hpp"
@@ -53,6 +54,17 @@ Message read_message(Json& value) {
     message.params = std::move(*params);
   }
   return message;
+}
+
+/// Calls `transfer` until the descriptor is ready for it: a client may have made it non-blocking.
+template <typename Transfer>
+ssize_t when_ready(int descriptor, short event, Transfer transfer) {
+  for (;;) {
+    const ssize_t size = structure_ingest::internal::retried(transfer);
+    if (size >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK)) return size;
+    pollfd state{.fd = descriptor, .events = event, .revents = 0};
+    structure_ingest::internal::retried([&state] { return poll(&state, 1, -1); });
+  }
 }
 
 Json with_version(const Json& id) {
@@ -109,8 +121,8 @@ std::string notification_text(const std::string& method, const Json& params) {
 
 bool LineInput::fill() {
   std::array<char, 65536> piece{};
-  const ssize_t size = structure_ingest::internal::retried(
-      [&] { return ::read(descriptor_, piece.data(), piece.size()); });
+  const ssize_t size = when_ready(descriptor_, POLLIN,
+                                  [&] { return ::read(descriptor_, piece.data(), piece.size()); });
   if (size <= 0) {
     is_at_end_ = true;
     return false;
@@ -154,8 +166,8 @@ void LineOutput::write(std::string text) {
   const std::lock_guard lock(mutex_);
   std::string_view rest = text;
   while (!rest.empty() && !is_broken_) {
-    const ssize_t size = structure_ingest::internal::retried(
-        [&] { return ::write(descriptor_, rest.data(), rest.size()); });
+    const ssize_t size = when_ready(descriptor_, POLLOUT,
+                                    [&] { return ::write(descriptor_, rest.data(), rest.size()); });
     if (size <= 0) {
       is_broken_ = true;
     } else {

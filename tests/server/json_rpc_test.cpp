@@ -99,6 +99,7 @@ TEST(JsonRpc, WritesEachMessageOnOneLine) {
 std::vector<std::string> lines_of(const std::vector<std::string>& pieces, std::size_t longest) {
   int ends[2];
   EXPECT_EQ(pipe(ends), 0);
+  EXPECT_EQ(fcntl(ends[0], F_SETFL, O_NONBLOCK), 0);
   std::thread writer([&] {
     for (const std::string& piece : pieces) {
       EXPECT_EQ(write(ends[1], piece.data(), piece.size()), static_cast<ssize_t>(piece.size()));
