@@ -339,7 +339,8 @@ TEST_F(ToolsTest, OfferWhatProjectsHoldAsResources) {
   EXPECT_EQ(read_resource(workspace, odd)["contents"][0]["blob"], "MQrigK7/CkhlIDAgMCAwCg==");
   w.link("r/" + COPIES + "ingested_link_00000000.xyz", "../../../he.xyz");
   for (const std::string& path :
-       {w / "r/he.xyz", w / "outside/secret.xyz", w / "r/p/.strataquill_state.json",
+       {w.write("outside/project_root/structures/ingested_o_00000000.xyz", HELIUM), w / "r/he.xyz",
+        w / "outside/secret.xyz", w / "r/p/.strataquill_state.json",
         w / ("r/" + COPIES + "ingested_none_00000000.xyz"),
         w / ("r/" + COPIES + "ingested_link_00000000.xyz"),
         w / ("r/" + COPIES + "../structures/ingested_x_00000000.xyz"),
