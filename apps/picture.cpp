@@ -98,8 +98,8 @@ Command add_picture(CLI::App& program) {
       ->add_option("--along", arguments->along,
                    "Look along a lattice vector: a, b or c (without a cell along x, y or z)")
       ->type_name("AXIS");
-  command->add_option("--size", arguments->size, "Width and height in pixels")
-      ->type_name("WxH")
+  command->add_option("--size", arguments->size, "Width and height in pixels, such as 800x600")
+      ->type_name("SIZE")
       ->capture_default_str();
   command->add_flag("--transparent", arguments->transparent,
                     "Paint a PNG on nothing, not on white");

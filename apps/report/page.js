@@ -298,7 +298,7 @@
     if (low[0] > high[0]) include([0, 0, 0], 1);
     const middle = axes.reduce((sum, axis, i) => plus(sum, axis, (low[i] + high[i]) / 2), [0, 0, 0]);
     const aspect = scene.clientWidth / Math.max(1, scene.clientHeight);
-    const half_width = 1.15 * Math.max(3, (high[0] - low[0]) / 2, (high[1] - low[1]) / 2 * aspect);
+    const half_width = 1.15 * Math.max(2, (high[0] - low[0]) / 2, (high[1] - low[1]) / 2 * aspect);
     const distance = half_width / Math.tan(viewer.fov * Math.PI / 180);
     viewer.setView([...middle.map((x) => -x), viewer.CAMERA_Z - distance, ...quaternion(axes)]);
     viewer.render();
@@ -367,7 +367,7 @@
     viewer.setClickable({}, true, (atom) => pick(sites[atom.serial]));
     const corner = structure.cell ? structure.cell.reduce((sum, vector) => plus(sum, vector), [0, 0, 0]) : [0, 0, 0];
     const extent = sites.reduce((most, site) => Math.max(most, length(minus(site.at, sites[0].at))),
-      Math.max(4, length(corner)));
+      Math.max(2.5, length(corner)));
     if (structure.cell && options.cell) {
       for (const { from, to, axis } of edges_of(structure.cell)) {
         viewer.addCylinder({
@@ -389,17 +389,18 @@
     for (const each of view.labels || []) viewer.removeLabel(each);
     view.decorated = [];
     view.labels = [];
-    const halo = (site, times, colour, alpha) => view.decorated.push(viewer.addSphere({
-      center: xyz(site.at), color: colour, alpha,
-      radius: times * (options.style === "spheres" ? 1.15 : 0.5) * radius_of(structure.symbols[site.atom]) + 0.1,
+    const ball = (site, times, look) => view.decorated.push(viewer.addSphere({
+      center: xyz(site.at), ...look,
+      radius: times * (options.style === "spheres" ? 1.1 : 0.5) * radius_of(structure.symbols[site.atom]) + 0.1,
     }));
     if (options.marks) {
       const marked = new Set(view.marked);
-      for (const site of view.sites) if (!site.image && marked.has(site.atom)) halo(site, 1.3, MARK_COLOUR, 0.45);
+      const cage = { color: MARK_COLOUR, wireframe: true, linewidth: 2 };
+      for (const site of view.sites) if (!site.image && marked.has(site.atom)) ball(site, 1.2, cage);
     }
     const text = colour_of("--text");
     picked.forEach((site, i) => {
-      halo(site, 1.15, colour_of("--accent"), 0.5);
+      ball(site, 1.05, { color: colour_of("--accent"), wireframe: true, linewidth: 2 });
       if (i === 0) return;
       view.decorated.push(viewer.addCylinder({
         start: xyz(picked[i - 1].at), end: xyz(site.at), radius: 0.05, color: colour_of("--accent"), dashed: true,
