@@ -283,7 +283,8 @@ Json script_data(const Report& report) {
       std::snprintf(colour.data(), colour.size(), "#%06x",
                     static_cast<unsigned>(structure_ingest::internal::element_colour(symbol)));
       elements[symbol] = {{"colour", colour.data()},
-                          {"radius", structure_ingest::internal::covalent_radius_ang(symbol)}};
+                          {"radius", structure_ingest::internal::covalent_radius_ang(symbol)},
+                          {"non_metal", structure_ingest::internal::is_non_metal(symbol)}};
     }
   }
   return {{"elements", elements}, {"structures", std::move(structures)}};

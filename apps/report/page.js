@@ -216,7 +216,8 @@
     }
   }
 
-  // Pairs of sites that are closer than their covalent radii and 0.4 Å, by a grid of bins.
+  // The neighbours of each site that are closer than the covalent radii and 0.4 Å, by a grid of bins.
+  // As in the still picture, two metals that both have a non-metal beside them are not joined.
   function bonds_of(structure, sites) {
     const reach = sites.map((site) => radius_of(structure.symbols[site.atom]) + 0.2);
     const width = 2 * reach.reduce((most, each) => Math.max(most, each), 0.5);
@@ -239,7 +240,10 @@
                 bonds[k].push(i);
               }
     });
-    return bonds;
+    const non_metal = sites.map((site) => data.elements[structure.symbols[site.atom]].non_metal);
+    const beside = bonds.map((others) => others.some((k) => non_metal[k]));
+    return bonds.map((others, i) =>
+      others.filter((k) => non_metal[i] || non_metal[k] || !beside[i] || !beside[k]));
   }
 
   // ---- The 3D view: one for the page, which moves to the structure that is open ----
@@ -295,10 +299,11 @@
     });
     for (const site of view.sites) include(site.at, radius_of(structure.symbols[site.atom]) * 0.6);
     if (structure.cell && options.cell) for (const edge of edges_of(structure.cell)) include(edge.to, 0);
+    if (options.axes) for (const axis of axes_of(structure, view.extent)) include(axis.beyond, 0.02 * view.extent);
     if (low[0] > high[0]) include([0, 0, 0], 1);
     const middle = axes.reduce((sum, axis, i) => plus(sum, axis, (low[i] + high[i]) / 2), [0, 0, 0]);
     const aspect = scene.clientWidth / Math.max(1, scene.clientHeight);
-    const half_width = 1.15 * Math.max(2, (high[0] - low[0]) / 2, (high[1] - low[1]) / 2 * aspect);
+    const half_width = 1.1 * Math.max(2, (high[0] - low[0]) / 2, (high[1] - low[1]) / 2 * aspect);
     const distance = half_width / Math.tan(viewer.fov * Math.PI / 180);
     viewer.setView([...middle.map((x) => -x), viewer.CAMERA_Z - distance, ...quaternion(axes)]);
     viewer.render();
@@ -321,7 +326,9 @@
     });
   }
 
-  function draw_axes(structure, extent) {
+  // The arrows of the axes: at the ends of the lattice vectors, beyond the atoms there; of a molecule
+  // beside it. The name of an axis stands at the third point.
+  function axes_of(structure, extent) {
     const vectors = structure.cell || [[1, 0, 0], [0, 1, 0], [0, 0, 1]];
     const names = structure.cell ? "abc" : "xyz";
     let origin = [0, 0, 0];
@@ -329,14 +336,23 @@
       origin = [0, 1, 2].map((i) =>
         structure.positions.filter(is_finite).reduce((least, at) => Math.min(least, at[i]), Infinity) - 0.8);
     }
-    vectors.forEach((vector, i) => {
-      const reach = structure.cell ? length(vector) + 0.08 * extent : 0.3 * extent;
-      const end = plus(origin, unit(vector), reach);
+    const beyond = structure.cell ? structure.symbols.reduce((most, s) => Math.max(most, 0.2 + 0.35 * radius_of(s)), 0) : 0;
+    return vectors.map((vector, i) => {
       const start = structure.cell ? plus(origin, vector) : origin;
+      const reach = structure.cell ? beyond + 0.07 * extent : 0.25 * extent;
+      return {
+        name: names[i], start, end: plus(start, unit(vector), reach),
+        beyond: plus(start, unit(vector), reach + 0.04 * extent),
+      };
+    });
+  }
+
+  function draw_axes(structure, extent) {
+    axes_of(structure, extent).forEach(({ name, start, end, beyond }, i) => {
       view.viewer.addArrow({
-        start: xyz(start), end: xyz(end), radius: 0.008 * extent, radiusRatio: 2.2, color: AXIS_COLOURS[i],
+        start: xyz(start), end: xyz(end), radius: 0.005 * extent, radiusRatio: 2.4, color: AXIS_COLOURS[i],
       });
-      label(names[i], plus(end, unit(vector), 0.04 * extent), AXIS_COLOURS[i]);
+      label(name, beyond, AXIS_COLOURS[i]);
     });
   }
 
@@ -376,8 +392,8 @@
         });
       }
     }
-    if (options.axes) draw_axes(structure, extent);
     view.extent = extent;
+    if (options.axes) draw_axes(structure, extent);
     view.decorated = [];
     decorate();
   }

@@ -100,10 +100,29 @@ void add_sticks(Scene& scene) {
   const ClosePairs found = find_close_pairs(positions, reach, {}, 0);
   scene.without_sticks = !found.complete;
   if (!found.complete) return;
-  for (const ClosePair& pair : found.pairs) scene.sticks.push_back({pair.first, pair.second});
+  const auto non_metal = [&](std::size_t atom) {
+    return is_non_metal(scene.elements[scene.atoms[atom].element].symbol);
+  };
+  std::vector<bool> beside_non_metal(scene.atoms.size());
+  for (const ClosePair& pair : found.pairs) {
+    if (non_metal(pair.first)) beside_non_metal[pair.second] = true;
+    if (non_metal(pair.second)) beside_non_metal[pair.first] = true;
+  }
+  for (const ClosePair& pair : found.pairs) {
+    const bool of_metals = !non_metal(pair.first) && !non_metal(pair.second);
+    if (of_metals && beside_non_metal[pair.first] && beside_non_metal[pair.second]) continue;
+    scene.sticks.push_back({pair.first, pair.second});
+  }
 }
 
 }  // namespace
+
+bool is_non_metal(std::string_view symbol) {
+  constexpr std::array<std::string_view, 25> symbols = {
+      "H",  "He", "B",  "C",  "N",  "O",  "F",  "Ne", "Si", "P",  "S",  "Cl", "Ar",
+      "Ge", "As", "Se", "Br", "Kr", "Sb", "Te", "I",  "Xe", "At", "Rn", "Og"};
+  return std::find(symbols.begin(), symbols.end(), symbol) != symbols.end();
+}
 
 Scene scene_of(const IngestedStructure& record, const PictureOptions& options) {
   Scene scene;
