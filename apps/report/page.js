@@ -291,7 +291,7 @@
   // the distance of the camera, by which an orthographic view is scaled, and the rotation.
   function turn_to(axes) {
     const { viewer, scene, structure } = view;
-    viewer.zoomTo();
+    viewer.setSlab(-2 * view.extent - 50, 2 * view.extent + 50);
     const low = [Infinity, Infinity, Infinity], high = [-Infinity, -Infinity, -Infinity];
     const include = (at, radius) => axes.forEach((axis, i) => {
       low[i] = Math.min(low[i], dot(axis, at) - radius);
@@ -356,16 +356,23 @@
     });
   }
 
-  // Draws the structure anew; the direction of the view stays.
-  function draw() {
+  function clear() {
+    view.viewer.removeAllModels();
+    view.viewer.removeAllShapes();
+    view.viewer.removeAllLabels();
+    view.decorated = [];
+    view.labels = [];
+  }
+
+  // Makes the scene anew; the direction of the view stays. A large one takes long to paint, so that
+  // this is left to who called.
+  function build() {
     const { viewer, structure } = view;
     const sites = sites_of(structure, options);
     view.sites = sites;
     const with_sticks = options.style === "sticks" && sites.length <= MOST_WITH_STICKS;
     const bonds = with_sticks ? bonds_of(structure, sites) : null;
-    viewer.removeAllModels();
-    viewer.removeAllShapes();
-    viewer.removeAllLabels();
+    clear();
     const model = viewer.addModel();
     model.addAtoms(sites.map((site, i) => ({
       elem: structure.symbols[site.atom], ...xyz(site.at), serial: i,
@@ -394,15 +401,19 @@
     }
     view.extent = extent;
     if (options.axes) draw_axes(structure, extent);
-    view.decorated = [];
-    decorate();
+    add_marks();
+  }
+
+  function draw() {
+    build();
+    view.viewer.render();
   }
 
   // The marks and measures, which change more often than the structure.
-  function decorate() {
+  function add_marks() {
     const { viewer, structure, picked } = view;
     for (const shape of view.decorated) viewer.removeShape(shape);
-    for (const each of view.labels || []) viewer.removeLabel(each);
+    for (const each of view.labels) viewer.removeLabel(each);
     view.decorated = [];
     view.labels = [];
     const ball = (site, times, look) => view.decorated.push(viewer.addSphere({
@@ -427,7 +438,11 @@
         backgroundOpacity: 0.85, inFront: true, alignment: "center",
       }));
     });
-    viewer.render();
+  }
+
+  function decorate() {
+    add_marks();
+    view.viewer.render();
   }
 
   // ---- Measuring, by the coordinates of the copy ----
@@ -483,9 +498,9 @@
   }
 
   function pick_by_number(text) {
-    const atoms = (text.match(/\d+/g) || []).map(Number)
-      .filter((atom) => atom < view.structure.positions.length).slice(0, 3);
-    view.picked = atoms.map((atom) => ({ atom, at: view.structure.positions[atom], image: false }));
+    view.picked = (text.match(/\d+/g) || []).map(Number)
+      .map((atom) => view.sites.find((site) => site.atom === atom && !site.image))
+      .filter((site) => site !== undefined).slice(0, 3);
     show_picked();
   }
 
@@ -499,7 +514,7 @@
 
   function make_controls(structure) {
     const redraw = () => draw();
-    const refit = () => { draw(); turn_to(view.known.axes); };
+    const refit = () => { build(); turn_to(view.known.axes); };
     const styles = element("fieldset", {}, element("legend", {}, "Atoms as"));
     for (const [value, text] of [["sticks", "sticks"], ["spheres", "spheres"], ["points", "points"]]) {
       const radio = element("input", { type: "radio", name: "style", value, checked: options.style === value });
@@ -569,7 +584,7 @@
     view.viewer.setBackgroundColor(colour_of("--surface"));
     view.viewer.resize();
     if (structure.positions.length > MOST_AT_ONCE && options.style === "sticks") options.style = "spheres";
-    draw();
+    build();
     turn_to(view.known.axes);
     figure.append(make_legend(structure), make_controls(structure), make_measure(),
       element("p", { className: "hint" },
@@ -581,6 +596,7 @@
     for (const made of view.article.querySelectorAll(".legend, .controls, .measure, .hint, .ask, .scene, .steps, .point")) {
       made.remove();
     }
+    if (view.viewer) clear();
     const still = view.article.querySelector(".stage svg");
     if (still) still.style.display = "";
     view.article = null;
@@ -679,7 +695,7 @@
   dark.addEventListener("change", () => {
     if (!view.viewer) return;
     view.viewer.setBackgroundColor(colour_of("--surface"));
-    if (view.article) decorate();
+    if (view.scene.parentNode) decorate();
   });
 
   // The whole report is printed, not the part that is open on the screen, unless one is open.
