@@ -22,7 +22,7 @@ using structure_ingest::IngestedStructure;
 using structure_ingest::PictureOptions;
 using structure_ingest::View;
 
-struct Arguments {
+struct PictureArguments {
   std::string file;
   std::string frame = "1";
   std::string output;
@@ -62,7 +62,7 @@ void read_size(const std::string& text, PictureOptions& options) {
   options.height_px = *height;
 }
 
-Status run(const Arguments& arguments) {
+Status run(const PictureArguments& arguments) {
   const FrameChoice choice = read_frame_choice(arguments.frame);
   if (choice.all) throw WrongInput("--frame: a picture shows one frame: give a number, or last");
   const std::string ending = ending_of_output(arguments.output, {".svg", ".png"});
@@ -92,7 +92,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_picture(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<PictureArguments>();
   CLI::App* command = program.add_subcommand("picture", "Draw a structure as an SVG or PNG file");
   command
       ->add_option("--along", arguments->along,

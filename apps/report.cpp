@@ -34,7 +34,7 @@ namespace internal = structure_ingest::internal;
 using structure_ingest::ProjectListing;
 using structure_ingest::ProjectStructure;
 
-struct Arguments {
+struct ReportArguments {
   PathArguments paths;
   StateArguments state;
   std::string title;
@@ -133,7 +133,7 @@ Report project_report(const StateArguments& arguments) {
   return report;
 }
 
-Status run(const Arguments& arguments) {
+Status run(const ReportArguments& arguments) {
   ending_of_output(arguments.output, {".html", ".htm"});
   const bool of_project = !arguments.state.project.empty() || !arguments.state.state.empty();
   Report report;
@@ -162,7 +162,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_report(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<ReportArguments>();
   CLI::App* command = program.add_subcommand(
       "report", "Write one HTML page with the structures in 3D, their numbers and findings");
   add_state_options(*command, arguments->state, "Report what this project holds, instead of files");
