@@ -15,9 +15,9 @@ enum class View {
   /// A little from the right of and above the plane of a and c, so that nothing hides behind
   /// another atom by symmetry; without a cell, of the plane in which the molecule extends most.
   angled,
-  along_a,
-  along_b,
-  along_c,
+  along_a,  ///< along the lattice vector a, with c upward
+  along_b,  ///< along b, with c upward
+  along_c,  ///< along c, with b upward
 };
 
 struct PictureOptions {
