@@ -1,5 +1,5 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: bench clients demo test relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
+.PHONY: bench clients demo test relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb browser
 
 # Only the program: the tests take longer to build than all else.
 demo: packages
@@ -9,6 +9,13 @@ demo: packages
 
 test: release
 	ctest --preset release -j2 -LE slow
+
+# The report in a real browser.
+browser: packages
+	@tools/install-packages chromium chromium-driver python3-selenium
+	@test -f build/release/build.ninja || cmake --preset release
+	cmake --build --preset release -t structure-ingest
+	/usr/bin/python3 tests/browser/report_test.py build/release/structure-ingest
 
 # How the relevance rules do on the cases that they were tuned on, and on those that they were not.
 relevance: release

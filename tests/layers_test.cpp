@@ -53,10 +53,14 @@ const std::vector<std::pair<std::string, std::set<std::string>>> LAYERS = {
       "structure_ingest/check", "structure_ingest/readers", "structure_ingest/project",
       "structure_ingest/record", "structure_ingest/base", "structure_ingest/picture",
       "collaborators/agent_modules"}},
+    {"apps/report",
+     {"structure_ingest", "structure_ingest/picture", "structure_ingest/check",
+      "structure_ingest/record", "structure_ingest/base"}},
     {"apps",
-     {"server", "structure_ingest", "structure_ingest/project", "structure_ingest/base",
-      "structure_ingest/check", "structure_ingest/ingest", "structure_ingest/picture",
-      "structure_ingest/record", "collaborators", "collaborators/agent_modules"}},
+     {"apps/report", "server", "structure_ingest", "structure_ingest/project",
+      "structure_ingest/base", "structure_ingest/check", "structure_ingest/ingest",
+      "structure_ingest/picture", "structure_ingest/record", "collaborators",
+      "collaborators/agent_modules"}},
 };
 
 TEST(Layers, IncludesPointDown) {

@@ -15,9 +15,9 @@ enum class View {
   /// A little from the right of and above the plane of a and c, so that nothing hides behind
   /// another atom by symmetry; without a cell, of the plane in which the molecule extends most.
   angled,
-  along_a,
-  along_b,
-  along_c,
+  along_a,  ///< along the lattice vector a, with c upward
+  along_b,  ///< along b, with c upward
+  along_c,  ///< along c, with b upward
 };
 
 struct PictureOptions {
@@ -35,12 +35,13 @@ struct PictureOptions {
 };
 
 /// A picture as SVG text: atoms as spheres, sticks between atoms that are as close as the sum of
-/// their covalent radii and 0.4 Å, and the cell. Atoms are where the file has them; those on a face
-/// of the cell are drawn on the opposite face as well. Of more than 100 atoms what nobody could see
-/// is left out, of more than 1500 the sticks and images as well, so that the text stays below about
-/// 300 kB; its description says how many atoms are drawn. It has a title and a description for
-/// readers who do not see it, suits light and dark pages, and holds no script and no reference.
-/// Throws std::invalid_argument for a record that is not ok and for a size out of range.
+/// their covalent radii and 0.4 Å (not between cations), and the cell. Atoms are where the file has
+/// them; those on a face of the cell are drawn on the opposite face as well. Of more than 100 atoms
+/// what nobody could see is left out, of more than 1500 the sticks and images as well, so that the
+/// text stays below about 300 kB; its description says how many atoms are drawn. It has a title and
+/// a description for readers who do not see it, suits light and dark pages, and holds no script and
+/// no reference. Throws std::invalid_argument for a record that is not ok and for a size out of
+/// range.
 STRUCTURE_INGEST_API std::string picture_svg(const IngestedStructure& record,
                                              const PictureOptions& options = {});
 

@@ -11,6 +11,7 @@
 #include "structure_ingest/check/covalent_radii.hpp"
 #include "structure_ingest/picture/drawing_style.hpp"
 #include "structure_ingest/picture/element_colours.hpp"
+#include "structure_ingest/picture/vectors.hpp"
 #include "structure_ingest/picture/view_axes.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 
@@ -21,18 +22,6 @@ constexpr double FARTHEST_ANG = 1e7;    // beyond it a picture would show nothin
 constexpr double ON_A_FACE_ANG = 0.05;  // atoms closer to a face of the cell are on it
 constexpr double LARGEST_SCALE = 80;    // pixels per ångström: one atom need not fill the picture
 constexpr double UNKNOWN_RADIUS_ANG = 1.5;
-
-double dot(const Vector3& a, const Vector3& b) {
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
-
-Vector3 cross(const Vector3& a, const Vector3& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-
-Vector3 plus(const Vector3& a, const Vector3& b, double times = 1) {
-  return {a[0] + times * b[0], a[1] + times * b[1], a[2] + times * b[2]};
-}
 
 bool is_usable(const Vector3& at) {
   return std::all_of(at.begin(), at.end(), [](double x) { return std::abs(x) < FARTHEST_ANG; });
@@ -100,10 +89,29 @@ void add_sticks(Scene& scene) {
   const ClosePairs found = find_close_pairs(positions, reach, {}, 0);
   scene.without_sticks = !found.complete;
   if (!found.complete) return;
-  for (const ClosePair& pair : found.pairs) scene.sticks.push_back({pair.first, pair.second});
+  const auto non_metal = [&](std::size_t atom) {
+    return is_non_metal(scene.elements[scene.atoms[atom].element].symbol);
+  };
+  std::vector<bool> beside_non_metal(scene.atoms.size());
+  for (const ClosePair& pair : found.pairs) {
+    if (non_metal(pair.first)) beside_non_metal[pair.second] = true;
+    if (non_metal(pair.second)) beside_non_metal[pair.first] = true;
+  }
+  for (const ClosePair& pair : found.pairs) {
+    const bool of_metals = !non_metal(pair.first) && !non_metal(pair.second);
+    if (of_metals && beside_non_metal[pair.first] && beside_non_metal[pair.second]) continue;
+    scene.sticks.push_back({pair.first, pair.second});
+  }
 }
 
 }  // namespace
+
+bool is_non_metal(std::string_view symbol) {
+  constexpr std::array<std::string_view, 25> symbols = {
+      "H",  "He", "B",  "C",  "N",  "O",  "F",  "Ne", "Si", "P",  "S",  "Cl", "Ar",
+      "Ge", "As", "Se", "Br", "Kr", "Sb", "Te", "I",  "Xe", "At", "Rn", "Og"};
+  return std::find(symbols.begin(), symbols.end(), symbol) != symbols.end();
+}
 
 Scene scene_of(const IngestedStructure& record, const PictureOptions& options) {
   Scene scene;

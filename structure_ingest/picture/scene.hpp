@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "structure_ingest/picture/picture.hpp"
@@ -52,8 +53,13 @@ struct Scene {
 /// Of more atoms than this, images and sticks are left out.
 inline constexpr std::size_t MOST_ATOMS_WITH_STICKS = 1500;
 
-/// A stick is drawn between atoms closer than their covalent radii and this.
+/// A stick is drawn between atoms closer than their covalent radii and this. Between two metals
+/// that both have a non-metal beside them there is none: the covalent radii of cations, which have
+/// given their electrons away, are too large.
 inline constexpr double STICK_TOLERANCE_ANG = 0.4;
+
+/// Whether an element is a non-metal or a metalloid.
+bool is_non_metal(std::string_view symbol);
 
 Scene scene_of(const IngestedStructure& record, const PictureOptions& options);
 

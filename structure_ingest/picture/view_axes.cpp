@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "structure_ingest/picture/vectors.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"
 
 namespace structure_ingest::internal {
@@ -16,14 +17,6 @@ constexpr ViewAxes FRONT = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
 /// The angled view stands this far to the right and above, in radians.
 constexpr double TO_THE_RIGHT = 0.38;
 constexpr double ABOVE = 0.22;
-
-double dot(const Vector3& a, const Vector3& b) {
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
-
-Vector3 cross(const Vector3& a, const Vector3& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
 
 /// x * a + y * b.
 Vector3 sum_of(double x, const Vector3& a, double y, const Vector3& b) {

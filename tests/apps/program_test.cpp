@@ -533,7 +533,7 @@ TEST_F(Program, ReportsErrorsInOneLine) {
   for (const auto& [arguments, status, message] : {
            Case{"", 2,
                 "give a command: parse, check, ingest, hydrate, owner, belongs, trust, scan, list, "
-                "verify, forget, extract, serve "
+                "verify, forget, extract, picture, report, serve "
                 "(see 'structure-ingest --help')\n"},
            Case{"parse", 2,
                 "PATH or --files-from is required (see 'structure-ingest parse --help')"},
@@ -630,8 +630,9 @@ TEST_F(Program, OpensClosedStreamsOnTheNullDevice) {
 }
 
 TEST_F(Program, HelpFitsATerminalAndHasExamples) {
-  for (const std::string command : {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust",
-                                    "scan", "list", "verify", "forget", "extract", "serve"}) {
+  for (const std::string command :
+       {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust", "scan", "list", "verify",
+        "forget", "extract", "picture", "report", "serve"}) {
     const Outcome outcome = run(command + " --help");
     EXPECT_EQ(outcome.status, 0) << command;
     EXPECT_NE(outcome.out.find("\nExamples:\n  structure-ingest " + command), std::string::npos);

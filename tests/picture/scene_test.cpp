@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "structure_ingest/picture/markup.hpp"
+#include "structure_ingest/picture/vectors.hpp"
 #include "structure_ingest/picture/view_axes.hpp"
 #include "tests/picture/records.hpp"
 
@@ -15,6 +16,8 @@ namespace {
 using structure_ingest::IngestedStructure;
 using structure_ingest::Vector3;
 using structure_ingest::View;
+using structure_ingest::internal::cross;
+using structure_ingest::internal::dot;
 using structure_ingest::internal::Scene;
 using structure_ingest::internal::scene_of;
 using structure_ingest::internal::ViewAxes;
@@ -38,6 +41,16 @@ TEST(Scene, HoldsAtomsImagesSticksAndEdges) {
       {"near enough", record_of({{"H", {0, 0, 0}}, {"H", {1.01, 0, 0}}}), 2, 1, 0, 0, false},
       {"corners, edges and faces", tests::rock_salt(), 27, 54, 12, 0, true},
       {"the opposite corner", record_of({{"Cs", {4, 4, 4}}}, cubic(4)), 8, 12, 12, 0, true},
+      {"no sticks between cations",
+       record_of({{"Sr", {0, 0, 0}},
+                  {"Ti", {1.95, 1.95, 1.95}},
+                  {"O", {1.95, 1.95, 0}},
+                  {"O", {1.95, 0, 1.95}},
+                  {"O", {0, 1.95, 1.95}}},
+                 cubic(3.9)),
+       15, 30, 12, 0, true},
+      {"sticks in a metal that carries one atom",
+       record_of({{"Cu", {0, 0, 0}}, {"Cu", {2.5, 0, 0}}, {"O", {0, 1.8, 0}}}), 3, 2, 0, 0, false},
       {"an atom outside the cell stays alone", record_of({{"Cs", {0, 0, -1}}}, cubic(4)), 1, 0, 12,
        0, false},
       {"near a face", record_of({{"Ar", {0.04, 2, 2}}}, cubic(4)), 2, 0, 12, 0, true},
@@ -89,10 +102,6 @@ TEST(Scene, MarksAnAtomButNotItsImages) {
   EXPECT_EQ(marked, (std::vector<std::size_t>{0, 3}));
 }
 
-double dot(const Vector3& a, const Vector3& b) {
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
-
 TEST(ViewAxes, AreARightHandedFrame) {
   const std::vector<IngestedStructure> records = {
       tests::rock_salt(),
@@ -110,10 +119,7 @@ TEST(ViewAxes, AreARightHandedFrame) {
           EXPECT_NEAR(dot(axes[i], axes[k]), i == k ? 1 : 0, 1e-9);
         }
       }
-      const Vector3 cross = {axes[0][1] * axes[1][2] - axes[0][2] * axes[1][1],
-                             axes[0][2] * axes[1][0] - axes[0][0] * axes[1][2],
-                             axes[0][0] * axes[1][1] - axes[0][1] * axes[1][0]};
-      EXPECT_NEAR(dot(cross, axes[2]), 1, 1e-9);
+      EXPECT_NEAR(dot(cross(axes[0], axes[1]), axes[2]), 1, 1e-9);
     }
   }
 }
