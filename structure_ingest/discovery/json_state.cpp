@@ -1,9 +1,11 @@
 #include "structure_ingest/discovery/json_state.hpp"
 
 #include <iterator>
+#include <stdexcept>
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
+#include "structure_ingest/base/text.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/entries.hpp"
@@ -47,19 +49,28 @@ void add_notes(Json& state, const std::vector<std::string>& notes) {
 
 StateDoor door_to(Json& state, std::vector<Json>& entries, const Collaborators& collaborators) {
   return {
-      .view = [&state]() -> const Json& { return state; },
+      .value = [&state](const char* key) -> const Json* {
+        if (!state.is_object()) throw std::invalid_argument("the agent state is not a mapping");
+        const auto found = state.find(key);
+        return found == state.end() ? nullptr : &*found;
+      },
       .learn_root =
-          [&state](const std::string& folder) { state["source_workspace_root"] = folder; },
+          [&state](const std::string& folder) {
+            state["source_workspace_root"] = utf8_text(folder);
+          },
       .write_manifest =
           [&entries, &collaborators](const std::string& project,
                                      const std::vector<SourceEntry>& all) {
             entries = json_entries(all);
             return write_manifest(project, entries, collaborators);
           },
+      .entry = [&entries](std::size_t place) -> const Json& { return entries[place]; },
       .keep = [&entries](const auto& places) { keep_places(entries, places); },
       .assess =
           [&state, &entries, &collaborators](const std::string& request) {
-            return collaborators.assess_structure_relevance(entries, request, state);
+            return [report = collaborators.assess_structure_relevance(entries, request, state)] {
+              return report;
+            };
           },
       .take_out =
           [&state](const auto& source_keys) {
@@ -75,6 +86,12 @@ StateDoor door_to(Json& state, std::vector<Json>& entries, const Collaborators& 
           },
       .put_sources = [&state, &entries] { put_sources(state, entries); },
       .add_notes = [&state](const auto& notes) { add_notes(state, notes); },
+      .report =
+          [&state, &collaborators](const std::exception_ptr& error) {
+            collaborators.record_suppressed_error(
+                value_at(state, "project_path"),
+                {"structure_ingest", "hydrate_user_structures", error});
+          },
   };
 }
 

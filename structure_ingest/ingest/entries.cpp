@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "structure_ingest/base/interruption.hpp"
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/check/findings_json.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
@@ -122,6 +123,8 @@ void write_findings(const std::string& project, const std::vector<SourceEntry>& 
   }
   try {
     collaborators.atomic_write_json(join_path(project, FINDINGS_REL), findings_json(files));
+  } catch (const Interruption&) {
+    throw;
   } catch (...) {
     // The entries have them, too.
   }

@@ -10,6 +10,7 @@
 
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
+#include "structure_ingest/discovery/json_state.hpp"
 #include "tests/fake_modules.hpp"
 #include "tests/scratch_folder.hpp"
 
@@ -38,9 +39,10 @@ struct Hydrate : testing::Test {
     internal::PathResolver resolver;
     const std::string project = resolver.resolve(state["project_path"].get<std::string>());
     const bool sweeps = internal::is_sweep_allowed(project, modules);
-    internal::Offered offered =
-        internal::offer_named(state, extra_paths, project, sweeps, resolver);
-    const internal::ScanRoots roots = internal::find_scan_roots(state, project);
+    std::vector<Json> entries;
+    const internal::StateDoor door = internal::door_to(state, entries, modules);
+    internal::Offered offered = internal::offer_named(door, extra_paths, project, sweeps, resolver);
+    const internal::ScanRoots roots = internal::find_scan_roots(door, project);
     if (sweeps) internal::offer_scanned(offered, roots.folders, project, modules, resolver);
     internal::skip_other_files(offered.candidates, project);
     return offered;
