@@ -64,7 +64,8 @@ internal::Ingested ingest(const Found& found, const HydrateOptions& options,
           },
       .progress = options.progress,
       .dry_run = options.dry_run,
-      .check = options.check};
+      .check = options.check,
+      .parser = options.parser};
   return internal::ingested_entries(input, resolver);
 }
 

@@ -31,7 +31,8 @@ Batch ingest(const std::string& project_path, const std::vector<std::string>& ca
           },
       .progress = options.progress,
       .dry_run = options.dry_run,
-      .check = options.check};
+      .check = options.check,
+      .parser = options.parser};
   Batch batch{
       .ingested = internal::ingested_entries(input, resolver), .json = {}, .manifest_error = {}};
   batch.json = internal::json_entries(batch.ingested.entries);

@@ -13,6 +13,7 @@
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
 
 namespace structure_ingest {
 
@@ -42,6 +43,9 @@ struct IngestOptions {
   /// Whether the structures are checked: the entries then have findings, and
   /// ".diagnostics/structure_findings.json" those of the batch, for the assistant.
   bool check = true;
+  /// Reads the files; null for a parser of this call alone. One that is kept over several calls
+  /// keeps the process that runs ASE, so that only the first call waits for its start.
+  StructureParser* parser = nullptr;
 };
 
 /// Ingests the candidates in order into the project: skips names of no structure file, repeats, the

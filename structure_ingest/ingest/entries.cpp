@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -41,7 +42,9 @@ IngestedStructure ingest_file(StructureParser& parser, const BatchInput& input,
 
 Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
   const std::size_t considered = std::min(input.limit, input.candidates.size());
-  StructureParser parser;
+  std::optional<StructureParser> own_parser;
+  StructureParser& parser = input.parser != nullptr ? *input.parser : own_parser.emplace();
+  parser.begin_batch();
   FolderOwners owners(input.project);
   Ingested ingested;
   const auto skip = [&ingested](const Candidate& candidate, const std::string& path,

@@ -33,6 +33,7 @@ struct BatchInput {
   Progress progress{};
   bool dry_run = false;  // the copies are named, but not written
   bool check = true;
+  StructureParser* parser = nullptr;  // null for one of this batch alone
 };
 
 /// What came of the candidates: an entry of each that was read, and the others.

@@ -90,14 +90,16 @@ void wait_for_any(const std::vector<StartingWorker>& workers, Deadline deadline)
        static_cast<int>(std::clamp(left, milliseconds::rep{0}, most)));
 }
 
-/// Tries to start a worker with each of `interpreters`, in their order.
+/// Tries to start a worker with each of `interpreters`, in their order; adds the late ones to
+/// `slow`. `known` had ASE before, if it is not empty.
 class StartAttempt {
  public:
   StartAttempt(const AseSessionOptions& options, std::vector<std::string> interpreters,
-               std::vector<std::string>& slow)
-      : options_(options), interpreters_(std::move(interpreters)), slow_(slow) {
-    std::stable_partition(interpreters_.begin(), interpreters_.end(),
-                          [&](const std::string& interpreter) { return !is_slow(interpreter); });
+               std::string known, std::vector<std::string>& slow)
+      : options_(options),
+        interpreters_(std::move(interpreters)),
+        known_(std::move(known)),
+        slow_(slow) {
     problems_.assign(interpreters_.size(), "was not tried");
   }
 
@@ -107,7 +109,10 @@ class StartAttempt {
     while (steady_clock::now() < deadline) {
       drop_ended();
       drop_silent();
-      if (!workers_.empty() && workers_.front().ready()) return std::move(workers_.front().process);
+      if (!workers_.empty() && workers_.front().ready()) {
+        interpreter_ = interpreters_[workers_.front().place];
+        return std::move(workers_.front().process);
+      }
 
       // Once an interpreter has ASE, drop those after it; they are needed only if it fails to load
       // ASE.
@@ -133,6 +138,9 @@ class StartAttempt {
     }
     return nullptr;
   }
+
+  /// The interpreter of the worker, after a success.
+  const std::string& interpreter() const { return interpreter_; }
 
   /// What happened to each interpreter, after a failure.
   std::string problems() const {
@@ -187,7 +195,8 @@ class StartAttempt {
     } catch (const std::system_error& error) {
       problems_[next_] = std::string("cannot be started: ") + strerrordesc_np(error.code().value());
     }
-    head_start_end_ = steady_clock::now() + head_start(interpreter);
+    head_start_end_ = steady_clock::now() +
+                      (interpreter == known_ ? options_.greeting_limit : head_start(interpreter));
     ++next_;
   }
 
@@ -203,10 +212,12 @@ class StartAttempt {
 
   const AseSessionOptions& options_;
   std::vector<std::string> interpreters_;
+  std::string known_;
   std::vector<std::string>& slow_;
   std::vector<StartingWorker> workers_;  // in the order of the interpreters
   std::size_t next_ = 0;                 // the interpreter to start next
   Deadline head_start_end_;
+  std::string interpreter_;
   std::vector<std::string> problems_;  // one for each interpreter
 };
 
@@ -266,11 +277,35 @@ std::vector<std::string> ase_interpreters() {
 
 AseSession::AseSession(AseSessionOptions options) : options_(std::move(options)) {}
 
+std::vector<std::string> AseSession::interpreters_in_order() const {
+  const auto contains = [](const std::vector<std::string>& list, const std::string& text) {
+    return std::find(list.begin(), list.end(), text) != list.end();
+  };
+  std::vector<std::string> interpreters;
+  for (const auto& list : {options_.first_interpreters,
+                           options_.interpreters ? *options_.interpreters : ase_interpreters()}) {
+    for (const std::string& interpreter : list) {
+      if (is_absolute(interpreter) && !contains(interpreters, interpreter)) {
+        interpreters.push_back(interpreter);
+      }
+    }
+  }
+  std::stable_partition(interpreters.begin(), interpreters.end(), [&](const std::string& each) {
+    return !contains(slow_interpreters_, each);
+  });
+  std::stable_partition(interpreters.begin(), interpreters.end(),
+                        [&](const std::string& each) { return each == latest_interpreter_; });
+  return interpreters;
+}
+
 std::unique_ptr<ChildProcess> AseSession::start_worker() {
-  StartAttempt start(options_, options_.interpreters ? *options_.interpreters : ase_interpreters(),
-                     slow_interpreters_);
+  StartAttempt start(options_, interpreters_in_order(), latest_interpreter_, slow_interpreters_);
   std::unique_ptr<ChildProcess> worker = start.run();
-  if (!worker) why_unavailable_ = start.problems();
+  if (worker) {
+    latest_interpreter_ = start.interpreter();
+  } else {
+    why_unavailable_ = start.problems();
+  }
   return worker;
 }
 

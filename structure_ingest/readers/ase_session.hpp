@@ -23,14 +23,17 @@ struct AseSessionOptions {
   std::chrono::milliseconds time_limit = std::chrono::seconds(120);
   /// How long an interpreter may take to report that it has ASE while a later one is ready.
   std::chrono::milliseconds greeting_limit = std::chrono::seconds(5);
+  /// Tried before the others; a path that is not absolute is ignored.
+  std::vector<std::string> first_interpreters{};
   std::optional<std::vector<std::string>> interpreters{};  // instead of ase_interpreters()
   std::string script = ASE_WORKER_SCRIPT;
 };
 
 /// Owns the worker: starts it for the first file, reuses it for later files, and ends it with the
 /// session. When a worker ends, takes too long or gives a malformed answer, only the file it was
-/// reading fails, with the reason as its message; the next file gets a new worker. When ASE cannot
-/// be loaded, each file tries again. Use a session on one thread at a time; sessions share nothing.
+/// reading fails, with the reason as its message; the next file gets a new worker, of the
+/// interpreter that had ASE before. When ASE cannot be loaded, each file tries again. Use a session
+/// on one thread at a time; sessions share nothing.
 class AseSession {
  public:
   explicit AseSession(AseSessionOptions options = {});
@@ -46,10 +49,12 @@ class AseSession {
   std::optional<pid_t> worker_id() const;
 
  private:
+  std::vector<std::string> interpreters_in_order() const;
   std::unique_ptr<ChildProcess> start_worker();
 
   AseSessionOptions options_;
   std::unique_ptr<ChildProcess> worker_;
+  std::string latest_interpreter_;              // of the latest worker: now tried first
   std::vector<std::string> slow_interpreters_;  // missed a limit once: now tried last
   std::string why_unavailable_;
 };

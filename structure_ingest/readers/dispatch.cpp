@@ -4,6 +4,7 @@
 #include <new>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/path.hpp"
@@ -82,7 +83,10 @@ IngestedStructure parse_structure_file(const std::string& path) {
 }
 
 struct StructureParser::Session {
-  internal::AseSession ase{};
+  explicit Session(StructureParserOptions options)
+      : ase({.first_interpreters = std::move(options.interpreters)}) {}
+
+  internal::AseSession ase;
   std::vector<std::string> reader_warnings{};
   internal::Readers readers{.ask_ase = ask_through(ase, reader_warnings)};
 
@@ -92,10 +96,15 @@ struct StructureParser::Session {
   }
 };
 
-StructureParser::StructureParser() : session_(std::make_unique<Session>()) {}
+StructureParser::StructureParser(StructureParserOptions options)
+    : session_(std::make_unique<Session>(std::move(options))) {}
 StructureParser::~StructureParser() = default;
 StructureParser::StructureParser(StructureParser&&) noexcept = default;
 StructureParser& StructureParser::operator=(StructureParser&&) noexcept = default;
+
+void StructureParser::begin_batch() {
+  session_->readers.companions = {};
+}
 
 IngestedStructure StructureParser::parse(const std::string& path) {
   return session_->read(path, false);

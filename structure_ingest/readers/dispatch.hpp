@@ -27,18 +27,29 @@ STRUCTURE_INGEST_API bool is_structure_file(std::string_view path);
 /// record; problems with the file are warnings in it, running out of memory included.
 STRUCTURE_INGEST_API IngestedStructure parse_structure_file(const std::string& path);
 
+/// How a parser reads.
+struct StructureParserOptions {
+  /// Python interpreters, by absolute path, that are tried for ASE before the usual ones. Other
+  /// paths are ignored: what they name depends on the current folder.
+  std::vector<std::string> interpreters{};
+};
+
 /// Reads many files. CIF and VASP files share one process that runs ASE, started for the first of
-/// them and ended with the parser; XYZ files in one folder share its companion, which is read once.
-/// Use a parser on one thread at a time.
+/// them and ended with the parser; XYZ files in one folder share its companion, which is read once
+/// for each batch. Use a parser on one thread at a time.
 class STRUCTURE_INGEST_API StructureParser {
  public:
-  StructureParser();
+  explicit StructureParser(StructureParserOptions options = {});
   /// Ends the ASE process, if one was started, and waits for it.
   ~StructureParser();
   /// Takes over the process of another parser, which must not parse any more.
   StructureParser(StructureParser&&) noexcept;
   /// As above; this parser's own process goes to the other.
   StructureParser& operator=(StructureParser&&) noexcept;
+
+  /// Begins a new batch: companions are read again, since they may have changed. Ingesting and
+  /// hydrating do this themselves.
+  void begin_batch();
 
   /// As `parse_structure_file`.
   IngestedStructure parse(const std::string& path);

@@ -8,8 +8,10 @@
 #include <system_error>
 
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/discovery/hydrate.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 #include "tests/fake_modules.hpp"
+#include "tests/readers/ase_fixture.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest {
@@ -170,6 +172,32 @@ TEST_F(Batch, FollowsNoLink) {
     EXPECT_EQ(tests::content_of(copy).substr(0, 10), "1\nLattice=") << target;
   }
   EXPECT_EQ(tests::content_of(outside), "kept");
+}
+
+TEST_F(Batch, AKeptParserKeepsItsProcessAndNoCompanion) {
+  if (tests::ase_python().empty()) GTEST_SKIP() << "/usr/bin/python3 cannot import ase.io";
+  const std::string python = w.write("bin/python", "#!/bin/sh\necho >> " + w / "log" + "; exec " +
+                                                       tests::ase_python() + " \"$@\"\n");
+  std::filesystem::permissions(python, std::filesystem::perms::owner_all);
+  w.write("proj/POSCAR", tests::COPPER_POSCAR);
+  w.write("proj/he.xyz", "1\n\nHe 0 0 0\n");
+  StructureParser parser({.interpreters = {python}});
+  for (const char* length : {"3", "4"}) {
+    w.write("proj/scf.input", std::string("system.centralCellVectors = [[") + length +
+                                  ", 0, 0], [0, 3, 0], [0, 0, 3]]\n"
+                                  "calculation.control.lengthUnit = angstrom\n");
+    const std::vector<Json> entries = ingest({"POSCAR", "he.xyz"}, {.parser = &parser});
+    ASSERT_EQ(entries.size(), 2U);
+    EXPECT_EQ(entries[0]["formula"], "Cu") << entries[0]["warnings"];
+    EXPECT_EQ(entries[1]["cell_ang"][0][0], std::stod(length));
+  }
+  Json state = {{"project_path", w / "proj"}};
+  const HydrateOutcome outcome = hydrate(state, {.extra_paths = {w / "proj/POSCAR"},
+                                                 .collaborators = tests::fake_modules(calls),
+                                                 .parser = &parser});
+  ASSERT_EQ(outcome.taken.size(), 1U);
+  EXPECT_EQ(outcome.taken[0].record.formula, "Cu");
+  EXPECT_EQ(tests::content_of(w / "log"), "\n");
 }
 
 TEST_F(Batch, AFailureToWriteAffectsOnlyItsFile) {

@@ -130,6 +130,25 @@ TEST_F(WithAse, UsesTheFirstInterpreterThatHasAse) {
   }
 }
 
+TEST_F(WithAse, TriesTheInterpretersInOrderOnce) {
+  const std::string silicon = scratch.write("Si.cif", SILICON_CIF);
+  const auto noted = [&](const std::string& name, const std::string& then) {
+    return wrapper(name, "echo " + name + " >> " + scratch / "log" + "; " + then);
+  };
+  const std::string without = noted("without", "exit 0");
+  const std::string with = noted("with", "exec " + ase_python() + " \"$@\"");
+  scratch.write("relative", "");
+  AseSession tried(
+      {.first_interpreters = {"relative", without, with}, .interpreters = {{with, "/bin/false"}}});
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(tried.read(silicon).failure, Failure::none);
+    kill(*tried.worker_id(), SIGKILL);
+    siginfo_t ended{};
+    waitid(P_PID, static_cast<id_t>(*tried.worker_id()), &ended, WEXITED | WNOWAIT);
+  }
+  EXPECT_EQ(tests::content_of("log"), "without\nwith\nwith\nwith\n");
+}
+
 // The workers below are small scripts that misbehave when asked for the file "bad".
 
 constexpr const char* FAKE_WORKER = R"(
@@ -232,6 +251,16 @@ TEST_F(FakeWorker, BoundsTheTextOfAnAnswer) {
     EXPECT_TRUE(answer.warnings[1] == message) << text;
     EXPECT_EQ(answer.warnings[15], "13");
   }
+}
+
+TEST_F(FakeWorker, TriesOthersWhenTheLatestInterpreterLostAse) {
+  const std::string first = wrapper("first", "exec /usr/bin/python3 \"$@\"");
+  AseSession session({.interpreters = {{"/bin/false", first, "/usr/bin/python3"}},
+                      .script = FAKE_WORKER + std::string("    os._exit(0)")});
+  EXPECT_EQ(session.read("/good").failure, Failure::none);
+  EXPECT_EQ(session.read("/bad").failure, Failure::read);
+  wrapper("first", "exit 7");
+  EXPECT_EQ(session.read("/good").failure, Failure::none);
 }
 
 TEST_F(FakeWorker, SkipsAnInterpreterThatHangs) {
