@@ -1,11 +1,16 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: bench demo test relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
+.PHONY: bench demo python test relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
 
 # Only the program: the tests take longer to build than all else.
 demo: packages
 	@test -f build/release/build.ninja || cmake --preset release
 	cmake --build --preset release -t structure-ingest
 	tools/demo build/release
+
+# The Python package, in build/python.
+python: packages
+	@test -f build/release/build.ninja || cmake --preset release
+	cmake --build --preset release -t structure_ingest_python
 
 test: release
 	ctest --preset release -j2 -LE slow

@@ -71,16 +71,15 @@ Offered offer_named(const StateDoor& state, const std::vector<std::string>& extr
     const std::string path = text_or_empty(value_at(attachment, "path"));
     offer(offered, path, DISCOVERY_ATTACHMENT, resolver);
   });
-  const Json& workspace = value_of(state, "attached_workspace");
-  const Json& root = value_at(workspace, "project_path");
+  const Json& root = value_of(state, "attached_workspace.project_path");
   const std::string workspace_root =
       is_empty(root) ? project : expanded_and_resolved(text_of(root));
   if (!sweep_allowed) return offered;
-  const Json& inventory = value_at(workspace, "inventory");
-  for_each_element(value_at(inventory, "structure_files"), [&](const Json& file) {
-    const std::string path = join_path(workspace_root, text_of(file));
-    offer(offered, path, DISCOVERY_WORKSPACE_SCAN, resolver);
-  });
+  for_each_element(value_of(state, "attached_workspace.inventory.structure_files"),
+                   [&](const Json& file) {
+                     const std::string path = join_path(workspace_root, text_of(file));
+                     offer(offered, path, DISCOVERY_WORKSPACE_SCAN, resolver);
+                   });
   return offered;
 }
 
@@ -93,7 +92,7 @@ ScanRoots find_scan_roots(const StateDoor& state, const std::string& project) {
     return true;
   };
   for (const Json* const value :
-       {&value_at(value_of(state, "project_resolution"), "requested_path"),
+       {&value_of(state, "project_resolution.requested_path"),
         &value_of(state, "selected_workroot"), &value_of(state, "source_workspace_root")}) {
     if (is_empty(*value)) continue;
     try {

@@ -2,6 +2,8 @@
 
 #include <iterator>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
@@ -45,15 +47,23 @@ void add_notes(Json& state, const std::vector<std::string>& notes) {
   state["structure_notes"] = Json(std::move(list));
 }
 
+const Json* value_in(const Json& state, std::string_view key) {
+  if (!state.is_object()) throw std::invalid_argument("the agent state is not a mapping");
+  const Json* value = &state;
+  for (;;) {
+    const auto found = value->find(std::string(key.substr(0, key.find('.'))));
+    if (found == value->end()) return nullptr;  // a value that is no mapping finds nothing either
+    if (key.find('.') == std::string_view::npos) return &*found;
+    key.remove_prefix(key.find('.') + 1);
+    value = &*found;
+  }
+}
+
 }  // namespace
 
 StateDoor door_to(Json& state, std::vector<Json>& entries, const Collaborators& collaborators) {
   return {
-      .value = [&state](const char* key) -> const Json* {
-        if (!state.is_object()) throw std::invalid_argument("the agent state is not a mapping");
-        const auto found = state.find(key);
-        return found == state.end() ? nullptr : &*found;
-      },
+      .value = [&state](std::string_view key) { return value_in(state, key); },
       .learn_root =
           [&state](const std::string& folder) {
             state["source_workspace_root"] = utf8_text(folder);

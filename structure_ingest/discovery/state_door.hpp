@@ -7,6 +7,7 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "collaborators/collaborators.hpp"
@@ -19,10 +20,11 @@ namespace structure_ingest::internal {
 /// other functions only carry it out, in the order in which they stand here. The entries that they
 /// are about are the same objects from the manifest to the state.
 struct StateDoor {
-  /// The value under a key as JSON; null when the state has no such key. Only the keys that
-  /// docs/schema/state.schema.json describes are read, each at the moment when it is needed. Valid
-  /// until the key is changed or asked for again.
-  std::function<const Json*(const char* key)> value;
+  /// The value under a key as JSON; null when the state has no such key. "project_resolution.
+  /// requested_path" is a key in the mapping under a key, and null when there is no such mapping.
+  /// Only what docs/schema/state.schema.json describes is read, each value at the moment when it is
+  /// needed. Valid until the value is changed or asked for again.
+  std::function<const Json*(std::string_view key)> value;
 
   /// Sets "source_workspace_root".
   std::function<void(const std::string& folder)> learn_root;
@@ -59,7 +61,7 @@ struct StateDoor {
 };
 
 /// The value under a key; a null value when the state has no such key.
-inline const Json& value_of(const StateDoor& door, const char* key) {
+inline const Json& value_of(const StateDoor& door, std::string_view key) {
   static const Json absent;
   const Json* const value = door.value(key);
   return value == nullptr ? absent : *value;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "collaborators/collaborators.hpp"
@@ -46,6 +47,12 @@ struct Ingested {
 /// Reads, fingerprints and copies the candidates as `ingest_structure_files` does, and writes no
 /// manifest. `resolver` may have resolved other paths of the same call.
 Ingested ingested_entries(const BatchInput& input, PathResolver& resolver);
+
+/// How the texts of a record are written down: bytes need not be UTF-8.
+using TextForm = std::string (*)(std::string_view);
+
+/// As `structure_source_entry`, with each text but those of lists in another form than UTF-8.
+Json source_entry(const IngestedStructure& record, std::string_view discovery, TextForm form);
 
 /// The entries as JSON, in their order.
 std::vector<Json> json_entries(const std::vector<SourceEntry>& entries);

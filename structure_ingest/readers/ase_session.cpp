@@ -247,10 +247,11 @@ Transfer exchange(ChildProcess& worker, const std::string& path, int folder, Dea
   return worker.receive(answer, ase_size(size), deadline);
 }
 
-/// Whether the worker is alive and has sent nothing, as it must while it waits for a request.
+/// Whether the worker is alive and has sent nothing, as it must while it waits for a request. In a
+/// fork of the owner it is the owner's, whose answers must not be taken away.
 bool is_waiting(ChildProcess& worker) {
   std::string unasked;
-  return worker.receive_present(unasked, 1) == Transfer::late;
+  return worker.is_ours() && worker.receive_present(unasked, 1) == Transfer::late;
 }
 
 }  // namespace

@@ -84,11 +84,13 @@ IngestedStructure parse_structure_file(const std::string& path) {
 
 struct StructureParser::Session {
   explicit Session(StructureParserOptions options)
-      : ase({.first_interpreters = std::move(options.interpreters)}) {}
+      : ase({.first_interpreters = std::move(options.interpreters)}),
+        readers{.ask_ase = ask_through(ase, reader_warnings)} {}
+  explicit Session(internal::AskAse ask_ase) : readers{.ask_ase = std::move(ask_ase)} {}
 
   internal::AseSession ase;
   std::vector<std::string> reader_warnings{};
-  internal::Readers readers{.ask_ase = ask_through(ase, reader_warnings)};
+  internal::Readers readers;
 
   IngestedStructure read(const std::string& path, bool fingerprint) {
     reader_warnings.clear();
@@ -98,6 +100,7 @@ struct StructureParser::Session {
 
 StructureParser::StructureParser(StructureParserOptions options)
     : session_(std::make_unique<Session>(std::move(options))) {}
+StructureParser::StructureParser(std::unique_ptr<Session> session) : session_(std::move(session)) {}
 StructureParser::~StructureParser() = default;
 StructureParser::StructureParser(StructureParser&&) noexcept = default;
 StructureParser& StructureParser::operator=(StructureParser&&) noexcept = default;
@@ -122,7 +125,17 @@ const std::string& StructureParser::why_ase_is_unavailable() const {
   return session_->ase.why_unavailable();
 }
 
+struct ParserMaker {
+  static StructureParser make(internal::AskAse ask_ase) {
+    return StructureParser(std::make_unique<StructureParser::Session>(std::move(ask_ase)));
+  }
+};
+
 namespace internal {
+
+StructureParser parser_that_asks(AskAse ask_ase) {
+  return ParserMaker::make(std::move(ask_ase));
+}
 
 IngestedStructure read_structure(const std::string& path, Readers& readers, bool fingerprint) {
   const std::string text = path_text(path);

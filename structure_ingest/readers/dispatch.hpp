@@ -67,7 +67,9 @@ class STRUCTURE_INGEST_API StructureParser {
   const std::vector<std::string>& reader_warnings() const;
 
  private:
+  friend struct ParserMaker;
   struct Session;
+  explicit StructureParser(std::unique_ptr<Session> session);
   std::unique_ptr<Session> session_;
 };
 

@@ -24,11 +24,12 @@ Filtered filter_with(const Json& request, std::size_t count,
       {{"metadata", {{"source_file", "/u/a.xyz"}}}, {"path", "copies/1.xyz"}, {"formula", "H2O"}},
       {{"metadata", {{"source_file", "b.xyz"}}}, {"path", "copies/2.xyz"}, {"formula", ""}},
       {{"metadata", nullptr}, {"path", "/v/a.xyz"}}};
-  const StateDoor door = {
-      .value =
-          [&request](const std::string& key) { return key == "user_request" ? &request : nullptr; },
-      .entry = [&entries](std::size_t place) -> const Json& { return entries[place]; },
-      .assess = ask};
+  StateDoor door;
+  door.value = [&request](std::string_view key) {
+    return key == "user_request" ? &request : nullptr;
+  };
+  door.entry = [&entries](std::size_t place) -> const Json& { return entries[place]; };
+  door.assess = ask;
   return drop_unrelated(door, count, "other");
 }
 
