@@ -25,6 +25,7 @@
 #include "structure_ingest/ingest/entries.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/readers/xyz.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 
@@ -227,6 +228,15 @@ PYBIND11_MODULE(_core, module) {
   module.def("write_copy", write_copy);
   module.def("atomic_write_json", write_json);
   module.def("known_element_symbols", known_element_symbols);
+  module.def("parse_xyz", [](const py::handle& path) {
+    use_known_symbols();
+    internal::CompanionFiles companions;
+    return record_object(internal::parse_xyz(internal::path_text(path_of(path)), companions));
+  });
+  module.def("parse_with_ase", [](const py::handle& path, const py::handle& format) {
+    use_known_symbols();
+    return record_object(parse_with_ase(internal::path_text(path_of(path)), text_of(format)));
+  });
   module.def("canonical_symbol", [](const py::handle& token) {
     use_known_symbols();
     return internal::canonical_symbol(is_true(token) ? text_of(token) : "");

@@ -11,7 +11,6 @@
 #include "python/module/text.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
-#include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest::python {
 namespace {
@@ -102,6 +101,23 @@ Json known_entry(const py::handle& entry) {
   if (PyLong_CheckExact(natoms.ptr()) != 0) known["natoms"] = PyLong_AsLongLong(natoms.ptr());
   PyErr_Clear();  // a number of more than 64 bits
   return known;
+}
+
+/// What our own assessor reads of an entry; it reads nothing else of a state but its entries.
+Json assessed_entry(const py::handle& entry) {
+  Json assessed = Json::object();
+  for (const char* key : {"path", "formula", "discovery", "source_path"}) {
+    assessed[key] = text_or_null(value_at(entry, key));
+  }
+  assessed["metadata"]["source_file"] =
+      text_or_null(member(value_at(entry, "metadata"), "source_file"));
+  for (const char* key : {"species", "symbols"}) {
+    const py::object symbols = value_at(entry, key);
+    if (PyList_Check(symbols.ptr()) == 0) continue;
+    assessed[key] = Json::array();
+    for (const py::handle& symbol : symbols) assessed[key].push_back(text_or_null(symbol));
+  }
+  return assessed;
 }
 
 }  // namespace
@@ -240,26 +256,24 @@ std::string State::write_manifest(const std::string& project,
                                   const std::vector<SourceEntry>& entries) {
   const py::list objects = entry_objects(entries);
   take_entries(objects);
-  if (!has_agent()) json_ = internal::json_entries(entries);
   return dry_run_ ? std::string() : python::write_manifest(project, objects);
 }
 
 void State::keep(const std::vector<std::size_t>& places) {
   std::vector<py::object> kept;
-  std::vector<Json> kept_json;
-  for (const std::size_t place : places) {
-    kept.push_back(entries_[place]);
-    if (!json_.empty()) kept_json.push_back(std::move(json_[place]));
-  }
+  kept.reserve(places.size());
+  for (const std::size_t place : places) kept.push_back(entries_[place]);
   entries_ = std::move(kept);
-  json_ = std::move(kept_json);
 }
 
 std::function<RelevanceReport()> State::assess(const std::string& request) {
   if (!has_agent()) {
-    // Ours reads nothing of the state but the structures that it has.
-    const Json state = {{"structure_sources", values_["structure_sources"]}};
-    return [report = agent_modules().assess_structure_relevance(json_, request, state)] {
+    std::vector<Json> asked;
+    for (const py::object& entry : entries_) asked.push_back(assessed_entry(entry));
+    Json known = Json::array();
+    for (const py::handle& entry : existing_) known.push_back(assessed_entry(entry));
+    const Json state = {{"structure_sources", known}};
+    return [report = agent_modules().assess_structure_relevance(asked, request, state)] {
       return report;
     };
   }
