@@ -36,7 +36,9 @@ Json present_text(const py::handle& value, const char* without_text) {
 Json present_folder(const py::handle& value) {
   if (!is_true(value)) return nullptr;
   try {
-    return present_text(py::object(py::str(text_of(value))), ".");
+    std::string text = text_of(value);
+    if (text.empty()) text = ".";
+    return text;
   } catch (py::error_already_set& error) {
     if (!error.matches(PyExc_Exception)) throw;
     return std::string(1, '\0');
