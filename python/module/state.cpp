@@ -7,6 +7,7 @@
 #include "python/module/batch.hpp"
 #include "python/module/errors.hpp"
 #include "python/module/json_values.hpp"
+#include "python/module/lists.hpp"
 #include "python/module/package.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/discovery/merge.hpp"
@@ -52,9 +53,7 @@ py::object member(const py::handle& value, const char* key) {
 /// The elements of a value where a list is expected; none of one that counts as empty.
 py::list elements(const py::handle& value) {
   if (!is_true(value)) return py::list();
-  PyObject* const list = PySequence_List(value.ptr());
-  if (list == nullptr) throw py::error_already_set();
-  return py::reinterpret_steal<py::list>(list);
+  return new_list_of(value);
 }
 
 Json attachments(const py::handle& value) {

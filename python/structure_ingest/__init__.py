@@ -19,6 +19,8 @@ its modules are called, otherwise our own.
 """
 
 from . import _core
+from ._reader import (CheckedStructure, Finding, Reader, check_structure_file,
+                      parse_structure_files, parse_xyz_frames, reader, use_ase)
 from ._record import IngestedStructure
 
 try:
