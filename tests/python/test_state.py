@@ -225,3 +225,21 @@ def test_memory_does_not_grow(si, folder):
     grown = tracemalloc.get_traced_memory()[0]
     tracemalloc.stop()
     assert grown < 20000
+
+
+def test_what_a_project_holds(si, folder):
+    state = {"project_path": folder / "project", "odd": object()}
+    paths = [folder / "water.xyz", folder / "bad.xyz"]
+    new = si.hydrate_user_structures(state, extra_paths=paths)
+    new[0]["odd"] = {1: object(), "deep": [object(), (1, 2)]}
+    listed = si.list_structures(folder / "project", state, check=True)
+    assert [each["path"] for each in listed] == [each["path"] for each in new]
+    assert [each["ok"] for each in listed] == [True, False]
+    assert listed[1]["findings"][0].code == "not_read" and listed[0]["copied_at"] > 1e9
+    assert [each["natoms"] for each in si.list_structures(folder / "project")] == [3, 0]
+    assert all(each["is_as_it_was"] for each in si.verify_project(folder / "project", state))
+    (folder / "water.xyz").write_text("1\n\nH 0 0 0\n")
+    verified = si.verify_project(folder / "project", state)
+    assert verified[0]["changes"][0][:2] == ("source_changed", True)
+    with pytest.raises(ValueError, match="a list is expected"):
+        si.list_structures(folder / "project", {"structure_sources": 5})
