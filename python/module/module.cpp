@@ -10,6 +10,7 @@
 
 #include "collaborators/material_reference_data.hpp"
 #include "python/module/batch.hpp"
+#include "python/module/bulk_row.hpp"
 #include "python/module/errors.hpp"
 #include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
@@ -227,6 +228,7 @@ PYBIND11_MODULE(_core, module) {
   module.def("write_copy", write_copy);
   module.def("atomic_write_json", write_json);
   module.def("known_element_symbols", known_element_symbols);
+  module.def("bulk_row", bulk_row);
   module.def("canonical_symbol", [](const py::handle& token) {
     use_known_symbols();
     return internal::canonical_symbol(is_true(token) ? text_of(token) : "");
