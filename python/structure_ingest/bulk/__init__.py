@@ -12,9 +12,9 @@ same as a program.
 Dask (``python3-distributed``) is needed only by who hands in a client.
 """
 
+from .errors import BulkError, UsageError
 from .index import read_rows
 from .many import parse_many
-from .parts import BulkError
 from .rows import Finding, Row, Settings
 from .run import Progress, Summary, write_rows
 
@@ -25,6 +25,7 @@ __all__ = [
     "Row",
     "Settings",
     "Summary",
+    "UsageError",
     "parse_many",
     "read_rows",
     "write_rows",

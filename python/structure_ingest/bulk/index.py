@@ -107,7 +107,10 @@ class Index:
         row = self._database.execute(
             "SELECT size, mtime_ns, sha256, reason IS NULL, part FROM files WHERE path = ?",
             (os.fsencode(path),)).fetchone()
-        return None if row is None else Known(*row[:3], bool(row[3]), _part_of(row[4]))
+        if row is None:
+            return None
+        size, mtime_ns, sha256, ok, part = row
+        return Known(size, mtime_ns, sha256, bool(ok), _part_of(part))
 
     def is_repeat(self, path: str) -> bool:
         """Whether this was asked of the path before, since the index was opened."""

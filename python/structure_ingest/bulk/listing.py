@@ -6,7 +6,9 @@ import os
 from pathlib import Path
 from typing import Callable, Iterable, Iterator, List, Union
 
-import structure_ingest
+from structure_ingest._core import is_structure_file  # type: ignore[import]
+
+from .errors import UsageError
 
 #: Takes a folder that cannot be listed, and why.
 OnError = Callable[[OSError], None]
@@ -42,7 +44,7 @@ def files_under(folder: str, on_error: OnError) -> Iterator[str]:
                 for entry in entries:
                     if entry.is_dir(follow_symlinks=False):
                         folders.append(entry.name)
-                    elif structure_ingest.is_structure_file(entry.name):
+                    elif is_structure_file(entry.name):
                         files.append(entry.name)
         except OSError as error:
             on_error(error)
@@ -59,11 +61,11 @@ def checked(path: PathLike) -> str:
     if not isinstance(text, str):
         raise TypeError(f"a path must be a str or an os.PathLike of str, not {text!r}")
     if not text or "\0" in text:
-        raise ValueError(f"not a path: {text!r}")
+        raise UsageError(f"not a path: {text!r}")
     try:
         os.fsencode(text)
     except UnicodeEncodeError as error:
-        raise ValueError(f"not a path: {text!r}") from error
+        raise UsageError(f"not a path: {text!r}") from error
     return text
 
 

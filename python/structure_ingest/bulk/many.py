@@ -5,15 +5,13 @@ from __future__ import annotations
 import functools
 import itertools
 import uuid
-from typing import TYPE_CHECKING, Iterator, List, Optional, Tuple
+from typing import Iterator, List, Optional, Tuple
 
 from .chunks import read_files
+from .errors import UsageError
 from .listing import Source, files_of
 from .rows import Row, Settings, row_of, row_of_ended
-from .window import Window
-
-if TYPE_CHECKING:
-    from distributed import Client
+from .window import Client, Window
 
 #: So many files take a worker 0.1 s (small XYZ) to 20 s (CIF): long beside what Dask takes for a
 #: task, short beside what is lost with a worker.
@@ -41,7 +39,7 @@ def parse_many(paths_or_folder: Source, *, client: Optional[Client] = None,
     [['File does not exist.']]
     """
     if chunk < 1:
-        raise ValueError(f"chunk must be at least 1, not {chunk}")
+        raise UsageError(f"chunk must be at least 1, not {chunk}")
     settings = Settings(atoms, symmetry)
     paths = files_of(paths_or_folder, _fail)
     if client is None:

@@ -14,11 +14,8 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import IO, Iterator, List, Optional, cast
 
+from .errors import BulkError
 from .rows import Row
-
-
-class BulkError(Exception):
-    """The work cannot go on. The message says why; the next run goes on with what is there."""
 
 
 @dataclass(frozen=True, order=True)

@@ -11,20 +11,18 @@ import os
 import uuid
 from dataclasses import asdict, dataclass, field
 from pathlib import Path
-from typing import (TYPE_CHECKING, Callable, Dict, IO, Iterable, Iterator, List, Optional, Tuple)
+from typing import Callable, Dict, Iterable, Iterator, List, Optional, Tuple
 
-import structure_ingest
+from structure_ingest._core import atomic_write_json  # type: ignore[import]
 
 from .chunks import Chunk, Done, do_chunk
 from .index import Index, Known, index_of
+from .errors import BulkError, UsageError
 from .listing import PathLike, Source, files_of
 from .many import DEFAULT_CHUNK
-from .parts import BulkError, Part, parts_in, remove_left_over
+from .parts import Part, parts_in, remove_left_over
 from .rows import Settings
-from .window import Window
-
-if TYPE_CHECKING:
-    from distributed import Client
+from .window import Client, Window
 
 DUPLICATES_NAME = "duplicates.jsonl.gz"
 _SETTINGS_NAME = "settings.json"
@@ -77,7 +75,7 @@ def write_rows(paths_or_folder: Source, out: PathLike, *, client: Optional[Clien
     damaged, or the cluster is lost, and OSError when something cannot be written.
     """
     if chunk < 1:
-        raise ValueError(f"chunk must be at least 1, not {chunk}")
+        raise UsageError(f"chunk must be at least 1, not {chunk}")
     settings = Settings(atoms, symmetry)
     folder = Path(os.path.abspath(out))
     _claim(folder, settings)
@@ -100,19 +98,19 @@ def _claim(out: Path, settings: Settings) -> None:
         out.mkdir(parents=True)
     if not path.exists():
         if not out.is_dir() or any(out.iterdir()):
-            raise ValueError(f"{out} has other things than rows in it: name a new folder")
-        structure_ingest.atomic_write_json(path, {"version": 1, **asdict(settings)})
+            raise UsageError(f"{out} has other things than rows in it: name a new folder")
+        atomic_write_json(path, {"version": 1, **asdict(settings)})
         return
     try:
         found = json.loads(path.read_text("utf-8"))
         made_with = Settings(found["atoms"], found["symmetry"])
         version = found["version"]
     except (ValueError, TypeError, KeyError) as error:
-        raise ValueError(f"{path} is not what a run has written") from error
+        raise UsageError(f"{path} is not what a run has written") from error
     if version != 1:
-        raise ValueError(f"{out} was written by another version of structure_ingest")
+        raise UsageError(f"{out} was written by another version of structure_ingest")
     if made_with != settings:
-        raise ValueError(f"the rows in {out} were made {_in_words(made_with)}, and not "
+        raise UsageError(f"the rows in {out} were made {_in_words(made_with)}, and not "
                          f"{_in_words(settings)}: name a new folder, or the same options")
 
 
@@ -245,7 +243,7 @@ def _write_duplicates(out: Path, index: Index) -> Tuple[int, int]:
     return structures, duplicates
 
 
-def _write_group(stream: IO[bytes], digest: str, paths: Iterator[str]) -> int:
+def _write_group(stream: gzip.GzipFile, digest: str, paths: Iterator[str]) -> int:
     """Writes the line of a structure unless it has one path only; holds one path at a time."""
     first = next(paths)
     count = 1

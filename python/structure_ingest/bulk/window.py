@@ -5,12 +5,10 @@ from __future__ import annotations
 import queue
 import time
 from collections import deque
-from typing import TYPE_CHECKING, Any, Callable, Deque, Dict, Iterable, Iterator, Tuple, TypeVar
+from typing import (Any, Callable, Deque, Dict, Iterable, Iterator, List, Optional, Protocol,
+                    Tuple, TypeVar)
 
-from .parts import BulkError
-
-if TYPE_CHECKING:
-    from distributed import Client, Future
+from .errors import BulkError
 
 T = TypeVar("T")
 R = TypeVar("R")
@@ -20,10 +18,31 @@ _TASKS_A_THREAD = 3
 _SECONDS_BETWEEN_LOOKS = 2.0
 
 
+class Future(Protocol):
+    """What is used of a ``distributed.Future``."""
+
+    key: str
+    status: str
+
+    def add_done_callback(self, function: Callable[[Any], Any]) -> None: ...
+    def result(self) -> Any: ...
+    def release(self) -> None: ...
+
+
+class Client(Protocol):
+    """What is used of a ``distributed.Client``, which has no types."""
+
+    status: str
+
+    def nthreads(self) -> Dict[str, int]: ...
+    def submit(self, function: Callable[..., Any], *arguments: Any, **options: Any) -> Any: ...
+    def cancel(self, futures: List[Any]) -> Any: ...
+
+
 class Window:
     """Tasks in flight: ``limit`` follows the number of workers, which may come and go."""
 
-    def __init__(self, client: "Client") -> None:
+    def __init__(self, client: Client) -> None:
         self._client = client
         self._looked = -_SECONDS_BETWEEN_LOOKS
         self._limit = 0
@@ -46,22 +65,23 @@ class Window:
         ``rescue`` gives the result of a task that ended too many workers, ``idle`` is called twice
         a second. What the function raises ends all of it; so does closing the iterator.
         """
-        done: "queue.SimpleQueue[Future]" = queue.SimpleQueue()
+        done: queue.SimpleQueue[Future] = queue.SimpleQueue()
         waiting: Deque[str] = deque()  # the names of the tasks in their order
-        running: "Dict[str, Tuple[Future, T]]" = {}
+        running: Dict[str, Tuple[Future, T]] = {}
         results: Dict[str, R] = {}
         source = iter(tasks)
         exhausted = False
         try:
             while True:
                 while not exhausted and len(waiting) < self.limit():
-                    name, task = next(source, (None, None))
-                    if name is None:
+                    named: Optional[Tuple[str, T]] = next(source, None)
+                    if named is None:
                         exhausted = True
                         break
+                    name, task = named
                     # A name says what is done: pure tasks would be done once and remembered.
                     future = self._client.submit(function, task, key=name, pure=False, retries=2)
-                    running[name] = (future, task)  # type: ignore[assignment]
+                    running[name] = (future, task)
                     waiting.append(name)
                     future.add_done_callback(done.put)
                     self.most = max(self.most, len(waiting))
@@ -84,7 +104,7 @@ class Window:
             self._client.cancel([future for future, _ in running.values()])
 
 
-def _result_of(future: "Future", task: Any, rescue: Callable[[Any], R]) -> R:
+def _result_of(future: Future, task: Any, rescue: Callable[[Any], R]) -> R:
     from distributed import KilledWorker
 
     try:
