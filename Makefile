@@ -10,7 +10,7 @@ demo: packages
 # The Python package, in build/python.
 python: packages
 	@test -f build/release/build.ninja || cmake --preset release
-	cmake --build --preset release -t structure_ingest_python
+	cmake --build --preset release -t structure_ingest_package
 
 test: release
 	ctest --preset release -j2 -LE slow

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "python/module/text.hpp"
+#include "structure_ingest/base/path.hpp"
 
 namespace structure_ingest::python {
 namespace {
@@ -19,6 +20,18 @@ void set_os_error(const std::system_error& error, const std::string& path) {
             ? py::reinterpret_borrow<py::object>(PyExc_OSError)(number, reason)
             : py::reinterpret_borrow<py::object>(PyExc_OSError)(number, reason, str_of(path));
     PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(exception.ptr())), exception.ptr());
+  } catch (py::error_already_set& raised) {
+    raised.restore();
+  }
+}
+
+/// A character that cannot be in a path came with a NUL: then the error is what Python raises.
+void set_path_error(const internal::NulInPath& failure) {
+  try {
+    PyObject* const encoded = PyUnicode_EncodeFSDefault(str_of(failure.path).ptr());
+    if (encoded == nullptr) return;
+    Py_DECREF(encoded);
+    PyErr_SetString(PyExc_ValueError, failure.what());
   } catch (py::error_already_set& raised) {
     raised.restore();
   }
@@ -41,6 +54,8 @@ void set_python_error(const std::exception_ptr& error) {
     set_os_error(failure, "");
   } catch (const std::bad_alloc&) {
     PyErr_NoMemory();
+  } catch (const internal::NulInPath& failure) {
+    set_path_error(failure);
   } catch (const std::invalid_argument& failure) {
     PyErr_SetString(PyExc_ValueError, failure.what());
   } catch (const std::exception& failure) {

@@ -61,6 +61,12 @@ py::list list_of(const std::vector<Vector3>& vectors) {
   return list;
 }
 
+py::list new_list_of(const py::handle& iterable) {
+  PyObject* const list = PySequence_List(iterable.ptr());
+  if (list == nullptr) throw py::error_already_set();
+  return py::reinterpret_steal<py::list>(list);
+}
+
 std::vector<Vector3> vectors_of(const py::handle& rows, const char* name, bool may_be_longer) {
   const std::string message = std::string(name) + " must be a list of rows of three numbers";
   const py::object list = fast_sequence(rows, message);

@@ -18,6 +18,9 @@ py::list list_of(const std::vector<std::string>& texts);
 /// A list of lists of three floats.
 py::list list_of(const std::vector<Vector3>& vectors);
 
+/// A new list of the elements of any iterable.
+py::list new_list_of(const py::handle& iterable);
+
 /// Three numbers each, from any sequences of numbers. Throws TypeError or ValueError, with `name`,
 /// for anything else. Of a longer element the first three count if `may_be_longer`.
 std::vector<Vector3> vectors_of(const py::handle& rows, const char* name, bool may_be_longer);

@@ -1,6 +1,7 @@
 // The functions of the extension module structure_ingest._core. The package in front of it names
 // their parameters and documents them.
 #include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
 
 #include <algorithm>
 #include <limits>
@@ -26,6 +27,7 @@
 #include "structure_ingest/ingest/entries.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/readers/xyz.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 
@@ -68,7 +70,7 @@ py::list ingest(Reader* reader, const py::handle& project_path, const py::handle
                              .discovery_of = [](const std::string&) { return std::string(); },
                              .progress = interruptible(),
                              .check = false};
-  const py::list candidates{py::reinterpret_borrow<py::object>(paths)};
+  const py::list candidates = new_list_of(paths);
   input.limit = considered(limit);
   for (const py::handle& path : candidates) {
     if (input.candidates.size() == input.limit) break;
@@ -181,6 +183,25 @@ py::tuple check(Reader* reader, const py::handle& path) {
   return py::make_tuple(record_object(checked.record), findings_of(checked.findings));
 }
 
+py::list frames(const py::handle& path, std::size_t first, const std::optional<std::size_t>& last) {
+  if (first < 1) throw py::value_error("frames are counted from 1");
+  use_known_symbols();
+  const std::string file = path_of(path);
+  std::vector<IngestedStructure> records;
+  {
+    const py::gil_scoped_release unlocked;
+    visit_xyz_frames(file, first, [&](std::size_t number, const IngestedStructure& record) {
+      in_python(check_signals);
+      if (last && number > *last) return false;
+      records.push_back(record);
+      return !last || number < *last;
+    });
+  }
+  py::list list;
+  for (const IngestedStructure& record : records) list.append(record_object(record));
+  return list;
+}
+
 std::string write_copy(const py::handle& project_path, const py::handle& record) {
   const std::string project = path_of(project_path);
   const IngestedStructure held = record_of(record);
@@ -215,6 +236,7 @@ PYBIND11_MODULE(_core, module) {
              [](const py::handle& path) { return is_structure_file(path_of(path)); });
   module.def("parse", parse);
   module.def("check", check);
+  module.def("frames", frames);
   module.def("source_entry", [](const py::handle& record, const py::handle& discovery) {
     return entry_of_object(record, is_true(discovery) ? text_of(discovery) : "");
   });
@@ -229,13 +251,21 @@ PYBIND11_MODULE(_core, module) {
   module.def("atomic_write_json", write_json);
   module.def("known_element_symbols", known_element_symbols);
   module.def("bulk_row", bulk_row);
+  module.def("parse_xyz", [](const py::handle& path) {
+    use_known_symbols();
+    internal::CompanionFiles companions;
+    return record_object(internal::parse_xyz(internal::path_text(path_of(path)), companions));
+  });
+  module.def("parse_with_ase", [](const py::handle& path, const py::handle& format) {
+    use_known_symbols();
+    return record_object(parse_with_ase(internal::path_text(path_of(path)), text_of(format)));
+  });
   module.def("canonical_symbol", [](const py::handle& token) {
     use_known_symbols();
     return internal::canonical_symbol(is_true(token) ? text_of(token) : "");
   });
   module.def("formula", [](const py::handle& symbols) {
-    const py::list list{py::reinterpret_borrow<py::object>(symbols)};
-    return str_of(internal::formula_from_symbols(texts_of(list, "symbols")));
+    return str_of(internal::formula_from_symbols(texts_of(new_list_of(symbols), "symbols")));
   });
 }
 

@@ -8,6 +8,7 @@
 #include "python/module/lists.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/readers/ase.hpp"
+#include "structure_ingest/readers/ase_session.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
 
 namespace structure_ingest::python {
@@ -77,19 +78,32 @@ AseAnswer ask_in_process(const std::string& path) {
   return answer;
 }
 
+AseAnswer locked_ask_in_process(const std::string& path) {
+  return in_python([&] { return ask_in_process(path); });
+}
+
+/// The interpreter that runs this, in whose environment the user has ASE.
+std::vector<std::string> own_interpreter() {
+  PyObject* const executable = PySys_GetObject("executable");
+  if (executable == nullptr || PyUnicode_Check(executable) == 0) return {};
+  return {bytes_of(executable)};
+}
+
 }  // namespace
 
 StructureParser new_parser(bool in_process) {
-  if (in_process) {
-    return internal::parser_that_asks(
-        [](const std::string& path) { return in_python([&] { return ask_in_process(path); }); });
+  if (in_process) return internal::parser_that_asks(locked_ask_in_process);
+  return StructureParser({.interpreters = own_interpreter()});
+}
+
+IngestedStructure parse_with_ase(const std::string& path, const std::string& format) {
+  if (is_in_process_by_default()) {
+    return internal::parse_with_ase(path, format, locked_ask_in_process);
   }
-  StructureParserOptions options;
-  PyObject* const executable = PySys_GetObject("executable");
-  if (executable != nullptr && PyUnicode_Check(executable) != 0) {
-    options.interpreters.push_back(bytes_of(executable));
-  }
-  return StructureParser(std::move(options));
+  internal::AseSession session({.first_interpreters = own_interpreter()});
+  const py::gil_scoped_release unlocked;
+  return internal::parse_with_ase(path, format,
+                                  [&](const std::string& file) { return session.read(file); });
 }
 
 bool is_in_process_by_default() {

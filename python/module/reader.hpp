@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 #include "python/module/errors.hpp"
@@ -20,6 +21,9 @@ namespace py = pybind11;
 /// A parser whose CIF and VASP files are read by a worker, `sys.executable` first, or in this
 /// process.
 StructureParser new_parser(bool in_process);
+
+/// A CIF or VASP file, read as the parsers of the functions that are given no reader have it read.
+IngestedStructure parse_with_ase(const std::string& path, const std::string& format);
 
 /// Where the functions that are given no reader have CIF and VASP files read.
 bool is_in_process_by_default();

@@ -71,9 +71,12 @@ IngestedStructure plain_fields(const py::handle& object) {
 }
 
 py::list copied_rows(const py::handle& rows) {
-  py::list copy;
-  for (const py::handle& row : py::iter(rows))
-    copy.append(py::list(py::reinterpret_borrow<py::object>(row)));
+  const NoCollection no_collection;
+  py::list copy = new_list_of(rows);
+  for (Py_ssize_t i = 0; i < PyList_GET_SIZE(copy.ptr()); ++i) {
+    PyObject* const row = new_list_of(PyList_GET_ITEM(copy.ptr(), i)).release().ptr();
+    PyList_SetItem(copy.ptr(), i, row);
+  }
   return copy;
 }
 
@@ -134,7 +137,7 @@ py::dict entry_of_object(const py::handle& object, const std::string& discovery)
   const py::object cell = object.attr("cell_ang");
   if (is_true(cell)) plain.cell_ang.emplace(1);
   py::dict entry = object_of(internal::source_entry(plain, discovery, as_it_is));
-  const auto list = [&object](const char* name) { return py::list(object.attr(name)); };
+  const auto list = [&object](const char* name) { return new_list_of(object.attr(name)); };
   entry["species"] = list("species");
   entry["cell_ang"] = cell;
   entry["symbols"] = list("symbols");

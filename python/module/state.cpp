@@ -7,11 +7,11 @@
 #include "python/module/batch.hpp"
 #include "python/module/errors.hpp"
 #include "python/module/json_values.hpp"
+#include "python/module/lists.hpp"
 #include "python/module/package.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
-#include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest::python {
 namespace {
@@ -37,7 +37,9 @@ Json present_text(const py::handle& value, const char* without_text) {
 Json present_folder(const py::handle& value) {
   if (!is_true(value)) return nullptr;
   try {
-    return present_text(py::object(py::str(text_of(value))), ".");
+    std::string text = text_of(value);
+    if (text.empty()) text = ".";
+    return text;
   } catch (py::error_already_set& error) {
     if (!error.matches(PyExc_Exception)) throw;
     return std::string(1, '\0');
@@ -51,9 +53,7 @@ py::object member(const py::handle& value, const char* key) {
 /// The elements of a value where a list is expected; none of one that counts as empty.
 py::list elements(const py::handle& value) {
   if (!is_true(value)) return py::list();
-  PyObject* const list = PySequence_List(value.ptr());
-  if (list == nullptr) throw py::error_already_set();
-  return py::reinterpret_steal<py::list>(list);
+  return new_list_of(value);
 }
 
 Json attachments(const py::handle& value) {
@@ -102,6 +102,23 @@ Json known_entry(const py::handle& entry) {
   if (PyLong_CheckExact(natoms.ptr()) != 0) known["natoms"] = PyLong_AsLongLong(natoms.ptr());
   PyErr_Clear();  // a number of more than 64 bits
   return known;
+}
+
+/// What our own assessor reads of an entry; it reads nothing else of a state but its entries.
+Json assessed_entry(const py::handle& entry) {
+  Json assessed = Json::object();
+  for (const char* key : {"path", "formula", "discovery", "source_path"}) {
+    assessed[key] = text_or_null(value_at(entry, key));
+  }
+  assessed["metadata"]["source_file"] =
+      text_or_null(member(value_at(entry, "metadata"), "source_file"));
+  for (const char* key : {"species", "symbols"}) {
+    const py::object symbols = value_at(entry, key);
+    if (PyList_Check(symbols.ptr()) == 0) continue;
+    assessed[key] = Json::array();
+    for (const py::handle& symbol : symbols) assessed[key].push_back(text_or_null(symbol));
+  }
+  return assessed;
 }
 
 }  // namespace
@@ -240,26 +257,24 @@ std::string State::write_manifest(const std::string& project,
                                   const std::vector<SourceEntry>& entries) {
   const py::list objects = entry_objects(entries);
   take_entries(objects);
-  if (!has_agent()) json_ = internal::json_entries(entries);
   return dry_run_ ? std::string() : python::write_manifest(project, objects);
 }
 
 void State::keep(const std::vector<std::size_t>& places) {
   std::vector<py::object> kept;
-  std::vector<Json> kept_json;
-  for (const std::size_t place : places) {
-    kept.push_back(entries_[place]);
-    if (!json_.empty()) kept_json.push_back(std::move(json_[place]));
-  }
+  kept.reserve(places.size());
+  for (const std::size_t place : places) kept.push_back(entries_[place]);
   entries_ = std::move(kept);
-  json_ = std::move(kept_json);
 }
 
 std::function<RelevanceReport()> State::assess(const std::string& request) {
   if (!has_agent()) {
-    // Ours reads nothing of the state but the structures that it has.
-    const Json state = {{"structure_sources", values_["structure_sources"]}};
-    return [report = agent_modules().assess_structure_relevance(json_, request, state)] {
+    std::vector<Json> asked;
+    for (const py::object& entry : entries_) asked.push_back(assessed_entry(entry));
+    Json known = Json::array();
+    for (const py::handle& entry : existing_) known.push_back(assessed_entry(entry));
+    const Json state = {{"structure_sources", known}};
+    return [report = agent_modules().assess_structure_relevance(asked, request, state)] {
       return report;
     };
   }

@@ -61,7 +61,6 @@ class State {
   std::map<std::string, Json, std::less<>> values_;  // the latest of each key
   Json entry_;
   std::vector<py::object> entries_;
-  std::vector<Json> json_;  // the same as JSON, for our own assessor
   std::exception_ptr failed_paths_;
   py::list existing_;  // the mappings in "structure_sources"
   py::list notes_;     // the elements of "structure_notes"

@@ -19,6 +19,8 @@ its modules are called, otherwise our own.
 """
 
 from . import _core
+from ._reader import (CheckedStructure, Finding, Reader, check_structure_file,
+                      parse_structure_files, parse_xyz_frames, reader, use_ase)
 from ._record import IngestedStructure
 
 try:
@@ -131,6 +133,57 @@ def owning_project_root(path, *, stop_at=None):
 def belongs_to_another_project(path, project_path):
     """Whether a path lies in a project other than the one at ``project_path``."""
     return _core.belongs(path, project_path)
+
+
+# Names that are internal, and that programs which grew up with them use.
+
+_MAX_ATOMS = 20000
+_BOHR_TO_ANGSTROM = 0.529177210903
+_PROJECT_MARKERS = (".strataquill_state.json", ".strataquill_workspace.json")
+_PROJECT_MARKER_DIRS = (".strataquill",)
+_PATTERNS = {
+    "_LATTICE_RE": (r'Lattice="([^"]+)"', "IGNORECASE"),
+    "_NUMBER_RE": (r"[-+]?(?:\d+(?:\.\d*)?|\.\d+)(?:[eE][-+]?\d+)?", "NOFLAG"),
+}
+
+
+def __getattr__(name):
+    # The patterns of the readers, which have them in another form: re takes long to import.
+    if name not in _PATTERNS:
+        raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
+    import re
+
+    pattern, flag = _PATTERNS[name]
+    globals()[name] = re.compile(pattern, getattr(re, flag, 0))
+    return globals()[name]
+
+
+def _canonical_symbol(token):
+    return _core.canonical_symbol(token)
+
+
+def _formula_from_symbols(symbols):
+    return _core.formula(symbols)
+
+
+def _parse_xyz(path):
+    return _core.parse_xyz(path)
+
+
+def _companion_vorendal_cell(path):
+    return _core.companion(path)
+
+
+def _parse_with_ase(path, fmt):
+    return _core.parse_with_ase(path, fmt)
+
+
+def _write_canonical_xyz(project_path, record):
+    return _core.write_copy(project_path, record)
+
+
+def _drop_unrelated_structures(entries, state):
+    return _core.drop_unrelated(entries, state)
 
 
 _core.bind(globals(), _agent is not None, IngestedStructure)
