@@ -157,10 +157,13 @@ def index_of(out: Path) -> Index:
         for suffix in ("", "-wal", "-shm", "-journal"):
             Path(f"{path}{suffix}").unlink(missing_ok=True)
         index = Index(str(path))
-    indexed = set(index.parts())
-    for part in there:
-        if part not in indexed:
-            index.add(part, (key_of(row) for row in read_part(out, part)))
+    with contextlib.ExitStack() as on_error:
+        on_error.callback(index.close)
+        indexed = set(index.parts())
+        for part in there:
+            if part not in indexed:
+                index.add(part, (key_of(row) for row in read_part(out, part)))
+        on_error.pop_all()
     return index
 
 

@@ -49,7 +49,7 @@ def parts_in(out: Path) -> List[Part]:
 
 
 def remove_left_over(out: Path) -> None:
-    """Removes what runs that were ended left of unfinished parts."""
+    """Removes what workers that were lost left of unfinished parts, in this run or another."""
     for name in os.listdir(out):
         if _LEFT_OVER.fullmatch(name):
             (out / name).unlink(missing_ok=True)

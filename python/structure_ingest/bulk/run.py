@@ -88,6 +88,7 @@ def write_rows(paths_or_folder: Source, out: PathLike, *, client: Optional[Clien
         for done in _results(client, chunks, progress, lambda: on_progress(progress)):
             _take(done, index, progress)
             on_progress(progress)
+        remove_left_over(folder)
         return _summary(folder, index, progress)
 
 

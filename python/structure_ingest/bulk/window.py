@@ -16,6 +16,7 @@ R = TypeVar("R")
 #: For each thread of the workers: one task to do, and others so that none waits for the scheduler.
 _TASKS_A_THREAD = 3
 _SECONDS_BETWEEN_LOOKS = 2.0
+_LOST = "the scheduler was lost, or told to stop"
 
 
 class Future(Protocol):
@@ -100,21 +101,22 @@ class Window:
                     yield results.pop(future.key)
                 while ordered and waiting and waiting[0] in results:
                     yield results.pop(waiting.popleft())
+        except OSError as error:
+            if error.errno is not None:
+                raise  # a worker cannot read a folder or write
+            raise BulkError(_LOST) from error
         finally:
-            self._client.cancel([future for future, _ in running.values()])
+            if self._client.status == "running":
+                self._client.cancel([future for future, _ in running.values()])
 
 
 def _result_of(future: Future, task: Any, rescue: Callable[[Any], R]) -> R:
-    from distributed import KilledWorker
+    from distributed import CancelledError, KilledWorker
 
     try:
         result: R = future.result()
     except KilledWorker:
         return rescue(task)
-    except OSError:
-        raise
-    except Exception as error:
-        if future.status in ("cancelled", "lost"):
-            raise BulkError("the scheduler was lost, or told to stop") from error
-        raise
+    except CancelledError as error:
+        raise BulkError(_LOST) from error
     return result
