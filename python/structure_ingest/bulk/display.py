@@ -93,20 +93,23 @@ def summary_text(summary: Summary, out: Path, seconds: float) -> str:
     run = summary.run
     done = run.read + run.unchanged
     rate = f", {done / seconds:,.0f} files/s" if seconds > 0 else ""
-    lines = [f"{_files(done)} in {_duration(seconds)}{rate}: {run.read:,} read, "
+    lines = [f"{_counted(done, 'file')} in {_duration(seconds)}{rate}: {run.read:,} read, "
              f"{run.unchanged:,} unchanged since an earlier run",
-             f"{out}: {summary.rows:,} rows in {summary.parts:,} parts, {summary.ok:,} ok, "
+             f"{out}: {_counted(summary.rows, 'row')} in {_counted(summary.parts, 'part')}, "
+             f"{summary.ok:,} ok, "
              f"{summary.rows - summary.ok:,} not read"]
     lines += [f"  {count:>9,}  {reason}" for reason, count in summary.failures.items()]
     if summary.duplicates:
-        lines.append(f"duplicates: {_files(summary.duplicates)} repeat "
-                     f"{summary.duplicated_structures:,} structures, see {DUPLICATES_NAME}")
+        repeat = "repeats" if summary.duplicates == 1 else "repeat"
+        lines.append(f"duplicates: {_counted(summary.duplicates, 'file')} {repeat} "
+                     f"{_counted(summary.duplicated_structures, 'structure')}, see "
+                     f"{DUPLICATES_NAME}")
     lines += [f"not listed: {folder}" for folder in _shortened(run.folders_failed)]
     return "\n".join(lines)
 
 
-def _files(count: int) -> str:
-    return f"{count:,} file" + ("" if count == 1 else "s")
+def _counted(count: int, what: str) -> str:
+    return f"{count:,} {what}" + ("" if count == 1 else "s")
 
 
 def _shortened(lines: List[str]) -> List[str]:
