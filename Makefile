@@ -60,9 +60,11 @@ reference:
 	doxygen docs/Doxyfile
 	@echo "The API reference is in build/reference/html/index.html"
 
-tidy: release
+# Of each source alone: the release build compiles several together.
+tidy: packages
 	@tools/install-packages clang-tidy
-	tools/tidy build/release
+	cmake --preset dev
+	tools/tidy build/dev
 
 format:
 	@tools/install-packages clang-format

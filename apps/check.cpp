@@ -27,7 +27,7 @@ using structure_ingest::IngestedStructure;
 using structure_ingest::Json;
 using structure_ingest::Severity;
 
-struct Arguments {
+struct CheckArguments {
   bool json = false;
   std::string explain;
   PathArguments paths;
@@ -53,7 +53,7 @@ void show(const IngestedStructure& record, const std::vector<Finding>& findings,
   if (!record.ok && !origin.empty()) print_row("listed", origin);
 }
 
-Status check_files(const Arguments& arguments) {
+Status check_files(const CheckArguments& arguments) {
   Status status = ALL_WELL;
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
   structure_ingest::StructureParser parser;
@@ -99,7 +99,7 @@ Status explain(const std::string& code) {
 }  // namespace
 
 Command add_check(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<CheckArguments>();
   CLI::App* command =
       program.add_subcommand("check", "Tell what in structure files would mislead a calculation");
   command->add_flag(

@@ -16,14 +16,14 @@
 namespace apps {
 namespace {
 
-struct Arguments {
+struct ExtractArguments {
   std::string file;
   std::string frame = "1";
   std::string output;
   bool force = false;
 };
 
-Status run(const Arguments& arguments) {
+Status run(const ExtractArguments& arguments) {
   const FrameChoice choice = read_frame_choice(arguments.frame);
   if (choice.all) throw WrongInput("--frame: extract writes one frame: give a number, or last");
   if (arguments.output.empty()) throw WrongInput("-o: the name is empty");
@@ -54,7 +54,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_extract(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<ExtractArguments>();
   CLI::App* command = program.add_subcommand(
       "extract", "Write one frame of a file as exact extended XYZ, as a project would copy it");
   command->add_option("--frame", arguments->frame, "Which frame: a number from 1, or last")

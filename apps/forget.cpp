@@ -21,7 +21,7 @@ using structure_ingest::Json;
 using structure_ingest::ProjectStructure;
 using structure_ingest::UnclearName;
 
-struct Arguments {
+struct ForgetArguments {
   StateArguments state;
   std::vector<std::string> names;
   bool delete_copy = false;
@@ -71,7 +71,7 @@ bool contains(const std::vector<std::string>& list, const std::string& text) {
   return std::find(list.begin(), list.end(), text) != list.end();
 }
 
-void show(const ForgetOutcome& outcome, const Arguments& arguments,
+void show(const ForgetOutcome& outcome, const ForgetArguments& arguments,
           const std::vector<std::string>& left) {
   for (const ProjectStructure& structure : outcome.forgotten) {
     print_line("forgotten  " + printable(label_of(structure)));
@@ -90,7 +90,7 @@ void show(const ForgetOutcome& outcome, const Arguments& arguments,
   for (const std::string& note : outcome.notes) print_row("note", "taken out: " + note);
 }
 
-Status run(const Arguments& arguments) {
+Status run(const ForgetArguments& arguments) {
   const ProjectState project = read_project_state(arguments.state);
   if (project.state.is_null()) throw WrongInput(project.file + ": no such file");
   const structure_ingest::ForgetOptions options{.folder = std::filesystem::current_path().string(),
@@ -117,7 +117,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_forget(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<ForgetArguments>();
   CLI::App* command = program.add_subcommand(
       "forget", "Take structures out of a project's state, with the notes on them");
   add_state_options(*command, arguments->state, "The project folder (default: the current one)");

@@ -24,7 +24,7 @@ using structure_ingest::Json;
 using structure_ingest::KnownSource;
 using structure_ingest::SourceEntry;
 
-struct Arguments {
+struct HydrateArguments {
   StateArguments state;
   std::string limit = std::to_string(structure_ingest::HydrateOptions{}.limit);
   bool refresh = false;
@@ -130,7 +130,7 @@ structure_ingest::Collaborators modules_that_tell() {
   return modules;
 }
 
-HydrateOutcome hydrate(Json& state, const Arguments& arguments,
+HydrateOutcome hydrate(Json& state, const HydrateArguments& arguments,
                        const std::vector<std::string>& paths) {
   Progress progress;
   return structure_ingest::hydrate(
@@ -146,7 +146,7 @@ HydrateOutcome hydrate(Json& state, const Arguments& arguments,
        .note_findings = arguments.note_findings});
 }
 
-Status run(const Arguments& arguments) {
+Status run(const HydrateArguments& arguments) {
   const int limit = read_limit(arguments.limit);
   const std::vector<std::string> paths = paths_into_project(arguments.paths);
   HydrateOutcome outcome;
@@ -187,7 +187,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_hydrate(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<HydrateArguments>();
   CLI::App* command = program.add_subcommand(
       "hydrate", "Take the structures that an agent state names into its project");
   add_state_options(*command, arguments->state,

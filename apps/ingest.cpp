@@ -21,7 +21,7 @@ namespace {
 
 using structure_ingest::Json;
 
-struct Arguments {
+struct IngestArguments {
   std::string project;
   std::string limit = std::to_string(structure_ingest::IngestOptions{}.limit);
   std::string discovery;
@@ -52,7 +52,7 @@ std::map<std::string, std::string> read_discovery(const std::string& path) {
   return kinds;
 }
 
-Status run(const Arguments& arguments) {
+Status run(const IngestArguments& arguments) {
   if (arguments.project.empty()) throw WrongInput("--project: the name of the folder is empty");
   structure_ingest::IngestOptions options;
   options.limit = read_limit(arguments.limit);
@@ -88,7 +88,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_ingest(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<IngestArguments>();
   CLI::App* command =
       program.add_subcommand("ingest", "Take structure files into a project, with their manifest");
   command->add_option("--project", arguments->project, "The project folder")

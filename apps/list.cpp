@@ -23,7 +23,7 @@ using structure_ingest::Json;
 using structure_ingest::ProjectListing;
 using structure_ingest::ProjectStructure;
 
-struct Arguments {
+struct ListArguments {
   StateArguments state;
   bool json = false;
 };
@@ -99,7 +99,7 @@ void show(const ProjectListing& listing) {
   }
 }
 
-Status run(const Arguments& arguments) {
+Status run(const ListArguments& arguments) {
   const ProjectState project = read_project_state(arguments.state);
   const ProjectListing listing =
       structure_ingest::list_structures(project.project, project.state, {.check = true});
@@ -124,7 +124,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_list(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<ListArguments>();
   CLI::App* command = program.add_subcommand("list", "List the structures that a project holds");
   add_state_options(*command, arguments->state, "The project folder (default: the current one)");
   command->add_flag("--json", arguments->json, "One JSON array of the structures");

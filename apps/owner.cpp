@@ -11,7 +11,7 @@
 namespace apps {
 namespace {
 
-struct Arguments {
+struct OwnerArguments {
   std::string path;
   std::string stop_at;
   std::string project;
@@ -20,7 +20,7 @@ struct Arguments {
 }  // namespace
 
 Command add_owner(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<OwnerArguments>();
   CLI::App* command =
       program.add_subcommand("owner", "Print the project folder that a path lies in, if any");
   command->add_option("--stop-at", arguments->stop_at, "Look only below this folder")
@@ -40,7 +40,7 @@ Command add_owner(CLI::App& program) {
 }
 
 Command add_belongs(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<OwnerArguments>();
   CLI::App* command = program.add_subcommand(
       "belongs", "Print whether a path belongs to a project other than the given one");
   command->add_option("PATH", arguments->path, "A file or folder; need not exist")

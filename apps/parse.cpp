@@ -25,7 +25,7 @@
 namespace apps {
 namespace {
 
-struct Arguments {
+struct ParseArguments {
   bool json = false;
   bool table = false;
   bool csv = false;
@@ -49,7 +49,7 @@ void show(const structure_ingest::IngestedStructure& record,
 /// Shows the records in the way that was asked for.
 class Output {
  public:
-  explicit Output(const Arguments& arguments) : arguments_(arguments) {
+  explicit Output(const ParseArguments& arguments) : arguments_(arguments) {
     if (arguments_.table) rows_.push_back(structure_headings());
     if (arguments_.csv) print_csv_row(structure_headings());
   }
@@ -83,12 +83,12 @@ class Output {
   }
 
  private:
-  const Arguments& arguments_;
+  const ParseArguments& arguments_;
   std::vector<TableRow> rows_;
   Summary summary_;
 };
 
-Status run(const Arguments& arguments) {
+Status run(const ParseArguments& arguments) {
   Status status = ALL_WELL;
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
   std::optional<FrameChoice> choice;
@@ -126,7 +126,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_parse(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<ParseArguments>();
   CLI::App* command = program.add_subcommand("parse", "Parse structure files and show them");
   CLI::Option* const json =
       command->add_flag("--json", arguments->json, "One JSON document a line, one line a path");

@@ -25,7 +25,7 @@ namespace {
 namespace base = structure_ingest::internal;
 using structure_ingest::Json;
 
-struct Arguments {
+struct ScanArguments {
   std::string directory;
   std::string project;
   bool json = false;
@@ -73,7 +73,7 @@ void show(const Json& file) {
   if (!file["taken"].get<bool>()) print_row("", "another project's: left alone");
 }
 
-Status run(const Arguments& arguments) {
+Status run(const ScanArguments& arguments) {
   if (arguments.directory.empty()) throw WrongInput("DIR: the name is empty");
   const std::string root = base::resolve_path(arguments.directory);
   const std::string project =
@@ -104,7 +104,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_scan(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<ScanArguments>();
   CLI::App* command = program.add_subcommand(
       "scan", "List the structure files under a directory, with their kind and project");
   command

@@ -16,7 +16,7 @@
 namespace apps {
 namespace {
 
-struct Arguments {
+struct TrustArguments {
   bool list = false;
   bool trusted = false;
   bool untrusted = false;
@@ -35,7 +35,7 @@ void change(const std::string& directory, const std::optional<std::string>& stat
   }
 }
 
-Status run(const Arguments& arguments) {
+Status run(const TrustArguments& arguments) {
   if (arguments.trusted) change(arguments.directory, "trusted");
   if (arguments.untrusted) change(arguments.directory, "untrusted");
   if (arguments.forget) change(arguments.directory, std::nullopt);
@@ -57,7 +57,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_trust(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<TrustArguments>();
   CLI::App* command =
       program.add_subcommand("trust", "Show or change which directories are trusted to be scanned");
   const std::array<CLI::Option*, 4> actions = {

@@ -20,7 +20,7 @@ using structure_ingest::Verification;
 using structure_ingest::VerifiedStructure;
 using structure_ingest::VerifyFinding;
 
-struct Arguments {
+struct VerifyArguments {
   StateArguments state;
   bool json = false;
 };
@@ -76,7 +76,7 @@ void show(const Verification& verification) {
                               (total == 1 ? " structure." : " structures."));
 }
 
-Status run(const Arguments& arguments) {
+Status run(const VerifyArguments& arguments) {
   const ProjectState project = read_project_state(arguments.state);
   Progress progress;
   const Verification verification = structure_ingest::verify_project(
@@ -108,7 +108,7 @@ Status run(const Arguments& arguments) {
 }  // namespace
 
 Command add_verify(CLI::App& program) {
-  auto arguments = std::make_shared<Arguments>();
+  auto arguments = std::make_shared<VerifyArguments>();
   CLI::App* command = program.add_subcommand(
       "verify",
       "Check that a project's structures are still what was taken in; exit status 1 if "

@@ -45,6 +45,28 @@ Json json_of(const py::handle& value, int level) {
                        " is no JSON value");
 }
 
+Json json_or_null(const py::handle& value, int level) {
+  if (level > MOST_LEVELS) return nullptr;
+  if (is_mapping(value)) {
+    Json json = Json::object();
+    for (const py::handle& key : value) {
+      if (PyUnicode_Check(key.ptr()) == 0) continue;
+      json[bytes_of(key)] = json_or_null(value[key], level + 1);
+    }
+    return json;
+  }
+  if (PyList_Check(value.ptr()) != 0 || PyTuple_Check(value.ptr()) != 0) {
+    Json json = Json::array();
+    for (const py::handle& element : value) json.push_back(json_or_null(element, level + 1));
+    return json;
+  }
+  try {
+    return json_of(value, level);
+  } catch (const py::type_error&) {
+    return nullptr;
+  }
+}
+
 }  // namespace
 
 py::object object_of(const Json& value) {
@@ -76,6 +98,10 @@ py::object object_of(const Json& value) {
 
 Json json_of(const py::handle& value) {
   return json_of(value, 0);
+}
+
+Json json_or_null(const py::handle& value) {
+  return json_or_null(value, 0);
 }
 
 bool is_true(const py::handle& value) {

@@ -16,6 +16,9 @@ py::object object_of(const Json& value);
 /// of other types, integers beyond 64 bits; and ValueError for one that holds itself.
 Json json_of(const py::handle& value);
 
+/// The same with null for what JSON has not, and without keys that are no strings.
+Json json_or_null(const py::handle& value);
+
 /// Whether a value counts as true in Python.
 bool is_true(const py::handle& value);
 

@@ -20,6 +20,7 @@
 #include "python/module/record.hpp"
 #include "python/module/state.hpp"
 #include "python/module/text.hpp"
+#include "python/module/upkeep.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/discovery/hydrate_through.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
@@ -159,17 +160,6 @@ py::tuple companion(const py::handle& path) {
                         str_of(found.provenance));
 }
 
-py::list findings_of(const std::vector<Finding>& findings) {
-  py::list list;
-  for (const Finding& finding : findings) {
-    py::list atoms;
-    for (const std::size_t atom : finding.atoms) atoms.append(atom);
-    list.append(py::make_tuple(finding.code, severity_name(finding.severity),
-                               str_of(finding.message), atoms, finding.source));
-  }
-  return list;
-}
-
 py::tuple check(Reader* reader, const py::handle& path) {
   use_known_symbols();
   const std::string file = path_of(path);
@@ -180,7 +170,7 @@ py::tuple check(Reader* reader, const py::handle& path) {
         result.record, {.reader_warnings = parser.reader_warnings(), .search_symmetry = true});
     return result;
   });
-  return py::make_tuple(record_object(checked.record), findings_of(checked.findings));
+  return py::make_tuple(record_object(checked.record), finding_tuples(checked.findings));
 }
 
 py::list frames(const py::handle& path, std::size_t first, const std::optional<std::size_t>& last) {
@@ -237,6 +227,8 @@ PYBIND11_MODULE(_core, module) {
   module.def("parse", parse);
   module.def("check", check);
   module.def("frames", frames);
+  module.def("listed", listed);
+  module.def("verified", verified);
   module.def("source_entry", [](const py::handle& record, const py::handle& discovery) {
     return entry_of_object(record, is_true(discovery) ? text_of(discovery) : "");
   });

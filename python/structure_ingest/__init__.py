@@ -19,6 +19,7 @@ its modules are called, otherwise our own.
 """
 
 from . import _core
+from ._project import list_structures, verify_project
 from ._reader import (CheckedStructure, Finding, Reader, check_structure_file,
                       parse_structure_files, parse_xyz_frames, reader, use_ase)
 from ._record import IngestedStructure

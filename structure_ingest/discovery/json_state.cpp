@@ -31,6 +31,7 @@ void put_sources(Json& state, std::vector<Json>& entries) {
   auto& list = merged.get_ref<Json::array_t&>();
   list.reserve(entries.size() + sources.size());
   for (Json& entry : entries) list.push_back(std::move(entry));
+  entries.clear();  // from now on they are those of the state
   if (sources.is_array()) {
     for (Json& entry : sources) {
       if (entry.is_object()) list.push_back(std::move(entry));
@@ -74,7 +75,9 @@ StateDoor door_to(Json& state, std::vector<Json>& entries, const Collaborators& 
             entries = json_entries(all);
             return write_manifest(project, entries, collaborators);
           },
-      .entry = [&entries](std::size_t place) -> const Json& { return entries[place]; },
+      .entry = [&state, &entries](std::size_t place) -> const Json& {
+        return entries.empty() ? state["structure_sources"][place] : entries[place];
+      },
       .keep = [&entries](const auto& places) { keep_places(entries, places); },
       .assess =
           [&state, &entries, &collaborators](const std::string& request) {

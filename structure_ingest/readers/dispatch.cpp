@@ -100,7 +100,6 @@ struct StructureParser::Session {
 
 StructureParser::StructureParser(StructureParserOptions options)
     : session_(std::make_unique<Session>(std::move(options))) {}
-StructureParser::StructureParser(std::unique_ptr<Session> session) : session_(std::move(session)) {}
 StructureParser::~StructureParser() = default;
 StructureParser::StructureParser(StructureParser&&) noexcept = default;
 StructureParser& StructureParser::operator=(StructureParser&&) noexcept = default;
@@ -127,7 +126,9 @@ const std::string& StructureParser::why_ase_is_unavailable() const {
 
 struct ParserMaker {
   static StructureParser make(internal::AskAse ask_ase) {
-    return StructureParser(std::make_unique<StructureParser::Session>(std::move(ask_ase)));
+    StructureParser parser;
+    parser.session_ = std::make_unique<StructureParser::Session>(std::move(ask_ase));
+    return parser;
   }
 };
 

@@ -69,7 +69,6 @@ class STRUCTURE_INGEST_API StructureParser {
  private:
   friend struct ParserMaker;
   struct Session;
-  explicit StructureParser(std::unique_ptr<Session> session);
   std::unique_ptr<Session> session_;
 };
 

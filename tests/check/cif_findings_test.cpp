@@ -23,14 +23,14 @@ const std::string WITH_OCCUPANCY = SITES + "_atom_site_occupancy\n";
 const std::string ROCK_SALT = "_symmetry_space_group_name_H-M 'F m -3 m'\n" + cubic("5.64(2)");
 const std::string SALT = SITES + "Na1 Na 0 0 0\nCl1 Cl 0.5 0.5 0.5\n";
 
-struct Case {
+struct CifCase {
   std::string content;
   std::string codes;
 };
 
 TEST(CifFindings, HaveTheseCodesForEachKindOfFile) {
   const tests::ScratchFolder folder;
-  for (const auto& [content, codes] : std::vector<Case>{
+  for (const auto& [content, codes] : std::vector<CifCase>{
            {ROCK_SALT + SALT, ""},
            {ROCK_SALT +
                 "_chemical_formula_sum 'Cl Na'\n_cell_formula_units_Z 4\n"

@@ -9,7 +9,7 @@ namespace {
 using tests::codes_of;
 using tests::findings_in;
 
-struct Case {
+struct UnreadCase {
   std::string name;
   std::string content;
   std::string why;
@@ -23,7 +23,7 @@ TEST(NotRead, GivesTheReason) {
   const std::string sites =
       "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n";
   const std::string vectors = "5 0 0\n0 5 0\n0 0 5\n";
-  for (const auto& [name, content, why] : std::vector<Case>{
+  for (const auto& [name, content, why] : std::vector<UnreadCase>{
            // Other kinds of files.
            {"a.cif", "", "it is empty"},
            {"a.xyz", "", "it is empty"},

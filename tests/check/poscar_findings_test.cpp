@@ -12,7 +12,7 @@ using tests::message_of;
 const std::string VECTORS = "5 0 0\n0 5 0\n0 0 5\n";
 const std::string TWO_ATOMS = "Direct\n0 0 0\n0.5 0.5 0.5\n";
 
-struct Case {
+struct PoscarCase {
   std::string name;
   std::string content;
   std::string codes;
@@ -22,7 +22,7 @@ TEST(PoscarFindings, HaveTheseCodesForEachKindOfFile) {
   const tests::ScratchFolder folder;
   const std::string head = "a title\n1.0\n" + VECTORS;
   const std::string salt = head + "Na Cl\n1 1\n";
-  for (const auto& [name, content, codes] : std::vector<Case>{
+  for (const auto& [name, content, codes] : std::vector<PoscarCase>{
            {"POSCAR", salt + TWO_ATOMS, ""},
            {"CONTCAR", salt + TWO_ATOMS + "\n", ""},
            {"salt.vasp", salt + "Cartesian\n0 0 0\n2.5 2.5 2.5\n", ""},

@@ -13,7 +13,7 @@ using tests::message_of;
 const std::string WATER = "O 0 0 0.119\nH 0 0.763 -0.477\nH 0 -0.763 -0.477\n";
 const std::string BOX = "Lattice=\"9 0 0 0 9 0 0 0 9\"";
 
-struct Case {
+struct XyzCase {
   std::string name;
   std::string content;
   std::string codes;
@@ -23,7 +23,7 @@ TEST(XyzFindings, HaveTheseCodesForEachKindOfFile) {
   const tests::ScratchFolder folder;
   const std::string frame = "3\n\n" + WATER;
   const std::string in_box = "3\n" + BOX;
-  for (const auto& [name, content, codes] : std::vector<Case>{
+  for (const auto& [name, content, codes] : std::vector<XyzCase>{
            // Good files have only notes.
            {"water.xyz", frame, "note no_cell"},
            {"water.xyz", frame + "\n \n\n", "note no_cell"},

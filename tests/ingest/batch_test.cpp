@@ -19,7 +19,7 @@ namespace {
 
 using Paths = std::vector<std::string>;
 
-const char* const HELIUM = "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n";
+const char* const HELIUM_ATOM = "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n";
 
 class Batch : public testing::Test {
  protected:
@@ -39,7 +39,7 @@ class Batch : public testing::Test {
 };
 
 TEST_F(Batch, MakesAnEntryForEachFile) {
-  w.write("proj/he.xyz", HELIUM);
+  w.write("proj/he.xyz", HELIUM_ATOM);
   const std::vector<Json> entries = ingest({"he.xyz"});
   ASSERT_EQ(entries.size(), 1U);
   const std::string copy = "project_root/structures/ingested_he_005dfc29.xyz";
@@ -98,7 +98,7 @@ TEST_F(Batch, TheLimitCountsSkippedFiles) {
 }
 
 TEST_F(Batch, ReportsItsProgress) {
-  w.write("proj/a.xyz", HELIUM);
+  w.write("proj/a.xyz", HELIUM_ATOM);
   std::vector<std::string> told;
   const auto progress = [&told](std::size_t done, std::size_t total, const std::string& path) {
     told.push_back(std::to_string(done) + "/" + std::to_string(total) + " " + path);
@@ -108,7 +108,7 @@ TEST_F(Batch, ReportsItsProgress) {
 }
 
 TEST_F(Batch, IngestsEachSourceOnce) {
-  w.write("proj/a.xyz", HELIUM);
+  w.write("proj/a.xyz", HELIUM_ATOM);
   w.link("proj/link1.xyz", "a.xyz");
   w.link("proj/link2.xyz", "a.xyz");
   EXPECT_EQ(sources(ingest({"link1.xyz", "link2.xyz", "a.xyz", w / "proj/./A.XYZ", "b.xyz"})),
@@ -119,7 +119,7 @@ TEST_F(Batch, IngestsEachSourceOnce) {
                             "project_root/structures/own.xyz", "mine.xyz"})),
             (Paths{w / "proj/project_root/structures/own.xyz", w / "proj/mine.xyz"}));
   // Two files with the same structure are two sources.
-  w.write("proj/b.xyz", HELIUM);
+  w.write("proj/b.xyz", HELIUM_ATOM);
   const std::vector<Json> same = ingest({"a.xyz", "b.xyz"});
   ASSERT_EQ(same.size(), 2U);
   EXPECT_EQ(same[0]["path"], "project_root/structures/ingested_a_005dfc29.xyz");
@@ -128,7 +128,7 @@ TEST_F(Batch, IngestsEachSourceOnce) {
 
 TEST_F(Batch, LeavesOtherProjectsAloneUnlessAttached) {
   w.write("other/.strataquill_state.json", "");
-  const std::string path = w.write("other/a.xyz", HELIUM);
+  const std::string path = w.write("other/a.xyz", HELIUM_ATOM);
   const std::string identity = internal::source_identity(path);
   w.link("proj/link.xyz", path);
   EXPECT_TRUE(ingest({"link.xyz", path, w / "other/b.xyz"}).empty());
@@ -136,7 +136,7 @@ TEST_F(Batch, LeavesOtherProjectsAloneUnlessAttached) {
     EXPECT_TRUE(ingest({path}, {.discovery_by_path = {{identity, kind}}}).empty()) << kind;
   }
   EXPECT_EQ(ingest({path}, {.discovery_by_path = {{identity, "attachment"}}}).size(), 1U);
-  const std::string own = w.write("proj/a.xyz", HELIUM);
+  const std::string own = w.write("proj/a.xyz", HELIUM_ATOM);
   const std::vector<Json> entries =
       ingest({own}, {.discovery_by_path = {{internal::source_identity(own), "workspace_scan"}}});
   EXPECT_EQ(entries[0]["discovery"], "workspace_scan");
@@ -154,7 +154,7 @@ TEST_F(Batch, ExpandsTheHomeDirectoryFirst) {
 
 // Another user may have placed links where the copies go.
 TEST_F(Batch, FollowsNoLink) {
-  w.write("proj/a.xyz", HELIUM);
+  w.write("proj/a.xyz", HELIUM_ATOM);
   const std::string outside = w.write("outside/kept", "kept");
   const std::string copy = w / "proj/project_root/structures/ingested_a_005dfc29.xyz";
   w.link("proj/project_root/structures", w / "outside");
@@ -201,7 +201,7 @@ TEST_F(Batch, AKeptParserKeepsItsProcessAndNoCompanion) {
 }
 
 TEST_F(Batch, AFailureToWriteAffectsOnlyItsFile) {
-  w.write("proj/a.xyz", HELIUM);
+  w.write("proj/a.xyz", HELIUM_ATOM);
   w.write("proj/project_root", "a file where a folder is needed");
   IngestOptions options{.collaborators = tests::fake_modules(calls)};
   options.collaborators.atomic_write_json = [](const std::string&, const Json&) {

@@ -79,6 +79,22 @@ TEST_F(WithAse, EndsWithItsOwnerWhileItIsBusy) {
   close(writer);
 }
 
+TEST_F(WithAse, AForkHasAWorkerOfItsOwn) {
+  scratch.write("POSCAR", COPPER_POSCAR);
+  ASSERT_EQ(session.read("POSCAR").failure, Failure::none);
+  const std::optional<pid_t> worker = session.worker_id();
+  const pid_t child = fork();
+  if (child == 0) {
+    const bool is_read = session.read("POSCAR").failure == Failure::none;
+    _exit(is_read && session.worker_id() != worker ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(session.read("POSCAR").failure, Failure::none);
+  EXPECT_EQ(session.worker_id(), worker);
+}
+
 TEST_F(WithAse, SeveralThreadsAtOnce) {
   const std::string path = scratch.write("Si.cif", SILICON_CIF);
   std::vector<IngestedStructure> records(3);

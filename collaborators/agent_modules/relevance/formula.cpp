@@ -114,13 +114,13 @@ constexpr std::u32string_view FOREIGN =
     U"\u207A\u208A\u207B\u208B\u2212\u2010\u2011\u2012\u2013\u2014\u2015"
     U"\u00B7\u2022\u2219\u22C5\u2018\u2019\u02BC\u201C\u201D\u2093"
     U"\uFF0C\u3002\uFF1F\uFF01\uFF1A\uFF1B\uFF08\uFF09";
-constexpr std::string_view PLAIN =
+constexpr std::string_view UNMARKED =
     "0123456789"
     "0123456789"
     "++---------"
     "****'''\"\"x"
     ",.?!:;()";
-static_assert(FOREIGN.size() == PLAIN.size());
+static_assert(FOREIGN.size() == UNMARKED.size());
 
 /// The length of mark-up at the front of `rest`: a tag, or the underscore and brace of a subscript
 /// that follows `before`.
@@ -177,7 +177,7 @@ std::string plain_text(std::string_view text) {
       const bool invisible = value == INVALID_CHARACTER || value == 0x00AD || value == 0x2060 ||
                              value == 0xFEFF || (value >= 0x200B && value <= 0x200D);
       if (const std::size_t at = FOREIGN.find(value); at != std::u32string_view::npos) {
-        plain += PLAIN[at];
+        plain += UNMARKED[at];
       } else if (is_space(value)) {
         if (!plain.empty() && plain.back() != ' ') plain += ' ';
       } else if (!invisible) {
