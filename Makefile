@@ -1,5 +1,5 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: bench demo python test relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
+.PHONY: bench demo python test test-bulk relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
 
 # Only the program: the tests take longer to build than all else.
 demo: packages
@@ -14,6 +14,11 @@ python: packages
 
 test: release
 	ctest --preset release -j2 -LE slow
+
+# The reading of very many files, on a Dask cluster of a scheduler and two workers.
+test-bulk: python
+	@tools/install-packages python3-dask python3-distributed
+	PYTHONPATH=$(CURDIR)/build/python /usr/bin/python3 -m pytest -q tests/bulk
 
 # How the relevance rules do on the cases that they were tuned on, and on those that they were not.
 relevance: release

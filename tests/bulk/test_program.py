@@ -1,5 +1,6 @@
 """The program, run as users run it."""
 
+import doctest
 import json
 import os
 import subprocess
@@ -158,3 +159,16 @@ def test_the_help_is_in_the_documentation():
     page = (ROOT / "docs/bulk.md").read_text()
     block = page.split("```text\nusage: structure-ingest-bulk", 1)[1].split("```")[0]
     assert ("usage: structure-ingest-bulk" + block).split() == shown.split()
+
+
+@pytest.mark.filterwarnings("error")
+def test_the_code_in_the_documentation(monkeypatch, capsys):
+    monkeypatch.chdir(ROOT)
+    page = (ROOT / "docs/bulk.md").read_text()
+    blocks = [block.split("```")[0] for block in page.split("```python\n")[1:]]
+    assert len(blocks) == 2
+    names = {}
+    for block in blocks:
+        exec(block, names)
+    assert capsys.readouterr().out == "Cu 1 Fm-3m 8.935\n"
+    assert doctest.testmod(bulk.many).failed == doctest.testmod(bulk).failed == 0

@@ -163,7 +163,7 @@ def _client(options: argparse.Namespace, stack: contextlib.ExitStack) -> Optiona
     space = stack.enter_context(tempfile.TemporaryDirectory(ignore_cleanup_errors=True))
     # That a worker ended is said by its file's row, or is nothing to speak of.
     cluster = stack.enter_context(new_cluster(
-        n_workers=count, threads_per_worker=1, processes=True, dashboard_address=None,
+        n_workers=count, threads_per_worker=1, processes=True, dashboard_address="127.0.0.1:0",
         local_directory=space, silence_logs=logging.CRITICAL))
     return stack.enter_context(new_client(cluster))
 

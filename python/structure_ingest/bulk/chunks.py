@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import hashlib
 import os
+import pickle
 import stat
 from dataclasses import dataclass
 from pathlib import Path
@@ -12,7 +13,7 @@ from typing import List, Optional, Tuple
 from .attempt import Attempt
 from .index import Key, Known, key_of
 from .parts import Part, PartWriter, read_part
-from .rows import Row, Settings, row_of, row_of_ended
+from .rows import Settings, row_of, row_of_ended
 
 
 @dataclass(frozen=True)
@@ -59,9 +60,10 @@ def do_chunk(chunk: Chunk) -> Done:
     return Done(chunk.part, keys, len(chunk.files) - len(keys))
 
 
-def read_files(paths: Tuple[str, ...], settings: Settings) -> List[Row]:
-    """The rows of some files."""
-    return [row_of(path, settings, position == 0) for position, path in enumerate(paths)]
+def read_files(paths: Tuple[str, ...], settings: Settings) -> bytes:
+    """The list of the rows of some files, pickled: Dask sends each element of a list by itself."""
+    rows = [row_of(path, settings, position == 0) for position, path in enumerate(paths)]
+    return pickle.dumps(rows, pickle.HIGHEST_PROTOCOL)
 
 
 def _is_as_known(path: str, known: Known, verify: bool) -> bool:

@@ -4,8 +4,9 @@ from __future__ import annotations
 
 import functools
 import itertools
+import pickle
 import uuid
-from typing import Iterator, List, Optional, Tuple
+from typing import Iterator, List, Optional, Tuple, cast
 
 from .chunks import read_files
 from .errors import UsageError
@@ -62,12 +63,12 @@ def _from_workers(client: Client, paths: Iterator[str], chunk: int,
                 return
             yield f"structure-ingest-rows-{run}-{number}", files
 
-    def one_by_one(files: Tuple[str, ...]) -> List[Row]:
-        return [_row_alone(client, path, settings) for path in files]
+    def one_by_one(files: Tuple[str, ...]) -> bytes:
+        return pickle.dumps([_row_alone(client, path, settings) for path in files])
 
     read = functools.partial(read_files, settings=settings)
     for rows in Window(client).run(read, tasks(), one_by_one, ordered=True):
-        yield from rows
+        yield from pickle.loads(rows)
 
 
 def _row_alone(client: Client, path: str, settings: Settings) -> Row:
@@ -76,7 +77,7 @@ def _row_alone(client: Client, path: str, settings: Settings) -> Row:
 
     future = client.submit(read_files, (path,), settings, pure=False)
     try:
-        row: Row = future.result()[0]
+        (row,) = cast(List[Row], pickle.loads(future.result()))
     except KilledWorker:
         return row_of_ended(path, settings)
     return row
