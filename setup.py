@@ -1,4 +1,5 @@
 """Builds the extension module of the Python package with CMake, for a wheel."""
+import os
 import subprocess
 import sys
 from pathlib import Path
@@ -14,10 +15,10 @@ class BuildWithCMake(build_ext):
         off = [f"-DSTRUCTURE_INGEST_{part}=OFF" for part in ("PROGRAM", "TESTS", "INSTALL")]
         subprocess.run(
             ["cmake", "-S", Path(__file__).resolve().parent, "-B", build, "-G", "Ninja",
-             "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_UNITY_BUILD=ON", *off,
+             "-DCMAKE_UNITY_BUILD=ON", *off,
              "-DSTRUCTURE_INGEST_PYTHON_PACKAGE=ON", f"-DPython_EXECUTABLE={sys.executable}",
              f"-DSTRUCTURE_INGEST_PACKAGE_FOLDER={folder}"],
-            check=True)
+            check=True, env={"CMAKE_BUILD_TYPE": "Release", **os.environ})
         subprocess.run(["cmake", "--build", build, "-t", "structure_ingest_python"], check=True)
 
 

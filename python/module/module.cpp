@@ -93,7 +93,8 @@ py::list ingest(Reader* reader, const py::handle& project_path, const py::handle
 }
 
 py::list hydrate(Reader* reader, const py::object& mapping, const py::handle& extra_paths) {
-  State state(mapping, false);
+  use_known_symbols();
+  State state(mapping);
   HydrateOptions options{.extra_paths = state.extra_paths(extra_paths),
                          .collaborators = collaborators(),
                          .progress = interruptible(),
@@ -107,7 +108,7 @@ py::list hydrate(Reader* reader, const py::object& mapping, const py::handle& ex
 }
 
 py::tuple drop_unrelated(const py::object& entries, const py::object& mapping) {
-  State state(mapping, true);
+  State state(mapping);
   state.take_entries(entries);
   const internal::Filtered filtered = internal::drop_unrelated(state.door(), state.entries().size(),
                                                                agent_modules().ROLE_UNRELATED);

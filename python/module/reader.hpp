@@ -7,6 +7,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -86,9 +87,11 @@ class Reader {
 template <typename Function>
 auto with_parser(Reader* reader, const Function& function) {
   if (reader != nullptr) return reader->use(function);
-  StructureParser parser = new_parser(is_in_process_by_default());
+  std::optional<StructureParser> parser(new_parser(is_in_process_by_default()));
   const py::gil_scoped_release unlocked;
-  return function(parser);
+  auto result = function(*parser);
+  parser.reset();  // waits for the end of its worker
+  return result;
 }
 
 }  // namespace structure_ingest::python

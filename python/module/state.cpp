@@ -1,6 +1,5 @@
 #include "python/module/state.hpp"
 
-#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -10,8 +9,6 @@
 #include "python/module/lists.hpp"
 #include "python/module/package.hpp"
 #include "python/module/text.hpp"
-#include "structure_ingest/discovery/merge.hpp"
-#include "structure_ingest/discovery/take_out.hpp"
 
 namespace structure_ingest::python {
 namespace {
@@ -87,23 +84,6 @@ Json source_of(const py::handle& entry) {
   return source;
 }
 
-/// What a hydration reads of an entry that the state has.
-Json known_entry(const py::handle& entry) {
-  Json known = source_of(entry);
-  for (const char* key : {"sha256", "path", "formula"}) {
-    known[key] = text_or_null(value_at(entry, key));
-  }
-  known["warnings"] = Json::array();
-  if (const py::object warnings = value_at(entry, "warnings"); PyList_Check(warnings.ptr()) != 0) {
-    for (const py::handle& warning : warnings) known["warnings"].push_back(text_or_null(warning));
-  }
-  known["ok"] = value_at(entry, "ok").is(py::handle(Py_True));
-  const py::object natoms = value_at(entry, "natoms");
-  if (PyLong_CheckExact(natoms.ptr()) != 0) known["natoms"] = PyLong_AsLongLong(natoms.ptr());
-  PyErr_Clear();  // a number of more than 64 bits
-  return known;
-}
-
 /// What our own assessor reads of an entry; it reads nothing else of a state but its entries.
 Json assessed_entry(const py::handle& entry) {
   Json assessed = Json::object();
@@ -123,7 +103,7 @@ Json assessed_entry(const py::handle& entry) {
 
 }  // namespace
 
-State::State(py::object mapping, bool dry_run) : mapping_(std::move(mapping)), dry_run_(dry_run) {}
+State::State(py::object mapping) : mapping_(std::move(mapping)) {}
 
 internal::StateDoor State::door() {
   return {
@@ -143,7 +123,7 @@ internal::StateDoor State::door() {
       .keep = [this](const auto& places) { in_python([&] { keep(places); }); },
       .assess =
           [this](const std::string& request) { return in_python([&] { return assess(request); }); },
-      .take_out = [this](const auto& keys) { in_python([&] { take_out(keys); }); },
+      .take_out = nullptr,  // only a refreshing hydration asks for it
       .put_sources = [this] { in_python([&] { put_sources(); }); },
       .add_notes = [this](const auto& added) { in_python([&] { add_notes(added); }); },
       .report = [this](const std::exception_ptr& error) { in_python([&] { report(error); }); },
@@ -227,7 +207,7 @@ Json State::sources() {
   for (const py::handle& entry : existing_) {
     if (!is_mapping(entry)) continue;
     mappings.append(entry);
-    known.push_back(known_entry(entry));
+    known.push_back(source_of(entry));
   }
   existing_ = mappings;
   return known;
@@ -246,8 +226,7 @@ const Json& State::entry(std::size_t place) {
     entry_[key] = present_text(value_at(entry, key), "");
   }
   const py::object natoms = value_at(entry, "natoms");
-  if (PyLong_Check(natoms.ptr()) != 0) entry_["natoms"] = PyLong_AsLongLong(natoms.ptr());
-  PyErr_Clear();
+  if (!natoms.is_none()) entry_["natoms"] = text_of(natoms);
   entry_["ok"] = is_true(value_at(entry, "ok"));
   entry_["warnings"] = texts(value_at(entry, "warnings"));
   return entry_;
@@ -257,7 +236,7 @@ std::string State::write_manifest(const std::string& project,
                                   const std::vector<SourceEntry>& entries) {
   const py::list objects = entry_objects(entries);
   take_entries(objects);
-  return dry_run_ ? std::string() : python::write_manifest(project, objects);
+  return python::write_manifest(project, objects);
 }
 
 void State::keep(const std::vector<std::size_t>& places) {
@@ -300,31 +279,6 @@ RelevanceReport State::read_report() {
                                .reason = is_true(reason) ? text_of(reason) : std::string()});
   }
   return report;
-}
-
-/// The library decides what goes, by what it was shown.
-void State::take_out(const std::set<std::string>& source_keys) {
-  std::vector<std::size_t> places;
-  py::list left;
-  const Json& known = values_["structure_sources"];
-  for (std::size_t place = 0; place < known.size(); ++place) {
-    if (source_keys.contains(internal::source_key(internal::source_text_of(known[place])))) {
-      places.push_back(place);
-    } else {
-      left.append(existing_[place]);
-    }
-  }
-  Json shown = {{"structure_sources", known}, {"structure_notes", *value("structure_notes")}};
-  const std::vector<std::string> gone = internal::take_out(shown, places);
-  py::list notes;
-  for (const py::handle& note : notes_) {
-    const bool is_gone = PyUnicode_Check(note.ptr()) != 0 &&
-                         std::find(gone.begin(), gone.end(), bytes_of(note)) != gone.end();
-    if (!is_gone) notes.append(note);
-  }
-  existing_ = left;
-  set("structure_sources", left);
-  if (!gone.empty()) set("structure_notes", notes);
 }
 
 void State::put_sources() {

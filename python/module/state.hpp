@@ -7,7 +7,6 @@
 #include <exception>
 #include <functional>
 #include <map>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,8 +23,7 @@ namespace py = pybind11;
 /// never looked into. Make and destroy one with Python's lock held; the door takes the lock itself.
 class State {
  public:
-  /// Nothing is written but to `mapping` with `dry_run`.
-  State(py::object mapping, bool dry_run);
+  explicit State(py::object mapping);
 
   /// It must not outlive the state.
   internal::StateDoor door();
@@ -49,7 +47,6 @@ class State {
   void keep(const std::vector<std::size_t>& places);
   std::function<RelevanceReport()> assess(const std::string& request);
   RelevanceReport read_report();
-  void take_out(const std::set<std::string>& source_keys);
   void put_sources();
   void add_notes(const std::vector<std::string>& notes);
   void report(const std::exception_ptr& error);
@@ -57,7 +54,6 @@ class State {
   void set(const char* key, const py::object& value);
 
   py::object mapping_;
-  bool dry_run_;
   std::map<std::string, Json, std::less<>> values_;  // the latest of each key
   Json entry_;
   std::vector<py::object> entries_;

@@ -60,8 +60,8 @@ std::string source_text_of(const Json& entry) {
 std::string named_in_notes(const Json& entry) {
   const Json& natoms = value_at(entry, "natoms");
   return text_or_empty(value_at(entry, "formula")) + " (" +
-         (natoms.is_number_integer() ? natoms.dump() : "0") + " atoms) -> " +
-         text_or_empty(value_at(entry, "path"));
+         (natoms.is_number_integer() || natoms.is_string() ? text_of(natoms) : "0") +
+         " atoms) -> " + text_or_empty(value_at(entry, "path"));
 }
 
 std::string note_on_replacement(const Json& entry, const Json& old) {

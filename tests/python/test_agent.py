@@ -55,7 +55,10 @@ def test_the_writer_and_the_elements_are_bound_at_loading(agent, folder):
     assert si.parse_structure_file(folder / "iron.xyz").warnings == ["Unknown element symbol: 'Fe'"]
     si.KNOWN_ELEMENT_SYMBOLS = {"Fe"}  # a test's
     assert si.parse_structure_file(folder / "iron.xyz").ok
-    assert si._canonical_symbol("O") == ""
+    si.KNOWN_ELEMENT_SYMBOLS = {"O"}
+    state = {"project_path": folder / "project"}
+    new = si.hydrate_user_structures(state, extra_paths=[folder / "iron.xyz"])
+    assert new[0]["warnings"] == ["Unknown element symbol: 'Fe'"]
 
 
 @pytest.mark.parametrize("module", ["atomic_io", "material_reference_data"])
