@@ -31,3 +31,13 @@ if(CMAKE_INSTALL_PREFIX STREQUAL /usr)
 endif()
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian/compress.cmake)
 include(CPack)
+
+# The Python package is a package of its own.
+if(STRUCTURE_INGEST_PYTHON_PACKAGE)
+  configure_file(cmake/debian/python_package.cmake.in
+    ${PROJECT_BINARY_DIR}/CPackPythonConfig.cmake @ONLY)
+  if(CMAKE_INSTALL_PREFIX STREQUAL /usr)
+    install(FILES ${PROJECT_BINARY_DIR}/debian/changelog cmake/debian/copyright
+      DESTINATION share/doc/python3-structure-ingest COMPONENT python)
+  endif()
+endif()

@@ -132,16 +132,6 @@ ssize_t send_some(int channel, std::string_view bytes, int attached) {
   return retried([&] { return sendmsg(channel, &message, MSG_NOSIGNAL | MSG_DONTWAIT); });
 }
 
-/// Whether `id` is still a child of this process. Check before each signal: when the host has
-/// already waited for the child, or when this runs in a fork of the host, the number may belong to
-/// another process.
-bool is_ours(pid_t id) {
-  siginfo_t ignored{};
-  return retried([&] {
-           return waitid(P_PID, static_cast<id_t>(id), &ignored, WEXITED | WNOHANG | WNOWAIT);
-         }) == 0;
-}
-
 }  // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
@@ -165,9 +155,17 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
 }
 
 ChildProcess::~ChildProcess() {
-  if (id_ < 0 || !is_ours(id_)) return;
+  if (!is_ours()) return;  // check before each signal
   kill(-id_, SIGKILL);
   retried([&] { return waitpid(id_, nullptr, 0); });
+}
+
+bool ChildProcess::is_ours() const {
+  siginfo_t ignored{};
+  return id_ >= 0 &&
+         retried([&] {
+           return waitid(P_PID, static_cast<id_t>(id_), &ignored, WEXITED | WNOHANG | WNOWAIT);
+         }) == 0;
 }
 
 ChildProcess::Transfer ChildProcess::send(std::string_view bytes, int attached, Deadline deadline) {

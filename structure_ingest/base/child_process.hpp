@@ -32,6 +32,10 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
+  /// Whether the child is still one of this process: false in a fork of the owner, and after the
+  /// host has waited for it. Then its number may belong to another process.
+  bool is_ours() const;
+
   int channel() const { return channel_.number(); }
   pid_t id() const { return id_; }
 

@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 #include <vector>
 
 #include "structure_ingest/base/text.hpp"
@@ -56,8 +55,7 @@ std::string without_dots(std::string_view absolute_path) {
 }
 
 void refuse_nul(std::string_view path) {
-  if (path.find('\0') == std::string_view::npos) return;
-  throw std::invalid_argument("a path cannot hold a NUL character: " + quoted_form(path));
+  if (path.find('\0') != std::string_view::npos) throw NulInPath(path);
 }
 
 /// The target of the symbolic link at `path`; nothing when there is no link.
@@ -126,6 +124,10 @@ bool has_type(const std::string& path, mode_t type) {
 }
 
 }  // namespace
+
+NulInPath::NulInPath(std::string_view refused)
+    : std::invalid_argument("a path cannot hold a NUL character: " + quoted_form(refused)),
+      path(refused) {}
 
 std::string path_text(std::string_view text) {
   std::string out;

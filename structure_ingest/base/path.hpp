@@ -3,11 +3,18 @@
 #pragma once
 
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
 namespace structure_ingest::internal {
+
+/// A path with a NUL character, which would silently cut it short.
+struct NulInPath : std::invalid_argument {
+  explicit NulInPath(std::string_view refused);
+  std::string path;
+};
 
 /// The normal text of a path: repeated separators merged, single-dot components and a trailing
 /// separator dropped, ".." kept. The empty text is the current directory, ".".

@@ -25,9 +25,13 @@ std::vector<Finding> check_structure(const IngestedStructure& record, const Chec
                             .reader_warnings = options.reader_warnings,
                             .search_symmetry = options.search_symmetry};
   internal::look_at(subject);
+  return internal::findings_on(subject);
+}
+
+std::vector<Finding> internal::findings_on(const Subject& subject) {
   std::vector<Finding> findings;
-  for (const internal::Rule& rule : internal::rules()) {
-    for (internal::Seen& seen : rule.look(subject)) {
+  for (const Rule& rule : rules()) {
+    for (Seen& seen : rule.look(subject)) {
       findings.push_back({.code = rule.code,
                           .severity = seen.severity.value_or(rule.worst),
                           .message = std::move(seen.message),

@@ -209,11 +209,7 @@ std::vector<Seen> see_no_cell(const Subject& subject) {
 }
 
 std::vector<Seen> see_found_symmetry(const Subject& subject) {
-  if (!subject.search_symmetry || !subject.has_volume || !subject.finite ||
-      subject.signed_volume_ang3 < 0 || !subject.close.pairs.empty() || !subject.close.complete) {
-    return {};
-  }
-  const std::optional<FoundSymmetry> found = find_symmetry(subject.record);
+  const std::optional<FoundSymmetry>& found = subject.symmetry;
   if (!found) return {};
   const std::size_t natoms = subject.record.symbols.size();
   std::string cell = "neither the primitive cell (" + counted(found->primitive_atoms, "atom") +

@@ -32,6 +32,9 @@ struct Rule {
 
 std::span<const Rule> rules();
 
+/// What all rules see in a subject that was looked at, worst first.
+std::vector<Finding> findings_on(const Subject& subject);
+
 /// The rule of this code, or null.
 const Rule* rule_of(std::string_view code);
 

@@ -89,6 +89,10 @@ void look_at(Subject& subject) {
     subject.head = file_head(record.source_path, HEAD_OF_UNREAD);
   }
   if (record.ok) look_at_geometry(subject);
+  if (subject.search_symmetry && subject.finite && subject.has_volume &&
+      subject.signed_volume_ang3 > 0 && subject.close.pairs.empty() && subject.close.complete) {
+    subject.symmetry = find_symmetry(record);
+  }
 }
 
 }  // namespace structure_ingest::internal

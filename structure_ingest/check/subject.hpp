@@ -12,6 +12,7 @@
 #include "structure_ingest/check/file_head.hpp"
 #include "structure_ingest/check/poscar_file.hpp"
 #include "structure_ingest/check/second_reader.hpp"
+#include "structure_ingest/check/symmetry.hpp"
 #include "structure_ingest/check/xyz_file.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
@@ -38,8 +39,9 @@ struct Subject {
   /// only when its numbers are finite and it has a volume.
   bool finite = false;
   bool has_volume = false;
-  double signed_volume_ang3 = 0;  // negative for a left-handed cell
-  ClosePairs close{};             // below half the sum of the covalent radii, or 0.5 Å
+  double signed_volume_ang3 = 0;            // negative for a left-handed cell
+  ClosePairs close{};                       // below half the sum of the covalent radii, or 0.5 Å
+  std::optional<FoundSymmetry> symmetry{};  // of a right-handed cell without close pairs
 };
 
 /// Sets everything derived from the record and its file. Do not move the subject afterwards: its

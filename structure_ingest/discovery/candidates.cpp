@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "structure_ingest/base/interruption.hpp"
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/text.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
@@ -53,35 +54,36 @@ void offer(Offered& offered, std::string_view raw, std::string_view how, PathRes
 bool is_sweep_allowed(const std::string& project, const Collaborators& collaborators) {
   try {
     return collaborators.trust_state_for(project).state != "untrusted";
+  } catch (const Interruption&) {
+    throw;
   } catch (...) {
     return true;  // only a plain "untrusted" keeps the workspace out
   }
 }
 
-Offered offer_named(const Json& state, const std::vector<std::string>& extra_paths,
+Offered offer_named(const StateDoor& state, const std::vector<std::string>& extra_paths,
                     const std::string& project, bool sweep_allowed, PathResolver& resolver) {
   Offered offered;
   for (const std::string& path : extra_paths) {
     offer(offered, path, DISCOVERY_ATTACHMENT, resolver);
   }
-  for_each_element(value_at(state, "attachments"), [&](const Json& attachment) {
+  for_each_element(value_of(state, "attachments"), [&](const Json& attachment) {
     const std::string path = text_or_empty(value_at(attachment, "path"));
     offer(offered, path, DISCOVERY_ATTACHMENT, resolver);
   });
-  const Json& workspace = value_at(state, "attached_workspace");
-  const Json& root = value_at(workspace, "project_path");
+  const Json& root = value_of(state, "attached_workspace.project_path");
   const std::string workspace_root =
       is_empty(root) ? project : expanded_and_resolved(text_of(root));
   if (!sweep_allowed) return offered;
-  const Json& inventory = value_at(workspace, "inventory");
-  for_each_element(value_at(inventory, "structure_files"), [&](const Json& file) {
-    const std::string path = join_path(workspace_root, text_of(file));
-    offer(offered, path, DISCOVERY_WORKSPACE_SCAN, resolver);
-  });
+  for_each_element(value_of(state, "attached_workspace.inventory.structure_files"),
+                   [&](const Json& file) {
+                     const std::string path = join_path(workspace_root, text_of(file));
+                     offer(offered, path, DISCOVERY_WORKSPACE_SCAN, resolver);
+                   });
   return offered;
 }
 
-ScanRoots find_scan_roots(const Json& state, const std::string& project) {
+ScanRoots find_scan_roots(const StateDoor& state, const std::string& project) {
   ScanRoots roots;
   const auto add = [&folders = roots.folders](const std::string& folder) {
     const bool is_new = std::find(folders.begin(), folders.end(), folder) == folders.end();
@@ -90,8 +92,8 @@ ScanRoots find_scan_roots(const Json& state, const std::string& project) {
     return true;
   };
   for (const Json* const value :
-       {&value_at(value_at(state, "project_resolution"), "requested_path"),
-        &value_at(state, "selected_workroot"), &value_at(state, "source_workspace_root")}) {
+       {&value_of(state, "project_resolution.requested_path"),
+        &value_of(state, "selected_workroot"), &value_of(state, "source_workspace_root")}) {
     if (is_empty(*value)) continue;
     try {
       add(expanded_and_resolved(text_of(*value)));
@@ -102,8 +104,8 @@ ScanRoots find_scan_roots(const Json& state, const std::string& project) {
   const std::string outputs = parent_folder(project);
   if (ascii_lower_cased(file_name(outputs)) == OUTPUT_FOLDER_NAME) {
     const std::string managed_source_root = parent_folder(outputs);
-    if (add(managed_source_root) && !state.contains("source_workspace_root")) {
-      roots.learned = utf8_text(managed_source_root);
+    if (add(managed_source_root) && state.value("source_workspace_root") == nullptr) {
+      roots.learned = managed_source_root;
     }
   }
   return roots;

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "collaborators/collaborators.hpp"
-#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/path.hpp"
+#include "structure_ingest/discovery/state_door.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest::internal {
@@ -25,7 +25,7 @@ bool is_sweep_allowed(const std::string& project, const Collaborators& collabora
 /// Offers the extra paths, the state's attachments and, if `sweep_allowed`, the inventory of its
 /// attached workspace. `project` is resolved. Throws for paths that cannot be resolved and for
 /// lists that are none.
-Offered offer_named(const Json& state, const std::vector<std::string>& extra_paths,
+Offered offer_named(const StateDoor& state, const std::vector<std::string>& extra_paths,
                     const std::string& project, bool sweep_allowed, PathResolver& resolver);
 
 struct ScanRoots {
@@ -36,7 +36,7 @@ struct ScanRoots {
 };
 
 /// The folders to scan: those that the state names, and the one above the agent's outputs.
-ScanRoots find_scan_roots(const Json& state, const std::string& project);
+ScanRoots find_scan_roots(const StateDoor& state, const std::string& project);
 
 /// Offers what the workspace inventory lists for each folder. Throws what the inventory throws.
 void offer_scanned(Offered& offered, const std::vector<std::string>& folders,

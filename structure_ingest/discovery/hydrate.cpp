@@ -5,12 +5,13 @@
 #include <iterator>
 #include <map>
 #include <set>
-#include <stdexcept>
 #include <utility>
 
+#include "structure_ingest/base/interruption.hpp"
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
+#include "structure_ingest/discovery/hydrate_through.hpp"
 #include "structure_ingest/discovery/json_state.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
@@ -33,14 +34,14 @@ struct Found {
 
 Found find_candidates(const StateDoor& door, const HydrateOptions& options,
                       internal::PathResolver& resolver) {
-  const Json& path = internal::value_at(door.view(), "project_path");
+  const Json& path = internal::value_of(door, "project_path");
   Found found{.project = resolver.resolve(internal::is_empty(path) ? "." : internal::text_of(path)),
               .offered = {},
               .skipped = {}};
   const bool sweep_allowed = internal::is_sweep_allowed(found.project, options.collaborators);
-  found.offered = internal::offer_named(door.view(), options.extra_paths, found.project,
-                                        sweep_allowed, resolver);
-  const internal::ScanRoots roots = internal::find_scan_roots(door.view(), found.project);
+  found.offered =
+      internal::offer_named(door, options.extra_paths, found.project, sweep_allowed, resolver);
+  const internal::ScanRoots roots = internal::find_scan_roots(door, found.project);
   if (roots.learned) door.learn_root(*roots.learned);
   if (sweep_allowed) {
     internal::offer_scanned(found.offered, roots.folders, found.project, options.collaborators,
@@ -63,7 +64,9 @@ internal::Ingested ingest(const Found& found, const HydrateOptions& options,
           },
       .progress = options.progress,
       .dry_run = options.dry_run,
-      .check = options.check};
+      .check = options.check,
+      .parser = options.parser,
+      .may_read = options.may_read};
   return internal::ingested_entries(input, resolver);
 }
 
@@ -85,13 +88,14 @@ std::map<std::string, bool> drop_known(Entries& entries,
   std::map<std::string, bool> renewed;
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const IngestedStructure& record = entries[i].record;
-    const std::string key = internal::source_key(entries[i]);
+    const std::string source = internal::source_text_of(door.entry(i));
+    const std::string key = internal::source_key(source);
     const auto same = known.find(key);
     if (same == known.end()) {
       fresh.push_back(i);
       continue;
     }
-    const bool is_same_name = same->second.source == entries[i].source_file();
+    const bool is_same_name = same->second.source == source;
     const bool changed = is_same_name && internal::has_changed(same->second, record);
     if (refresh && changed && record.ok) {
       fresh.push_back(i);
@@ -111,17 +115,8 @@ std::map<std::string, bool> drop_known(Entries& entries,
 
 void drop_unrelated(Entries& entries, const StateDoor& door, const HydrateOptions& options,
                     HydrateOutcome& outcome) {
-  std::vector<internal::EntryNames> names;
-  for (const SourceEntry& entry : entries) {
-    const std::string source = entry.source_file();
-    names.push_back({.file_name = internal::file_name(source.empty() ? entry.path() : source),
-                     .path = entry.path(),
-                     .formula = entry.record.formula,
-                     .source_file = source});
-  }
-  const std::string request = internal::request_in(door.view());
-  internal::Filtered filtered = internal::drop_unrelated(
-      names, request, options.collaborators.ROLE_UNRELATED, [&] { return door.assess(request); });
+  internal::Filtered filtered =
+      internal::drop_unrelated(door, entries.size(), options.collaborators.ROLE_UNRELATED);
   keep(entries, filtered.kept, door);
   outcome.dropped = std::move(filtered.dropped);
   outcome.report = std::move(filtered.report);
@@ -147,35 +142,35 @@ std::vector<std::string> replace_old(const Entries& entries,
                                      const StateDoor& door, HydrateOutcome& outcome) {
   std::vector<std::string> notes;
   std::set<std::string> keys;
-  for (const SourceEntry& entry : entries) {
-    const std::string key = internal::source_key(entry);
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    const std::string source = internal::source_text_of(door.entry(i));
+    const std::string key = internal::source_key(source);
     if (!renewed.contains(key) || !keys.insert(key).second) continue;
-    const Json& sources = internal::value_at(door.view(), "structure_sources");
+    const Json& sources = internal::value_of(door, "structure_sources");
     const auto old = std::find_if(sources.begin(), sources.end(), [&key](const Json& known) {
       return known.is_object() && internal::source_key(internal::source_text_of(known)) == key;
     });
     outcome.replaced.push_back(
-        {.source_file = entry.source_file(),
+        {.source_file = source,
          .formula = internal::text_or_empty(internal::value_at(*old, "formula")),
          .natoms = internal::value_at(*old, "natoms").is_number_integer()
                        ? internal::value_at(*old, "natoms").get<std::int64_t>()
                        : 0,
          .path = internal::text_or_empty(internal::value_at(*old, "path"))});
-    notes.push_back(internal::note_on_replacement(entry.to_json(), *old));
+    notes.push_back(internal::note_on_replacement(door.entry(i), *old));
   }
   if (!keys.empty()) door.take_out(keys);
   return notes;
 }
 
-HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& options) {
-  if (!door.view().is_object()) throw std::invalid_argument("the agent state is not a mapping");
+HydrateOutcome hydrate_unguarded(const StateDoor& door, const HydrateOptions& options) {
   internal::PathResolver resolver;
   HydrateOutcome outcome;
   Found found = find_candidates(door, options, resolver);
   outcome.skipped = std::move(found.skipped);
   if (found.offered.candidates.empty()) return outcome;
 
-  const std::map<std::string, internal::KnownEntry> known = internal::known_sources(door.view());
+  const std::map<std::string, internal::KnownEntry> known = internal::known_sources(door);
   internal::Ingested ingested = ingest(found, options, resolver);
   std::move(ingested.skipped.begin(), ingested.skipped.end(), std::back_inserter(outcome.skipped));
   outcome.why_no_ase = std::move(ingested.why_no_ase);
@@ -199,47 +194,52 @@ HydrateOutcome hydrate_through(const StateDoor& door, const HydrateOptions& opti
     notes.push_back(std::move(note));
   }
   door.put_sources();
-  for (const SourceEntry& entry : entries) internal::append_notes_on(entry, notes);
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    for (std::string& note : internal::notes_on(door.entry(i))) notes.push_back(std::move(note));
+  }
   if (options.note_findings) {
     for (const SourceEntry& entry : entries) internal::append_findings_of(entry, notes);
   }
-  door.add_notes(internal::new_notes(door.view(), notes));
+  door.add_notes(internal::new_notes(door, notes));
   outcome.taken = std::move(entries);
-  return outcome;
-}
-
-HydrateOutcome hydrate_state(Json& state, const HydrateOptions& options) {
-  std::vector<Json> entries;
-  if (!options.refresh && !options.dry_run) {
-    return hydrate_through(internal::door_to(state, entries, options.collaborators), options);
-  }
-  Collaborators collaborators = options.collaborators;
-  if (options.dry_run) collaborators.atomic_write_json = [](const std::string&, const Json&) {};
-  Json copy = state;  // a failure half-way must not cost the old entries
-  HydrateOutcome outcome =
-      hydrate_through(internal::door_to(copy, entries, collaborators), options);
-  if (!options.dry_run) state = std::move(copy);
   return outcome;
 }
 
 }  // namespace
 
-HydrateOutcome hydrate(Json& state, const HydrateOptions& options) {
+HydrateOutcome internal::hydrate_through(const StateDoor& door, const HydrateOptions& options) {
   try {
-    return hydrate_state(state, options);
+    return hydrate_unguarded(door, options);
+  } catch (const Interruption&) {
+    throw;
   } catch (...) {
     HydrateOutcome failed;
     failed.error = std::current_exception();
     if (options.dry_run) return failed;
     try {
-      options.collaborators.record_suppressed_error(
-          internal::value_at(state, "project_path"),
-          {"structure_ingest", "hydrate_user_structures", failed.error});
+      door.report(failed.error);
+    } catch (const Interruption&) {
+      throw;
     } catch (...) {
       // A failing reporter must not make us throw.
     }
     return failed;
   }
+}
+
+HydrateOutcome hydrate(Json& state, const HydrateOptions& options) {
+  std::vector<Json> entries;
+  if (!options.refresh && !options.dry_run) {
+    return internal::hydrate_through(internal::door_to(state, entries, options.collaborators),
+                                     options);
+  }
+  Collaborators collaborators = options.collaborators;
+  if (options.dry_run) collaborators.atomic_write_json = [](const std::string&, const Json&) {};
+  Json copy = state;  // a failure half-way must not cost the old entries
+  HydrateOutcome outcome =
+      internal::hydrate_through(internal::door_to(copy, entries, collaborators), options);
+  if (!options.dry_run && !outcome.error) state = std::move(copy);
+  return outcome;
 }
 
 NewEntries hydrate_user_structures(Json& state, const HydrateOptions& options) {

@@ -41,6 +41,10 @@ struct HydrateOptions {
   /// Whether each finding that is an error or a warning becomes a note as well, behind the others:
   /// for an assistant that reads nothing but its state.
   bool note_findings = false;
+  /// Reads the files, as in `IngestOptions`.
+  StructureParser* parser = nullptr;
+  /// As in `IngestOptions`. Which folders are scanned is up to `collaborators`.
+  MayRead may_read{};
 };
 
 /// The entries at the head of a state's "structure_sources", looked up there at each use: the very

@@ -1,9 +1,13 @@
 #include "structure_ingest/discovery/json_state.hpp"
 
 #include <iterator>
+#include <stdexcept>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
+#include "structure_ingest/base/text.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/entries.hpp"
@@ -27,6 +31,7 @@ void put_sources(Json& state, std::vector<Json>& entries) {
   auto& list = merged.get_ref<Json::array_t&>();
   list.reserve(entries.size() + sources.size());
   for (Json& entry : entries) list.push_back(std::move(entry));
+  entries.clear();  // from now on they are those of the state
   if (sources.is_array()) {
     for (Json& entry : sources) {
       if (entry.is_object()) list.push_back(std::move(entry));
@@ -43,23 +48,42 @@ void add_notes(Json& state, const std::vector<std::string>& notes) {
   state["structure_notes"] = Json(std::move(list));
 }
 
+const Json* value_in(const Json& state, std::string_view key) {
+  if (!state.is_object()) throw std::invalid_argument("the agent state is not a mapping");
+  const Json* value = &state;
+  for (;;) {
+    const auto found = value->find(std::string(key.substr(0, key.find('.'))));
+    if (found == value->end()) return nullptr;  // a value that is no mapping finds nothing either
+    if (key.find('.') == std::string_view::npos) return &*found;
+    key.remove_prefix(key.find('.') + 1);
+    value = &*found;
+  }
+}
+
 }  // namespace
 
 StateDoor door_to(Json& state, std::vector<Json>& entries, const Collaborators& collaborators) {
   return {
-      .view = [&state]() -> const Json& { return state; },
+      .value = [&state](std::string_view key) { return value_in(state, key); },
       .learn_root =
-          [&state](const std::string& folder) { state["source_workspace_root"] = folder; },
+          [&state](const std::string& folder) {
+            state["source_workspace_root"] = utf8_text(folder);
+          },
       .write_manifest =
           [&entries, &collaborators](const std::string& project,
                                      const std::vector<SourceEntry>& all) {
             entries = json_entries(all);
             return write_manifest(project, entries, collaborators);
           },
+      .entry = [&state, &entries](std::size_t place) -> const Json& {
+        return entries.empty() ? state["structure_sources"][place] : entries[place];
+      },
       .keep = [&entries](const auto& places) { keep_places(entries, places); },
       .assess =
           [&state, &entries, &collaborators](const std::string& request) {
-            return collaborators.assess_structure_relevance(entries, request, state);
+            return [report = collaborators.assess_structure_relevance(entries, request, state)] {
+              return report;
+            };
           },
       .take_out =
           [&state](const auto& source_keys) {
@@ -75,6 +99,12 @@ StateDoor door_to(Json& state, std::vector<Json>& entries, const Collaborators& 
           },
       .put_sources = [&state, &entries] { put_sources(state, entries); },
       .add_notes = [&state](const auto& notes) { add_notes(state, notes); },
+      .report =
+          [&state, &collaborators](const std::exception_ptr& error) {
+            collaborators.record_suppressed_error(
+                value_at(state, "project_path"),
+                {"structure_ingest", "hydrate_user_structures", error});
+          },
   };
 }
 

@@ -8,6 +8,7 @@
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
+#include "structure_ingest/discovery/relevance_filter.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 
@@ -20,20 +21,23 @@ std::string_view digest_in(std::string_view copy) {
   return at == std::string_view::npos ? std::string_view() : copy.substr(at);
 }
 
-std::string note_on(const SourceEntry& entry) {
-  const IngestedStructure& record = entry.record;
-  if (record.ok) {
-    return "User structure ingested deterministically: " + utf8_text(record.formula) + " (" +
-           std::to_string(record.natoms) + " atoms) -> " + entry.path() + ".";
+std::vector<std::string> warnings_of(const Json& entry) {
+  std::vector<std::string> warnings;
+  const Json& list = value_at(entry, "warnings");
+  if (!list.is_array()) return warnings;
+  for (const Json& warning : list) {
+    if (warning.is_string()) warnings.push_back(warning.get<std::string>());
   }
-  const std::string source = entry.source_file();
-  std::string warnings;
-  for (const std::string& warning : record.warnings) {
-    if (!warnings.empty()) warnings += "; ";
-    warnings += utf8_text(warning);
+  return warnings;
+}
+
+std::string note_on(const Json& entry, const std::vector<std::string>& warnings) {
+  if (value_at(entry, "ok") == true) {
+    return "User structure ingested deterministically: " + named_in_notes(entry) + ".";
   }
-  return "Structure file could not be parsed: " +
-         file_name(source.empty() ? entry.path() : source) + " (" + warnings + ")";
+  std::string joined;
+  for (const std::string& warning : warnings) joined += (joined.empty() ? "" : "; ") + warning;
+  return "Structure file could not be parsed: " + names_of(entry).file_name + " (" + joined + ")";
 }
 
 }  // namespace
@@ -43,13 +47,9 @@ std::string source_key(std::string source_text) {
   return case_folded(source_text);
 }
 
-std::string source_key(const SourceEntry& entry) {
-  return source_key(entry.source_file());
-}
-
-std::map<std::string, KnownEntry> known_sources(const Json& state) {
+std::map<std::string, KnownEntry> known_sources(const StateDoor& state) {
   std::map<std::string, KnownEntry> known;
-  for_each_element(value_at(state, "structure_sources"), [&known](const Json& entry) {
+  for_each_element(value_of(state, "structure_sources"), [&known](const Json& entry) {
     if (!entry.is_object()) return;
     const std::string text = source_text_of(entry);
     if (stripped(text).empty()) return;
@@ -70,9 +70,10 @@ bool has_changed(const KnownEntry& known, const IngestedStructure& record) {
          digest_in(known.path) != digest_in(record.canonical_xyz_rel);
 }
 
-std::vector<std::string> new_notes(const Json& state, const std::vector<std::string>& proposed) {
+std::vector<std::string> new_notes(const StateDoor& state,
+                                   const std::vector<std::string>& proposed) {
   std::set<std::string> known;
-  for_each_element(value_at(state, "structure_notes"), [&known](const Json& note) {
+  for_each_element(value_of(state, "structure_notes"), [&known](const Json& note) {
     if (note.is_string()) known.insert(note.get<std::string>());
   });
   std::vector<std::string> notes;
@@ -82,13 +83,13 @@ std::vector<std::string> new_notes(const Json& state, const std::vector<std::str
   return notes;
 }
 
-void append_notes_on(const SourceEntry& entry, std::vector<std::string>& notes) {
-  notes.push_back(note_on(entry));
-  for (const std::string& warning : entry.record.warnings) {
-    if (warning.find("No cell/lattice information") != std::string::npos) {
-      notes.push_back(utf8_text(warning));
-    }
+std::vector<std::string> notes_on(const Json& entry) {
+  const std::vector<std::string> warnings = warnings_of(entry);
+  std::vector<std::string> notes = {note_on(entry, warnings)};
+  for (const std::string& warning : warnings) {
+    if (warning.find("No cell/lattice information") != std::string::npos) notes.push_back(warning);
   }
+  return notes;
 }
 
 void append_findings_of(const SourceEntry& entry, std::vector<std::string>& notes) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/discovery/state_door.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest::internal {
@@ -21,11 +22,10 @@ struct KnownEntry {
 /// The sources that a state has: their keys, equal for one source in any letter case and with
 /// either slashes, and the newest entry of each. Throws std::invalid_argument for sources of which
 /// none can be told.
-std::map<std::string, KnownEntry> known_sources(const Json& state);
+std::map<std::string, KnownEntry> known_sources(const StateDoor& state);
 
-/// The key of a source by its text, and that of an entry's source.
+/// The key of a source by its text.
 std::string source_key(std::string source_text);
-std::string source_key(const SourceEntry& entry);
 
 /// Whether a file that was read again is another than when it was taken in: its bytes, the
 /// structure that they give (the cell may come from another file), or that they give one at all.
@@ -33,10 +33,11 @@ bool has_changed(const KnownEntry& known, const IngestedStructure& record);
 
 /// The notes that `proposed` adds to those of the state: each once, and none that is there.
 /// Throws std::invalid_argument when the state's notes are no list.
-std::vector<std::string> new_notes(const Json& state, const std::vector<std::string>& proposed);
+std::vector<std::string> new_notes(const StateDoor& state,
+                                   const std::vector<std::string>& proposed);
 
-/// Appends the notes on an entry that was taken in.
-void append_notes_on(const SourceEntry& entry, std::vector<std::string>& notes);
+/// The notes on an entry that was taken in.
+std::vector<std::string> notes_on(const Json& entry);
 
 /// Appends a note for each of its findings that is an error or a warning.
 void append_findings_of(const SourceEntry& entry, std::vector<std::string>& notes);

@@ -4,8 +4,11 @@
 #include <numeric>
 #include <utility>
 
+#include "structure_ingest/base/interruption.hpp"
 #include "structure_ingest/base/json_values.hpp"
+#include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
+#include "structure_ingest/discovery/take_out.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -24,32 +27,52 @@ std::map<std::string, std::string> unrelated_sources(const RelevanceReport& repo
   return reasons;
 }
 
+/// What reads the assessor's report; empty when the assessor failed.
+std::function<RelevanceReport()> ask(const StateDoor& door, const std::string& request) {
+  try {
+    return door.assess(request);
+  } catch (const Interruption&) {
+    throw;
+  } catch (...) {
+    return {};  // without an assessment nothing is known to be unrelated
+  }
+}
+
 }  // namespace
 
-std::string request_in(const Json& state) {
+std::string request_in(const StateDoor& state) {
   // The choice is made before trimming: a brief of blanks means no request.
   for (const char* key : {"project_brief", "source_query", "user_request"}) {
-    const Json& value = value_at(state, key);
+    const Json& value = value_of(state, key);
     if (!is_empty(value)) return std::string(stripped(text_of(value)));
   }
   return {};
 }
 
-Filtered drop_unrelated(const std::vector<EntryNames>& entries, const std::string& request,
-                        const std::string& role_unrelated,
-                        const std::function<RelevanceReport()>& assess) {
+EntryNames names_of(const Json& entry) {
+  const Json& source_file = member_of(value_at(entry, "metadata"), "source_file");
+  const std::string path = text_or_empty(value_at(entry, "path"));
+  return {.file_name = file_name(is_empty(source_file) ? path : text_of(source_file)),
+          .path = path,
+          .formula = text_or_empty(value_at(entry, "formula")),
+          .source_file = source_text_of(entry)};
+}
+
+Filtered drop_unrelated(const StateDoor& door, std::size_t count,
+                        const std::string& role_unrelated) {
   Filtered filtered;
-  std::map<std::string, std::string> reasons;
-  if (!request.empty() && !entries.empty()) {
-    try {
-      filtered.report = assess();
-      reasons = unrelated_sources(filtered.report, role_unrelated);
-    } catch (...) {
-      // Without an assessment nothing is known to be unrelated.
-    }
+  const std::string request = request_in(door);
+  if (!request.empty() && count > 0) {
+    if (const auto read_report = ask(door, request)) filtered.report = read_report();
   }
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    const EntryNames& entry = entries[i];
+  const std::map<std::string, std::string> reasons =
+      unrelated_sources(filtered.report, role_unrelated);
+  for (std::size_t i = 0; i < count; ++i) {
+    if (reasons.empty()) {
+      filtered.kept.push_back(i);
+      continue;
+    }
+    const EntryNames entry = names_of(door.entry(i));
     auto reason = reasons.find(entry.file_name);
     if (reason == reasons.end()) reason = reasons.find(entry.path);
     if (reason == reasons.end()) {

@@ -9,11 +9,12 @@
 #include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/discovery/dropped_structure.hpp"
+#include "structure_ingest/discovery/state_door.hpp"
 
 namespace structure_ingest::internal {
 
 /// What the user asked for in a state: trimmed, and empty for no request.
-std::string request_in(const Json& state);
+std::string request_in(const StateDoor& state);
 
 /// What the filter reads of a source entry.
 struct EntryNames {
@@ -23,17 +24,20 @@ struct EntryNames {
   std::string source_file{};
 };
 
+/// Throws std::invalid_argument for an entry whose "metadata" is neither empty nor a mapping.
+EntryNames names_of(const Json& entry);
+
 struct Filtered {
   std::vector<std::size_t> kept;  // places among the entries, in their order
   std::vector<DroppedStructure> dropped;
   RelevanceReport report;  // what the assessor said, if it was asked
 };
 
-/// Drops the entries that `assess` judges unrelated to the request with a confidence of at least
-/// 0.8. Without a request or entries `assess` is not called; then, and when it fails, all are kept.
-Filtered drop_unrelated(const std::vector<EntryNames>& entries, const std::string& request,
-                        const std::string& role_unrelated,
-                        const std::function<RelevanceReport()>& assess);
+/// Drops those of the `count` entries of a door that its assessor judges unrelated to the request
+/// with a confidence of at least 0.8. Without a request or entries the assessor is not asked; then,
+/// and when it fails, all are kept.
+Filtered drop_unrelated(const StateDoor& door, std::size_t count,
+                        const std::string& role_unrelated);
 
 /// Why a structure was dropped, in words.
 std::string reason_of(const DroppedStructure& dropped);

@@ -7,7 +7,7 @@
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/discovery/merge.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -16,36 +16,6 @@ constexpr std::string_view REPLACED = "User structure replaced: ";
 constexpr std::string_view IN_PLACE_OF = " in place of ";
 constexpr std::string_view FINDING = "Finding on '";
 constexpr std::string_view FINDING_END = "' (";
-
-std::vector<std::string> warnings_of(const Json& entry) {
-  std::vector<std::string> warnings;
-  const Json& list = value_at(entry, "warnings");
-  if (!list.is_array()) return warnings;
-  for (const Json& warning : list) {
-    if (warning.is_string()) warnings.push_back(warning.get<std::string>());
-  }
-  return warnings;
-}
-
-/// The notes that a hydration adds on an entry.
-std::vector<std::string> notes_on(const Json& entry) {
-  std::vector<std::string> notes;
-  const std::vector<std::string> warnings = warnings_of(entry);
-  if (value_at(entry, "ok") == true) {
-    notes.push_back("User structure ingested deterministically: " + named_in_notes(entry) + ".");
-  } else {
-    const std::string source = source_text_of(entry);
-    std::string joined;
-    for (const std::string& warning : warnings) joined += (joined.empty() ? "" : "; ") + warning;
-    notes.push_back("Structure file could not be parsed: " +
-                    file_name(source.empty() ? text_or_empty(value_at(entry, "path")) : source) +
-                    " (" + joined + ")");
-  }
-  for (const std::string& warning : warnings) {
-    if (warning.find("No cell/lattice information") != std::string::npos) notes.push_back(warning);
-  }
-  return notes;
-}
 
 /// Which notes tell of one of some entries.
 class NotesOn {
@@ -90,8 +60,8 @@ std::string source_text_of(const Json& entry) {
 std::string named_in_notes(const Json& entry) {
   const Json& natoms = value_at(entry, "natoms");
   return text_or_empty(value_at(entry, "formula")) + " (" +
-         (natoms.is_number_integer() ? natoms.dump() : "0") + " atoms) -> " +
-         text_or_empty(value_at(entry, "path"));
+         (natoms.is_number_integer() || natoms.is_string() ? text_of(natoms) : "0") +
+         " atoms) -> " + text_or_empty(value_at(entry, "path"));
 }
 
 std::string note_on_replacement(const Json& entry, const Json& old) {

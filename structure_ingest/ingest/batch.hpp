@@ -13,6 +13,7 @@
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
 
 namespace structure_ingest {
 
@@ -22,6 +23,10 @@ inline constexpr std::string_view INGEST_MANIFEST_REL = ".diagnostics/ingested_s
 /// Told before each file is read how many of the considered candidates are done, how many there
 /// are, and the file's path; may be empty. What it throws ends the batch.
 using Progress = std::function<void(std::size_t done, std::size_t total, const std::string& path)>;
+
+/// Asked of each file before it is opened whether it may be read; empty where all may. The
+/// links of `path` are not resolved.
+using MayRead = std::function<bool(const std::string& path)>;
 
 /// How a batch is ingested.
 struct IngestOptions {
@@ -42,6 +47,11 @@ struct IngestOptions {
   /// Whether the structures are checked: the entries then have findings, and
   /// ".diagnostics/structure_findings.json" those of the batch, for the assistant.
   bool check = true;
+  /// Reads the files; null for a parser of this call alone. One that is kept over several calls
+  /// keeps the process that runs ASE, so that only the first call waits for its start.
+  StructureParser* parser = nullptr;
+  /// A candidate that may not be read is skipped.
+  MayRead may_read{};
 };
 
 /// Ingests the candidates in order into the project: skips names of no structure file, repeats, the

@@ -1,24 +1,31 @@
 #include "structure_ingest/ingest/source_entry.hpp"
 
+#include <cstddef>
+#include <utility>
+
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
+#include "structure_ingest/ingest/entries.hpp"
 #include "structure_ingest/record/json_lists.hpp"
 
 namespace structure_ingest {
 
-Json structure_source_entry(const IngestedStructure& record, std::string_view discovery) {
-  using internal::utf8_text;
-  const std::string kind = utf8_text(discovery.empty() ? DISCOVERY_ATTACHMENT : discovery);
-  const std::string source_path = utf8_text(record.source_path);
-  const std::string xyz_path = utf8_text(record.canonical_xyz_rel);
-  const std::string formula = utf8_text(record.formula);
+namespace {
+
+/// The entry of a record with these two of its values, and each text but those of lists in `form`.
+Json entry_with(Json symbols, Json positions_ang, const IngestedStructure& record,
+                std::string_view discovery, internal::TextForm form) {
+  const std::string kind = form(discovery.empty() ? DISCOVERY_ATTACHMENT : discovery);
+  const std::string source_path = form(record.source_path);
+  const std::string xyz_path = form(record.canonical_xyz_rel);
+  const std::string formula = form(record.formula);
 
   Json metadata = Json::object();
   metadata["xyz_path"] = xyz_path;
   metadata["provenance"] = "user_file";
   metadata["discovery"] = kind;
   metadata["source_file"] = source_path;
-  metadata["cell_provenance"] = utf8_text(record.cell_provenance);
+  metadata["cell_provenance"] = form(record.cell_provenance);
   metadata["parser"] = "structure_ingest";
 
   Json entry = Json::object();
@@ -28,17 +35,17 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
   entry["kind"] = "structure_file";
   entry["origin"] = "user_file";
   entry["discovery"] = kind;
-  entry["format"] = utf8_text(record.format);
+  entry["format"] = form(record.format);
   entry["formula"] = formula;
   entry["natoms"] = record.natoms;
   entry["species"] = internal::json_list(record.species);
   entry["has_cell"] = record.cell_ang && !record.cell_ang->empty();
   entry["cell_ang"] = internal::json_cell(record.cell_ang);
-  entry["symbols"] = internal::json_list(record.symbols);
-  entry["positions_ang"] = internal::json_list(record.positions_ang);
+  entry["symbols"] = std::move(symbols);
+  entry["positions_ang"] = std::move(positions_ang);
   entry["fractional"] = record.fractional;
   entry["source_path"] = source_path;
-  entry["sha256"] = utf8_text(record.sha256);
+  entry["sha256"] = form(record.sha256);
   entry["warnings"] = internal::json_list(record.warnings);
   entry["related_steps"] = internal::json_list({std::string("SCF"), std::string("RELAXATION")});
   entry["metadata"] = std::move(metadata);
@@ -47,6 +54,28 @@ Json structure_source_entry(const IngestedStructure& record, std::string_view di
       " atoms) parsed deterministically from " + internal::file_name(source_path) +
       ". Coordinates in the canonical XYZ copy are exact; do NOT re-type or invent coordinates.";
   return entry;
+}
+
+}  // namespace
+
+Json internal::source_entry(const IngestedStructure& record, std::string_view discovery,
+                            TextForm form) {
+  return entry_with(json_list(record.symbols), json_list(record.positions_ang), record, discovery,
+                    form);
+}
+
+Json structure_source_entry(const IngestedStructure& record, std::string_view discovery) {
+  return internal::source_entry(record, discovery, internal::utf8_text);
+}
+
+Json internal::entry_without_lists(const SourceEntry& entry, std::vector<JsonList>& lists) {
+  const std::size_t first = lists.size();
+  lists.emplace_back(entry.record.symbols);
+  lists.emplace_back(entry.record.positions_ang);
+  Json json = entry_with(list_placeholder(first), list_placeholder(first + 1), entry.record,
+                         entry.discovery, utf8_text);
+  json["ok"] = entry.record.ok;
+  return json;
 }
 
 std::string SourceEntry::path() const {

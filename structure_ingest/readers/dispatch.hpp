@@ -27,18 +27,34 @@ STRUCTURE_INGEST_API bool is_structure_file(std::string_view path);
 /// record; problems with the file are warnings in it, running out of memory included.
 STRUCTURE_INGEST_API IngestedStructure parse_structure_file(const std::string& path);
 
-/// Reads many files. CIF and VASP files share one process that runs ASE, started for the first of
-/// them and ended with the parser; XYZ files in one folder share its companion, which is read once.
-/// Use a parser on one thread at a time.
+/// How a parser reads.
+struct StructureParserOptions {
+  /// Python interpreters, by absolute path, that are tried for ASE before the usual ones. Other
+  /// paths are ignored: what they name depends on the current folder.
+  std::vector<std::string> interpreters{};
+  /// The most processes that run ASE at once, each on a file of its own; a second one is worth its
+  /// start from a few announced files on.
+  int processes = 1;
+};
+
+/// Reads many files. CIF and VASP files share one process that runs ASE, or a few, started for the
+/// first of them and ended with the parser; XYZ files in one folder share its companion, which is
+/// read once for each batch. Starts no thread. Use a parser on one thread at a time.
 class STRUCTURE_INGEST_API StructureParser {
  public:
-  StructureParser();
+  explicit StructureParser(StructureParserOptions options = {});
   /// Ends the ASE process, if one was started, and waits for it.
   ~StructureParser();
   /// Takes over the process of another parser, which must not parse any more.
   StructureParser(StructureParser&&) noexcept;
   /// As above; this parser's own process goes to the other.
   StructureParser& operator=(StructureParser&&) noexcept;
+
+  /// Begins a new batch: companions are read again, since they may have changed, and the CIF and
+  /// VASP files among `paths` are read ahead while the caller parses the files in this order. A
+  /// relative path starts at the current folder, which must stay the same until the file is parsed.
+  /// Ingesting and hydrating do this themselves.
+  void begin_batch(const std::vector<std::string>& paths = {});
 
   /// As `parse_structure_file`.
   IngestedStructure parse(const std::string& path);
@@ -56,6 +72,7 @@ class STRUCTURE_INGEST_API StructureParser {
   const std::vector<std::string>& reader_warnings() const;
 
  private:
+  friend struct ParserMaker;
   struct Session;
   std::unique_ptr<Session> session_;
 };

@@ -5,6 +5,7 @@
 
 #include "structure_ingest/readers/ase.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
@@ -19,5 +20,9 @@ struct Readers {
 /// record's `sha256` unless the file's bytes cannot be read.
 IngestedStructure read_structure(const std::string& path, Readers& readers,
                                  bool fingerprint = false);
+
+/// A parser that has CIF and VASP files read by a function of the host's instead of a process that
+/// runs ASE.
+StructureParser parser_that_asks(AskAse ask_ase);
 
 }  // namespace structure_ingest::internal

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
+#include <deque>
+#include <mutex>
 
 #include "collaborators/material_reference_data.hpp"
 #include "structure_ingest/base/text.hpp"
@@ -23,6 +26,9 @@ constexpr std::string_view SECOND_LETTERS("\0abcdefghijklmnopqrstuvwxyz\0\0\0\0\
 constexpr std::size_t COLUMNS = SECOND_LETTERS.size();
 constexpr std::size_t SYMBOLS = LETTERS * COLUMNS;
 
+/// What stands in the place of KNOWN_ELEMENT_SYMBOLS; null for nothing.
+std::atomic<const KnownSymbols*> replaced_symbols = nullptr;
+
 bool is_letter(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
@@ -40,8 +46,8 @@ std::size_t symbol_index(const std::string& symbol) {
 
 }  // namespace
 
-KnownSymbols::KnownSymbols() {
-  for (const std::string_view symbol : KNOWN_ELEMENT_SYMBOLS) {
+KnownSymbols::KnownSymbols(std::span<const std::string_view> symbols) {
+  for (const std::string_view symbol : symbols) {
     const bool first = !symbol.empty() && symbol[0] >= 'A' && symbol[0] <= 'Z';
     const bool second = symbol.size() == 2 && symbol[1] >= 'a' && symbol[1] <= 'z';
     if (!first || (symbol.size() != 1 && !second)) continue;  // not canonical: never found
@@ -50,8 +56,19 @@ KnownSymbols::KnownSymbols() {
 }
 
 const KnownSymbols& known_symbols() {
-  static const KnownSymbols known;
-  return known;
+  static const KnownSymbols known(KNOWN_ELEMENT_SYMBOLS);
+  const KnownSymbols* const replaced = replaced_symbols.load(std::memory_order_acquire);
+  return replaced == nullptr ? known : *replaced;
+}
+
+void replace_known_symbols(std::span<const std::string_view> symbols) {
+  static std::mutex mutex;
+  static std::deque<KnownSymbols> tables;  // never shrinks: a reader may hold any of them
+  const KnownSymbols wanted(symbols);
+  const std::lock_guard lock(mutex);
+  auto table = std::find(tables.begin(), tables.end(), wanted);
+  if (table == tables.end()) table = tables.insert(tables.end(), wanted);
+  replaced_symbols.store(&*table, std::memory_order_release);
 }
 
 std::string canonical_symbol(std::string_view token) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,7 +15,10 @@ namespace structure_ingest::internal {
 /// The set of known symbols, indexed by first and second letter.
 class KnownSymbols {
  public:
-  KnownSymbols();
+  /// Symbols that are not in canonical form are left out: no label can match them.
+  explicit KnownSymbols(std::span<const std::string_view> symbols);
+
+  bool operator==(const KnownSymbols&) const = default;
 
   /// The length, 1 or 2, of the symbol at the front of a label with these first two characters; 0
   /// when there is none.
@@ -32,6 +36,10 @@ class KnownSymbols {
 
 /// The table of the agent's known symbols.
 const KnownSymbols& known_symbols();
+
+/// Puts these symbols in the place of KNOWN_ELEMENT_SYMBOLS, for a host that is given them at run
+/// time. Safe while other threads read: the tables before stay valid, and equal ones are kept once.
+void replace_known_symbols(std::span<const std::string_view> symbols);
 
 /// The canonical element symbol that an atom label begins with (Fe for fe3+, Ca for CA), or the
 /// empty string. Two leading letters are always read as one symbol, never the first alone: OW gives

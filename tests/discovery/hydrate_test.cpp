@@ -8,8 +8,10 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "structure_ingest/base/interruption.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
+#include "structure_ingest/discovery/json_state.hpp"
 #include "tests/fake_modules.hpp"
 #include "tests/scratch_folder.hpp"
 
@@ -38,9 +40,10 @@ struct Hydrate : testing::Test {
     internal::PathResolver resolver;
     const std::string project = resolver.resolve(state["project_path"].get<std::string>());
     const bool sweeps = internal::is_sweep_allowed(project, modules);
-    internal::Offered offered =
-        internal::offer_named(state, extra_paths, project, sweeps, resolver);
-    const internal::ScanRoots roots = internal::find_scan_roots(state, project);
+    std::vector<Json> entries;
+    const internal::StateDoor door = internal::door_to(state, entries, modules);
+    internal::Offered offered = internal::offer_named(door, extra_paths, project, sweeps, resolver);
+    const internal::ScanRoots roots = internal::find_scan_roots(door, project);
     if (sweeps) internal::offer_scanned(offered, roots.folders, project, modules, resolver);
     internal::skip_other_files(offered.candidates, project);
     return offered;
@@ -415,6 +418,31 @@ TEST_F(Hydrate, ReportsUnexpectedErrorsAndReturnsNothing) {
 
 // For any state: either the structure is ingested, or one error is reported, never both, and
 // nothing else in the state changes.
+// Nothing happens after an interruption, whichever module it comes from.
+TEST_F(Hydrate, AnInterruptionEndsTheCall) {
+  const std::string water = w.write("water.xyz", HELIUM);
+  const auto interrupt = [](const auto&...) -> TrustRecord { throw internal::Interruption(); };
+  const auto expect_end = [&](const Collaborators& interrupted) {
+    EXPECT_THROW(structure_ingest::hydrate(
+                     state, {.extra_paths = {water}, .collaborators = interrupted, .check = true}),
+                 internal::Interruption);
+    EXPECT_FALSE(state.contains("structure_sources"));
+  };
+  Collaborators interrupted = modules;
+  interrupted.trust_state_for = interrupt;
+  expect_end(interrupted);
+  EXPECT_FALSE(std::filesystem::exists(w / "ws/proj/project_root"));
+  interrupted = modules;
+  interrupted.atomic_write_json = [](const std::string& path, const Json&) {
+    if (path.ends_with("findings.json")) throw internal::Interruption();
+  };
+  expect_end(interrupted);
+  interrupted = modules;
+  interrupted.record_suppressed_error = [](const auto&...) { throw internal::Interruption(); };
+  state["attachments"] = 5;
+  expect_end(interrupted);
+}
+
 TEST_F(Hydrate, EveryKeyMayHoldEveryKindOfValue) {
   const std::string path = w.write("a.xyz", HELIUM);
   const std::filesystem::path old_folder = std::filesystem::current_path();

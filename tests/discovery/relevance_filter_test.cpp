@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <limits>
 #include <stdexcept>
+
+#include "structure_ingest/base/interruption.hpp"
+#include "structure_ingest/discovery/json_state.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -11,11 +15,28 @@ namespace {
 using Notes = std::vector<std::string>;
 using Places = std::vector<std::size_t>;
 
-const std::vector<EntryNames> ENTRIES = {
-    {"a.xyz", "copies/1.xyz", "H2O"}, {"b.xyz", "copies/2.xyz", ""}, {"a.xyz", "/v/a.xyz", ""}};
+using Assess = std::function<RelevanceReport()>;
+
+/// Filters some entries of a state with this request.
+Filtered filter_with(const Json& request, std::size_t count,
+                     const std::function<Assess(const std::string& request)>& ask) {
+  const std::vector<Json> entries = {
+      {{"metadata", {{"source_file", "/u/a.xyz"}}}, {"path", "copies/1.xyz"}, {"formula", "H2O"}},
+      {{"metadata", {{"source_file", "b.xyz"}}}, {"path", "copies/2.xyz"}, {"formula", ""}},
+      {{"metadata", nullptr}, {"path", "/v/a.xyz"}}};
+  StateDoor door;
+  door.value = [&request](std::string_view key) {
+    return key == "user_request" ? &request : nullptr;
+  };
+  door.entry = [&entries](std::size_t place) -> const Json& { return entries[place]; };
+  door.assess = ask;
+  return drop_unrelated(door, count, "other");
+}
 
 Filtered filter(const std::vector<RelevanceVerdict>& verdicts) {
-  return drop_unrelated(ENTRIES, "iron", "other", [&] { return RelevanceReport{verdicts}; });
+  return filter_with("iron", 3, [&verdicts](const std::string&) -> Assess {
+    return [&verdicts] { return RelevanceReport{verdicts}; };
+  });
 }
 
 Notes notes_of(const Filtered& filtered) {
@@ -69,21 +90,37 @@ TEST(RelevanceFilter, ChoosesTheRequestBeforeTrimmingIt) {
                 "iron"},
            Case{{{"project_brief", nullptr}, {"source_query", 0}, {"user_request", 7}}, "7"},
        }) {
-    EXPECT_EQ(request_in(state), request) << state;
+    Json held = state;
+    std::vector<Json> entries;
+    const Collaborators modules([](const std::string&, const Json&) {});
+    EXPECT_EQ(request_in(door_to(held, entries, modules)), request) << state;
   }
 }
 
 TEST(RelevanceFilter, KeepsEverythingWithoutAnAssessment) {
-  const auto fails = []() -> RelevanceReport { throw 5; };
-  EXPECT_EQ(drop_unrelated(ENTRIES, "iron", "other", fails).kept, (Places{0, 1, 2}));
+  const auto fails = [](const std::string&) -> Assess { throw 5; };
+  EXPECT_EQ(filter_with("iron", 3, fails).kept, (Places{0, 1, 2}));
   int asked = 0;
-  const auto counts = [&asked] {
+  const auto counts = [&asked](const std::string&) -> Assess {
     ++asked;
-    return RelevanceReport{{{"a.xyz", "other", 1, ""}}};
+    return [] { return RelevanceReport{{{"a.xyz", "other", 1, ""}}}; };
   };
-  EXPECT_EQ(drop_unrelated(ENTRIES, "", "other", counts).kept, (Places{0, 1, 2}));
-  EXPECT_TRUE(drop_unrelated({}, "iron", "other", counts).kept.empty());
+  EXPECT_EQ(filter_with("", 3, counts).kept, (Places{0, 1, 2}));
+  EXPECT_TRUE(filter_with("iron", 0, counts).kept.empty());
   EXPECT_EQ(asked, 0);
+}
+
+// What comes back from an assessor that did not fail must be readable.
+TEST(RelevanceFilter, PassesOnTheFailureToReadAReport) {
+  const auto unreadable = [](const std::string&) -> Assess {
+    return []() -> RelevanceReport { throw std::length_error("no verdicts"); };
+  };
+  EXPECT_THROW(filter_with("iron", 3, unreadable), std::length_error);
+}
+
+TEST(RelevanceFilter, PassesOnAnInterruption) {
+  const auto interrupted = [](const std::string&) -> Assess { throw Interruption(); };
+  EXPECT_THROW(filter_with("iron", 3, interrupted), Interruption);
 }
 
 }  // namespace

@@ -29,6 +29,22 @@ TEST(Chemistry, KnowsAllElements) {
   }
 }
 
+TEST(Chemistry, AHostMayReplaceTheKnownSymbols) {
+  const KnownSymbols& before = known_symbols();
+  const std::vector<std::string_view> own = {"Xx", "O", "toolong", "o"};
+  replace_known_symbols(own);
+  EXPECT_EQ(canonical_symbol("xx1"), "Xx");
+  EXPECT_EQ(canonical_symbol("O"), "O");
+  EXPECT_EQ(canonical_symbol("Fe"), "");
+  EXPECT_EQ(before.length('F', 'e'), 2U);  // for who reads meanwhile
+  const KnownSymbols* const table = &known_symbols();
+  replace_known_symbols(structure_ingest::KNOWN_ELEMENT_SYMBOLS);
+  EXPECT_EQ(canonical_symbol("Fe"), "Fe");
+  replace_known_symbols(own);
+  EXPECT_EQ(&known_symbols(), table);
+  replace_known_symbols(structure_ingest::KNOWN_ELEMENT_SYMBOLS);
+}
+
 TEST(Chemistry, FormulaAndSpecies) {
   struct Case {
     std::vector<std::string> symbols;

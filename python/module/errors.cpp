@@ -1,0 +1,91 @@
+#include "python/module/errors.hpp"
+
+#include <filesystem>
+#include <new>
+#include <stdexcept>
+#include <system_error>
+
+#include "python/module/text.hpp"
+#include "structure_ingest/base/path.hpp"
+
+namespace structure_ingest::python {
+namespace {
+
+void set_os_error(const std::system_error& error, const std::string& path) {
+  try {
+    const int number = error.code().value();
+    py::object reason = str_of(error.code().message());
+    const py::object exception =
+        path.empty()
+            ? py::reinterpret_borrow<py::object>(PyExc_OSError)(number, reason)
+            : py::reinterpret_borrow<py::object>(PyExc_OSError)(number, reason, str_of(path));
+    PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(exception.ptr())), exception.ptr());
+  } catch (py::error_already_set& raised) {
+    raised.restore();
+  }
+}
+
+/// A character that cannot be in a path came with a NUL: then the error is what Python raises.
+void set_path_error(const internal::NulInPath& failure) {
+  try {
+    PyObject* const encoded = PyUnicode_EncodeFSDefault(str_of(failure.path).ptr());
+    if (encoded == nullptr) return;
+    Py_DECREF(encoded);
+    PyErr_SetString(PyExc_ValueError, failure.what());
+  } catch (py::error_already_set& raised) {
+    raised.restore();
+  }
+}
+
+}  // namespace
+
+void set_python_error(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (PythonInterruption& interruption) {
+    interruption.error.restore();
+  } catch (py::error_already_set& raised) {
+    raised.restore();
+  } catch (const py::builtin_exception& raised) {
+    raised.set_error();
+  } catch (const std::filesystem::filesystem_error& failure) {
+    set_os_error(failure, failure.path1().native());
+  } catch (const std::system_error& failure) {
+    set_os_error(failure, "");
+  } catch (const std::bad_alloc&) {
+    PyErr_NoMemory();
+  } catch (const internal::NulInPath& failure) {
+    set_path_error(failure);
+  } catch (const std::invalid_argument& failure) {
+    PyErr_SetString(PyExc_ValueError, failure.what());
+  } catch (const std::exception& failure) {
+    PyErr_SetString(PyExc_RuntimeError, failure.what());
+  } catch (...) {
+    PyErr_SetString(PyExc_RuntimeError, "an error of an unknown kind");
+  }
+}
+
+py::object python_error(const std::exception_ptr& error) {
+  set_python_error(error);
+  PyObject* type = nullptr;
+  PyObject* value = nullptr;
+  PyObject* trace = nullptr;
+  PyErr_Fetch(&type, &value, &trace);
+  PyErr_NormalizeException(&type, &value, &trace);
+  if (trace != nullptr) PyException_SetTraceback(value, trace);
+  Py_XDECREF(type);
+  Py_XDECREF(trace);
+  return py::reinterpret_steal<py::object>(value);
+}
+
+void translate_exceptions() {
+  py::register_local_exception_translator([](std::exception_ptr error) {
+    if (error) set_python_error(error);
+  });
+}
+
+void check_signals() {
+  if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+}
+
+}  // namespace structure_ingest::python

@@ -1,0 +1,149 @@
+#include "python/module/record.hpp"
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "python/module/json_values.hpp"
+#include "python/module/lists.hpp"
+#include "python/module/text.hpp"
+#include "structure_ingest/ingest/entries.hpp"
+
+namespace structure_ingest::python {
+namespace {
+
+py::object& record_class() {
+  static auto* const held = new py::object;
+  return *held;
+}
+
+std::string as_it_is(std::string_view text) {
+  return std::string(text);
+}
+
+py::object cell_object(const IngestedStructure& record) {
+  if (!record.cell_ang) return py::none();
+  return list_of(*record.cell_ang);
+}
+
+/// The fields that a source entry shows but for its lists, and whether there is a cell.
+IngestedStructure without_lists(const IngestedStructure& record) {
+  IngestedStructure plain{.source_path = record.source_path, .format = record.format};
+  plain.natoms = record.natoms;
+  plain.formula = record.formula;
+  plain.sha256 = record.sha256;
+  plain.canonical_xyz_rel = record.canonical_xyz_rel;
+  plain.cell_provenance = record.cell_provenance;
+  plain.fractional = record.fractional;
+  if (record.cell_ang && !record.cell_ang->empty()) plain.cell_ang.emplace(1);
+  return plain;
+}
+
+std::string text_field(const py::handle& object, const char* name) {
+  const py::object value = object.attr(name);
+  if (PyUnicode_Check(value.ptr()) == 0) {
+    throw py::type_error(std::string(name) + " must be a string");
+  }
+  return bytes_of(value);
+}
+
+std::int64_t natoms_of(const py::handle& object) {
+  const auto number =
+      py::reinterpret_steal<py::object>(PyNumber_Index(object.attr("natoms").ptr()));
+  if (!number) throw py::error_already_set();
+  const long long natoms = PyLong_AsLongLong(number.ptr());
+  if (natoms == -1 && PyErr_Occurred() != nullptr) throw py::error_already_set();
+  return natoms;
+}
+
+/// The fields of an object that are no lists.
+IngestedStructure plain_fields(const py::handle& object) {
+  IngestedStructure record{.source_path = text_field(object, "source_path"),
+                           .format = text_field(object, "format")};
+  record.natoms = natoms_of(object);
+  record.fractional = is_true(object.attr("fractional"));
+  record.formula = text_field(object, "formula");
+  record.sha256 = text_field(object, "sha256");
+  record.canonical_xyz_rel = text_field(object, "canonical_xyz_rel");
+  record.cell_provenance = text_field(object, "cell_provenance");
+  record.ok = is_true(object.attr("ok"));
+  return record;
+}
+
+py::list copied_rows(const py::handle& rows) {
+  const NoCollection no_collection;
+  py::list copy = new_list_of(rows);
+  for (Py_ssize_t i = 0; i < PyList_GET_SIZE(copy.ptr()); ++i) {
+    PyObject* const row = new_list_of(PyList_GET_ITEM(copy.ptr(), i)).release().ptr();
+    PyList_SetItem(copy.ptr(), i, row);
+  }
+  return copy;
+}
+
+}  // namespace
+
+void bind_record_class(const py::object& cls) {
+  record_class() = cls;
+}
+
+py::object record_object(const IngestedStructure& record) {
+  const py::object object = record_class().attr("__new__")(record_class());
+  const auto set = [&object](const char* name, const py::object& value) {
+    object.attr(name) = value;
+  };
+  set("source_path", str_of(record.source_path));
+  set("format", str_of(record.format));
+  set("natoms", py::int_(record.natoms));
+  set("species", list_of(record.species));
+  set("symbols", list_of(record.symbols));
+  set("positions_ang", list_of(record.positions_ang));
+  set("cell_ang", cell_object(record));
+  set("fractional", py::bool_(record.fractional));
+  set("formula", str_of(record.formula));
+  set("sha256", str_of(record.sha256));
+  set("canonical_xyz_rel", str_of(record.canonical_xyz_rel));
+  set("cell_provenance", str_of(record.cell_provenance));
+  set("warnings", list_of(record.warnings));
+  set("ok", py::bool_(record.ok));
+  return object;
+}
+
+IngestedStructure record_of(const py::handle& object) {
+  IngestedStructure record = plain_fields(object);
+  record.species = texts_of(object.attr("species"), "species");
+  record.symbols = texts_of(object.attr("symbols"), "symbols");
+  record.positions_ang = vectors_of(object.attr("positions_ang"), "positions_ang", true);
+  const py::object cell = object.attr("cell_ang");
+  if (!cell.is_none()) record.cell_ang = vectors_of(cell, "cell_ang", false);
+  record.warnings = texts_of(object.attr("warnings"), "warnings");
+  return record;
+}
+
+py::dict entry_object(const IngestedStructure& record, const std::string& discovery,
+                      bool complete) {
+  const Json plain = internal::source_entry(without_lists(record), discovery, as_it_is);
+  py::dict entry = object_of(plain);
+  entry["species"] = list_of(record.species);
+  entry["cell_ang"] = cell_object(record);
+  entry["symbols"] = list_of(record.symbols);
+  entry["positions_ang"] = list_of(record.positions_ang);
+  entry["warnings"] = list_of(record.warnings);
+  if (complete) entry["ok"] = py::bool_(record.ok);
+  return entry;
+}
+
+py::dict entry_of_object(const py::handle& object, const std::string& discovery) {
+  IngestedStructure plain = plain_fields(object);
+  const py::object cell = object.attr("cell_ang");
+  if (is_true(cell)) plain.cell_ang.emplace(1);
+  py::dict entry = object_of(internal::source_entry(plain, discovery, as_it_is));
+  const auto list = [&object](const char* name) { return new_list_of(object.attr(name)); };
+  entry["species"] = list("species");
+  entry["cell_ang"] = cell;
+  entry["symbols"] = list("symbols");
+  entry["positions_ang"] = copied_rows(object.attr("positions_ang"));
+  entry["warnings"] = list("warnings");
+  return entry;
+}
+
+}  // namespace structure_ingest::python

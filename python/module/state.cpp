@@ -1,0 +1,321 @@
+#include "python/module/state.hpp"
+
+#include <stdexcept>
+#include <utility>
+
+#include "python/module/batch.hpp"
+#include "python/module/errors.hpp"
+#include "python/module/json_values.hpp"
+#include "python/module/lists.hpp"
+#include "python/module/package.hpp"
+#include "python/module/text.hpp"
+
+namespace structure_ingest::python {
+namespace {
+
+constexpr const char* NODE = "structure_ingest";
+constexpr const char* OPERATION = "hydrate_user_structures";
+constexpr double CONFIDENCE_TO_DROP = 0.8;
+
+/// How verdicts that drop a structure are marked for the library.
+const std::string ROLE_UNRELATED = agent_modules().ROLE_UNRELATED;
+
+/// The text of a value; null when the value counts as empty. One that does not, and still has no
+/// text, gives `without_text`.
+Json present_text(const py::handle& value, const char* without_text) {
+  if (!is_true(value)) return nullptr;
+  std::string text = text_of(value);
+  if (text.empty()) text = without_text;
+  return text;
+}
+
+/// As above for a folder to scan. One of which no text can be made is no folder: a NUL stands for
+/// it, which no path has.
+Json present_folder(const py::handle& value) {
+  if (!is_true(value)) return nullptr;
+  try {
+    std::string text = text_of(value);
+    if (text.empty()) text = ".";
+    return text;
+  } catch (py::error_already_set& error) {
+    if (!error.matches(PyExc_Exception)) throw;
+    return std::string(1, '\0');
+  }
+}
+
+py::object member(const py::handle& value, const char* key) {
+  return is_mapping(value) ? value_at(value, key) : py::none();
+}
+
+/// The elements of a value where a list is expected; none of one that counts as empty.
+py::list elements(const py::handle& value) {
+  if (!is_true(value)) return py::list();
+  return new_list_of(value);
+}
+
+Json attachments(const py::handle& value) {
+  Json paths = Json::array();
+  for (const py::handle& attachment : elements(value)) {
+    paths.push_back({{"path", present_text(member(attachment, "path"), "")}});
+  }
+  return paths;
+}
+
+Json texts(const py::handle& value) {
+  Json list = Json::array();
+  for (const py::handle& element : elements(value)) list.push_back(text_of(element));
+  return list;
+}
+
+Json text_or_null(const py::handle& value) {
+  return PyUnicode_Check(value.ptr()) != 0 ? Json(bytes_of(value)) : Json();
+}
+
+/// What names the source of an entry.
+Json source_of(const py::handle& entry) {
+  const py::object metadata = value_at(entry, "metadata");
+  const py::object source_file =
+      is_true(metadata) ? py::object(value_at(metadata, "source_file")) : py::none();
+  // A blank names no source, as a present value without text does.
+  Json source = {{"metadata", {{"source_file", present_text(source_file, " ")}}}};
+  if (source["metadata"]["source_file"].is_null()) {
+    source["source_path"] = present_text(value_at(entry, "source_path"), " ");
+  }
+  return source;
+}
+
+/// What our own assessor reads of an entry; it reads nothing else of a state but its entries.
+Json assessed_entry(const py::handle& entry) {
+  Json assessed = Json::object();
+  for (const char* key : {"path", "formula", "discovery", "source_path"}) {
+    assessed[key] = text_or_null(value_at(entry, key));
+  }
+  assessed["metadata"]["source_file"] =
+      text_or_null(member(value_at(entry, "metadata"), "source_file"));
+  for (const char* key : {"species", "symbols"}) {
+    const py::object symbols = value_at(entry, key);
+    if (PyList_Check(symbols.ptr()) == 0) continue;
+    assessed[key] = Json::array();
+    for (const py::handle& symbol : symbols) assessed[key].push_back(text_or_null(symbol));
+  }
+  return assessed;
+}
+
+}  // namespace
+
+State::State(py::object mapping) : mapping_(std::move(mapping)) {}
+
+internal::StateDoor State::door() {
+  return {
+      .value = [this](std::string_view key) { return in_python([&] { return value(key); }); },
+      .learn_root =
+          [this](const std::string& folder) {
+            in_python([&] { set("source_workspace_root", str_of(folder)); });
+          },
+      .write_manifest =
+          [this](const std::string& project, const std::vector<SourceEntry>& entries) {
+            return in_python([&] { return write_manifest(project, entries); });
+          },
+      .entry = [this](std::size_t place) -> const Json& {
+        in_python([&] { entry(place); });
+        return entry_;
+      },
+      .keep = [this](const auto& places) { in_python([&] { keep(places); }); },
+      .assess =
+          [this](const std::string& request) { return in_python([&] { return assess(request); }); },
+      .take_out = nullptr,  // only a refreshing hydration asks for it
+      .put_sources = [this] { in_python([&] { put_sources(); }); },
+      .add_notes = [this](const auto& added) { in_python([&] { add_notes(added); }); },
+      .report = [this](const std::exception_ptr& error) { in_python([&] { report(error); }); },
+  };
+}
+
+py::list State::entries() const {
+  py::list list;
+  for (const py::object& entry : entries_) list.append(entry);
+  return list;
+}
+
+std::vector<std::string> State::extra_paths(const py::handle& paths) {
+  std::vector<std::string> texts;
+  try {
+    in_python([&] {
+      for (const py::handle& path : elements(paths)) {
+        if (is_true(path)) texts.push_back(text_of(path));
+      }
+    });
+  } catch (const py::error_already_set&) {
+    failed_paths_ = std::current_exception();
+  }
+  return texts;
+}
+
+void State::take_entries(const py::handle& entries) {
+  entries_.clear();
+  for (const py::handle& entry : py::iter(entries)) {
+    entries_.push_back(py::reinterpret_borrow<py::object>(entry));
+  }
+}
+
+/// The value at a key, of nested mappings where the key has dots.
+py::object State::at(std::string_view key) {
+  const std::size_t dot = key.find('.');
+  py::object value = value_at(mapping_, std::string(key.substr(0, dot)).c_str());
+  if (dot == std::string_view::npos) return value;
+  for (std::string_view rest = key.substr(dot + 1);;) {
+    const std::size_t next = rest.find('.');
+    value = member(value, std::string(rest.substr(0, next)).c_str());
+    if (next == std::string_view::npos) return value;
+    rest.remove_prefix(next + 1);
+  }
+}
+
+const Json* State::value(std::string_view key) {
+  const py::object raw = at(key);
+  Json& value = values_[std::string(key)];
+  if (key == "source_workspace_root" && raw.is_none()) {
+    const int is_there = PySequence_Contains(mapping_.ptr(), str_of(key).ptr());
+    if (is_there < 0) throw py::error_already_set();
+    value = nullptr;
+    return is_there == 0 ? nullptr : &value;
+  }
+  if (key == "attachments") {
+    if (failed_paths_) std::rethrow_exception(failed_paths_);
+    value = attachments(raw);
+  } else if (key == "structure_sources") {
+    existing_ = elements(raw);
+    value = sources();
+  } else if (key == "structure_notes") {
+    notes_ = elements(raw);
+    value = notes();
+  } else if (key == "attached_workspace.inventory.structure_files") {
+    value = texts(raw);
+  } else if (key == "project_path" || key == "attached_workspace.project_path") {
+    value = present_text(raw, ".");
+  } else if (key == "project_brief" || key == "source_query" || key == "user_request") {
+    value = present_text(raw, " ");
+  } else {
+    value = present_folder(raw);
+  }
+  return &value;
+}
+
+/// Leaves only the mappings among the entries that the state has.
+Json State::sources() {
+  py::list mappings;
+  Json known = Json::array();
+  for (const py::handle& entry : existing_) {
+    if (!is_mapping(entry)) continue;
+    mappings.append(entry);
+    known.push_back(source_of(entry));
+  }
+  existing_ = mappings;
+  return known;
+}
+
+Json State::notes() {
+  Json texts = Json::array();
+  for (const py::handle& note : notes_) texts.push_back(text_or_null(note));
+  return texts;
+}
+
+const Json& State::entry(std::size_t place) {
+  const py::object& entry = entries_[place];
+  entry_ = source_of(entry);
+  for (const char* key : {"path", "formula"}) {
+    entry_[key] = present_text(value_at(entry, key), "");
+  }
+  const py::object natoms = value_at(entry, "natoms");
+  if (!natoms.is_none()) entry_["natoms"] = text_of(natoms);
+  entry_["ok"] = is_true(value_at(entry, "ok"));
+  entry_["warnings"] = texts(value_at(entry, "warnings"));
+  return entry_;
+}
+
+std::string State::write_manifest(const std::string& project,
+                                  const std::vector<SourceEntry>& entries) {
+  const py::list objects = entry_objects(entries);
+  take_entries(objects);
+  return python::write_manifest(project, objects);
+}
+
+void State::keep(const std::vector<std::size_t>& places) {
+  std::vector<py::object> kept;
+  kept.reserve(places.size());
+  for (const std::size_t place : places) kept.push_back(entries_[place]);
+  entries_ = std::move(kept);
+}
+
+std::function<RelevanceReport()> State::assess(const std::string& request) {
+  if (!has_agent()) {
+    std::vector<Json> asked;
+    for (const py::object& entry : entries_) asked.push_back(assessed_entry(entry));
+    Json known = Json::array();
+    for (const py::handle& entry : existing_) known.push_back(assessed_entry(entry));
+    const Json state = {{"structure_sources", known}};
+    return [report = agent_modules().assess_structure_relevance(asked, request, state)] {
+      return report;
+    };
+  }
+  const py::object ask = agent_name("structure_relevance", "assess_structure_relevance");
+  role_ = agent_name("structure_relevance", "ROLE_UNRELATED");
+  report_ = ask(entries(), str_of(request), mapping_);
+  return [this] { return in_python([&] { return read_report(); }); };
+}
+
+/// The verdicts that drop a structure, in their order; the others have no effect.
+RelevanceReport State::read_report() {
+  RelevanceReport report;
+  for (const py::handle& verdict : py::iter(report_.attr("verdicts"))) {
+    if (!compares(verdict.attr("role"), role_, Py_EQ)) continue;
+    if (!compares(verdict.attr("confidence"), py::float_(CONFIDENCE_TO_DROP), Py_GE)) continue;
+    const py::object source = verdict.attr("source");
+    py::hash(source);  // it must be usable as a key, whether or not it names an entry
+    const py::object reason = verdict.attr("reason");
+    if (PyUnicode_Check(source.ptr()) == 0) continue;
+    report.verdicts.push_back({.source = bytes_of(source),
+                               .role = ROLE_UNRELATED,
+                               .confidence = CONFIDENCE_TO_DROP,
+                               .reason = is_true(reason) ? text_of(reason) : std::string()});
+  }
+  return report;
+}
+
+void State::put_sources() {
+  const py::list added = entries();
+  set("structure_sources", added + existing_);
+}
+
+void State::add_notes(const std::vector<std::string>& added) {
+  py::list notes = notes_;
+  for (const std::string& note : added) notes.append(str_of(note));
+  set("structure_notes", notes);
+}
+
+void State::set(const char* key, const py::object& value) {
+  if (PyObject_SetItem(mapping_.ptr(), py::str(key).ptr(), value.ptr()) != 0) {
+    throw py::error_already_set();
+  }
+}
+
+void State::report(const std::exception_ptr& error) {
+  const py::object exception = python_error(error);
+  py::object project = py::none();
+  try {
+    project = value_at(mapping_, "project_path");
+  } catch (py::error_already_set& no_mapping) {
+    if (!no_mapping.matches(PyExc_Exception)) throw;
+  }
+  if (has_agent()) {
+    agent_name("diagnostics", "record_suppressed_error")(
+        project, py::arg("node") = NODE, py::arg("op") = OPERATION, py::arg("exc") = exception);
+    return;
+  }
+  const std::string message =
+      Py_TYPE(exception.ptr())->tp_name + std::string(": ") + text_of(py::str(exception));
+  agent_modules().record_suppressed_error(
+      present_text(project, "."),
+      {NODE, OPERATION, std::make_exception_ptr(std::runtime_error(message))});
+}
+
+}  // namespace structure_ingest::python

@@ -1,0 +1,67 @@
+// The agent state as a Python mapping, as a hydration reaches it.
+#pragma once
+
+#include <pybind11/pybind11.h>
+
+#include <cstddef>
+#include <exception>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "collaborators/collaborators.hpp"
+#include "structure_ingest/discovery/state_door.hpp"
+
+namespace structure_ingest::python {
+
+namespace py = pybind11;
+
+/// A mapping that the caller owns. It is changed in place: what was in it stays the same objects.
+/// Values are converted one by one, when a hydration asks for them; those that are only kept are
+/// never looked into. Make and destroy one with Python's lock held; the door takes the lock itself.
+class State {
+ public:
+  explicit State(py::object mapping);
+
+  /// It must not outlive the state.
+  internal::StateDoor door();
+
+  /// The texts of the paths that the caller names. What fails here fails when the attachments are
+  /// asked for: these are the first that a hydration offers behind them.
+  std::vector<std::string> extra_paths(const py::handle& paths);
+
+  /// The entries that are left: after a hydration those that were added.
+  py::list entries() const;
+
+  /// Asks the assessor about these entries, which a caller gives in any form.
+  void take_entries(const py::handle& entries);
+
+ private:
+  const Json* value(std::string_view key);
+  const Json& entry(std::size_t place);
+  Json sources();
+  Json notes();
+  std::string write_manifest(const std::string& project, const std::vector<SourceEntry>& entries);
+  void keep(const std::vector<std::size_t>& places);
+  std::function<RelevanceReport()> assess(const std::string& request);
+  RelevanceReport read_report();
+  void put_sources();
+  void add_notes(const std::vector<std::string>& notes);
+  void report(const std::exception_ptr& error);
+  py::object at(std::string_view key);
+  void set(const char* key, const py::object& value);
+
+  py::object mapping_;
+  std::map<std::string, Json, std::less<>> values_;  // the latest of each key
+  Json entry_;
+  std::vector<py::object> entries_;
+  std::exception_ptr failed_paths_;
+  py::list existing_;  // the mappings in "structure_sources"
+  py::list notes_;     // the elements of "structure_notes"
+  py::object report_;  // the assessor's
+  py::object role_;    // its ROLE_UNRELATED
+};
+
+}  // namespace structure_ingest::python

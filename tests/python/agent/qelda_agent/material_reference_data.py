@@ -1,0 +1,1 @@
+KNOWN_ELEMENT_SYMBOLS = ("H", "O", "Si")  # any collection will do
