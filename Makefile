@@ -1,5 +1,5 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: bench demo python test test-bulk relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
+.PHONY: bench demo python test test-browser test-bulk test-clients relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
 
 # Only the program: the tests take longer to build than all else.
 demo: packages
@@ -14,6 +14,13 @@ python: packages
 
 test: release
 	ctest --preset release -j2 -LE slow
+
+# The report in a real browser.
+test-browser: packages
+	@tools/install-packages chromium chromium-driver python3-selenium
+	@test -f build/release/build.ninja || cmake --preset release
+	cmake --build --preset release -t structure-ingest
+	/usr/bin/python3 tests/browser/report_test.py build/release/structure-ingest
 
 # The reading of very many files, on a Dask cluster of a scheduler and two workers.
 test-bulk: python
@@ -37,6 +44,12 @@ asan-ubsan tsan: packages clang
 	@test -f build/$@/build.ninja || cmake --preset $@
 	cmake --build --preset $@
 
+# The server with clients that others wrote. npm installs them into the build folder.
+test-clients: release
+	@command -v node > /dev/null || tools/install-packages nodejs
+	@command -v npm > /dev/null || tools/install-packages npm
+	tests/server/clients/run build/release/structure-ingest build/clients
+
 # Each fuzzer for SECONDS, from the inputs that it has found before.
 SECONDS = 60
 fuzz: asan-ubsan
@@ -48,7 +61,7 @@ deb: packages
 
 # `make bench BENCH=--short` only shows that the benchmarks work; BENCH='--plot FILE' draws a plot.
 bench:
-	@tools/install-packages libbenchmark-dev libfast-float-dev
+	@tools/install-packages libbenchmark-dev libfast-float-dev rapidjson-dev
 	cmake --preset release -DSTRUCTURE_INGEST_BENCH=ON
 	cmake --build --preset release
 	bench/run.py build/release $(BENCH)

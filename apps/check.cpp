@@ -9,6 +9,7 @@
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
 #include "apps/findings_view.hpp"
+#include "apps/jobs.hpp"
 #include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
@@ -30,6 +31,7 @@ using structure_ingest::Severity;
 struct CheckArguments {
   bool json = false;
   std::string explain;
+  std::string jobs;
   PathArguments paths;
 };
 
@@ -56,7 +58,8 @@ void show(const IngestedStructure& record, const std::vector<Finding>& findings,
 Status check_files(const CheckArguments& arguments) {
   Status status = ALL_WELL;
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
-  structure_ingest::StructureParser parser;
+  structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
+  parser.begin_batch(texts_of(paths));
   Progress progress;
   Summary summary;
   for (std::size_t i = 0; i < paths.size(); ++i) {
@@ -107,6 +110,7 @@ Command add_check(CLI::App& program) {
       "One JSON document a line, one line a path: path, ok, formula, natoms, findings");
   command->add_option("--explain", arguments->explain, "Say what the finding CODE means")
       ->type_name("CODE");
+  add_jobs_option(*command, arguments->jobs);
   add_path_options(*command, arguments->paths, "Structure files");
   command->callback([arguments] {
     if (arguments->explain.empty()) require_paths(arguments->paths);

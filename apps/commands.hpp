@@ -33,5 +33,8 @@ Command add_list(CLI::App& program);
 Command add_verify(CLI::App& program);
 Command add_forget(CLI::App& program);
 Command add_extract(CLI::App& program);
+Command add_picture(CLI::App& program);
+Command add_report(CLI::App& program);
+Command add_serve(CLI::App& program);
 
 }  // namespace apps

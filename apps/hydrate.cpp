@@ -9,6 +9,7 @@
 
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
+#include "apps/jobs.hpp"
 #include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
@@ -32,6 +33,7 @@ struct HydrateArguments {
   bool json = false;
   bool no_check = false;
   bool note_findings = false;
+  std::string jobs;
   PathArguments paths;
 };
 
@@ -132,6 +134,7 @@ structure_ingest::Collaborators modules_that_tell() {
 
 HydrateOutcome hydrate(Json& state, const HydrateArguments& arguments,
                        const std::vector<std::string>& paths) {
+  structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
   Progress progress;
   return structure_ingest::hydrate(
       state,
@@ -143,11 +146,13 @@ HydrateOutcome hydrate(Json& state, const HydrateArguments& arguments,
        .refresh = arguments.refresh,
        .dry_run = arguments.dry_run,
        .check = !arguments.no_check,
-       .note_findings = arguments.note_findings});
+       .note_findings = arguments.note_findings,
+       .parser = &parser});
 }
 
 Status run(const HydrateArguments& arguments) {
   const int limit = read_limit(arguments.limit);
+  processes_for(arguments.jobs);  // refuses a wrong number before anything is done
   const std::vector<std::string> paths = paths_into_project(arguments.paths);
   HydrateOutcome outcome;
   if (arguments.dry_run) {
@@ -205,6 +210,7 @@ Command add_hydrate(CLI::App& program) {
   command->add_flag("--no-check", arguments->no_check, "Do not check the structures");
   command->add_flag("--note-findings", arguments->note_findings,
                     "Add a note to the state for each error and warning that the check finds");
+  add_jobs_option(*command, arguments->jobs);
   add_project_path_options(*command, arguments->paths, "More structure files, as if attached");
   add_examples(*command, {"hydrate --project my_project ~/water.xyz ~/crystal.cif",
                           "hydrate --project my_project --refresh ~/water.xyz",

@@ -9,6 +9,7 @@
 
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
+#include "apps/jobs.hpp"
 #include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
@@ -28,6 +29,7 @@ struct IngestArguments {
   bool json = false;
   bool dry_run = false;
   bool no_check = false;
+  std::string jobs;
   PathArguments paths;
 };
 
@@ -40,7 +42,7 @@ std::map<std::string, std::string> read_discovery(const std::string& path) {
   try {
     mapping = agent_modules::read_json(path, nullptr);
   } catch (const structure_ingest::JsonError& error) {
-    throw WrongInput(malformed(path, "", error));
+    throw WrongInput(agent_modules::malformed(path, "", error));
   } catch (const std::system_error& error) {
     throw WrongInput(error.what());
   }
@@ -59,6 +61,8 @@ Status run(const IngestArguments& arguments) {
   options.discovery_by_path = read_discovery(arguments.discovery);
   options.check = !arguments.no_check;
   options.dry_run = arguments.dry_run;
+  structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
+  options.parser = &parser;
   const std::vector<std::string> paths = paths_into_project(arguments.paths);
   Progress progress;
   options.progress = [&progress](std::size_t done, std::size_t total, const std::string& path) {
@@ -104,6 +108,7 @@ Command add_ingest(CLI::App& program) {
   command->add_flag("--json", arguments->json, "One JSON array of the source entries");
   command->add_flag("--no-check", arguments->no_check, "Do not check the structures");
   command->add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
+  add_jobs_option(*command, arguments->jobs);
   add_project_path_options(*command, arguments->paths, "Structure files");
   command->callback([arguments] { require_paths(arguments->paths); });
   add_examples(*command, {"ingest --project my_project ~/water.xyz",

@@ -60,12 +60,14 @@ int run(int argc, char** argv) {
   program.set_help_flag("-h,--help", "Print this help and exit");
   program.require_subcommand(1, 1);
   const std::map<std::string, apps::Command> commands = {
-      {"parse", apps::add_parse(program)},   {"check", apps::add_check(program)},
-      {"ingest", apps::add_ingest(program)}, {"hydrate", apps::add_hydrate(program)},
-      {"owner", apps::add_owner(program)},   {"belongs", apps::add_belongs(program)},
-      {"trust", apps::add_trust(program)},   {"scan", apps::add_scan(program)},
-      {"list", apps::add_list(program)},     {"verify", apps::add_verify(program)},
-      {"forget", apps::add_forget(program)}, {"extract", apps::add_extract(program)},
+      {"parse", apps::add_parse(program)},     {"check", apps::add_check(program)},
+      {"ingest", apps::add_ingest(program)},   {"hydrate", apps::add_hydrate(program)},
+      {"owner", apps::add_owner(program)},     {"belongs", apps::add_belongs(program)},
+      {"trust", apps::add_trust(program)},     {"scan", apps::add_scan(program)},
+      {"list", apps::add_list(program)},       {"verify", apps::add_verify(program)},
+      {"forget", apps::add_forget(program)},   {"extract", apps::add_extract(program)},
+      {"picture", apps::add_picture(program)}, {"report", apps::add_report(program)},
+      {"serve", apps::add_serve(program)},
   };
   program.footer(
       "Examples:\n"

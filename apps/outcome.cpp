@@ -39,6 +39,8 @@ std::string reason_of(const SkippedFile& file, int limit) {
       return "the copy that a project holds of a structure";
     case SkipReason::other_project:
       return file.other.empty() ? "another project's" : "it belongs to the project " + file.other;
+    case SkipReason::not_allowed:
+      return "it may not be read here";
     case SkipReason::past_limit:
       break;
   }
@@ -76,13 +78,6 @@ std::string files_found(std::size_t count) {
 }
 
 }  // namespace
-
-std::string malformed(const std::string& path, const std::string& what,
-                      const structure_ingest::JsonError& error) {
-  const std::string place =
-      error.line == 0 ? "" : std::to_string(error.line) + ":" + std::to_string(error.column) + ":";
-  return path + ":" + place + " " + what + error.reason;
-}
 
 void print_array(std::span<const SourceEntry> entries) {
   std::string text;

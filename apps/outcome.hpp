@@ -16,11 +16,6 @@ struct WrongInput : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// What to say of a file that is no JSON: "state.json:3:7: the state is malformed: ...", with the
-/// line and column where the error has them; `what` may be empty.
-std::string malformed(const std::string& path, const std::string& what,
-                      const structure_ingest::JsonError& error);
-
 /// Prints entries as one JSON array on one line.
 void print_array(std::span<const structure_ingest::SourceEntry> entries);
 

@@ -12,6 +12,7 @@
 #include "apps/commands.hpp"
 #include "apps/findings_view.hpp"
 #include "apps/frames.hpp"
+#include "apps/jobs.hpp"
 #include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
@@ -32,6 +33,7 @@ struct ParseArguments {
   std::string frame;
   std::string block;
   bool no_check = false;
+  std::string jobs;
   PathArguments paths;
 };
 
@@ -93,7 +95,8 @@ Status run(const ParseArguments& arguments) {
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
   std::optional<FrameChoice> choice;
   if (!arguments.frame.empty()) choice = read_frame_choice(arguments.frame);
-  structure_ingest::StructureParser parser;
+  structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
+  if (arguments.block.empty()) parser.begin_batch(texts_of(paths));
   Progress progress;
   Output output(arguments);
   std::string reason_told;
@@ -147,6 +150,7 @@ Command add_parse(CLI::App& program) {
       ->excludes(frame);
   command->add_flag("--no-check", arguments->no_check,
                     "Leave out the cautions: what 'check' calls an error or a warning");
+  add_jobs_option(*command, arguments->jobs);
   add_path_options(*command, arguments->paths, "Structure files");
   command->callback([arguments] { require_paths(arguments->paths); });
   add_examples(*command, {"parse water.xyz crystal.cif POSCAR",

@@ -111,6 +111,13 @@ std::string absolute_path(const std::string& path) {
   return base::resolve_path(normal) == resolved ? normal : resolved;
 }
 
+std::vector<std::string> texts_of(const std::vector<GivenPath>& paths) {
+  std::vector<std::string> texts;
+  texts.reserve(paths.size());
+  for (const GivenPath& given : paths) texts.push_back(given.path);
+  return texts;
+}
+
 std::vector<std::string> paths_into_project(const PathArguments& arguments) {
   std::vector<std::string> paths;
   for (GivenPath& given : given_paths(arguments)) {

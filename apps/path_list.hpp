@@ -36,6 +36,9 @@ void require_paths(const PathArguments& arguments);
 /// are skipped. Throws WrongInput, with file and line, for a list that cannot be read or used.
 std::vector<GivenPath> given_paths(const PathArguments& arguments);
 
+/// The paths without their origins.
+std::vector<std::string> texts_of(const std::vector<GivenPath>& paths);
+
 /// The same as the library takes them, to which a relative path is the project's: the user's are
 /// made absolute, unless told otherwise. "." and ".." are gone, so that one file has one path.
 std::vector<std::string> paths_into_project(const PathArguments& arguments);

@@ -1,10 +1,9 @@
-// The state that a command works on: a file of its own, or that of a project.
+// The options that name the state that a command works on.
 #pragma once
 
-#include <functional>
 #include <string>
 
-#include "structure_ingest/structure_ingest.hpp"
+#include "collaborators/agent_modules/project_state.hpp"
 
 namespace CLI {
 class App;
@@ -12,43 +11,12 @@ class App;
 
 namespace apps {
 
-/// The state of a project, in its folder.
-inline constexpr const char* PROJECT_STATE = ".strataquill_state.json";
-
-struct StateArguments {
-  std::string state;    // a file; empty for that of a project
-  std::string project;  // a folder; empty for the current one where a command allows it
-};
+using agent_modules::PROJECT_STATE;
+using agent_modules::ProjectState;
+using StateArguments = agent_modules::StateLocation;
 
 /// Declares --state and --project, which exclude each other.
 void add_state_options(CLI::App& command, StateArguments& arguments,
                        const std::string& about_project);
-
-/// The file that holds the state.
-std::string state_file_of(const StateArguments& arguments);
-
-/// A state as it was read, and the project that it is of.
-struct ProjectState {
-  std::string project;             // the folder
-  std::string file;                // of the state
-  structure_ingest::Json state{};  // null when the project has none
-  /// The folder that the state says the project is, when that is another one: the project was moved
-  /// or copied. Empty otherwise.
-  std::string moved_from{};
-};
-
-/// Reads a state and writes nothing. Throws WrongInput for a folder that is not there, and for a
-/// state that cannot be read or, named by --state, is missing.
-ProjectState read_project_state(const StateArguments& arguments);
-
-/// Lets `change` work on the state and writes it back when it is different afterwards; the folder
-/// of the state stays locked meanwhile. A project that has no state yet gets one; the state of a
-/// project's own is made to say that project, and one that says another is refused, as is one that
-/// cannot be read: WrongInput. What cannot be written is std::system_error.
-void change_state(const StateArguments& arguments,
-                  const std::function<void(structure_ingest::Json&)>& change);
-
-/// The state that `change_state` would hand over, of which nothing is written.
-structure_ingest::Json state_to_try(const StateArguments& arguments);
 
 }  // namespace apps

@@ -8,7 +8,6 @@
 
 #include "apps/shortest_distance.hpp"
 #include "structure_ingest/check/subject.hpp"
-#include "structure_ingest/check/symmetry.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"
 
 namespace apps {
@@ -31,16 +30,14 @@ bool is_right_handed(const std::vector<structure_ingest::Vector3>& cell) {
          0;
 }
 
-/// The space group, where it can be searched for.
-std::string space_group_of(const structure_ingest::IngestedStructure& record,
-                           const std::optional<double>& shortest) {
-  if (!shortest || *shortest < internal::SAME_PLACE_ANG) return {};
-  if (!record.cell_ang || !is_right_handed(*record.cell_ang)) return {};
-  const std::optional<internal::FoundSymmetry> found = internal::find_symmetry(record);
-  return found ? found->name : "";
-}
-
 }  // namespace
+
+std::optional<internal::FoundSymmetry> space_group_of(
+    const structure_ingest::IngestedStructure& record, const std::optional<double>& shortest_ang) {
+  if (!shortest_ang || *shortest_ang < internal::SAME_PLACE_ANG) return std::nullopt;
+  if (!record.cell_ang || !is_right_handed(*record.cell_ang)) return std::nullopt;
+  return internal::find_symmetry(record);
+}
 
 TableRow structure_headings() {
   return {"file", "formula", "atoms",  "a",       "b",           "c",        "alpha",
@@ -69,7 +66,8 @@ TableRow structure_row(const std::string& name, const structure_ingest::Ingested
   row.push_back(number(volume, digits));
   row.push_back(volume ? number(internal::density_g_cm3(record.symbols, *volume), digits) : "");
   const std::optional<double> shortest = shortest_distance_ang(record);
-  row.push_back(space_group_of(record, shortest));
+  const std::optional<internal::FoundSymmetry> group = space_group_of(record, shortest);
+  row.push_back(group ? group->name : "");
   row.push_back(number(shortest, digits));
   row.emplace_back();
   return row;

@@ -6,9 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 
 namespace bench {
@@ -49,20 +52,45 @@ MinimalRecord minimal_parse(std::string_view bytes) {
   return record;
 }
 
+namespace {
+
+/// Formats a number below 10^8 with ten decimals, rounded from its exact value.
+char* exact_decimals(char* out, double value) {
+  __extension__ using Uint128 = unsigned __int128;
+  constexpr std::uint64_t unit = 10000000000;
+  std::uint64_t bits = 0;
+  std::memcpy(&bits, &value, sizeof bits);
+  if (bits >> 63 != 0) *out++ = '-';
+  const int exponent = static_cast<int>(bits >> 52 & 0x7FF);
+  const std::uint64_t mantissa = (bits & ((1ULL << 52) - 1)) | (exponent == 0 ? 0 : 1ULL << 52);
+  const int shift = std::min(1075 - std::max(exponent, 1), 100);
+  const Uint128 scaled = Uint128{mantissa} * unit;
+  const Uint128 rest = scaled & ((Uint128{1} << shift) - 1);
+  const Uint128 half = Uint128{1} << (shift - 1);
+  auto units = static_cast<std::uint64_t>(scaled >> shift);
+  if (rest > half || (rest == half && units % 2 != 0)) ++units;
+  out = std::to_chars(out, out + 20, units / unit).ptr;
+  *out++ = '.';
+  std::uint64_t decimals = units % unit;
+  for (int i = 9; i >= 0; --i, decimals /= 10) out[i] = static_cast<char>('0' + decimals % 10);
+  return out + 10;
+}
+
+}  // namespace
+
 std::string minimal_text(const structure_ingest::IngestedStructure& record) {
-  std::string text;
-  std::array<char, 400> buffer{};
+  const auto buffer = std::make_unique_for_overwrite<char[]>(64 * record.symbols.size());
+  char* out = buffer.get();
   for (std::size_t i = 0; i < record.symbols.size(); ++i) {
-    text += record.symbols[i];
+    const std::string& symbol = record.symbols[i];
+    out = std::copy_n(symbol.data(), symbol.size(), out);
     for (const double coordinate : record.positions_ang[i]) {
-      text += ' ';
-      const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), coordinate,
-                                        std::chars_format::fixed, 10);
-      text.append(buffer.data(), result.ptr);
+      *out++ = ' ';
+      out = exact_decimals(out, coordinate);
     }
-    text += '\n';
+    *out++ = '\n';
   }
-  return text;
+  return {buffer.get(), out};
 }
 
 std::string minimal_json(const structure_ingest::IngestedStructure& record) {

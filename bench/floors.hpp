@@ -23,7 +23,8 @@ std::string file_bytes(const std::string& path);
 /// Parses with one buffer, memchr for the lines and fast_float for the numbers.
 MinimalRecord minimal_parse(std::string_view bytes);
 
-/// Formats every number exactly in fixed point, and copies each symbol.
+/// Formats every number exactly in 128-bit integers, and copies each symbol, in a buffer of its
+/// own. For numbers below 10^8.
 std::string minimal_text(const structure_ingest::IngestedStructure& record);
 
 /// Writes the JSON text of symbols and positions straight from the arrays.

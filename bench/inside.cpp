@@ -6,10 +6,12 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/floors.hpp"
 #include "bench/inputs.hpp"
+#include "bench/peers.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/structure_ingest.hpp"
@@ -81,8 +83,8 @@ std::vector<std::string> batch_of_files(const bench::Folder& files, std::size_t 
 
 /// Ingests files into a new project under `parent`; the floor writes its files only when `durable`.
 void add_ingestion(const std::string& job, const bench::Folder& files, const std::string& parent,
-                   bool durable) {
-  for (const std::size_t atoms : {1000U, 20000U}) {
+                   bool durable, const std::vector<std::size_t>& sizes) {
+  for (const std::size_t atoms : sizes) {
     const std::string name = job + "/8 files/" + std::to_string(atoms) + "/";
     const std::vector<std::string> paths = batch_of_files(files, atoms);
     const auto new_folder = [parent] { return std::make_unique<bench::Folder>(parent); };
@@ -124,6 +126,71 @@ void add_hydration(const bench::Folder& files, const std::string& parent) {
   });
 }
 
+/// The text of a state with entries of 30 atoms.
+std::string state_text(const bench::Folder& files, std::size_t entries) {
+  Json state = {{"project_path", "/project"}, {"structure_sources", Json::array()}};
+  auto& sources = state["structure_sources"].get_ref<Json::array_t&>();
+  for (std::size_t i = 0; i < entries; ++i) {
+    if (i < 50) {
+      const std::string path = files.write("source" + std::to_string(i) + ".xyz",
+                                           bench::structure_text(bench::LAYOUTS[0], 30, i));
+      sources.push_back(structure_source_entry(parse_structure_file(path)));
+    } else {
+      sources.push_back(sources[i - 50]);
+      sources.back()["metadata"]["source_file"] = "/data/" + std::to_string(i) + ".xyz";
+    }
+  }
+  return json_text(state, 2);
+}
+
+/// Reads a state as the program does, and as other parsers read it for themselves.
+void add_states(const bench::Folder& files) {
+  const auto text = std::make_shared<std::string>(state_text(files, 5000));
+  const auto half = std::make_shared<std::string>(state_text(files, 2500));
+  const auto ours = [text] { return parse_json(*text).size(); };
+  add("state, 5,000 entries/read/0/ours", ours);
+  add("state, 5,000 entries/read/0/floor", [text] { return Json::parse(*text).size(); });
+  add("state, RapidJSON/read/0/ours", ours);
+  add("state, RapidJSON/read/0/floor", [text] { return bench::rapidjson_members(*text); });
+  add("state, simdjson/read/0/ours", ours);
+  add("state, simdjson/read/0/floor", [text] { return bench::simdjson_members(*text); });
+  add("twice the entries/read a state/0/ours", ours);
+  add("twice the entries/read a state/0/floor", [half] { return parse_json(*half).size(); });
+}
+
+void add_growth(const bench::Folder& files) {
+  for (const auto& [side, atoms] : {std::pair("ours", 20000U), std::pair("floor", 10000U)}) {
+    const std::string path =
+        files.write(std::string(side) + ".xyz", bench::structure_text(bench::LAYOUTS[0], atoms));
+    const auto record = std::make_shared<IngestedStructure>(parse_structure_file(path));
+    const std::string name = std::string("/20000/") + side;
+    add("twice the atoms/parse" + name, [path] { return parse_structure_file(path); });
+    add("twice the atoms/check" + name, [record] { return check_structure(*record).size(); });
+    add("twice the atoms/source entry" + name,
+        [record] { return json_text(structure_source_entry(*record), 2).size(); });
+  }
+}
+
+/// Reads one CIF file through a process that is kept.
+void add_crystal(const bench::Folder& files) {
+  std::string text =
+      "data_crystal\n_cell_length_a 8.1\n_cell_length_b 9.2\n_cell_length_c 10.3\n"
+      "_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n"
+      "_symmetry_space_group_name_H-M 'P m m m'\nloop_\n_atom_site_label\n"
+      "_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n";
+  for (int i = 0; i < 24; ++i) {
+    const std::string digits = std::to_string(1000 + 37 * i);
+    text += "O" + digits + " O 0." + digits + " 0.1" + digits + " 0.2" + digits + "\n";
+  }
+  const std::string path = files.write("crystal.cif", text);
+  const auto parser = std::make_shared<StructureParser>();
+  if (!parser->parse(path).ok) return;  // there is no ASE
+  add("one CIF file/in a process that is kept/0/ours",
+      [path, parser] { return parser->parse(path).natoms; });
+  add("one CIF file/in a process that is kept/0/floor",
+      [path] { return bench::gemmi_coordinates(path); });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -133,9 +200,13 @@ int main(int argc, char** argv) {
   for (const bench::Layout& layout : bench::LAYOUTS) {
     for (const std::size_t atoms : {100U, 1000U, 20000U}) add_steps(files, layout, atoms);
   }
-  add_ingestion("ingest", files, memory, false);
-  add_ingestion("ingest, durable", files, temporary, true);
+  add_ingestion("ingest", files, memory, false, {1000, 20000});
+  add_ingestion("ingest, small", files, memory, false, {100});
+  add_ingestion("ingest, durable", files, temporary, true, {1000, 20000});
   add_hydration(files, memory);
+  add_states(files);
+  add_growth(files);
+  add_crystal(files);
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   return 0;

@@ -8,16 +8,12 @@ import json
 import math
 import os
 import pathlib
-import random
-import shutil
 import statistics
 import subprocess
 import sys
 import tempfile
-import time
 
-HERE = pathlib.Path(__file__).resolve().parent
-PYTHON = "/usr/bin/python3"
+from whole_processes import Jobs
 
 SIZES = (100, 1000, 20000)
 
@@ -30,8 +26,15 @@ JOBS = {
     "source entry": ("a copy into JSON, element by element", 0.8),
     "fingerprint": ("one EVP digest over bytes in memory", 1.1),
     "ingest": ("the sum of its steps", 1.5),
+    "ingest, small": ("the sum of its steps", 1.8),
     "ingest, durable": ("the same with write, fsync, rename", 1.3),
     "hydrate": ("hydrating an empty state", 1.2),
+    "state, 5,000 entries": ("nlohmann's parse", 0.45),
+    "state, RapidJSON": ("its parse into its own value", None),
+    "state, simdjson": ("its parse into its own tape", None),
+    "twice the atoms": ("half of them", 2.2),
+    "twice the entries": ("half of them", 2.2),
+    "one CIF file": ("gemmi's reader", None),
 }
 PARSE_17_DIGITS = 1.2
 
@@ -46,91 +49,14 @@ def inside(program, rounds, seconds, pattern):
     for run in json.loads(output)["benchmarks"]:
         if run["run_type"] != "iteration":
             continue
-        job, variant, atoms, side = run["run_name"].split("/")[:4]
-        # Use processor time, which excludes other processes, except where a job waits for the disk.
-        clock = "real_time" if "durable" in job else "cpu_time"
+        job, variant, atoms, side = run["run_name"].split("/")[:4]  # 0 atoms: another size
+        # Use processor time, which excludes other processes, except where a job waits for the disk or
+        # for the process that runs ASE.
+        clock = "real_time" if "durable" in job or "CIF" in job else "cpu_time"
         sides = times.setdefault((job, variant, int(atoms)), {})
         sides.setdefault(side, []).append(run[clock] * 1e-6)
     return {key: {side: statistics.median(values) for side, values in sides.items()}
             for key, sides in times.items()}
-
-
-def alternate(rounds, *commands):
-    """Medians of the times of whole processes that alternate; each command is built anew."""
-    times = [[] for _ in commands]
-    for _ in range(rounds):
-        for command, seconds in zip(commands, times):
-            arguments = command()
-            start = time.perf_counter()
-            subprocess.run(arguments, check=True, stdout=subprocess.DEVNULL,
-                           stderr=subprocess.DEVNULL)
-            seconds.append(time.perf_counter() - start)
-    return [statistics.median(seconds) for seconds in times]
-
-
-def peak_memory(build, arguments):
-    """The peak resident size of a process in bytes."""
-    command = [build / "bench" / "structure_ingest_bench_peak", *arguments]
-    run = subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-    return 1024 * int(run.stderr.split()[-1])
-
-
-def write_file(path, atoms, seed):
-    numbers = random.Random(seed)
-    lines = [f"{atoms}", 'Lattice="100.0 0.0 0.0 0.0 100.0 0.0 0.0 0.0 100.0"']
-    for _ in range(atoms):
-        position = "".join(f" {numbers.uniform(-50, 50):14.8f}" for _ in range(3))
-        lines.append(f"{numbers.choice(['H', 'C', 'O', 'Si', 'Fe']):2s}{position}")
-    path.write_text("\n".join(lines) + "\n")
-    return path
-
-
-def has_ase():
-    return subprocess.run([PYTHON, "-c", "import ase.io"], stderr=subprocess.DEVNULL).returncode == 0
-
-
-def whole_processes(build, rounds, folder):
-    """Rows of the table: (what, compared with, ratios by size, bound or None)."""
-    program = build / "structure-ingest"
-    small = write_file(folder / "small.xyz", 100, 1)
-    large = write_file(folder / "large.xyz", 20000, 2)
-    batch = [write_file(folder / f"batch{i}.xyz", 1000, 10 + i) for i in range(8)]
-    projects = iter(range(10**6))
-
-    def new_project():
-        project = folder / f"project{next(projects)}"
-        project.mkdir()
-        return project
-
-    def ingest(files):
-        return lambda: [program, "ingest", "--project", new_project(), *files]
-
-    rows = []
-    ours, empty = alternate(10 * rounds, lambda: [program, "parse", small],
-                            lambda: [build / "bench" / "structure_ingest_bench_empty"])
-    rows.append(("whole process: parse", "an empty program", {100: ours / empty}, 1.3))
-
-    name = "whole process: ingest, 8 files"
-    if has_ase():
-        ours, theirs = alternate(rounds, ingest(batch), lambda: [
-            PYTHON, HERE / "plain_ase.py", new_project(), *batch])
-        rows.append((name, "a plain script with ASE", {1000: ours / theirs}, 0.1))
-    else:
-        rows.append((name, "a plain script with ASE (not installed)", {}, 0.1))
-
-    name = "whole process: ingest, 1 file"
-    if shutil.which("obabel"):
-        ours, theirs = alternate(max(1, rounds // 3), ingest([large]), lambda: [
-            "obabel", "-ixyz", large, "-oxyz", "-O", new_project() / "copy.xyz"])
-        rows.append((name, "Open Babel: read and write", {20000: ours / theirs}, None))
-    else:
-        rows.append((name, "Open Babel: read and write (not installed)", {}, None))
-
-    idle = peak_memory(build, [program, "--version"])
-    used = peak_memory(build, ingest([large])())
-    rows.append(("peak memory: ingest", "the size of the file",
-                 {20000: (used - idle) / large.stat().st_size}, 8))
-    return rows
 
 
 def inside_rows(medians):
@@ -144,13 +70,14 @@ def inside_rows(medians):
 
 def table(rows):
     """Compares with the bound at the largest size that was measured."""
-    cells = [("what", "compared with", *(f"{size:,}" for size in SIZES), "at most", "verdict")]
+    cells = [("what", "compared with", *(f"{size:,}" for size in SIZES), "other", "at most",
+              "verdict")]
     for what, other, ratios, bound in rows:
         verdict = ""
         if ratios and bound is not None:
             verdict = "ok" if ratios[max(ratios)] <= bound else "OVER"
         cells.append((what, other,
-                      *(f"{ratios[size]:.2f}" if size in ratios else "" for size in SIZES),
+                      *(f"{ratios[size]:.2f}" if size in ratios else "" for size in (*SIZES, 0)),
                       "" if bound is None else f"{bound:g}", verdict))
     widths = [max(len(row[column]) for row in cells) for column in range(len(cells[0]))]
     lines = ["| " + " | ".join(cell.ljust(width) for cell, width in zip(row, widths)) + " |"
@@ -199,8 +126,9 @@ def main():
     rows = list(inside_rows(medians))
     if options.filter == ".":
         memory = "/dev/shm" if os.path.isdir("/dev/shm") else None  # no waiting for the disk
-        with tempfile.TemporaryDirectory(dir=memory) as folder:
-            rows += whole_processes(build, 1 if options.short else 9, pathlib.Path(folder))
+        with tempfile.TemporaryDirectory(dir=memory) as folder, tempfile.TemporaryDirectory() as disk:
+            rows += Jobs(build, 1 if options.short else 9, pathlib.Path(folder),
+                         pathlib.Path(disk)).rows()
     if options.short:
         rows = [(what, other, ratios, None) for what, other, ratios, _ in rows]
     print(table(rows))

@@ -29,7 +29,7 @@ install(FILES
 # The version of the JSON library is part of the names of our symbols.
 set(pc_requires "nlohmann_json = ${nlohmann_json_VERSION}")
 if(NOT BUILD_SHARED_LIBS)
-  string(APPEND pc_requires " libcrypto libutf8proc spglib")
+  string(APPEND pc_requires " libcrypto libpng libutf8proc simdjson spglib")
 endif()
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE pc_prefix)

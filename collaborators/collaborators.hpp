@@ -5,6 +5,7 @@
 #include <exception>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -41,6 +42,27 @@ struct SuppressedError {
   std::string node;        ///< the module
   std::string op;          ///< its operation
   std::exception_ptr exc;  ///< the error; never null
+};
+
+/// A writer of JSON documents, for `Collaborators::atomic_write_json`, that also takes the text of
+/// a document piece by piece: an ingestion then never has its whole manifest in memory. Both slots
+/// must be given.
+struct JsonFileWriter {
+  /// Takes the next piece of a text.
+  using TakePiece = std::function<void(std::string_view piece)>;
+  /// Hands a text over from its beginning to its end.
+  using GiveText = std::function<void(const TakePiece& take)>;
+
+  /// Writes a value.
+  std::function<void(const std::string& path, const Json& value)> write_value;
+  /// Writes the text of a document as `write_value` writes the value that it is the text of. The
+  /// text is given without a final line feed.
+  std::function<void(const std::string& path, const GiveText& text)> write_text;
+  /// The blanks a level in such a text, as for `json_text`.
+  int indent = 2;
+
+  /// Calls `write_value`.
+  void operator()(const std::string& path, const Json& value) const { write_value(path, value); }
 };
 
 /// The agent's other modules. An empty slot is a missing module: calling it fails with

@@ -24,6 +24,7 @@
 #include "structure_ingest/discovery/hydrate.hpp"          // IWYU pragma: export
 #include "structure_ingest/ingest/batch.hpp"               // IWYU pragma: export
 #include "structure_ingest/ingest/source_entry.hpp"        // IWYU pragma: export
+#include "structure_ingest/picture/picture.hpp"             // IWYU pragma: export
 #include "structure_ingest/project/ownership.hpp"          // IWYU pragma: export
 #include "structure_ingest/readers/dispatch.hpp"           // IWYU pragma: export
 #include "structure_ingest/readers/frames.hpp"             // IWYU pragma: export

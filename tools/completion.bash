@@ -23,7 +23,7 @@ _structure_ingest() {
   if [[ -n $value ]]; then
     case $value in
       DIR) place=dirnames ;;
-      N|CODE) return ;;
+      N|CODE|NAME|TEXT|AXIS|SIZE) return ;;
     esac
   elif [[ -z $only_paths && $word == -* ]]; then
     mapfile -t COMPREPLY < <(

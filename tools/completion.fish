@@ -28,7 +28,7 @@ function __structure_ingest_complete
     switch "$value"
         case DIR
             __fish_complete_directories "$word" ''
-        case N CODE NAME
+        case N CODE NAME TEXT AXIS SIZE
             return
         case '?*'
             __fish_complete_path "$word"

@@ -22,7 +22,7 @@ _structure_ingest() {
     value=$(sed -nE "s/^  ([^ ]+,)?$before(,[^ ]+)? ([A-Z]+).*/\3/p" <<<$help)
   case $value in
     DIR) _files -/ ;;
-    N | CODE | NAME) return 1 ;;
+    N | CODE | NAME | TEXT | AXIS | SIZE) return 1 ;;
     ?*) _files ;;
     *)
       if [[ -z $only_paths && $word == -* ]]; then

@@ -9,7 +9,8 @@
 namespace structure_ingest {
 
 Collaborators agent_modules() {
-  Collaborators modules(agent_modules::atomic_write_json);
+  Collaborators modules(JsonFileWriter{.write_value = agent_modules::atomic_write_json,
+                                       .write_text = agent_modules::atomic_write_text});
   modules.record_suppressed_error = agent_modules::record_suppressed_error;
   modules.trust_state_for = agent_modules::trust_state_for;
   modules.inventory_workspace = agent_modules::inventory_workspace;

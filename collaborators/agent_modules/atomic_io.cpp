@@ -1,10 +1,12 @@
 #include "collaborators/agent_modules/atomic_io.hpp"
 
+#include <cstddef>
 #include <filesystem>
 #include <system_error>
 
 #include "structure_ingest/base/folder_lock.hpp"
 #include "structure_ingest/base/input_file.hpp"
+#include "structure_ingest/base/json_text.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/replace_file.hpp"
 
@@ -15,11 +17,9 @@ using structure_ingest::Json;
 
 namespace {
 
-/// The text of a file that holds `value`. Throws if the text could not be read again: an unreadable
-/// state would be lost.
-std::string file_text(const Json& value, const std::string& path) {
-  std::string text = structure_ingest::json_text(value, 2) + '\n';
-  if (text.size() <= base::MAX_WHOLE_FILE) return text;
+/// Throws if a text of this size could not be read again: an unreadable state would be lost.
+void require_readable(std::size_t size, const std::string& path) {
+  if (size <= base::MAX_WHOLE_FILE) return;
   throw std::filesystem::filesystem_error("cannot write what could not be read again", path,
                                           std::make_error_code(std::errc::file_too_large));
 }
@@ -27,8 +27,20 @@ std::string file_text(const Json& value, const std::string& path) {
 }  // namespace
 
 void atomic_write_json(const std::string& path, const Json& value) {
+  atomic_write_text(path, [&](const TakePiece& take) { base::take_json_text(value, 2, take); });
+}
+
+void atomic_write_text(const std::string& path, const std::function<void(const TakePiece&)>& text) {
   base::create_folders(base::parent_folder(base::path_text(path)));
-  base::replace_file(path, file_text(value, path));
+  base::replace_file(path, [&](const TakePiece& take) {
+    std::size_t size = 0;
+    const auto add = [&](std::string_view piece) {
+      require_readable(size += piece.size(), path);
+      take(piece);
+    };
+    text(add);
+    add("\n");
+  });
 }
 
 Json read_json(const std::string& path, const Json& missing) {
@@ -50,8 +62,16 @@ void update_json(const std::string& path, const Json& missing,
   // Compare texts: copying a large value takes several times the memory.
   const std::string before = structure_ingest::json_text(value, 2) + '\n';
   change(value);
-  const std::string after = file_text(value, path);
+  const std::string after = structure_ingest::json_text(value, 2) + '\n';
+  require_readable(after.size(), path);
   if (after != before) base::replace_file(base::join_path(folder, base::file_name(given)), after);
+}
+
+std::string malformed(const std::string& path, const std::string& what,
+                      const structure_ingest::JsonError& error) {
+  const std::string place =
+      error.line == 0 ? "" : std::to_string(error.line) + ":" + std::to_string(error.column) + ":";
+  return path + ":" + place + " " + what + error.reason;
 }
 
 }  // namespace agent_modules

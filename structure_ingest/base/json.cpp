@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "structure_ingest/base/plain_json.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest {
@@ -144,7 +146,7 @@ JsonError::JsonError(const std::string& why, std::size_t at_line, std::size_t at
       line(at_line),
       column(at_column) {}
 
-Json parse_json(std::string_view text) {
+Json internal::read_any_json(std::string_view text) {
   // The parser takes a NUL for the end of the text and would silently drop what follows.
   if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
     throw JsonError("a NUL character after " + std::to_string(nul) + " bytes");
@@ -153,6 +155,11 @@ Json parse_json(std::string_view text) {
   Builder builder(text, value);
   Json::sax_parse(text.begin(), text.end(), &builder);
   return value;
+}
+
+Json parse_json(std::string_view text) {
+  if (std::optional<Json> value = internal::read_plain_json(text)) return *std::move(value);
+  return internal::read_any_json(text);
 }
 
 }  // namespace structure_ingest

@@ -1,3 +1,5 @@
+#include "structure_ingest/base/json_text.hpp"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -7,7 +9,6 @@
 #include <string_view>
 
 #include "structure_ingest/base/fast/write_decimals.hpp"
-#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest {
@@ -18,11 +19,13 @@ namespace {
 constexpr std::size_t LONG_LIST = 100;
 constexpr std::size_t MOST_ROOM = std::size_t{1} << 22;
 
-/// Appends values to one text, through a buffer that fits the processor's cache.
+/// Writes the text of values, through a buffer that fits the processor's cache.
 class Writer {
  public:
-  /// An `indent` below zero means one line.
-  explicit Writer(int indent) : indent_(indent) {}
+  /// An `indent` below zero means one line. Without `take`, the whole text is kept.
+  explicit Writer(int indent, const internal::TakePiece* take = nullptr,
+                  std::span<const internal::JsonList> lists = {})
+      : indent_(indent), take_(take), lists_(lists) {}
 
   void write(const Json& value);
 
@@ -31,16 +34,23 @@ class Writer {
     return std::move(text_);
   }
 
- private:
   void flush() {
-    text_.append(buffer_.data(), at_);
+    put({buffer_.data(), static_cast<std::size_t>(at_ - buffer_.data())});
     at_ = buffer_.data();
   }
 
-  /// Returns where up to NUMBER_ROOM bytes can be written; the caller then moves `at_` past them.
-  char* room() {
-    if (buffer_.data() + buffer_.size() - at_ < static_cast<std::ptrdiff_t>(internal::NUMBER_ROOM))
-      flush();
+ private:
+  void put(std::string_view text) {
+    if (take_ == nullptr) {
+      text_ += text;
+    } else if (!text.empty()) {
+      (*take_)(text);
+    }
+  }
+
+  /// Returns where up to `size` bytes can be written; the caller then moves `at_` past them.
+  char* room(std::size_t size = internal::NUMBER_ROOM) {
+    if (buffer_.data() + buffer_.size() - at_ < static_cast<std::ptrdiff_t>(size)) flush();
     return at_;
   }
 
@@ -52,7 +62,7 @@ class Writer {
   void add(std::string_view text) {
     if (text.size() > internal::NUMBER_ROOM) {
       flush();
-      text_ += text;
+      put(text);
       return;
     }
     std::memcpy(room(), text.data(), text.size());
@@ -68,22 +78,30 @@ class Writer {
   }
 
   void next_item(bool comma);
+  void add_blanks(std::size_t count);
   void add_float(double number);
   void add_string(std::string_view text);
   void add_special_character(std::string_view text, internal::Character character);
+  void add_item(const std::string& text);
+  void add_item(const std::array<double, 3>& numbers);
+  void add_list_at(std::size_t index);
   template <typename Items, typename WriteItem>
   void add_list(char open, char close, const Items& items, WriteItem write_item);
 
   std::string text_;
-  std::array<char, 1 << 13> buffer_;
+  std::array<char, 1 << 14> buffer_;
   char* at_ = buffer_.data();
   int indent_;
+  const internal::TakePiece* take_;
+  std::span<const internal::JsonList> lists_;
   std::size_t level_ = 0;
 };
 
-/// Starts the next item of a list; with `comma` false, its first item or its end.
-void Writer::next_item(bool comma) {
-  char* out = room();
+/// Starts the next item of a list; with `comma` false, its first item or its end. Leaves room for a
+/// number.
+inline void Writer::next_item(bool comma) {
+  constexpr std::size_t some = 32;
+  char* out = room(2 + some + internal::NUMBER_ROOM);
   *out = ',';
   out += comma ? 1 : 0;
   if (indent_ < 0) {
@@ -92,16 +110,21 @@ void Writer::next_item(bool comma) {
     return;
   }
   *out++ = '\n';
-  constexpr std::size_t some = 32;
   const std::size_t blanks = level_ * static_cast<std::size_t>(indent_);
   std::memset(out, ' ', some);
   at_ = out + std::min(blanks, some);
-  for (std::size_t more = some; more < blanks; ++more) add(' ');
+  if (blanks > some) add_blanks(blanks - some);
 }
 
-void Writer::add_float(double number) {
+void Writer::add_blanks(std::size_t count) {
+  for (; count > 0; --count) add(' ');
+  room();
+}
+
+/// Adds a number where there is room for one.
+inline void Writer::add_float(double number) {
   if (std::isfinite(number)) {
-    at_ = internal::write_shortest(room(), number);
+    at_ = internal::write_shortest(at_, number);
   } else {
     add("null");
   }
@@ -140,14 +163,15 @@ void Writer::add_special_character(std::string_view text, internal::Character ch
 void Writer::add_string(std::string_view text) {
   add('"');
   for (std::size_t position = 0; position < text.size();) {
-    // Most text needs no escapes: copy up to the next character that might.
-    const std::size_t start = position;
-    while (position < text.size() && text[position] >= 0x20 && text[position] < 0x7F &&
+    // Most text is short and needs no escapes: copy up to the next character that might.
+    const std::size_t end = std::min(text.size(), position + internal::NUMBER_ROOM);
+    char* out = room();
+    while (position < end && text[position] >= 0x20 && text[position] < 0x7F &&
            text[position] != '"' && text[position] != '\\') {
-      ++position;
+      *out++ = text[position++];
     }
-    add(text.substr(start, position - start));
-    if (position == text.size()) break;
+    at_ = out;
+    if (position == end) continue;
     const internal::Character character = internal::character_at(text, position);
     add_special_character(text.substr(position, character.length), character);
     position += character.length;
@@ -167,7 +191,7 @@ void Writer::add_list(char open, char close, const Items& items, WriteItem write
       write_item(item);
       // Doubling the text as it grows takes up to three times its size. For long lists reserve room
       // for the remaining items instead, assuming the size of the first.
-      if (!comma && items.size() > LONG_LIST) {
+      if (!comma && take_ == nullptr && items.size() > LONG_LIST) {
         const std::size_t rest = (size() - start) * items.size();
         text_.reserve(size() + std::min(MOST_ROOM, rest + rest / 8));
       }
@@ -177,6 +201,27 @@ void Writer::add_list(char open, char close, const Items& items, WriteItem write
     next_item(false);
   }
   add(close);
+}
+
+void Writer::add_item(const std::string& text) {
+  if (internal::valid_utf8_prefix(text) == text.size()) {
+    add_string(text);
+  } else {
+    add_string(internal::utf8_text(text));
+  }
+}
+
+void Writer::add_item(const std::array<double, 3>& numbers) {
+  add_list('[', ']', numbers, [this](double number) { add_float(number); });
+}
+
+void Writer::add_list_at(std::size_t index) {
+  if (index >= lists_.size()) return add("null");
+  std::visit(
+      [this](const auto& items) {
+        add_list('[', ']', items, [this](const auto& item) { this->add_item(item); });
+      },
+      lists_[index]);
 }
 
 void Writer::write(const Json& value) {
@@ -205,7 +250,10 @@ void Writer::write(const Json& value) {
     case Json::value_t::number_unsigned:
       return add_integer(value.get<std::uint64_t>());
     case Json::value_t::number_float:
+      room();
       return add_float(value.get<double>());
+    case Json::value_t::binary:  // JSON has no such values: we use them as placeholders
+      return add_list_at(static_cast<std::size_t>(value.get_binary().subtype()));
     default:  // null, and values that JSON cannot hold
       return add("null");
   }
@@ -217,6 +265,17 @@ std::string json_text(const Json& value, int indent) {
   Writer writer(indent);
   writer.write(value);
   return std::move(writer).text();
+}
+
+Json internal::list_placeholder(std::size_t index) {
+  return Json::binary({}, index);
+}
+
+void internal::take_json_text(const Json& value, int indent, const TakePiece& take,
+                              std::span<const JsonList> lists) {
+  Writer writer(indent, &take, lists);
+  writer.write(value);
+  writer.flush();
 }
 
 }  // namespace structure_ingest

@@ -3,10 +3,11 @@
 #include <linux/limits.h>
 #include <linux/magic.h>
 #include <signal.h>
+#include <sys/resource.h>
+#include <sys/sysmacros.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <system_error>
 
 #include "structure_ingest/base/system_call.hpp"
@@ -47,9 +48,12 @@ class SizeSignalBlocked {
 
 }  // namespace
 
+std::filesystem::filesystem_error file_error(const char* what, const std::string& path, int error) {
+  return {what, shortened(path, PATH_MAX), std::error_code(error, std::generic_category())};
+}
+
 void throw_file_error(const char* what, const std::string& path, int error) {
-  throw std::filesystem::filesystem_error(what, shortened(path, PATH_MAX),
-                                          std::error_code(error, std::generic_category()));
+  throw file_error(what, path, error);
 }
 
 const char* c_path(const std::string& path) {
@@ -78,6 +82,8 @@ struct stat regular_file_status(const Descriptor& file, const char* what, const 
   struct statfs file_system {};
   if (!file.is_open() || fstat(file.number(), &status) != 0) throw_file_error(what, path);
   if (S_ISDIR(status.st_mode)) throw_file_error(what, path, EISDIR);
+  // What the kernel makes up lies on no device.
+  if (S_ISREG(status.st_mode) && major(status.st_dev) != 0) return status;
   if (fstatfs(file.number(), &file_system) != 0) throw_file_error(what, path);
   if (!S_ISREG(status.st_mode) || is_made_up(file_system)) throw_file_error(what, path, EINVAL);
   return status;
@@ -90,8 +96,14 @@ bool is_made_up_file(const std::string& path) {
 }
 
 ssize_t write_some(const Descriptor& file, std::string_view text) {
+  const auto write = [&] {
+    return retried([&] { return ::write(file.number(), text.data(), text.size()); });
+  };
+  rlimit limit{};
+  // Mostly there is no limit, and to ask for it takes one system call instead of three.
+  if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY) return write();
   const SizeSignalBlocked blocked;
-  return retried([&] { return ::write(file.number(), text.data(), text.size()); });
+  return write();
 }
 
 }  // namespace structure_ingest::internal

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -13,8 +14,11 @@
 
 namespace structure_ingest::internal {
 
-/// Throws std::filesystem::filesystem_error with a path and a system error number. Quotes only a
-/// part of a path that is too long for the system.
+/// The error with a path and a system error number. Quotes only a part of a path that is too long
+/// for the system.
+std::filesystem::filesystem_error file_error(const char* what, const std::string& path, int error);
+
+/// Throws it.
 [[noreturn]] void throw_file_error(const char* what, const std::string& path, int error = errno);
 
 /// The C form of a path. Throws for a path with a NUL character, which would silently cut it short.

@@ -85,9 +85,13 @@ class Lines {
     constexpr std::uint64_t MOST = 4096;
     const std::uint64_t begin = size() - std::min(size(), MOST);
     std::string text(static_cast<std::size_t>(size() - begin), '\0');
-    file_.move_to(begin);
-    text.resize(file_.read(text.data(), text.size()));
-    file_.move_to(read_);
+    if (read_ == end_ && read_ == size()) {  // the first piece is the whole file
+      std::memcpy(text.data(), piece_.get() + begin, text.size());
+    } else {
+      file_.move_to(begin);
+      text.resize(file_.read(text.data(), text.size()));
+      file_.move_to(read_);
+    }
     const std::string_view all(text);
     const std::string_view rest = all.substr(0, text.find_last_not_of(" \t\r\n") + 1);
     return std::string(rest.substr(rest.find_last_of("\r\n") + 1));

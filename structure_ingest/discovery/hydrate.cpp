@@ -65,7 +65,8 @@ internal::Ingested ingest(const Found& found, const HydrateOptions& options,
       .progress = options.progress,
       .dry_run = options.dry_run,
       .check = options.check,
-      .parser = options.parser};
+      .parser = options.parser,
+      .may_read = options.may_read};
   return internal::ingested_entries(input, resolver);
 }
 

@@ -43,6 +43,8 @@ struct HydrateOptions {
   bool note_findings = false;
   /// Reads the files, as in `IngestOptions`.
   StructureParser* parser = nullptr;
+  /// As in `IngestOptions`. Which folders are scanned is up to `collaborators`.
+  MayRead may_read{};
 };
 
 /// The entries at the head of a state's "structure_sources", looked up there at each use: the very

@@ -24,6 +24,10 @@ inline constexpr std::string_view INGEST_MANIFEST_REL = ".diagnostics/ingested_s
 /// are, and the file's path; may be empty. What it throws ends the batch.
 using Progress = std::function<void(std::size_t done, std::size_t total, const std::string& path)>;
 
+/// Asked of each file before it is opened whether it may be read; empty where all may. The
+/// links of `path` are not resolved.
+using MayRead = std::function<bool(const std::string& path)>;
+
 /// How a batch is ingested.
 struct IngestOptions {
   /// How many candidates are considered; one that is skipped takes its place all the same.
@@ -46,6 +50,8 @@ struct IngestOptions {
   /// Reads the files; null for a parser of this call alone. One that is kept over several calls
   /// keeps the process that runs ASE, so that only the first call waits for its start.
   StructureParser* parser = nullptr;
+  /// A candidate that may not be read is skipped.
+  MayRead may_read{};
 };
 
 /// Ingests the candidates in order into the project: skips names of no structure file, repeats, the

@@ -1,6 +1,7 @@
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstddef>
 #include <filesystem>
@@ -9,8 +10,8 @@
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/fast/write_decimals.hpp"
 #include "structure_ingest/base/input_file.hpp"
+#include "structure_ingest/base/open_file.hpp"
 #include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/replace_file.hpp"
 #include "structure_ingest/base/text.hpp"
 
 namespace structure_ingest::internal {
@@ -111,14 +112,32 @@ std::string canonical_xyz_text(const IngestedStructure& record) {
   text.reserve(text.size() + 256 + 48 * atoms);
   append_comment(text, record);
   text += '\n';
+  // Lines go through a buffer that stays in the processor's cache.
+  constexpr std::size_t line_room = 4 * NUMBER_ROOM;
+  std::array<char, 8 * line_room> buffer;
+  char* at = buffer.data();
+  const auto flush = [&] {
+    text.append(buffer.data(), at);
+    at = buffer.data();
+  };
   for (std::size_t i = 0; i < atoms; ++i) {
-    text += record.symbols[i];
-    for (const double coordinate : record.positions_ang[i]) {
-      text += ' ';
-      append_ten_decimals(text, coordinate);
+    if (buffer.data() + buffer.size() - at < static_cast<std::ptrdiff_t>(line_room)) flush();
+    const std::string& symbol = record.symbols[i];
+    if (symbol.size() == 1 || symbol.size() == 2) {
+      at[0] = symbol[0];
+      at[1] = symbol[1];
+      at += symbol.size();
+    } else {
+      flush();
+      text += symbol;
     }
-    text += '\n';
+    for (const double coordinate : record.positions_ang[i]) {
+      *at = ' ';
+      at = write_ten_decimals(at + 1, coordinate);
+    }
+    *at++ = '\n';
   }
+  flush();
   return text;
 }
 
@@ -131,11 +150,21 @@ std::string canonical_xyz_rel(const IngestedStructure& record, const std::string
   return rel.append("_").append(sha256_hex(text), 0, DIGEST_DIGITS).append(COPY_SUFFIX);
 }
 
-std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record) {
+std::string write_canonical_xyz(FileReplacements& copies, const IngestedStructure& record,
+                                std::size_t number) {
   const std::string text = canonical_xyz_text(record);
   const std::string rel = canonical_xyz_rel(record, text);
-  const std::string target = join_path(project_path, rel);
-  if (!holds_text(target, text)) replace_file_beneath(project_path, rel, text);
+  const std::string name = file_name(rel);
+  if (!holds_text(copies.path_of(name), text)) copies.add(name, text, number);
+  return rel;
+}
+
+std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record) {
+  FileReplacements copies(project_path, std::string(INGESTED_DIRNAME));
+  std::string rel = write_canonical_xyz(copies, record, 0);
+  for (const FileReplacements::Failure& failure : copies.finish()) {
+    throw_file_error(failure.what, join_path(project_path, rel), failure.error);
+  }
   return rel;
 }
 

@@ -1,9 +1,11 @@
 // The canonical extended-XYZ copy of a structure in its project.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
+#include "structure_ingest/base/replace_file.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
@@ -21,8 +23,13 @@ std::string canonical_xyz_text(const IngestedStructure& record);
 /// name holds the source file's stem and the first eight digits of the text's SHA-256 digest.
 std::string canonical_xyz_rel(const IngestedStructure& record, const std::string& text);
 
-/// Writes the canonical copy of `record` into the project, unless an identical one is there, and
-/// returns its project-relative path. Errors of the file system reach the caller.
+/// Adds the canonical copy of `record` to `copies`, the files in the project's INGESTED_DIRNAME,
+/// unless an identical one is there, and returns its project-relative path. `number` stands for
+/// the record in `copies`. Errors of the file system reach the caller.
+std::string write_canonical_xyz(FileReplacements& copies, const IngestedStructure& record,
+                                std::size_t number);
+
+/// As above, of one record by itself, in the project folder.
 std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record);
 
 }  // namespace internal

@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "structure_ingest/base/interruption.hpp"
+#include "structure_ingest/base/open_file.hpp"
+#include "structure_ingest/base/replace_file.hpp"
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/check/findings_json.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
@@ -23,19 +25,47 @@ bool is_canonical_copy(std::string path) {
   return path.find(copies) != std::string::npos;
 }
 
-IngestedStructure ingest_file(StructureParser& parser, const BatchInput& input,
-                              const std::string& path) {
-  IngestedStructure record = parser.parse_with_fingerprint(path);
-  if (!record.ok) return record;
+constexpr const char* NO_COPY = "Could not write canonical XYZ copy: ";
+
+/// Adds the copy of a good record to `copies`; `number` is that of its entry.
+void add_copy(const BatchInput& input, FileReplacements& copies, IngestedStructure& record,
+              std::size_t number) {
+  if (!record.ok) return;
   try {
     record.canonical_xyz_rel = input.dry_run ? canonical_xyz_rel(record, canonical_xyz_text(record))
-                                             : write_canonical_xyz(input.project, record);
+                                             : write_canonical_xyz(copies, record, number);
   } catch (const std::system_error& error) {
-    record.warnings.push_back(std::string("Could not write canonical XYZ copy: ") + error.what());
+    record.warnings.push_back(std::string(NO_COPY) + error.what());
   } catch (const std::bad_alloc&) {
-    record.warnings.emplace_back("Could not write canonical XYZ copy: not enough memory");
+    record.warnings.push_back(std::string(NO_COPY) + "not enough memory");
   }
-  return record;
+}
+
+/// Has the copies take their names; the records of those that failed get a warning instead.
+void finish_copies(FileReplacements& copies, const std::string& project,
+                   std::vector<SourceEntry>& entries) {
+  for (const FileReplacements::Failure& failure : copies.finish()) {
+    IngestedStructure& record = entries[failure.number].record;
+    const std::string path = join_path(project, record.canonical_xyz_rel);
+    record.warnings.push_back(NO_COPY +
+                              std::string(file_error(failure.what, path, failure.error).what()));
+    record.canonical_xyz_rel.clear();
+  }
+}
+
+/// A candidate that is to be read.
+struct Accepted {
+  std::size_t number;
+  SourceFile source;
+};
+
+std::vector<std::string> paths_to_read_ahead(const std::vector<Accepted>& accepted) {
+  std::vector<std::string> paths;
+  for (const Accepted& each : accepted) {
+    // This batch may write a copy anew, also one that is offered through a link.
+    if (!is_canonical_copy(each.source.resolved)) paths.push_back(each.source.path);
+  }
+  return paths;
 }
 
 }  // namespace
@@ -44,14 +74,15 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
   const std::size_t considered = std::min(input.limit, input.candidates.size());
   std::optional<StructureParser> own_parser;
   StructureParser& parser = input.parser != nullptr ? *input.parser : own_parser.emplace();
-  parser.begin_batch();
   FolderOwners owners(input.project);
+  FileReplacements copies(input.project, std::string(INGESTED_DIRNAME));
   Ingested ingested;
   const auto skip = [&ingested](const Candidate& candidate, const std::string& path,
                                 SkipReason reason, const std::string& other = "") {
     ingested.skipped.push_back(
         {.path = path, .reason = reason, .discovery = candidate.how, .other = other});
   };
+  std::vector<Accepted> accepted;
   std::map<std::string, std::string> seen_sources;  // the first path of each by its identity
   for (std::size_t i = 0; i < considered; ++i) {
     const Candidate& candidate = input.candidates[i];
@@ -77,15 +108,27 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
            owners.owner_of(source.resolved).value_or(""));
       continue;
     }
-    if (input.progress) input.progress(i, considered, source.path);
-    SourceEntry& entry =
-        ingested.entries.emplace_back(SourceEntry{.record = ingest_file(parser, input, source.path),
-                                                  .discovery = std::move(source.discovery)});
+    if (input.may_read && !input.may_read(source.path)) {
+      skip(candidate, source.path, SkipReason::not_allowed);
+      continue;
+    }
+    accepted.push_back({.number = i, .source = std::move(source)});
+  }
+  parser.begin_batch(paths_to_read_ahead(accepted));
+  for (auto& [number, source] : accepted) {
+    if (input.progress) input.progress(number, considered, source.path);
+    // A link to a copy that this batch makes must lead to the new one.
+    if (is_canonical_copy(source.resolved)) finish_copies(copies, input.project, ingested.entries);
+    SourceEntry& entry = ingested.entries.emplace_back(
+        SourceEntry{.record = parser.parse_with_fingerprint(source.path),
+                    .discovery = std::move(source.discovery)});
+    add_copy(input, copies, entry.record, ingested.entries.size() - 1);
     if (ingested.why_no_ase.empty()) ingested.why_no_ase = parser.why_ase_is_unavailable();
     if (input.check) {
       entry.findings = check_structure(entry.record, {.reader_warnings = parser.reader_warnings()});
     }
   }
+  finish_copies(copies, input.project, ingested.entries);
   for (std::size_t i = considered; i < input.candidates.size(); ++i) {
     const Candidate& candidate = input.candidates[i];
     skip(candidate, shown_path(candidate.text, input.project), SkipReason::past_limit);
@@ -113,6 +156,29 @@ std::string write_manifest(const std::string& project, std::vector<Json>& entrie
   }
   entries = std::move(manifest["structures"].get_ref<Json::array_t&>());
   return error;
+}
+
+std::string write_manifest(const std::string& project, const std::vector<SourceEntry>& entries,
+                           const Collaborators& collaborators) {
+  const auto* const writer = collaborators.atomic_write_json.target<JsonFileWriter>();
+  if (writer == nullptr) {
+    std::vector<Json> json = json_entries(entries);
+    return write_manifest(project, json, collaborators);
+  }
+  if (entries.empty()) return {};
+  std::vector<JsonList> lists;
+  Json manifest = {{"version", 1}, {"structures", Json::array()}};
+  for (const SourceEntry& entry : entries) {
+    manifest["structures"].push_back(entry_without_lists(entry, lists));
+  }
+  try {
+    writer->write_text(join_path(project, INGEST_MANIFEST_REL), [&](const TakePiece& take) {
+      take_json_text(manifest, writer->indent, take, lists);
+    });
+  } catch (const std::system_error& failure) {
+    return failure.what();
+  }
+  return {};
 }
 
 void write_findings(const std::string& project, const std::vector<SourceEntry>& entries,

@@ -10,6 +10,7 @@
 
 #include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/json_text.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
@@ -35,6 +36,7 @@ struct BatchInput {
   bool dry_run = false;  // the copies are named, but not written
   bool check = true;
   StructureParser* parser = nullptr;  // null for one of this batch alone
+  MayRead may_read{};
 };
 
 /// What came of the candidates: an entry of each that was read, and the others.
@@ -62,6 +64,15 @@ std::vector<Json> json_entries(const std::vector<SourceEntry>& entries);
 /// system is no error here.
 std::string write_manifest(const std::string& project, std::vector<Json>& entries,
                            const Collaborators& collaborators);
+
+/// As above for typed entries. Makes no JSON of their atoms, which would take several times their
+/// memory, if the writer takes texts.
+std::string write_manifest(const std::string& project, const std::vector<SourceEntry>& entries,
+                           const Collaborators& collaborators);
+
+/// What SourceEntry::to_json() gives, with placeholders for the lists of atoms, which it adds to
+/// `lists`. They are those of the entry.
+Json entry_without_lists(const SourceEntry& entry, std::vector<JsonList>& lists);
 
 /// Writes the findings on `entries`, unless there are no entries. Best effort: they are a service
 /// beside the entries, so no failure of the writer is an error here.

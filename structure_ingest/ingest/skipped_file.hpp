@@ -12,6 +12,7 @@ enum class SkipReason {
   canonical_copy,        ///< the copy that a project holds of a structure
   other_project,         ///< it lies in another project and is not attached
   past_limit,            ///< there were more candidates than the call considers
+  not_allowed,           ///< the caller does not let it be read
 };
 
 /// A candidate that was passed over.

@@ -1,5 +1,8 @@
 #include "structure_ingest/ingest/source_entry.hpp"
 
+#include <cstddef>
+#include <utility>
+
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/text.hpp"
 #include "structure_ingest/ingest/entries.hpp"
@@ -7,8 +10,11 @@
 
 namespace structure_ingest {
 
-Json internal::source_entry(const IngestedStructure& record, std::string_view discovery,
-                            TextForm form) {
+namespace {
+
+/// The entry of a record with these two of its values, and each text but those of lists in `form`.
+Json entry_with(Json symbols, Json positions_ang, const IngestedStructure& record,
+                std::string_view discovery, internal::TextForm form) {
   const std::string kind = form(discovery.empty() ? DISCOVERY_ATTACHMENT : discovery);
   const std::string source_path = form(record.source_path);
   const std::string xyz_path = form(record.canonical_xyz_rel);
@@ -35,8 +41,8 @@ Json internal::source_entry(const IngestedStructure& record, std::string_view di
   entry["species"] = internal::json_list(record.species);
   entry["has_cell"] = record.cell_ang && !record.cell_ang->empty();
   entry["cell_ang"] = internal::json_cell(record.cell_ang);
-  entry["symbols"] = internal::json_list(record.symbols);
-  entry["positions_ang"] = internal::json_list(record.positions_ang);
+  entry["symbols"] = std::move(symbols);
+  entry["positions_ang"] = std::move(positions_ang);
   entry["fractional"] = record.fractional;
   entry["source_path"] = source_path;
   entry["sha256"] = form(record.sha256);
@@ -50,8 +56,26 @@ Json internal::source_entry(const IngestedStructure& record, std::string_view di
   return entry;
 }
 
+}  // namespace
+
+Json internal::source_entry(const IngestedStructure& record, std::string_view discovery,
+                            TextForm form) {
+  return entry_with(json_list(record.symbols), json_list(record.positions_ang), record, discovery,
+                    form);
+}
+
 Json structure_source_entry(const IngestedStructure& record, std::string_view discovery) {
   return internal::source_entry(record, discovery, internal::utf8_text);
+}
+
+Json internal::entry_without_lists(const SourceEntry& entry, std::vector<JsonList>& lists) {
+  const std::size_t first = lists.size();
+  lists.emplace_back(entry.record.symbols);
+  lists.emplace_back(entry.record.positions_ang);
+  Json json = entry_with(list_placeholder(first), list_placeholder(first + 1), entry.record,
+                         entry.discovery, utf8_text);
+  json["ok"] = entry.record.ok;
+  return json;
 }
 
 std::string SourceEntry::path() const {

@@ -1,7 +1,9 @@
-// Runs ASE in a child process: one worker reads the CIF and VASP files of a batch.
+// Runs ASE in child processes: a few workers read the CIF and VASP files of a batch.
 #pragma once
 
-#include <chrono>
+#include <sys/types.h>
+
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,51 +11,72 @@
 
 #include "structure_ingest/base/child_process.hpp"
 #include "structure_ingest/readers/ase.hpp"
-#include "structure_ingest/readers/ase_worker.hpp"
+#include "structure_ingest/readers/ase_start.hpp"
 
 namespace structure_ingest::internal {
 
-/// The Python interpreters that may be able to import ASE: the first `python3` in PATH, then the
-/// one configured when the library was built. Relative folders in PATH are ignored: what they name
-/// depends on the current folder.
-std::vector<std::string> ase_interpreters();
-
-struct AseSessionOptions {
-  /// How long ASE may take to load, and then for each file.
-  std::chrono::milliseconds time_limit = std::chrono::seconds(120);
-  /// How long an interpreter may take to report that it has ASE while a later one is ready.
-  std::chrono::milliseconds greeting_limit = std::chrono::seconds(5);
-  /// Tried before the others; a path that is not absolute is ignored.
-  std::vector<std::string> first_interpreters{};
-  std::optional<std::vector<std::string>> interpreters{};  // instead of ase_interpreters()
-  std::string script = ASE_WORKER_SCRIPT;
-};
-
-/// Owns the worker: starts it for the first file, reuses it for later files, and ends it with the
-/// session. When a worker ends, takes too long or gives a malformed answer, only the file it was
-/// reading fails, with the reason as its message; the next file gets a new worker, of the
-/// interpreter that had ASE before. When ASE cannot be loaded, each file tries again. Use a session
-/// on one thread at a time; sessions share nothing.
+/// Owns the workers: starts the first one for the first file, reuses it for later files, and ends
+/// it with the session. When a worker ends, takes too long or gives a malformed answer, only the
+/// file it was reading fails, with the reason as its message; the next file gets a new worker, of
+/// the interpreter that had ASE before. When ASE cannot be loaded, each file tries again. Use a
+/// session on one thread at a time; sessions share nothing, and start no thread.
 class AseSession {
  public:
   explicit AseSession(AseSessionOptions options = {});
+  AseSession(const AseSession&) = delete;
+  AseSession& operator=(const AseSession&) = delete;
 
   /// Asks ASE for the file at `path`, relative to the current folder unless it is absolute.
   AseAnswer read(const std::string& path);
+
+  /// Announces the files that will be asked for next, in this order, in place of those announced
+  /// before. Workers read a few of them ahead.
+  void expect(std::vector<std::string> paths);
+
+  /// Gives the workers the next announced files, without waiting.
+  void keep_busy();
 
   /// After an answer `unavailable`, what happened to each interpreter, for example
   /// "/usr/bin/python3 cannot be started: Too many open files". Empty after any other answer.
   const std::string& why_unavailable() const { return why_unavailable_; }
 
-  /// The process id of the worker that waits for the next file, if there is one.
+  /// The process id of a worker that waits for the next file, if there is one.
   std::optional<pid_t> worker_id() const;
 
  private:
+  /// A file that is wanted now or later.
+  struct Job {
+    std::string path;
+    bool asked = false;
+    std::optional<AseAnswer> answer{};
+  };
+  /// A worker, the file that it reads, and what it has sent of the answer.
+  struct Reader {
+    StartingWorker worker;
+    Deadline deadline;  // for loading ASE, then for the answer
+    std::shared_ptr<Job> job{};
+    std::string size{};
+    std::string answer{};
+  };
+
   std::vector<std::string> interpreters_in_order() const;
-  std::unique_ptr<ChildProcess> start_worker();
+  std::shared_ptr<Job> take_first(const std::string& path);
+  std::shared_ptr<Job> next_job() const;
+  void start_more(const std::string& interpreter);
+  void leave_to_owner();
+  void advance();
+  void wait();
+  void drop_unwanted();
+  bool listen(Reader& reader);
+  bool ask(Reader& reader, const std::shared_ptr<Job>& job) const;
 
   AseSessionOptions options_;
-  std::unique_ptr<ChildProcess> worker_;
+  pid_t owner_;  // this process, if it is no fork of the owner
+  std::deque<std::shared_ptr<Job>> jobs_;
+  std::optional<AseStart> start_;  // while there is no worker
+  std::vector<Reader> readers_;
+  bool may_start_more_ = true;
+  Deadline latest_look_{};                      // when the workers were last listened to
   std::string latest_interpreter_;              // of the latest worker: now tried first
   std::vector<std::string> slow_interpreters_;  // missed a limit once: now tried last
   std::string why_unavailable_;

@@ -4,7 +4,8 @@
 
 namespace structure_ingest::internal {
 
-/// The text of ase_worker.py. Its head describes the worker and its protocol.
+/// The texts of ase_deferral.py and ase_worker.py. The head of the latter describes the worker and
+/// its protocol.
 extern const char* const ASE_WORKER_SCRIPT;
 
 }  // namespace structure_ingest::internal

@@ -1,6 +1,6 @@
 """Reads structure files with ASE for a host process.
 
-The host has this text in its code and starts it as `python3 -I -c TEXT`, with its standard streams
+The host has this text in its code, behind that of ase_deferral.py, and starts both as `python3 -I -c TEXT`, with its standard streams
 on the null device, a stream socket as descriptor 3 and the reading end of a pipe as descriptor 4.
 The pipe is never written to: it hangs up when the host ends.
 
@@ -292,6 +292,7 @@ def main():
     os.write(CHANNEL, FOUND)
 
     gc.disable()  # loading ASE leaves too little garbage to collect
+    defer()
     import socket
 
     from ase.io import read

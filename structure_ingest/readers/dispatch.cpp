@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/open_file.hpp"
 #include "structure_ingest/base/path.hpp"
 #include "structure_ingest/readers/ase_session.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
@@ -34,6 +35,13 @@ std::optional<std::string> format_of(const std::string& path) {
   if (has_suffix(name, ".cif")) return "cif";
   if (is_structure_file(path)) return "vasp";
   return std::nullopt;
+}
+
+/// Whether reading the file at `path` asks ASE.
+bool is_for_ase(const std::string& path) {
+  const std::optional<std::string> format = format_of(path);
+  return format && format != "xyz" && internal::is_regular_file(path) &&
+         !internal::is_made_up_file(path);
 }
 
 IngestedStructure failed_record(const std::string& path, const std::string& format,
@@ -84,16 +92,19 @@ IngestedStructure parse_structure_file(const std::string& path) {
 
 struct StructureParser::Session {
   explicit Session(StructureParserOptions options)
-      : ase({.first_interpreters = std::move(options.interpreters)}),
-        readers{.ask_ase = ask_through(ase, reader_warnings)} {}
+      : ase(std::in_place,
+            internal::AseSessionOptions{.first_interpreters = std::move(options.interpreters),
+                                        .processes = options.processes}),
+        readers{.ask_ase = ask_through(*ase, reader_warnings)} {}
   explicit Session(internal::AskAse ask_ase) : readers{.ask_ase = std::move(ask_ase)} {}
 
-  internal::AseSession ase;
+  std::optional<internal::AseSession> ase;  // none when the host asks ASE by itself
   std::vector<std::string> reader_warnings{};
   internal::Readers readers;
 
   IngestedStructure read(const std::string& path, bool fingerprint) {
     reader_warnings.clear();
+    if (ase) ase->keep_busy();
     return internal::read_structure(path, readers, fingerprint);
   }
 };
@@ -104,8 +115,16 @@ StructureParser::~StructureParser() = default;
 StructureParser::StructureParser(StructureParser&&) noexcept = default;
 StructureParser& StructureParser::operator=(StructureParser&&) noexcept = default;
 
-void StructureParser::begin_batch() {
+void StructureParser::begin_batch(const std::vector<std::string>& paths) {
   session_->readers.companions = {};
+  if (!session_->ase) return;
+  std::vector<std::string> of_ase;
+  for (const std::string& path : paths) {
+    if (std::string text = internal::path_text(path); is_for_ase(text)) {
+      of_ase.push_back(std::move(text));
+    }
+  }
+  session_->ase->expect(std::move(of_ase));
 }
 
 IngestedStructure StructureParser::parse(const std::string& path) {
@@ -121,7 +140,8 @@ const std::vector<std::string>& StructureParser::reader_warnings() const {
 }
 
 const std::string& StructureParser::why_ase_is_unavailable() const {
-  return session_->ase.why_unavailable();
+  static const std::string unknown;
+  return session_->ase ? session_->ase->why_unavailable() : unknown;
 }
 
 struct ParserMaker {

@@ -32,11 +32,14 @@ struct StructureParserOptions {
   /// Python interpreters, by absolute path, that are tried for ASE before the usual ones. Other
   /// paths are ignored: what they name depends on the current folder.
   std::vector<std::string> interpreters{};
+  /// The most processes that run ASE at once, each on a file of its own; a second one is worth its
+  /// start from a few announced files on.
+  int processes = 1;
 };
 
-/// Reads many files. CIF and VASP files share one process that runs ASE, started for the first of
-/// them and ended with the parser; XYZ files in one folder share its companion, which is read once
-/// for each batch. Use a parser on one thread at a time.
+/// Reads many files. CIF and VASP files share one process that runs ASE, or a few, started for the
+/// first of them and ended with the parser; XYZ files in one folder share its companion, which is
+/// read once for each batch. Starts no thread. Use a parser on one thread at a time.
 class STRUCTURE_INGEST_API StructureParser {
  public:
   explicit StructureParser(StructureParserOptions options = {});
@@ -47,9 +50,11 @@ class STRUCTURE_INGEST_API StructureParser {
   /// As above; this parser's own process goes to the other.
   StructureParser& operator=(StructureParser&&) noexcept;
 
-  /// Begins a new batch: companions are read again, since they may have changed. Ingesting and
-  /// hydrating do this themselves.
-  void begin_batch();
+  /// Begins a new batch: companions are read again, since they may have changed, and the CIF and
+  /// VASP files among `paths` are read ahead while the caller parses the files in this order. A
+  /// relative path starts at the current folder, which must stay the same until the file is parsed.
+  /// Ingesting and hydrating do this themselves.
+  void begin_batch(const std::vector<std::string>& paths = {});
 
   /// As `parse_structure_file`.
   IngestedStructure parse(const std::string& path);

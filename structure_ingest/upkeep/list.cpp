@@ -36,14 +36,15 @@ Json entries_of_manifest(const std::string& project, ProjectListing& listing) {
 }
 
 /// The findings on the structure of an entry. A source that has changed says nothing of it.
-std::vector<Finding> findings_on(const Json& entry) {
+std::vector<Finding> findings_on(const Json& entry, const MayRead& may_read) {
   IngestedStructure record = internal::record_of(entry);
   if (!record.ok) return {};
   const std::string source = internal::file_stored_as(record.source_path);
   bool is_same = false;
   try {
-    is_same = internal::sha256_hex_of_file(source).substr(0, internal::FINGERPRINT_DIGITS) ==
-              record.sha256;
+    is_same = (!may_read || may_read(source)) &&
+              internal::sha256_hex_of_file(source).substr(0, internal::FINGERPRINT_DIGITS) ==
+                  record.sha256;
   } catch (const std::system_error&) {
     // It is gone.
   }
@@ -77,9 +78,14 @@ ProjectListing list_structures(const std::string& project, const Json& state,
   std::set<std::string> known_copies;
   internal::for_each_element(entries, [&](const Json& entry) {
     if (!entry.is_object()) return;
-    listing.structures.push_back(internal::structure_of(entry, folder));
-    if (options.check) listing.structures.back().findings = findings_on(entry);
-    known_copies.insert(listing.structures.back().copy);
+    const std::size_t place = listing.structures.size();
+    ProjectStructure& structure =
+        listing.structures.emplace_back(internal::structure_of(entry, folder));
+    known_copies.insert(structure.copy);
+    if (!options.check || place < options.check_from) return;
+    if (place - options.check_from >= options.check_count) return;
+    if (options.progress) options.progress(place, entries.size(), structure.path);
+    structure.findings = findings_on(entry, options.may_read);
   });
   for (std::string& copy : internal::copies_in(folder)) {
     if (known_copies.contains(copy)) continue;

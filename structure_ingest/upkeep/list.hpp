@@ -1,11 +1,14 @@
 // What a project holds.
 #pragma once
 
+#include <cstddef>
+#include <limits>
 #include <string>
 #include <vector>
 
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/upkeep/project_structure.hpp"
 
 namespace structure_ingest {
@@ -21,6 +24,13 @@ struct ListOptions {
   /// Whether the structures are checked, all but their symmetry. The source is looked into as well
   /// where it is what it was; of the others only the atoms are checked.
   bool check = false;
+  /// Of how many structures, from which one on, since checking takes longer than listing.
+  std::size_t check_from = 0;
+  std::size_t check_count = std::numeric_limits<std::size_t>::max();  ///< of them
+  /// Told of each structure before it is checked, as of files in `IngestOptions`; may be empty.
+  Progress progress{};
+  /// A source that may not be read is not looked into.
+  MayRead may_read{};
 };
 
 /// The structures of a project by its `state`. Where that is no mapping, those of the manifest, and

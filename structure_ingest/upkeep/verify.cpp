@@ -84,7 +84,12 @@ class Verifier {
       }
       return;
     }
-    const IngestedStructure record = parser_.parse_with_fingerprint(*source);
+    if (options_.may_read && !options_.may_read(*source)) {
+      add(findings, VerifyCode::source_not_allowed, "its source may not be read here");
+      return;
+    }
+    StructureParser& parser = options_.parser == nullptr ? parser_ : *options_.parser;
+    const IngestedStructure record = parser.parse_with_fingerprint(*source);
     const std::string why = record.warnings.empty() ? "" : ": " + record.warnings.front();
     const bool changed = !structure.sha256.empty() && structure.sha256 != record.sha256;
     if (!record.ok) {
@@ -140,7 +145,7 @@ class Verifier {
 
   std::string project_;
   const VerifyOptions& options_;
-  StructureParser parser_;
+  StructureParser parser_;                      // where the options have none
   std::map<std::string, std::string> sources_;  // the structure of each by the source's key
   std::map<std::string, std::string> copies_;   // the source of each by digest and formula
 };
@@ -162,6 +167,8 @@ std::string_view name_of(VerifyCode code) {
       return "source_unreadable";
     case VerifyCode::source_readable:
       return "source_readable";
+    case VerifyCode::source_not_allowed:
+      return "source_not_allowed";
     case VerifyCode::source_moved:
       return "source_moved";
     case VerifyCode::structure_differs:

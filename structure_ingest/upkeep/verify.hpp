@@ -14,14 +14,15 @@ namespace structure_ingest {
 
 /// What there is to say of a structure that is verified.
 enum class VerifyCode {
-  source_gone,        ///< no file is where it came from
-  source_changed,     ///< its bytes are others
-  source_unreadable,  ///< its bytes are the same, but it gives no structure
-  source_readable,    ///< it gave no structure when it was taken in, and does now
-  source_moved,       ///< it was found at its place in a project that was moved
-  structure_differs,  ///< its bytes are the same, but it gives another structure than the copy's
-  copy_gone,          ///< no regular file is where the copy was
-  copy_changed,       ///< the copy is not the text that its name was made for
+  source_gone,         ///< no file is where it came from
+  source_changed,      ///< its bytes are others
+  source_unreadable,   ///< its bytes are the same, but it gives no structure
+  source_readable,     ///< it gave no structure when it was taken in, and does now
+  source_not_allowed,  ///< the caller does not let it be read
+  source_moved,        ///< it was found at its place in a project that was moved
+  structure_differs,   ///< its bytes are the same, but it gives another structure than the copy's
+  copy_gone,           ///< no regular file is where the copy was
+  copy_changed,        ///< the copy is not the text that its name was made for
   copy_unreadable,
   no_copy,    ///< none was written
   duplicate,  ///< an earlier structure has the same source or the same copy
@@ -57,6 +58,10 @@ struct VerifyOptions {
   std::string moved_from{};
   /// Told of each structure before it is verified, as of files in `IngestOptions`; may be empty.
   Progress progress{};
+  /// Reads the sources, as in `IngestOptions`.
+  StructureParser* parser = nullptr;
+  /// A source that may not be read is a finding.
+  MayRead may_read{};
 };
 
 /// Reads each source again, and compares its fingerprint and its structure with what was taken in

@@ -76,7 +76,7 @@ TEST(Completion, DependsOnThePosition) {
       {"pars", {"parse"}},
       {"nonsense x", {}},
       {"parse \"\"", files},
-      {"parse --j", {"--json"}},
+      {"parse --j", {"--jobs", "--json"}},
       {"parse --json a.xyz b", files},
       {"parse -- --j", files},
       {"parse -- --project \"\"", files},

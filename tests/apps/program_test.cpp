@@ -533,7 +533,7 @@ TEST_F(Program, ReportsErrorsInOneLine) {
   for (const auto& [arguments, status, message] : {
            Case{"", 2,
                 "give a command: parse, check, ingest, hydrate, owner, belongs, trust, scan, list, "
-                "verify, forget, extract "
+                "verify, forget, extract, picture, report, serve "
                 "(see 'structure-ingest --help')\n"},
            Case{"parse", 2,
                 "PATH or --files-from is required (see 'structure-ingest parse --help')"},
@@ -560,6 +560,9 @@ TEST_F(Program, ReportsErrorsInOneLine) {
            Case{"parse --files-from - <nul.txt", 2, "standard input:3: a NUL character"},
            Case{"ingest he.xyz", 2, "--project is required"},
            Case{"ingest --project proj --limit x he.xyz", 2, "--limit"},
+           Case{"ingest --project proj --jobs 0 he.xyz", 2, "--jobs: 0 is not a number from 1 on"},
+           Case{"hydrate --project proj --jobs 2x he.xyz", 2, "--jobs: 2x is not"},
+           Case{"parse --jobs -1 he.xyz", 2, "--jobs"},
            Case{"ingest --project proj --discovery kinds.json he.xyz", 2, "kinds.json: "},
            Case{"hydrate he.xyz", 2, "--state or --project is required"},
            Case{"hydrate --state a --project b", 2, "--project"},
@@ -630,8 +633,9 @@ TEST_F(Program, OpensClosedStreamsOnTheNullDevice) {
 }
 
 TEST_F(Program, HelpFitsATerminalAndHasExamples) {
-  for (const std::string command : {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust",
-                                    "scan", "list", "verify", "forget", "extract"}) {
+  for (const std::string command :
+       {"", "parse", "ingest", "hydrate", "owner", "belongs", "trust", "scan", "list", "verify",
+        "forget", "extract", "picture", "report", "serve"}) {
     const Outcome outcome = run(command + " --help");
     EXPECT_EQ(outcome.status, 0) << command;
     EXPECT_NE(outcome.out.find("\nExamples:\n  structure-ingest " + command), std::string::npos);

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <system_error>
@@ -64,8 +65,9 @@ TEST(ReplaceFile, FollowsNoLinkToAFolder) {
   folder.link("root/a", "../outside");
   folder.link("root/loop", "loop");
   folder.write("root/file", "");
-  for (const char* relative : {"a/x", "a/b/x", "loop/x", "file/x"}) {
-    EXPECT_THROW(replace_file_beneath(folder / "root", relative, "new"), fs::filesystem_error)
+  for (const char* relative : {"a", "a/b", "loop", "file"}) {
+    EXPECT_THROW(FileReplacements(folder / "root", relative).add("x", "new", 0),
+                 fs::filesystem_error)
         << relative;
   }
   EXPECT_THROW(replace_file(folder / "root/a//x", "new"), fs::filesystem_error);
@@ -73,10 +75,84 @@ TEST(ReplaceFile, FollowsNoLinkToAFolder) {
   EXPECT_EQ(files_in(folder / "outside"), 1U);
 
   folder.link("root link", "root");  // links on the way to the root are the caller's choice
-  replace_file_beneath(folder / "root link", "c/d/x", "one");
-  replace_file_beneath(folder / "root link", "c/d/x", "two");
+  for (const char* content : {"one", "two"}) {
+    FileReplacements files(folder / "root link", "c/d");
+    files.add("x", content, 0);
+    EXPECT_TRUE(files.finish().empty());
+  }
   EXPECT_EQ(tests::content_of(folder / "root/c/d/x"), "two");
   EXPECT_EQ(files_in(folder / "root/c/d"), 1U);
+}
+
+std::size_t open_descriptors() {
+  return static_cast<std::size_t>(
+      std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+}
+
+TEST(FileReplacements, ReplaceManyTogether) {
+  const tests::ScratchFolder folder;
+  const std::size_t descriptors = open_descriptors();
+  {
+    FileReplacements files(folder.path(), "a");
+    constexpr std::size_t many = 2 * FileSyncs::MOST + 40;
+    const auto name = [](std::size_t i) { return std::to_string(i % (many - 1)); };
+    folder.write("a/1", "old");
+    for (std::size_t i = 0; i < FileSyncs::MOST - 1; ++i) files.add(name(i), std::to_string(i), i);
+    EXPECT_EQ(tests::content_of(folder / "a/1"), "old");
+    EXPECT_EQ(files.path_of("2"), folder / "a/2");
+    EXPECT_FALSE(fs::exists(folder / "a/2"));
+    for (std::size_t i = FileSyncs::MOST - 1; i < many; ++i)
+      files.add(name(i), std::to_string(i), i);
+    EXPECT_LE(open_descriptors(), descriptors + FileSyncs::MOST + 3);
+    EXPECT_TRUE(files.finish().empty());
+    for (std::size_t i = 1; i < many; ++i) {
+      EXPECT_EQ(tests::content_of(folder / ("a/" + name(i))),
+                std::to_string(i));  // of two, the last
+    }
+    EXPECT_EQ(files_in(folder / "a"), many - 1);
+  }
+  EXPECT_EQ(open_descriptors(), descriptors);
+}
+
+TEST(FileReplacements, FailAlone) {
+  const tests::ScratchFolder folder;
+  folder.make_folder("a/taken/by a folder");
+  {
+    FileReplacements files(folder.path(), "a");
+    files.add("x", "1", 10);
+    files.add("taken", "2", 11);
+    files.add("y", "3", 12);
+    EXPECT_THROW(files.add(std::string("z\0", 2), "4", 13), fs::filesystem_error);
+    const std::vector<FileReplacements::Failure> failures = files.finish();
+    ASSERT_EQ(failures.size(), 1U);
+    EXPECT_EQ(failures[0].number, 11U);
+    EXPECT_STREQ(failures[0].what, "cannot replace");
+    EXPECT_EQ(failures[0].error, EISDIR);
+    files.add("x", "5", 14);
+    EXPECT_TRUE(files.finish().empty());
+    files.add("w", "never finished", 15);
+  }
+  EXPECT_EQ(tests::content_of(folder / "a/x"), "5");
+  EXPECT_EQ(tests::content_of(folder / "a/y"), "3");
+  EXPECT_EQ(files_in(folder / "a"), 3U);
+}
+
+// A host that has nearly all of its descriptors open must still be able to read the next file.
+TEST(FileReplacements, LeaveDescriptorsToOthers) {
+  const tests::ScratchFolder folder;
+  const std::size_t descriptors = open_descriptors();
+  rlimit old_limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &old_limit), 0);
+  const rlimit small = {descriptors + 40, old_limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &small), 0);
+  FileReplacements files(folder.path(), "a");
+  for (std::size_t i = 0; i < FileSyncs::MOST; ++i) {
+    files.add(std::to_string(i), "new", i);
+    EXPECT_LE(open_descriptors(), descriptors + 12);
+  }
+  EXPECT_TRUE(files.finish().empty());
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &old_limit), 0);
+  EXPECT_EQ(files_in(folder / "a"), FileSyncs::MOST);
 }
 
 // The access rights of another user's file are kept.

@@ -24,6 +24,9 @@ struct Fault {
 /// Starts counting calls; the fault occurs at its call.
 void arm(const Fault& fault);
 
+/// How many files took the place of another since arm() although their content was not on the disk.
+int renames_of_unsynced_files();
+
 /// Stops counting; returns whether the fault occurred.
 bool disarm();
 

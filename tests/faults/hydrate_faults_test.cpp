@@ -4,8 +4,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <map>
@@ -32,23 +34,30 @@ constexpr const char* FINDINGS = ".diagnostics/structure_findings.json";
 
 /// A project with a state, an older manifest and a canonical copy that was edited by hand.
 struct Project {
-  Project() {
+  /// With `more` structures, of which many are synced at once.
+  explicit Project(int more = 0) {
+    Json attachments = {{{"path", "he.xyz"}}, {{"path", "bad.xyz"}}};
+    for (int i = 0; i < more; ++i) {
+      const std::string name = "more/" + std::to_string(i) + ".xyz";
+      w.write(name, "1\n\nHe 0 0 " + std::to_string(i) + "\n");
+      attachments.push_back({{"path", name}});
+    }
     w.write("he.xyz", "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n");
     w.write("bad.xyz", "1\n\nHe 0 0\n");
     w.write("scan/o.xyz", "1\n\nO 0 0 0\n");
     w.write(COPY, "edited");
     w.write(MANIFEST, "old");
-    w.write(STATE, structure_ingest::json_text(
-                       {{"project_path", w.path()},
-                        {"attachments", {{{"path", "he.xyz"}}, {{"path", "bad.xyz"}}}},
-                        {"selected_workroot", w / "scan"},
-                        {"user_request", "Compute the band structure of helium"},
-                        {"structure_sources", {{{"source_path", "/old.xyz"}}}}}));
+    w.write(STATE,
+            structure_ingest::json_text({{"project_path", w.path()},
+                                         {"attachments", attachments},
+                                         {"selected_workroot", w / "scan"},
+                                         {"user_request", "Compute the band structure of helium"},
+                                         {"structure_sources", {{{"source_path", "/old.xyz"}}}}}));
   }
   /// One hydrate; throws the error that the program would report.
   void hydrate() const {
     agent_modules::update_json(w / STATE, Json::object(), [](Json& state) {
-      structure_ingest::hydrate_user_structures(state);
+      structure_ingest::hydrate_user_structures(state, {.limit = 100});
     });
   }
   /// The contents of the files by name, with the project's path removed.
@@ -73,8 +82,8 @@ std::size_t open_descriptors() {
 }
 
 /// The files after a hydrate without a fault.
-Files meant_files() {
-  const Project project;
+Files meant_files(int more) {
+  const Project project(more);
   project.hydrate();
   return project.files();
 }
@@ -124,12 +133,20 @@ void expect_whole(const Files& files, const Files& before, const Files& meant) {
   }
 }
 
+/// How many of the copies that were meant are missing.
+std::ptrdiff_t missing_copies(const Files& files, const Files& meant) {
+  return std::count_if(meant.begin(), meant.end(), [&files](const auto& file) {
+    return file.first.starts_with("project_root/") && !files.contains(file.first);
+  });
+}
+
 struct Case {
   const char* name;
   Call call;
   Effect effect;
   int error;
-  int fewest;  // the least number of calls where it can occur
+  int fewest;    // the least number of calls where it can occur
+  int more = 0;  // structures in the project
 };
 
 std::ostream& operator<<(std::ostream& out, const Case& fault) {
@@ -140,11 +157,11 @@ class HydrateFault : public testing::TestWithParam<Case> {};
 
 TEST_P(HydrateFault, LeavesEachFileOldOrNew) {
   const Case& fault = GetParam();
-  const Files meant = meant_files();
+  const Files meant = meant_files(fault.more);
   int at = 1;
   for (; !HasFailure(); ++at) {
     SCOPED_TRACE("at " + std::to_string(at));
-    const Project project;
+    const Project project(fault.more);
     const Files before = project.files();
     const std::size_t descriptors = open_descriptors();
     const Outcome outcome = hydrate_with(project, {fault.call, at, fault.effect, fault.error});
@@ -154,6 +171,11 @@ TEST_P(HydrateFault, LeavesEachFileOldOrNew) {
     expect_whole(after, before, meant);
     if (fault.error == EINTR || fault.effect == Effect::HALF) {
       EXPECT_TRUE(after == meant);
+    }
+    EXPECT_EQ(tests::renames_of_unsynced_files(), 0);
+    const bool is_of_one_file = fault.call == Call::SYNC || fault.call == Call::RENAME;
+    if (is_of_one_file && outcome.error.empty()) {
+      EXPECT_LE(missing_copies(after, meant), 1);
     }
     if (fault.error == ENOLCK) {  // without the lock nothing changes
       EXPECT_NE(outcome.error, "");
@@ -182,6 +204,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"ReadOnly", Call::OPEN, Effect::FAIL_ALWAYS, EROFS, 8},
                     Case{"FailingSync", Call::SYNC, Effect::FAIL, EIO, 4},
                     Case{"InterruptedSync", Call::SYNC, Effect::FAIL, EINTR, 4},
+                    Case{"FailingSyncOfMany", Call::SYNC, Effect::FAIL, EIO, 22, 18},
+                    Case{"InterruptedSyncOfMany", Call::SYNC, Effect::FAIL, EINTR, 22, 18},
+                    Case{"RefusedSyncOfMany", Call::OPEN, Effect::FAIL, EPERM, 60, 18},
+                    Case{"FailingRenameOfMany", Call::RENAME, Effect::FAIL, EIO, 22, 18},
                     Case{"FailingClose", Call::CLOSE, Effect::FAIL, EIO, 8},
                     Case{"FailingRename", Call::RENAME, Effect::FAIL, EIO, 4},
                     Case{"FailingFolder", Call::MAKE_FOLDER, Effect::FAIL, ENOSPC, 2},
@@ -213,20 +239,21 @@ class EndedHydrate : public testing::TestWithParam<Case> {};
 
 TEST_P(EndedHydrate, LeavesEachFileOldOrNewAndCanBeRepeated) {
   const Case& fault = GetParam();
-  const Files meant = meant_files();
+  const Files meant = meant_files(fault.more);
   int at = 1;
-  for (; !HasFailure(); ++at) {
+  for (; !HasFailure(); at += fault.more == 0 ? 1 : 7) {  // a sample of many calls
     SCOPED_TRACE("at " + std::to_string(at));
-    const Project project;
+    const Project project(fault.more);
     const Files before = project.files();
     const int status = status_of_child(project, {fault.call, at, fault.effect, fault.error});
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0) break;
     const bool was_aborted = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
     EXPECT_TRUE(was_aborted || (WIFEXITED(status) && WEXITSTATUS(status) == STRUCK)) << status;
     Files after = project.files();
-    // A file that was being written when the process ended remains as a temporary file beside it.
+    // Files that were being written when the process ended remain as temporary files beside them:
+    // one, or the copies of a batch.
     EXPECT_LE(std::erase_if(after, [](const auto& file) { return file.first.ends_with(".tmp"); }),
-              1U);
+              2U + static_cast<std::size_t>(fault.more));
     expect_whole(after, before, meant);
     const bool untouched = after.at(STATE) == before.at(STATE);
     EXPECT_TRUE(untouched || !was_aborted || after.at(STATE) == meant.at(STATE));
@@ -240,6 +267,7 @@ TEST_P(EndedHydrate, LeavesEachFileOldOrNewAndCanBeRepeated) {
 
 INSTANTIATE_TEST_SUITE_P(Process, EndedHydrate,
                          testing::Values(Case{"Killed", Call::ANY, Effect::KILL, 0, 40},
+                                         Case{"KilledAtMany", Call::ANY, Effect::KILL, 0, 200, 18},
                                          Case{"NoMemory", Call::ALLOCATE, Effect::FAIL, 0, 200},
                                          Case{"NoMemoryAnyMore", Call::ALLOCATE,
                                               Effect::FAIL_ALWAYS, 0, 200}),

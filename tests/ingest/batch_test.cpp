@@ -174,6 +174,49 @@ TEST_F(Batch, FollowsNoLink) {
   EXPECT_EQ(tests::content_of(outside), "kept");
 }
 
+// A writer that takes texts gets one from the records, without their JSON.
+TEST_F(Batch, TheManifestIsTheSameInPieces) {
+  w.write("proj/he.xyz", HELIUM_ATOM);
+  w.write("proj/\xFF.xyz", "2\n\nH 0 0 1e-300\nO 1.25 -0.0 nan\n");
+  w.write("proj/bad.xyz", "1\n\nHe 0 0\n");
+  std::string many = "3000\n\n";
+  for (int i = 0; i < 3000; ++i) many += "Fe 0 " + std::to_string(i) + " 0.1\n";
+  w.write("proj/many.xyz", many);
+  const Paths paths = {"he.xyz", "\xFF.xyz", "bad.xyz", "many.xyz", "missing.cif"};
+  std::string text;
+  IngestOptions options;
+  options.collaborators.atomic_write_json = JsonFileWriter{
+      .write_value = [](const std::string& path,
+                        const Json&) { EXPECT_FALSE(path.ends_with(INGEST_MANIFEST_REL)); },
+      .write_text =
+          [&text](const std::string& path, const JsonFileWriter::GiveText& give) {
+            EXPECT_EQ(path.substr(path.rfind("/.")), "/" + std::string(INGEST_MANIFEST_REL));
+            give([&text](std::string_view piece) { text += piece; });
+          },
+      .indent = 1};
+  EXPECT_EQ(ingest_batch(w / "proj", paths, options).entries.size(), 5U);
+  const std::vector<Json> entries = ingest(paths);
+  EXPECT_EQ(text, json_text(Json{{"version", 1}, {"structures", entries}}, 1));
+
+  options.collaborators.atomic_write_json =
+      JsonFileWriter{.write_value = nullptr,
+                     .write_text = [](const std::string&, const JsonFileWriter::GiveText&) {
+                       throw std::system_error(ENOSPC, std::generic_category(), "full");
+                     }};
+  EXPECT_EQ(ingest_batch(w / "proj", paths, options).manifest_error,
+            "full: No space left on device");
+}
+
+// Copies take their names together, but whoever leads to one in the same batch finds it.
+TEST_F(Batch, ALinkToANewCopyLeadsToIt) {
+  w.write("proj/he.xyz", HELIUM_ATOM);
+  w.link("proj/link.xyz", "project_root/structures/ingested_he_005dfc29.xyz");
+  const std::vector<Json> entries = ingest({"he.xyz", "link.xyz"});
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[1]["ok"], true);
+  EXPECT_EQ(entries[1]["formula"], "He");
+}
+
 TEST_F(Batch, AKeptParserKeepsItsProcessAndNoCompanion) {
   if (tests::ase_python().empty()) GTEST_SKIP() << "/usr/bin/python3 cannot import ase.io";
   const std::string python = w.write("bin/python", "#!/bin/sh\necho >> " + w / "log" + "; exec " +
@@ -200,6 +243,26 @@ TEST_F(Batch, AKeptParserKeepsItsProcessAndNoCompanion) {
   EXPECT_EQ(tests::content_of(w / "log"), "\n");
 }
 
+TEST_F(Batch, SeveralProcessesGiveTheSameEntries) {
+  if (tests::ase_python().empty()) GTEST_SKIP() << "/usr/bin/python3 cannot import ase.io";
+  Paths candidates = {"missing.cif"};
+  for (int i = 0; i < 12; ++i) {
+    const std::string number = std::to_string(i);
+    w.write("proj/POSCAR" + number, i == 5 ? "" : number + tests::COPPER_POSCAR);
+    w.write("proj/" + number + ".xyz", HELIUM_ATOM);
+    for (const std::string& name : {"POSCAR" + number, number + ".xyz", "./POSCAR" + number}) {
+      candidates.push_back(name);
+    }
+  }
+  const std::vector<Json> expected = ingest(candidates, {.limit = 100});
+  EXPECT_EQ(expected.size(), 25U);
+  EXPECT_EQ(expected.back()["ok"], true);
+  StructureParser parser({.interpreters = {tests::ase_python()}, .processes = 3});
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(ingest(candidates, {.limit = 100, .parser = &parser}), expected);
+  }
+}
+
 TEST_F(Batch, AFailureToWriteAffectsOnlyItsFile) {
   w.write("proj/a.xyz", HELIUM_ATOM);
   w.write("proj/project_root", "a file where a folder is needed");
@@ -214,6 +277,20 @@ TEST_F(Batch, AFailureToWriteAffectsOnlyItsFile) {
   const std::string warning = entries[0]["warnings"].at(0).get<std::string>();
   EXPECT_EQ(warning.find("Could not write canonical XYZ copy: "), 0U);
   EXPECT_NE(warning.find("Not a directory"), std::string::npos) << warning;
+
+  // A copy that cannot take its name costs the copies beside it nothing.
+  w.write("other/o.xyz", "1\n\nO 0 0 0\n");
+  w.write("other/he.xyz", HELIUM_ATOM);
+  w.make_folder("other/project_root/structures/ingested_he_005dfc29.xyz/in the way");
+  const std::vector<Json> others =
+      ingest_structure_files(w / "other", {"he.xyz", "o.xyz"}, options);
+  EXPECT_EQ(others[0]["metadata"]["xyz_path"], "");
+  EXPECT_EQ(
+      others[0]["warnings"],
+      Json::array({"Could not write canonical XYZ copy: filesystem error: cannot replace: Is a "
+                   "directory [" +
+                   (w / "other/project_root/structures/ingested_he_005dfc29.xyz") + "]"}));
+  EXPECT_TRUE(std::filesystem::exists(w / ("other/" + others[1]["path"].get<std::string>())));
 
   // A failure to write the findings is not a failure of the batch.
   options.collaborators.atomic_write_json = [](const std::string& path, const Json&) {

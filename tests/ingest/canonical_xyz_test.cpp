@@ -20,6 +20,14 @@ IngestedStructure water(const std::string& source_path) {
   return record;
 }
 
+/// Writes one copy and returns its path in the project.
+std::string write_copy(const std::string& project, const IngestedStructure& record) {
+  FileReplacements copies(project, std::string(INGESTED_DIRNAME));
+  const std::string rel = write_canonical_xyz(copies, record, 0);
+  EXPECT_TRUE(copies.finish().empty());
+  return rel;
+}
+
 const std::string WATER_TEXT =
     "3\n"
     "ingested from water.xyz (no cell information)\n"
@@ -31,7 +39,7 @@ const std::string WATER_REL = "project_root/structures/ingested_water_e78b2589.x
 TEST(CanonicalXyz, WritesTheCopyOfAMolecule) {
   const tests::ScratchFolder project;
   IngestedStructure record = water("/some/where/water.xyz");
-  EXPECT_EQ(write_canonical_xyz(project.path(), record), WATER_REL);
+  EXPECT_EQ(write_copy(project.path(), record), WATER_REL);
   EXPECT_EQ(tests::content_of(project / WATER_REL), WATER_TEXT);
   record.cell_ang.emplace();  // an empty cell means no cell
   record.symbols.emplace_back("without a position");
@@ -49,7 +57,7 @@ TEST(CanonicalXyz, WritesTheCopyOfACrystal) {
   record.positions_ang = {{0, 0, 0}, {1.3575, 1.3575, 1.3575}};
   record.cell_ang = {{0, 2.715, 2.715}, {2.715, 0, 2.715}, {2.715, 2.715, 0}};
   const std::string rel = "project_root/structures/ingested_Si_bulk_af5b527c.xyz";
-  EXPECT_EQ(write_canonical_xyz(project.path(), record), rel);
+  EXPECT_EQ(write_copy(project.path(), record), rel);
   EXPECT_EQ(tests::content_of(project / rel),
             "2\n"
             "Lattice=\"0.0000000000 2.7150000000 2.7150000000 2.7150000000 0.0000000000 "
@@ -72,7 +80,7 @@ TEST(CanonicalXyz, CleansTheStem) {
        {Case{"my file (1).xyz", "my_file_1_"}, Case{"\u03B1\u03B2.xyz", "_"}, Case{"", "structure"},
         Case{"a.b.cif", "a.b"}, Case{"POSCAR", "POSCAR"}, Case{".hidden", ".hidden"},
         Case{"data.", "data."}, Case{"a-_\n\xFF\"z.xyz", "a-__z"}, Case{"/", "structure"}}) {
-    const std::string rel = write_canonical_xyz(project.path(), water(name));
+    const std::string rel = write_copy(project.path(), water(name));
     const std::string prefix = "project_root/structures/ingested_";
     EXPECT_EQ(rel.substr(prefix.size(), rel.size() - prefix.size() - 13), stem) << name;
   }
@@ -94,7 +102,7 @@ TEST(CanonicalXyz, ReadsBackAsTheOriginal) {
                 "FF.xyz"},
        }) {
     const IngestedStructure record = water("/x/" + name);
-    const std::string copy = project / write_canonical_xyz(project.path(), record);
+    const std::string copy = project / write_copy(project.path(), record);
     const std::string text = tests::content_of(copy);
     EXPECT_EQ(text.substr(2, text.find('\n', 2) - 2),
               "ingested from " + shown + " (no cell information)");
@@ -115,20 +123,20 @@ TEST(CanonicalXyz, WritesOnlyMissingCopies) {
   for (const std::string& same : {WATER_TEXT, crlf}) {
     project.write(WATER_REL, same);
     fs::last_write_time(copy, long_ago);
-    write_canonical_xyz(project.path(), water("water.xyz"));
+    write_copy(project.path(), water("water.xyz"));
     EXPECT_EQ(fs::last_write_time(copy), long_ago);
     EXPECT_EQ(tests::content_of(copy), same);
   }
   for (const std::string& other : {WATER_TEXT + "\xFF", std::string(), WATER_TEXT + "\n"}) {
     project.write(WATER_REL, other);
-    write_canonical_xyz(project.path(), water("water.xyz"));
+    write_copy(project.path(), water("water.xyz"));
     EXPECT_EQ(tests::content_of(copy), WATER_TEXT);
   }
   // The target of a link stays as it is.
   fs::remove(copy);
   const std::string precious = project.write("precious", "mine");
   project.link(WATER_REL, precious);
-  write_canonical_xyz(project.path(), water("water.xyz"));
+  write_copy(project.path(), water("water.xyz"));
   EXPECT_EQ(tests::content_of(precious), "mine");
   EXPECT_EQ(tests::content_of(copy), WATER_TEXT);
 }

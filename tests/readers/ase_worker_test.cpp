@@ -70,6 +70,14 @@ TEST_F(WithAse, AgreesWithPythonToTheBit) {
   std::string many = "Cu\n1.1\n100.1 .1 .7\n.3 90 .1\n0 0 77.7\nCu\n100000\nDirect\n";
   for (int i = 0; i < 100000; ++i)
     many += std::to_string(i / 1e5) + " .1 ." + std::to_string(i) + "\n";
+  const std::string disordered =
+      silicon.substr(0, silicon.find("_symmetry")) +
+      "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
+      "_atom_site_fract_z\n_atom_site_occupancy\n";
+  std::string crowd = disordered;
+  for (int i = 0; i < 1001; ++i) {
+    crowd += "C" + std::to_string(i) + " C 0 .5 0." + std::to_string(1000 + i * 8) + " .7\n";
+  }
   const std::vector<std::pair<std::string, std::string>> files = {
       {"triclinic.cif",
        "data_\n_cell_length_a 5.1\n_cell_length_b 6.3\n_cell_length_c 7.7\n"
@@ -77,6 +85,11 @@ TEST_F(WithAse, AgreesWithPythonToTheBit) {
        "loop_\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
        "_atom_site_fract_z\nFe3+ .1 .2 .3\nO2- .123456789 -.7 1e-17\n"},
       {"huge.vasp", many},
+      {"occupancies.cif", disordered + "Si1 Si 0 0 0 .4\nGe1 Ge 0 0 .0001 .6\nO1 O .5 .5 .5 1\n"},
+      {"apart.cif", disordered + "Si1 Si 0 0 0 .4\nGe1 Ge 0 0 .0011 .6\n"},
+      {"no_number.cif", disordered + "Si1 Si 0 0 nan .4\nGe1 Ge inf 0 0 .6\n"},
+      {"crowd.cif", crowd},
+      {"before_crowd.cif", disordered + "Si1 Si 0 0 0 .4\nGe1 Ge 0 0 .0009 .6\n"},
       {"empty.cif", ""},
       {"words.cif", "no structure"},
       {"missing_loop.cif", silicon.substr(0, silicon.find("loop_"))},
@@ -103,6 +116,24 @@ TEST_F(WithAse, AgreesWithPythonToTheBit) {
     EXPECT_TRUE(given == expected[i]) << paths[i] << "\n"
                                       << given.substr(0, 200) << "\n"
                                       << expected[i].substr(0, 200);
+  }
+}
+
+TEST_F(WithAse, LoadsSciPyOnlyWhereItIsUsed) {
+  std::string script = ASE_WORKER_SCRIPT;
+  const std::string labels = "for label in atoms.get_chemical_symbols()]";
+  script.replace(script.find(labels), labels.size(),
+                 "for label in ['used' if 'scipy.linalg.lapack' in sys.modules else 'left out']]");
+  const std::string cell =
+      "data_\n_cell_length_a 5\n_cell_length_b 5\n_cell_length_c 5\n_cell_angle_alpha 90\n"
+      "_cell_angle_beta 90\n_cell_angle_gamma 90\nloop_\n_atom_site_type_symbol\n"
+      "_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n";
+  scratch.write("POSCAR", COPPER_POSCAR);
+  scratch.write("plain.cif", cell + "Si 0 0 0\n");
+  scratch.write("occupancies.cif", cell + "_atom_site_occupancy\nSi 0 0 0 1\n");
+  AseSession reader({.interpreters = {{ase_python()}}, .script = script});
+  for (const char* file : {"POSCAR", "plain.cif", "occupancies.cif"}) {
+    EXPECT_EQ(reader.read(file).labels, std::vector<std::string>{"left out"}) << file;
   }
 }
 

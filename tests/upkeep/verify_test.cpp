@@ -102,6 +102,32 @@ TEST_F(Verify, SaysWhatIsNotAsItWas) {
   }
 }
 
+TEST_F(Verify, ReadsNoSourceThatItMayNot) {
+  const auto not_c = [&](const std::string& path) { return path != w / "c/c.xyz"; };
+  EXPECT_EQ(found(state, {.may_read = not_c}), "a.xyz|bad.xyz|c.xyz source_not_allowed!|");
+  // That a file has several frames is known from the file alone.
+  const std::string two = w.write("two.xyz", std::string(HELIUM) + HELIUM);
+  hydrate(state, {.extra_paths = {two}});
+  const auto findings = [&](const MayRead& may_read) {
+    return list_structures(w / "p", state, {.check = true, .may_read = may_read})
+        .structures[0]
+        .findings.size();
+  };
+  EXPECT_EQ(findings(not_c), 1U);
+  EXPECT_EQ(findings([&](const std::string& path) { return path != two; }), 0U);
+}
+
+TEST_F(Verify, ChecksThePartOfAListThatIsAskedFor) {
+  std::string checked;
+  const auto told = [&](std::size_t done, std::size_t total, const std::string& path) {
+    checked += std::to_string(done) + "/" + std::to_string(total) + " " +
+               std::filesystem::path(path).filename().string().substr(0, 10) + "|";
+  };
+  list_structures(w / "p", state,
+                  {.check = true, .check_from = 1, .check_count = 1, .progress = told});
+  EXPECT_EQ(checked, "1/3 bad.xyz|");
+}
+
 TEST_F(Verify, RemarksOnCopiesAndEntriesThatAreNotAlone) {
   const std::string same = w.write("same.xyz", HELIUM);
   hydrate(state, {.extra_paths = {same}});

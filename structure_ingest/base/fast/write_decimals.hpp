@@ -17,6 +17,7 @@ void append_shortest(std::string& out, double value);
 
 /// As above, into a buffer with NUMBER_ROOM bytes; returns the end of the text.
 inline constexpr std::size_t NUMBER_ROOM = 352;
+char* write_ten_decimals(char* out, double value);
 char* write_shortest(char* out, double value);
 
 }  // namespace structure_ingest::internal

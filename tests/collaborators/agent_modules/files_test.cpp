@@ -30,6 +30,23 @@ TEST(AtomicIo, WritesOneDocumentAndCreatesItsFolder) {
   EXPECT_EQ(tests::content_of(path), "{\n  \"k\": [\n    1,\n    \"\u00E9\"\n  ]\n}\n");
   EXPECT_EQ(read_json(path, nullptr), (Json{{"k", {1, "\u00E9"}}}));
   EXPECT_EQ(read_json(folder / "missing", 5), 5);
+  // Long values go to the file in pieces.
+  const Json long_value = {std::string(100000, 'x'), Json::array_t(20000, -0.125), {{{{"k", {}}}}}};
+  atomic_write_json(path, long_value);
+  EXPECT_EQ(tests::content_of(path), structure_ingest::json_text(long_value, 2) + "\n");
+  atomic_write_text(path, [](const TakePiece& take) {
+    take("[1,");
+    take("2]");
+  });
+  EXPECT_EQ(tests::content_of(path), "[1,2]\n");
+  const auto broken = [](const TakePiece& take) {
+    take("[3");
+    throw std::logic_error("broken");
+  };
+  EXPECT_THROW(atomic_write_text(path, broken), std::logic_error);
+  EXPECT_EQ(tests::content_of(path), "[1,2]\n");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / "new/sub"), {}), 1);
+  atomic_write_json(path, {{"k", {1, "\u00E9"}}});
   EXPECT_THROW(atomic_write_json(folder / "new/sub/a.json/b", 1),
                std::filesystem::filesystem_error);
 }

@@ -1,0 +1,187 @@
+#include <unistd.h>
+#include <CLI/CLI.hpp>
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "apps/command_line.hpp"
+#include "apps/commands.hpp"
+#include "apps/outcome.hpp"
+#include "apps/output_file.hpp"
+#include "apps/path_list.hpp"
+#include "apps/progress.hpp"
+#include "apps/project_state.hpp"
+#include "apps/report/page.hpp"
+#include "apps/shortest_distance.hpp"
+#include "apps/structure_row.hpp"
+#include "apps/terminal.hpp"
+#include "structure_ingest/base/input_file.hpp"
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/replace_file.hpp"
+#include "structure_ingest/check/check.hpp"
+#include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/record/cell_geometry.hpp"
+
+namespace apps {
+namespace {
+
+namespace internal = structure_ingest::internal;
+using structure_ingest::ProjectListing;
+using structure_ingest::ProjectStructure;
+
+struct ReportArguments {
+  PathArguments paths;
+  StateArguments state;
+  std::string title;
+  std::string output;
+};
+
+/// Fills in what is computed of a record.
+void add_numbers(ReportedStructure& structure) {
+  const structure_ingest::IngestedStructure& record = structure.record;
+  if (!record.ok) return;
+  if (record.cell_ang) structure.geometry = internal::geometry_of(*record.cell_ang);
+  if (structure.geometry && structure.geometry->volume_ang3) {
+    structure.density_g_cm3 =
+        internal::density_g_cm3(record.symbols, *structure.geometry->volume_ang3);
+  }
+  structure.shortest_ang = shortest_distance_ang(record);
+  if (const auto group = space_group_of(record, structure.shortest_ang)) {
+    structure.space_group = group->name + " (" + std::to_string(group->number) + ")";
+  }
+}
+
+ReportedStructure from_file(structure_ingest::StructureParser& parser, const GivenPath& given) {
+  ReportedStructure structure{.record = parser.parse_with_fingerprint(given.path),
+                              .source = given.path};
+  structure.fingerprint = structure.record.sha256;
+  structure.findings = structure_ingest::check_structure(
+      structure.record, {.reader_warnings = parser.reader_warnings()});
+  if (structure.record.ok) {
+    structure.copy = internal::canonical_xyz_text(structure.record);
+    structure.copy_name =
+        internal::file_name(internal::canonical_xyz_rel(structure.record, structure.copy));
+  } else if (!given.origin.empty()) {
+    structure.more.push_back({"Listed in", given.origin});
+  }
+  add_numbers(structure);
+  return structure;
+}
+
+/// What a project holds: its copy is what is shown and handed out, byte for byte.
+ReportedStructure from_project(structure_ingest::StructureParser& parser,
+                               const std::string& project, const ProjectStructure& held) {
+  ReportedStructure structure{.source = held.source_file.empty() ? held.path : held.source_file,
+                              .fingerprint = held.sha256,
+                              .findings = held.findings};
+  if (!held.copy.empty()) {
+    const std::string path = internal::join_path(project, held.copy);
+    structure.record = parser.parse(path);
+    structure.copy_name = internal::file_name(held.copy);
+    structure.more.push_back({"Copy", held.copy});
+    if (structure.record.ok) structure.copy = internal::read_file(path);
+  }
+  // The warnings are those of the source; the copy has none of its own but that it cannot be read.
+  if (structure.record.ok || held.copy.empty()) structure.record.warnings = held.warnings;
+  if (!held.discovery.empty()) {
+    structure.more.push_back({"Found", found_in_words(held.discovery)});
+  }
+  add_numbers(structure);
+  return structure;
+}
+
+std::vector<ReportedStructure> from_files(const PathArguments& arguments) {
+  std::vector<ReportedStructure> structures;
+  const std::vector<GivenPath> paths = given_paths(arguments);
+  structure_ingest::StructureParser parser;
+  Progress progress;
+  std::string reason_told;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    progress.show(i, paths.size(), paths[i].path);
+    structures.push_back(from_file(parser, paths[i]));
+    if (const std::string& reason = parser.why_ase_is_unavailable(); reason != reason_told) {
+      progress.clear();
+      tell_why_no_ase(reason);
+      reason_told = reason;
+    }
+  }
+  return structures;
+}
+
+Report project_report(const StateArguments& arguments) {
+  const ProjectState project = read_project_state(arguments);
+  const ProjectListing listing =
+      structure_ingest::list_structures(project.project, project.state, {.check = true});
+  Report report;
+  report.title = "Structures of " + internal::file_name(internal::resolve_path(project.project));
+  if (const std::size_t others = listing.other_copies.size(); others > 0) {
+    report.remark = "Besides, the project has " + std::to_string(others) +
+                    (others == 1 ? " copy" : " copies") + " that its state does not list.";
+  }
+  if (!listing.manifest_error.empty()) print_error(listing.manifest_error);
+  structure_ingest::StructureParser parser;
+  Progress progress;
+  for (std::size_t i = 0; i < listing.structures.size(); ++i) {
+    progress.show(i, listing.structures.size(), listing.structures[i].path);
+    report.structures.push_back(from_project(parser, project.project, listing.structures[i]));
+  }
+  return report;
+}
+
+Status run(const ReportArguments& arguments) {
+  ending_of_output(arguments.output, {".html", ".htm"});
+  const bool of_project = !arguments.state.project.empty() || !arguments.state.state.empty();
+  Report report;
+  if (of_project) {
+    report = project_report(arguments.state);
+  } else {
+    report.title = "Structures";
+    report.structures = from_files(arguments.paths);
+  }
+  report.program = std::string("structure-ingest ") + STRUCTURE_INGEST_VERSION;
+  if (!arguments.title.empty()) report.title = arguments.title;
+  const std::string page = report_page(report);
+  internal::replace_file(arguments.output, page);
+
+  std::size_t unread = 0;
+  for (const ReportedStructure& structure : report.structures) {
+    if (!structure.record.ok) ++unread;
+  }
+  const std::size_t read = report.structures.size() - unread;
+  print_line(printable(arguments.output) + ": " + std::to_string(read) +
+             (read == 1 ? " structure" : " structures") +
+             (unread == 0 ? "" : ", " + std::to_string(unread) + " not parsed"));
+  return unread == 0 ? ALL_WELL : SOME_FILE_UNPARSED;
+}
+
+}  // namespace
+
+Command add_report(CLI::App& program) {
+  auto arguments = std::make_shared<ReportArguments>();
+  CLI::App* command = program.add_subcommand(
+      "report", "Write one HTML page with the structures in 3D, their numbers and findings");
+  add_state_options(*command, arguments->state, "Report what this project holds, instead of files");
+  command->add_option("--title", arguments->title, "The heading of the page")->type_name("TEXT");
+  command
+      ->add_option("-o,--output", arguments->output,
+                   "The page to write or replace; its name ends with .html")
+      ->required()
+      ->type_name("FILE");
+  add_path_options(*command, arguments->paths, "Structure files");
+  command->callback([arguments] {
+    const bool has_paths = !arguments->paths.paths.empty() || !arguments->paths.files_from.empty();
+    const bool of_project = !arguments->state.project.empty() || !arguments->state.state.empty();
+    if (has_paths && of_project) throw CLI::ExcludesError("PATH", "--project");
+    if (!of_project) require_paths(arguments->paths);
+  });
+  add_examples(*command,
+               {"report *.cif -o report.html", "report --project my_project -o report.html"});
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace apps

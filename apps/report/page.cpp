@@ -1,0 +1,353 @@
+// The page is plain HTML with everything in it that can be read: scripts only add the search, the
+// order and the 3D view. Each text that came from a file passes through markup_text, and no such
+// text stands in a script.
+#include "apps/report/page.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <string_view>
+
+#include "apps/report/embedded_files.hpp"
+#include "apps/report/escape.hpp"
+#include "structure_ingest/check/covalent_radii.hpp"
+#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/picture/element_colours.hpp"
+#include "structure_ingest/picture/markup.hpp"
+#include "structure_ingest/picture/picture_text.hpp"
+#include "structure_ingest/picture/view_axes.hpp"
+#include "structure_ingest/record/chemistry.hpp"
+
+namespace apps {
+namespace {
+
+using structure_ingest::Finding;
+using structure_ingest::IngestedStructure;
+using structure_ingest::Json;
+using structure_ingest::Severity;
+using structure_ingest::internal::markup_text;
+
+constexpr std::array<Severity, 3> SEVERITIES = {Severity::error, Severity::warning, Severity::note};
+constexpr std::size_t MOST_MARKED = 200;
+constexpr std::size_t FINGERPRINT_SHOWN = 8;
+
+std::string number(double value, int digits) {
+  std::array<char, 40> text{};
+  std::snprintf(text.data(), text.size(), "%.*g", digits, value);
+  return text.data();
+}
+
+std::string counted(std::size_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+/// "C<sub>60</sub>": the counts of a formula below the line.
+std::string formula_markup(const std::string& formula) {
+  const std::string text = markup_text(formula);
+  std::string out;
+  bool in_count = false;
+  for (const char c : text) {
+    const bool is_digit = c >= '0' && c <= '9';
+    if (is_digit != in_count) out += is_digit ? "<sub>" : "</sub>";
+    in_count = is_digit;
+    out += c;
+  }
+  return in_count ? out + "</sub>" : out;
+}
+
+std::string angle(const std::optional<double>& degrees) {
+  return degrees ? number(*degrees, 5) : "?";
+}
+
+std::size_t count_of(const std::vector<Finding>& findings, Severity severity) {
+  return static_cast<std::size_t>(
+      std::count_if(findings.begin(), findings.end(),
+                    [&](const Finding& finding) { return finding.severity == severity; }));
+}
+
+/// A cell of the table. `sort` is what it is sorted by, empty for nothing known.
+std::string cell(const std::string& classes, const std::string& label, const std::string& sort,
+                 const std::string& content) {
+  return "<td role=\"cell\" class=\"" + classes + "\" data-sort=\"" + sort + "\"" +
+         (content.empty() ? "" : " data-label=\"" + label + "\"") + ">" + content + "</td>";
+}
+
+std::string badges(const std::vector<Finding>& findings) {
+  std::string out;
+  for (const Severity severity : SEVERITIES) {
+    const std::size_t count = count_of(findings, severity);
+    if (count == 0) continue;
+    const std::string name = structure_ingest::severity_name(severity);
+    out += (out.empty() ? "" : " ") + ("<span class=\"badge " + name + "\">") +
+           counted(count, name) + "</span>";
+  }
+  return out.empty() ? "" : "<span class=\"badges\">" + out + "</span>";
+}
+
+std::string thumbnail(const ReportedStructure& structure) {
+  if (!structure.record.ok) return "<i class=\"nothing\" aria-hidden=\"true\">–</i>";
+  const std::string png = structure_ingest::picture_png(
+      structure.record, {.width_px = 144, .height_px = 108, .legend = false, .transparent = true});
+  return "<img alt=\"\" width=\"72\" height=\"54\" src=\"data:image/png;base64," + base64(png) +
+         "\">";
+}
+
+/// The name of the file above the folder that it is in.
+std::string source_markup(const ReportedStructure& structure) {
+  const std::size_t slash = structure.source.rfind('/');
+  const std::size_t begin = slash == std::string::npos ? 0 : slash + 1;
+  const std::string name = markup_text(structure.source.substr(begin));
+  if (begin == 0) return name;
+  return name + "<br><span class=\"quiet\">" + markup_text(structure.source.substr(0, begin)) +
+         "</span>";
+}
+
+/// A row whose structure has the identifier `id`.
+std::string row(const ReportedStructure& structure, const std::string& id) {
+  const IngestedStructure& record = structure.record;
+  const auto& geometry = structure.geometry;
+  std::string cells =
+      "<th role=\"rowheader\" scope=\"row\" data-sort=\"" + markup_text(record.formula) +
+      "\"><a href=\"#" + id + "\">" + thumbnail(structure) + "<span>" +
+      (record.ok ? formula_markup(record.formula) : "not&nbsp;parsed") + "</span></a></th>";
+  const std::string atoms = record.ok ? std::to_string(record.natoms) : "";
+  cells += cell("number", "Atoms", atoms, atoms);
+  std::string lengths;
+  if (geometry) {
+    const auto& [a, b, c] = geometry->lengths_ang;
+    const auto& [alpha, beta, gamma] = geometry->angles_deg;
+    lengths = number(a, 5) + ", " + number(b, 5) + ", " + number(c, 5) +
+              "<br><span class=\"quiet\">" + angle(alpha) + ", " + angle(beta) + ", " +
+              angle(gamma) + "</span>";
+  }
+  const auto volume = geometry ? geometry->volume_ang3 : std::nullopt;
+  cells += cell("cell wide", "Cell (Å, °)", volume ? number(*volume, 17) : "", lengths);
+  const auto quantity = [&](const std::optional<double>& value, const std::string& label) {
+    return cell("number", label, value ? number(*value, 17) : "", value ? number(*value, 4) : "");
+  };
+  cells += quantity(structure.density_g_cm3, "Density (g/cm³)");
+  cells += cell("", "Space group", markup_text(structure.space_group),
+                markup_text(structure.space_group));
+  cells += quantity(structure.shortest_ang, "Shortest distance (Å)");
+  // By the errors, then the warnings, then the notes.
+  std::size_t weight = 0;
+  for (const Severity severity : SEVERITIES) {
+    weight = weight * 1000 + std::min<std::size_t>(count_of(structure.findings, severity), 999);
+  }
+  cells += cell("wide", "Findings", std::to_string(weight), badges(structure.findings));
+  cells += cell("source wide", "Source", markup_text(structure.source), source_markup(structure));
+  cells +=
+      cell("", "Fingerprint", markup_text(structure.fingerprint),
+           structure.fingerprint.empty()
+               ? ""
+               : "<span class=\"mono\">" +
+                     markup_text(structure.fingerprint.substr(0, FINGERPRINT_SHOWN)) + "</span>");
+  const std::string worst =
+      record.ok
+          ? structure_ingest::severity_name(structure_ingest::worst_severity(structure.findings))
+          : "unread";
+  return "<tr role=\"row\" data-id=\"" + id + "\" data-worst=\"" + worst + "\">" + cells +
+         "</tr>\n";
+}
+
+std::string entry(const std::string& label, const std::string& markup) {
+  return "<dt>" + label + "</dt><dd>" + markup + "</dd>\n";
+}
+
+std::string numbers(const ReportedStructure& structure) {
+  const IngestedStructure& record = structure.record;
+  std::string out;
+  if (record.ok) {
+    out += entry("Atoms", std::to_string(record.natoms));
+    if (const auto& geometry = structure.geometry) {
+      const auto& [a, b, c] = geometry->lengths_ang;
+      const auto& [alpha, beta, gamma] = geometry->angles_deg;
+      out += entry("a, b, c", number(a, 7) + ", " + number(b, 7) + ", " + number(c, 7) + " Å");
+      out += entry("α, β, γ", angle(alpha) + "°, " + angle(beta) + "°, " + angle(gamma) + "°");
+      if (geometry->volume_ang3) out += entry("Volume", number(*geometry->volume_ang3, 6) + " Å³");
+    } else {
+      out += entry("Cell", "none");
+    }
+    if (!record.cell_provenance.empty()) {
+      out += entry("Cell from", markup_text(record.cell_provenance));
+    }
+    if (structure.density_g_cm3)
+      out += entry("Density", number(*structure.density_g_cm3, 4) + " g/cm³");
+    if (!structure.space_group.empty()) {
+      out += entry("Space group", markup_text(structure.space_group) +
+                                      " <span class=\"quiet\">within 0.01 Å</span>");
+    }
+    if (structure.shortest_ang) {
+      out += entry("Shortest distance", number(*structure.shortest_ang, 6) + " Å");
+    }
+  }
+  for (const auto& [label, text] : structure.more) out += entry(label, markup_text(text));
+  if (!structure.fingerprint.empty()) {
+    out += entry("Fingerprint",
+                 "<span class=\"mono\">" + markup_text(structure.fingerprint) + "</span>");
+  }
+  return out.empty() ? "" : "<dl>\n" + out + "</dl>\n";
+}
+
+/// The warnings of a record, which says for one that was not read why.
+std::string warnings(const ReportedStructure& structure) {
+  const IngestedStructure& record = structure.record;
+  if (record.warnings.empty()) return "";
+  const std::string heading = record.ok ? "Warnings" : "Why it was not parsed";
+  const std::string kind = record.ok ? "warning" : "error";
+  std::string out = "<h3>" + heading + "</h3>\n<ul class=\"findings\">\n";
+  for (const std::string& warning : record.warnings) {
+    out += "<li><span class=\"badge " + kind + "\">" + kind + "</span><p>" + markup_text(warning) +
+           "</p></li>\n";
+  }
+  return out + "</ul>\n";
+}
+
+std::string findings(const ReportedStructure& structure) {
+  if (structure.findings.empty()) return "";
+  std::string out = "<h3>Findings</h3>\n<ul class=\"findings\">\n";
+  for (std::size_t i = 0; i < structure.findings.size(); ++i) {
+    const Finding& finding = structure.findings[i];
+    const std::string name = structure_ingest::severity_name(finding.severity);
+    out += "<li data-finding=\"" + std::to_string(i) + "\"><span class=\"badge " + name + "\">" +
+           name + "</span> <code>" + markup_text(finding.code) + "</code><p>" +
+           markup_text(finding.message) + "</p>";
+    if (const auto* rule = structure_ingest::internal::rule_of(finding.code)) {
+      out += "<p class=\"quiet\">" + markup_text(rule->meaning) +
+             "</p><p>To do: " + markup_text(rule->advice) + "</p>";
+    }
+    out += "</li>\n";
+  }
+  return out + "</ul>\n";
+}
+
+/// The atoms that errors and warnings are about.
+std::vector<std::size_t> marked_atoms(const ReportedStructure& structure) {
+  std::vector<std::size_t> atoms;
+  for (const Finding& finding : structure.findings) {
+    if (finding.severity == Severity::note) continue;
+    atoms.insert(atoms.end(), finding.atoms.begin(), finding.atoms.end());
+  }
+  std::sort(atoms.begin(), atoms.end());
+  atoms.erase(std::unique(atoms.begin(), atoms.end()), atoms.end());
+  atoms.resize(std::min(atoms.size(), MOST_MARKED));
+  return atoms;
+}
+
+std::string article(const ReportedStructure& structure, const std::string& id) {
+  const IngestedStructure& record = structure.record;
+  std::string out = "<article id=\"" + id + "\" tabindex=\"-1\" aria-labelledby=\"" + id +
+                    "-name\">\n<header><h2 id=\"" + id + "-name\">" +
+                    (record.ok ? formula_markup(record.formula) : "Not parsed") + "</h2><p>" +
+                    markup_text(structure.source) + "</p></header>\n";
+  out += record.ok ? "<div class=\"columns\">\n" : "<div class=\"columns alone\">\n";
+  if (record.ok) {
+    out += "<figure><div class=\"stage\">\n" +
+           structure_ingest::internal::svg_text(record, {.marked = marked_atoms(structure)},
+                                                id + "-", false) +
+           "</div></figure>\n";
+  }
+  out += "<div class=\"facts\">\n" + numbers(structure) + warnings(structure) + findings(structure);
+  if (!structure.copy.empty()) {
+    out += "<p class=\"copy\"><a class=\"button\" download=\"" + markup_text(structure.copy_name) +
+           "\" href=\"data:chemical/x-xyz;base64," + base64(structure.copy) +
+           "\">Download the exact copy</a> <span class=\"quiet\">extended XYZ, " +
+           counted(structure.copy.size(), "byte") + "</span></p>\n";
+  }
+  return out + "</div>\n</div>\n</article>\n";
+}
+
+/// What the scripts need besides the page itself: numbers and element symbols.
+Json script_data(const Report& report) {
+  std::map<std::string, Json> elements;
+  Json structures = Json::array();
+  for (const ReportedStructure& structure : report.structures) {
+    if (!structure.record.ok) {
+      structures.push_back(nullptr);
+      continue;
+    }
+    Json atoms = Json::array();
+    for (const Finding& finding : structure.findings) atoms.push_back(finding.atoms);
+    structures.push_back(
+        {{"axes",
+          structure_ingest::internal::view_axes(structure.record, structure_ingest::View::angled)},
+         {"periodic", structure_ingest::internal::has_usable_cell(structure.record)},
+         {"marked", marked_atoms(structure)},
+         {"findings", std::move(atoms)}});
+    for (const auto& [symbol, count] :
+         structure_ingest::internal::symbol_counts(structure.record.symbols)) {
+      std::array<char, 8> colour{};
+      std::snprintf(colour.data(), colour.size(), "#%06x",
+                    static_cast<unsigned>(structure_ingest::internal::element_colour(symbol)));
+      elements[symbol] = {{"colour", colour.data()},
+                          {"radius", structure_ingest::internal::covalent_radius_ang(symbol)},
+                          {"non_metal", structure_ingest::internal::is_non_metal(symbol)}};
+    }
+  }
+  return {{"elements", elements}, {"structures", std::move(structures)}};
+}
+
+std::string summary(const Report& report) {
+  std::size_t unread = 0;
+  std::array<std::size_t, 3> found{};
+  for (const ReportedStructure& structure : report.structures) {
+    if (!structure.record.ok) ++unread;
+    for (std::size_t i = 0; i < 3; ++i) {
+      found[i] += count_of(structure.findings, SEVERITIES[i]);
+    }
+  }
+  std::string out = counted(report.structures.size() - unread, "structure");
+  if (unread > 0) out += ", " + counted(unread, "file") + " not parsed";
+  std::string separator = ". Findings: ";
+  for (std::size_t i = 0; i < 3; ++i) {
+    if (found[i] == 0) continue;
+    out += separator + counted(found[i], structure_ingest::severity_name(SEVERITIES[i]));
+    separator = ", ";
+  }
+  out += ".";
+  return report.remark.empty() ? out : out + " " + report.remark;
+}
+
+/// The licences, with their line breaks.
+std::string licences() {
+  std::string out;
+  for (std::string_view rest = VIEWER_LICENCES; !rest.empty();) {
+    const std::size_t end = std::min(rest.find('\n'), rest.size());
+    out += markup_text(rest.substr(0, end)) + "\n";
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string report_page(const Report& report) {
+  std::string rows, articles;
+  for (std::size_t i = 0; i < report.structures.size(); ++i) {
+    const std::string id = "s" + std::to_string(i);
+    rows += row(report.structures[i], id);
+    articles += article(report.structures[i], id);
+  }
+  const std::string style =
+      "\n" + std::string(PAGE_CSS) + structure_ingest::internal::picture_style();
+  const std::string policy = "default-src 'none'; script-src " + policy_hash(VIEWER_JS) + " " +
+                             policy_hash(PAGE_JS) + "; style-src " + policy_hash(style) +
+                             "; img-src data: blob:; base-uri 'none'; form-action 'none'; "
+                             "require-trusted-types-for 'script'";
+  return filled(PAGE_HTML, {{"policy", policy},
+                            {"title", markup_text(report.title)},
+                            {"summary", markup_text(summary(report))},
+                            {"style", style},
+                            {"rows", std::move(rows)},
+                            {"articles", std::move(articles)},
+                            {"program", markup_text(report.program)},
+                            {"licences", licences()},
+                            {"data", script_json(script_data(report))},
+                            {"viewer", std::string(VIEWER_JS)},
+                            {"script", std::string(PAGE_JS)}});
+}
+
+}  // namespace apps

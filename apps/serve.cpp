@@ -1,0 +1,65 @@
+#include <fcntl.h>
+#include <unistd.h>
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "apps/command_line.hpp"
+#include "apps/commands.hpp"
+#include "apps/terminal.hpp"
+#include "server/session.hpp"
+#include "structure_ingest/base/descriptor.hpp"
+
+namespace apps {
+namespace {
+
+using structure_ingest::internal::Descriptor;
+
+struct ServeArguments {
+  std::vector<std::string> roots;
+  bool read_only = false;
+};
+
+/// Takes standard output for the protocol alone: what anything else prints goes to standard error.
+Descriptor take_standard_output() {
+  Descriptor output(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  if (!output.is_open() || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+    throw std::system_error(errno, std::generic_category(), "standard output");
+  }
+  return output;
+}
+
+Status run(const ServeArguments& arguments) {
+  server::Workspace workspace(server::Roots(arguments.roots), arguments.read_only);
+  const Descriptor descriptor = take_standard_output();
+  std::signal(SIGPIPE, SIG_IGN);  // a client that is gone is found by the write that fails
+  server::LineInput input(STDIN_FILENO);
+  server::LineOutput output(descriptor.number());
+  server::serve(workspace, input, output,
+                {.version = STRUCTURE_INGEST_VERSION,
+                 .log = [](const std::string& text) { print_error(text); }});
+  return ALL_WELL;
+}
+
+}  // namespace
+
+Command add_serve(CLI::App& program) {
+  auto arguments = std::make_shared<ServeArguments>();
+  CLI::App* command = program.add_subcommand(
+      "serve", "Offer all this to an assistant, by the Model Context Protocol");
+  command
+      ->add_option("--root", arguments->roots,
+                   "A folder to work in, links followed; may be given more than once. Nothing "
+                   "outside is read or written")
+      ->required()
+      ->type_name("DIR");
+  command->add_flag("--read-only", arguments->read_only, "Offer nothing that writes");
+  add_examples(*command, {"serve --root ~/calculations", "serve --root ~/data --read-only"});
+  return [arguments] { return run(*arguments); };
+}
+
+}  // namespace apps

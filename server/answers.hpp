@@ -1,0 +1,75 @@
+// The parts of which answers are made.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "server/tool_error.hpp"
+#include "server/tools.hpp"
+#include "structure_ingest/check/finding.hpp"
+#include "structure_ingest/ingest/skipped_file.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
+
+namespace server {
+
+/// The structure file that the argument `path` names. Throws ToolError for one that is not there or
+/// is none of a structure by its name: both are most probably a slip of the caller.
+std::string file_to_read(const Workspace& workspace, const Json& arguments);
+
+/// What to do next about a file that gave no structure.
+inline constexpr const char* NOT_READ =
+    "The file gave no structure: read its warnings to the user and ask for another file. Do not "
+    "build the structure from what you know.";
+
+/// `path` and `uri` of a file.
+Json file_json(const std::string& path);
+
+/// The same of a canonical copy, by its path relative to the project; null for none.
+Json copy_json(const std::string& project, const std::string& copy);
+
+/// Lengths, angles, volume and density to six digits, which nobody can take for the exact cell;
+/// null without a cell.
+Json cell_json(const structure_ingest::IngestedStructure& record);
+
+/// A structure that was read for a project.
+Json structure_json(const structure_ingest::SourceEntry& entry, const std::string& project);
+
+/// What is said of files that were passed over; the first 100 of them.
+Json skipped_json(std::span<const structure_ingest::SkippedFile> skipped);
+
+/// "'/data/water.xyz': H2O, 3 atoms, no cell".
+std::string line_on(const structure_ingest::IngestedStructure& record);
+
+/// "  warning: ...", one line for each warning of a record, and for each finding that is no note.
+std::vector<std::string> lines_below(bool ok, std::span<const std::string> warnings,
+                                     std::span<const structure_ingest::Finding> findings);
+
+/// What to do about a structure that has no cell, with a blank behind it; empty for one that has.
+std::string next_without_cell(const structure_ingest::IngestedStructure& record);
+
+/// "3 atoms", "1 atom".
+std::string counted(std::size_t count, const std::string& noun);
+
+/// Which part of a long list an answer holds.
+struct Page {
+  std::size_t offset;
+  std::size_t limit;
+
+  /// The first element on the page, and the one behind it.
+  std::size_t begin(std::size_t total) const { return std::min(offset, total); }
+  std::size_t end(std::size_t total) const {
+    return begin(total) + std::min(limit, total - begin(total));
+  }
+  bool is_last(std::size_t total) const { return end(total) == total; }
+};
+
+Page page_of(const Json& arguments);
+
+/// Adds `total`, `offset` and `next_offset`.
+void add_page(Json& data, const Page& page, std::size_t total);
+
+}  // namespace server

@@ -1,0 +1,285 @@
+// The tools that look at files.
+#include <algorithm>
+#include <optional>
+#include <string>
+
+#include "collaborators/agent_modules/directory_trust.hpp"
+#include "collaborators/agent_modules/workspace_inventory.hpp"
+#include "server/answers.hpp"
+#include "server/tool_error.hpp"
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/check/check.hpp"
+#include "structure_ingest/check/findings_json.hpp"
+#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/project/folder_owners.hpp"
+#include "structure_ingest/upkeep/copies.hpp"
+
+namespace server {
+namespace {
+
+namespace base = structure_ingest::internal;
+using structure_ingest::Finding;
+using structure_ingest::IngestedStructure;
+using structure_ingest::Severity;
+
+/// The copies that projects hold of this very structure.
+Json copies_of(const IngestedStructure& record, Workspace& workspace, const Call& call,
+               std::vector<std::string>& paths) {
+  Json copies = Json::array();
+  if (!record.ok) return copies;
+  const std::string text = base::canonical_xyz_text(record);
+  const std::string copy = base::canonical_xyz_rel(record, text);
+  for (const std::string& project : workspace.projects([&call] { call.check(); })) {
+    const std::string path = base::join_path(project, copy);
+    // One that somebody has changed is not named.
+    if (!workspace.roots().hold(path) || base::text_of_copy(project, copy) != text) continue;
+    copies.push_back({{"project", project}, {"path", path}, {"uri", file_uri(path)}});
+    paths.push_back(path);
+  }
+  return copies;
+}
+
+Json coordinates_of(const IngestedStructure& record, const Json& arguments) {
+  const std::size_t total = record.symbols.size();
+  const Page page{.offset = arguments.at("first_atom").get<std::size_t>(),
+                  .limit = arguments.at("max_atoms").get<std::size_t>()};
+  if (page.offset >= total) {
+    throw ToolError("There is no atom " + std::to_string(page.offset) + ": the file has " +
+                    std::to_string(total) + ", counted from 0.");
+  }
+  IngestedStructure part{.source_path = {}, .format = {}};
+  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
+    part.symbols.push_back(record.symbols[i]);
+    part.positions_ang.push_back(record.positions_ang[i]);
+  }
+  part.cell_ang = record.cell_ang;
+  const Json fields = part.as_dict();
+  return {{"first_atom", page.offset},
+          {"next_atom", page.is_last(total) ? Json() : Json(page.end(total))},
+          {"symbols", fields["symbols"]},
+          {"positions_ang", fields["positions_ang"]},
+          {"cell_ang", fields["cell_ang"]}};
+}
+
+bool is_error(const Finding& finding) {
+  return finding.severity == Severity::error;
+}
+
+bool is_note(const Finding& finding) {
+  return finding.severity == Severity::note;
+}
+
+std::string next_after(const std::vector<Finding>& findings) {
+  if (std::any_of(findings.begin(), findings.end(), is_error)) {
+    return "Do not calculate with this structure: tell the user of the errors and what would mend "
+           "them, and wait for a decision. Do not mend or write a structure file yourself.";
+  }
+  if (!std::all_of(findings.begin(), findings.end(), is_note)) {
+    return "Tell the user of the warnings before you go on: each needs a person's decision. Do not "
+           "mend or write a structure file yourself.";
+  }
+  return {};
+}
+
+void require_trust(const std::string& directory) {
+  bool is_untrusted = false;
+  try {
+    is_untrusted = agent_modules::trust_state_for(directory).state == "untrusted";
+  } catch (const std::exception&) {
+    return;  // a list that cannot be read does not make a folder untrusted
+  }
+  if (is_untrusted) {
+    throw ToolError("The folder " + in_quotes(directory) +
+                    " is not scanned: the user lists it as untrusted. Only the user can change "
+                    "that, with 'structure-ingest trust'. Files that the user names can be read "
+                    "one by one.");
+  }
+}
+
+Json first_names(const std::vector<std::string>& folders, const std::string& root) {
+  constexpr std::size_t MOST = 20;
+  Json list = Json::array();
+  for (std::size_t i = 0; i < std::min(MOST, folders.size()); ++i) {
+    list.push_back(base::path_text(base::join_path(root, folders[i])));
+  }
+  return list;
+}
+
+}  // namespace
+
+Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& call) {
+  const std::string path = file_to_read(workspace, arguments);
+  structure_ingest::StructureParser& parser = workspace.parser();
+  const IngestedStructure record = parser.parse_with_fingerprint(path);
+  std::vector<Finding> findings =
+      structure_ingest::check_structure(record, {.reader_warnings = parser.reader_warnings()});
+  std::erase_if(findings, is_note);
+  call.check();
+  Answer answer;
+  const bool with_coordinates = arguments.at("include_coordinates") == true && record.ok;
+  Json copies = copies_of(record, workspace, call, answer.copies);
+  answer.lines = {line_on(record)};
+  const std::vector<std::string> below = lines_below(record.ok, record.warnings, findings);
+  answer.lines.insert(answer.lines.end(), below.begin(), below.end());
+  if (const std::string& reason = parser.why_ase_is_unavailable(); !reason.empty()) {
+    answer.lines.push_back("  ASE cannot be used: " + reason);
+  }
+  for (const std::string& copy : answer.copies) {
+    answer.lines.push_back("  canonical copy: " + in_quotes(copy));
+  }
+  const std::string careful = next_after(findings);
+  if (!record.ok) {
+    answer.next_step = NOT_READ;
+  } else if (std::any_of(findings.begin(), findings.end(), is_error)) {
+    answer.next_step = careful;
+  } else {
+    answer.next_step =
+        careful + (careful.empty() ? "" : " ") + next_without_cell(record) +
+        (copies.empty() ? "No project holds a copy yet: call hydrate_project with this file, "
+                          "and calculate with the canonical copy that it names."
+                        : "Calculate with a canonical copy of this answer: give its path to "
+                          "the program, and never retype coordinates.");
+  }
+  answer.data = {{"file", file_json(path)},
+                 {"ok", record.ok},
+                 {"format", record.format},
+                 {"formula", record.formula},
+                 {"natoms", record.ok ? record.natoms : 0},
+                 {"species", record.species},
+                 {"cell", cell_json(record)},
+                 {"sha256", record.sha256},
+                 {"warnings", record.warnings},
+                 {"findings", structure_ingest::findings_list(findings)},
+                 {"copies", std::move(copies)},
+                 {"coordinates", with_coordinates ? coordinates_of(record, arguments) : Json()}};
+  if (with_coordinates && !answer.data["coordinates"]["next_atom"].is_null()) {
+    answer.next_step =
+        "More atoms: call again with first_atom set to next_atom. " + answer.next_step;
+  }
+  return answer;
+}
+
+Answer check_structure(Workspace& workspace, const Json& arguments, const Call& call) {
+  const std::string path = file_to_read(workspace, arguments);
+  structure_ingest::StructureParser& parser = workspace.parser();
+  const IngestedStructure record = parser.parse(path);
+  call.check();
+  const std::vector<Finding> findings = structure_ingest::check_structure(
+      record, {.reader_warnings = parser.reader_warnings(),
+               .search_symmetry = arguments.at("search_symmetry") == true});
+  Answer answer;
+  answer.lines = {line_on(record)};
+  Json explanations = Json::array();
+  for (const Finding& finding : findings) {
+    answer.lines.push_back(std::string("  ") + structure_ingest::severity_name(finding.severity) +
+                           " " + finding.code + ": " + finding.message);
+    const base::Rule* const rule = base::rule_of(finding.code);
+    if (is_note(finding) || rule == nullptr) continue;
+    const bool is_said =
+        std::any_of(explanations.begin(), explanations.end(),
+                    [&finding](const Json& said) { return said["code"] == finding.code; });
+    if (is_said) continue;
+    explanations.push_back(
+        {{"code", finding.code}, {"meaning", rule->meaning}, {"advice", rule->advice}});
+    answer.lines.push_back(std::string("    means: ") + rule->meaning);
+    answer.lines.push_back(std::string("    do: ") + rule->advice);
+  }
+  if (findings.empty()) answer.lines.emplace_back("  nothing to remark");
+  answer.data = {
+      {"file", file_json(path)},
+      {"ok", record.ok},
+      {"formula", record.formula},
+      {"natoms", record.ok ? record.natoms : 0},
+      {"worst",
+       findings.empty() ? "none" : structure_ingest::severity_name(findings.front().severity)},
+      {"findings", structure_ingest::findings_list(findings)},
+      {"explanations", explanations}};
+  const std::string careful = next_after(findings);
+  answer.next_step = !record.ok        ? NOT_READ
+                     : careful.empty() ? "Nothing speaks against this structure: call "
+                                         "hydrate_project to take it into a project."
+                                       : careful;
+  return answer;
+}
+
+Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& call) {
+  const Roots& roots = workspace.roots();
+  const std::string root = arguments.contains("directory")
+                               ? base::resolve_path(roots.locate(arguments["directory"]))
+                               : roots.folders().front();
+  const std::string project =
+      arguments.contains("project") ? roots.locate_project(arguments["project"]) : root;
+  if (!base::is_directory(root)) {
+    throw ToolError("There is no folder " + in_quotes(root) +
+                    ": call scan_workspace without a directory to see the first root.");
+  }
+  require_trust(root);
+  const agent_modules::FolderTree tree = agent_modules::list_folder_tree(root);
+  call.check();
+  const Page page = page_of(arguments);
+  const std::size_t total = tree.structure_files.size();
+  const char* const kind =
+      (base::is_within(project, root) ? structure_ingest::DISCOVERY_PROJECT_FOLDER
+                                      : structure_ingest::DISCOVERY_WORKSPACE_SCAN)
+          .data();
+  base::FolderOwners owners(std::nullopt);
+  base::FolderOwners owners_below(project);
+  Answer answer;
+  answer.lines.push_back(in_quotes(root) + ": " + counted(total, "structure file"));
+  Json files = Json::array();
+  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
+    call.check();
+    const std::string path = base::join_path(root, tree.structure_files[i]);
+    const std::string resolved = base::resolve_path(path);
+    const std::optional<std::string> owner = owners.owner_of(resolved);
+    const bool taken = roots.hold(path) && !owners_below.is_foreign(resolved, project);
+    Json file = file_json(path);
+    file["discovery"] = kind;
+    file["owner"] = owner ? Json(*owner) : Json();
+    file["taken"] = taken;
+    files.push_back(std::move(file));
+    answer.lines.push_back("  " + in_quotes(path) + (taken ? "" : " (would not be taken)"));
+  }
+  answer.data = {{"directory", file_json(root)}, {"files", std::move(files)}};
+  add_page(answer.data, page, total);
+  answer.data["untrusted"] = first_names(tree.untrusted_folders, root);
+  answer.data["unreadable"] = first_names(tree.unreadable_folders, root);
+  answer.next_step = !page.is_last(total)
+                         ? "There are more files: call again with offset set to next_offset."
+                     : total == 0 ? "Ask the user where the structure files are; they must lie "
+                                    "below a root."
+                                  : "Call check_structure on the files that matter, then "
+                                    "hydrate_project to take them into a project.";
+  return answer;
+}
+
+Answer explain_finding(Workspace& /*workspace*/, const Json& arguments, const Call& /*call*/) {
+  const auto code = arguments.at("code").get<std::string>();
+  const base::Rule* const rule = base::rule_of(code);
+  if (rule == nullptr) {
+    std::string known;
+    for (const base::Rule& each : base::rules()) {
+      known += (known.empty() ? "" : ", ") + std::string(each.code);
+    }
+    throw ToolError("There is no finding " + in_quotes(code) + ". The findings are " + known +
+                    ": call again with one of them.");
+  }
+  std::string severity = structure_ingest::severity_name(rule->worst);
+  if (rule->least != rule->worst) {
+    severity += std::string(" to ") + structure_ingest::severity_name(rule->least);
+  }
+  Answer answer;
+  answer.data = {{"code", rule->code},
+                 {"severity", severity},
+                 {"found", rule->looks_at},
+                 {"meaning", rule->meaning},
+                 {"advice", rule->advice}};
+  answer.lines = {std::string(rule->code) + " (" + severity + ")",
+                  std::string("  found: ") + rule->looks_at,
+                  std::string("  means: ") + rule->meaning, std::string("  do: ") + rule->advice};
+  answer.next_step = "Call check_structure on a file to see whether it has this finding.";
+  return answer;
+}
+
+}  // namespace server

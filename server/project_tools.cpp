@@ -1,0 +1,291 @@
+// The tools that look at what a project holds, and take a structure out of it.
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "collaborators/agent_modules/project_state.hpp"
+#include "server/answers.hpp"
+#include "server/tool_error.hpp"
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/check/findings_json.hpp"
+#include "structure_ingest/upkeep/copies.hpp"
+#include "structure_ingest/upkeep/entry_reading.hpp"
+#include "structure_ingest/upkeep/forget.hpp"
+#include "structure_ingest/upkeep/list.hpp"
+#include "structure_ingest/upkeep/verify.hpp"
+
+namespace server {
+namespace {
+
+namespace base = structure_ingest::internal;
+using agent_modules::ProjectState;
+using structure_ingest::ForgetOutcome;
+using structure_ingest::ProjectStructure;
+using structure_ingest::VerifiedStructure;
+using structure_ingest::VerifyFinding;
+
+/// A project and its state. Throws ToolError for a folder that is not there.
+ProjectState state_of(const Workspace& workspace, const Json& arguments) {
+  const std::string project = workspace.roots().locate_project(arguments.at("project"));
+  if (!base::is_directory(project)) {
+    throw ToolError("There is no project " + in_quotes(project) +
+                    ". hydrate_project creates one as it takes structures in.");
+  }
+  return agent_modules::read_project_state({.project = project});
+}
+
+std::string utc_time(std::int64_t seconds) {
+  const std::time_t time = seconds;
+  std::tm parts{};
+  std::array<char, 32> text{};
+  gmtime_r(&time, &parts);
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts)};
+}
+
+Json source_json(const ProjectStructure& structure) {
+  if (structure.source_file.empty()) return nullptr;
+  return file_json(base::file_stored_as(structure.source_file));
+}
+
+Json texts_json(const std::vector<std::string>& texts) {
+  Json list = Json::array();
+  for (const std::string& text : texts) {
+    if (!text.empty()) list.push_back(text);
+  }
+  return list;
+}
+
+std::size_t atoms_of(const ProjectStructure& structure) {
+  return structure.natoms < 0 ? 0 : static_cast<std::size_t>(structure.natoms);
+}
+
+/// What a state says need not be so: an entry may come from anywhere.
+Json structure_json(const ProjectStructure& structure, const std::string& project) {
+  return {{"name", structure.path},
+          {"source", source_json(structure)},
+          {"copy", copy_json(project, structure.copied_at ? structure.copy : "")},
+          {"ok", structure.ok},
+          {"formula", structure.formula},
+          {"natoms", atoms_of(structure)},
+          {"has_cell", structure.has_cell},
+          {"discovery", structure.discovery},
+          {"copied_at", structure.copied_at ? Json(utc_time(*structure.copied_at)) : Json()},
+          {"warnings", texts_json(structure.warnings)},
+          {"findings", structure_ingest::findings_list(structure.findings)}};
+}
+
+std::string line_on(const ProjectStructure& structure) {
+  const std::string& source = structure.source_file;
+  return in_quotes(structure.path) + ": " +
+         (structure.ok
+              ? in_quotes(structure.formula) + ", " + counted(atoms_of(structure), "atom") +
+                    (structure.has_cell ? ", with a cell" : ", no cell")
+              : std::string("could not be read")) +
+         (source.empty() || source == structure.path ? "" : ", from " + in_quotes(source));
+}
+
+Json json_of(const VerifiedStructure& verified) {
+  Json findings = Json::array();
+  for (const VerifyFinding& finding : verified.findings) {
+    findings.push_back({{"code", structure_ingest::name_of(finding.code)},
+                        {"problem", finding.is_problem},
+                        {"text", finding.text}});
+  }
+  return {{"name", verified.structure.path},
+          {"source", source_json(verified.structure)},
+          {"as_it_was", verified.is_as_it_was()},
+          {"findings", std::move(findings)}};
+}
+
+/// The name by which the state knows what the client means: a copy is known by its path in the
+/// project, where answers give its whole path.
+std::string name_to_forget(const Roots& roots, const std::string& project,
+                           const std::string& given) {
+  if (!given.starts_with("file:") && !base::is_absolute(given)) return given;
+  std::string path = roots.locate(given);
+  const std::string resolved = base::resolve_path(path);
+  if (!base::is_within(resolved, project) || resolved == project) return path;
+  std::string inside = resolved.substr(project == "/" ? 1 : project.size() + 1);
+  return base::is_copy_path(inside) ? inside : path;
+}
+
+[[noreturn]] void refuse_unclear(const structure_ingest::UnclearName& unclear) {
+  std::string message = "Nothing was forgotten: the name " + in_quotes(unclear.name);
+  if (unclear.fits.empty()) {
+    throw ToolError(message +
+                    " fits no structure of the state. Call list_structures, and give the 'name' of "
+                    "the one that is meant.");
+  }
+  message += " fits " + counted(unclear.fits.size(), "structure") + ":";
+  for (const ProjectStructure& structure : unclear.fits) message += " " + in_quotes(structure.path);
+  throw ToolError(message + ". Call again with the one that the user means.");
+}
+
+const char* fate_of_copy(const ForgetOutcome& outcome, const ProjectStructure& structure,
+                         const std::string& project, const Json& arguments) {
+  if (structure.copy.empty()) return "none";
+  if (std::find(outcome.copies.begin(), outcome.copies.end(), structure.copy) ==
+      outcome.copies.end()) {
+    return "needed_by_another";
+  }
+  if (arguments.at("delete_copy") != true) return "kept";
+  if (arguments.at("dry_run") == true) return "deleted";
+  try {
+    structure_ingest::delete_copy(project, structure.copy);
+    return "deleted";
+  } catch (const std::system_error&) {
+    return "could_not_be_deleted";
+  }
+}
+
+}  // namespace
+
+Answer list_structures(Workspace& workspace, const Json& arguments, const Call& call) {
+  const ProjectState project = state_of(workspace, arguments);
+  const Page page = page_of(arguments);
+  const structure_ingest::ProjectListing listing = structure_ingest::list_structures(
+      project.project, project.state,
+      {.check = true,
+       .check_from = page.offset,
+       .check_count = page.limit,
+       .progress = call.progress(),
+       .may_read = [&](const std::string& path) { return workspace.roots().may_read(path); }});
+  const std::size_t total = listing.structures.size();
+  Answer answer;
+  answer.lines.push_back(in_quotes(project.project) + ": " + counted(total, "structure"));
+  Json structures = Json::array();
+  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
+    const ProjectStructure& structure = listing.structures[i];
+    structures.push_back(structure_json(structure, project.project));
+    answer.lines.push_back(line_on(structure));
+    for (std::string& line : lines_below(structure.ok, structure.warnings, structure.findings)) {
+      answer.lines.push_back(std::move(line));
+    }
+    if (!structure.copied_at) continue;
+    answer.copies.push_back(base::join_path(project.project, structure.copy));
+    answer.lines.push_back("  canonical copy: " + in_quotes(answer.copies.back()));
+  }
+  answer.data = {{"project", file_json(project.project)},
+                 {"has_state", !project.state.is_null()},
+                 {"structures", std::move(structures)}};
+  add_page(answer.data, page, total);
+  answer.data["copies_without_entry"] = listing.other_copies.size();
+  answer.data["manifest_problem"] = listing.manifest_error;
+  answer.next_step =
+      !page.is_last(total) ? "There are more structures: call again with offset set to next_offset."
+      : total == 0 ? "The project is empty: call scan_workspace to find structure files, and "
+                     "hydrate_project to take them in."
+                   : "To calculate, give the path of a structure's copy to the program; never "
+                     "retype coordinates. verify_project tells whether copies and sources are "
+                     "still what was taken in.";
+  return answer;
+}
+
+Answer verify_project(Workspace& workspace, const Json& arguments, const Call& call) {
+  const ProjectState project = state_of(workspace, arguments);
+  const structure_ingest::Verification verification = structure_ingest::verify_project(
+      project.project, project.state,
+      {.moved_from = project.moved_from,
+       .progress = call.progress(),
+       .parser = &workspace.parser(),
+       .may_read = [&](const std::string& path) { return workspace.roots().may_read(path); }});
+  std::vector<const VerifiedStructure*> told;
+  std::size_t bad = 0;
+  for (const VerifiedStructure& verified : verification.structures) {
+    if (!verified.is_as_it_was()) ++bad;
+    if (!verified.findings.empty()) told.push_back(&verified);
+  }
+  const bool well = verification.is_as_it_was() && project.moved_from.empty() &&
+                    verification.manifest_error.empty();
+  const Page page = page_of(arguments);
+  Answer answer;
+  answer.lines.push_back(in_quotes(project.project) + ": " +
+                         std::to_string(verification.structures.size() - bad) + " of " +
+                         counted(verification.structures.size(), "structure") + " as taken in");
+  if (!project.moved_from.empty()) {
+    answer.lines.push_back("  problem: the state says that the project is " +
+                           in_quotes(project.moved_from));
+  }
+  Json structures = Json::array();
+  for (std::size_t i = page.begin(told.size()); i < page.end(told.size()); ++i) {
+    structures.push_back(json_of(*told[i]));
+    answer.lines.push_back(line_on(told[i]->structure));
+    for (const VerifyFinding& finding : told[i]->findings) {
+      answer.lines.push_back((finding.is_problem ? "  problem: " : "  note: ") + finding.text);
+    }
+  }
+  answer.data = {{"project", file_json(project.project)},
+                 {"as_it_was", well},
+                 {"verified", verification.structures.size()},
+                 {"not_as_it_was", bad},
+                 {"structures", std::move(structures)}};
+  add_page(answer.data, page, told.size());
+  answer.data["moved_from"] = project.moved_from;
+  answer.data["manifest_problem"] = verification.manifest_error;
+  answer.next_step =
+      !page.is_last(told.size())
+          ? "There is more to say: call again with offset set to next_offset."
+      : well ? "Everything is as it was taken in: the copies can be relied on."
+      : !project.moved_from.empty()
+          ? "The project was moved or copied: ask the user to set \"project_path\" in its state "
+            "to where it is now. Until then nothing can be taken in or forgotten."
+          : "Tell the user what has changed, and do not calculate with those structures before a "
+            "decision. If the new content is meant, call hydrate_project with refresh; if a copy "
+            "is gone or was changed, hydrate_project with the source writes it anew.";
+  return answer;
+}
+
+Answer forget_structure(Workspace& workspace, const Json& arguments, const Call& call) {
+  const ProjectState project = state_of(workspace, arguments);
+  if (project.state.is_null()) {
+    throw ToolError("The project " + in_quotes(project.project) +
+                    " has no agent state, so that there is nothing to forget. Its manifest is "
+                    "replaced by the next ingest_structures.");
+  }
+  const bool dry_run = arguments.at("dry_run") == true;
+  const std::vector<std::string> names = {
+      name_to_forget(workspace.roots(), project.project, arguments.at("name"))};
+  ForgetOutcome outcome;
+  const auto forget = [&](Json& state) {
+    call.check();
+    outcome = structure_ingest::forget_structures(
+        state, names, {.folder = workspace.roots().folders().front(), .dry_run = dry_run});
+    if (!outcome.unclear.empty()) refuse_unclear(outcome.unclear.front());
+  };
+  if (dry_run) {
+    Json state = project.state;
+    forget(state);
+  } else {
+    agent_modules::change_state({.project = project.project}, forget);
+  }
+  const ProjectStructure& structure = outcome.forgotten.front();
+  const std::string fate = fate_of_copy(outcome, structure, project.project, arguments);
+  Answer answer;
+  answer.lines = {(dry_run ? "would be forgotten: " : "forgotten: ") + line_on(structure)};
+  if (fate != "none") answer.lines.push_back("  copy: " + fate);
+  for (const std::string& note : outcome.notes) {
+    answer.lines.push_back("  note taken out: " + in_quotes(note));
+  }
+  answer.data = {{"project", file_json(project.project)},
+                 {"dry_run", dry_run},
+                 {"name", structure.path},
+                 {"source", source_json(structure)},
+                 {"formula", structure.formula},
+                 {"natoms", atoms_of(structure)},
+                 {"copy", fate},
+                 {"notes_removed", texts_json(outcome.notes)}};
+  answer.changes_files = !dry_run;
+  answer.next_step =
+      dry_run ? "Nothing was written. If the user agrees, call again without dry_run."
+      : fate == "could_not_be_deleted"
+          ? "The structure is forgotten, but its copy is still there: tell the user."
+          : "The structure is forgotten; hydrate_project with its source takes it in again.";
+  return answer;
+}
+
+}  // namespace server

@@ -1,0 +1,313 @@
+// The tools that take files into a project.
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "collaborators/agent_modules/project_state.hpp"
+#include "server/answers.hpp"
+#include "server/tool_error.hpp"
+#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/discovery/hydrate.hpp"
+#include "structure_ingest/ingest/batch.hpp"
+
+namespace server {
+namespace {
+
+namespace base = structure_ingest::internal;
+using structure_ingest::HydrateOutcome;
+using structure_ingest::KnownSource;
+using structure_ingest::SourceEntry;
+
+std::vector<std::string> located_paths(const Roots& roots, const Json& arguments) {
+  std::vector<std::string> paths;
+  for (const Json& path : arguments.at("paths")) {
+    paths.push_back(roots.locate_structure(path.get<std::string>()));
+  }
+  return paths;
+}
+
+Json problems_json(const std::string& manifest, const std::string& ase) {
+  return {{"manifest", manifest}, {"ase", ase}};
+}
+
+/// Adds the structures that were read, and what there is to say of each.
+void add_structures(Answer& answer, const std::vector<SourceEntry>& entries,
+                    const std::string& project, bool dry_run) {
+  Json structures = Json::array();
+  for (const SourceEntry& entry : entries) {
+    structures.push_back(structure_json(entry, project));
+    answer.lines.push_back((!entry.record.ok ? "failed: "
+                            : dry_run        ? "would be taken: "
+                                             : "taken: ") +
+                           line_on(entry.record));
+    for (std::string& line : lines_below(entry.record.ok, entry.record.warnings, entry.findings)) {
+      answer.lines.push_back(std::move(line));
+    }
+    const std::string& copy = entry.record.canonical_xyz_rel;
+    if (copy.empty()) continue;
+    answer.lines.push_back("  canonical copy: " + in_quotes(base::join_path(project, copy)));
+    if (!dry_run) answer.copies.push_back(base::join_path(project, copy));
+  }
+  answer.data["structures"] = std::move(structures);
+}
+
+void add_skipped(Answer& answer, const std::vector<structure_ingest::SkippedFile>& skipped) {
+  answer.data["skipped"] = skipped_json(skipped);
+  for (const Json& file : answer.data["skipped"]) {
+    answer.lines.push_back("skipped: " + in_quotes(file["file"]["path"].get<std::string>()) + ": " +
+                           file["explanation"].get<std::string>());
+  }
+  if (skipped.size() > answer.data["skipped"].size()) {
+    answer.lines.push_back("skipped: " + counted(skipped.size(), "file") + " in all");
+  }
+}
+
+bool has_severity(const std::vector<SourceEntry>& entries, structure_ingest::Severity severity) {
+  return std::any_of(entries.begin(), entries.end(), [severity](const SourceEntry& entry) {
+    return std::any_of(entry.findings.begin(), entry.findings.end(),
+                       [severity](const auto& finding) { return finding.severity == severity; });
+  });
+}
+
+/// What to do next, by the worst that there is to say of the structures.
+std::string next_after(const std::vector<SourceEntry>& entries, bool dry_run) {
+  std::string next = dry_run ? "Nothing was written: call again without dry_run to do it. " : "";
+  const bool all_read = std::all_of(entries.begin(), entries.end(),
+                                    [](const SourceEntry& entry) { return entry.record.ok; });
+  const auto without_copy = [](const SourceEntry& entry) {
+    return entry.record.ok && entry.record.canonical_xyz_rel.empty();
+  };
+  if (std::any_of(entries.begin(), entries.end(), without_copy)) {
+    next +=
+        "A canonical copy could not be written: tell the user, whose disk or permissions are "
+        "the reason, and do not calculate with that structure. ";
+  }
+  if (!all_read) {
+    next +=
+        "A file gave no structure: read its warnings to the user and ask for another file; do "
+        "not build the structure from what you know. ";
+  }
+  const auto lacks_cell = [](const SourceEntry& entry) {
+    return entry.record.ok && !entry.record.cell_ang;
+  };
+  if (const auto found = std::find_if(entries.begin(), entries.end(), lacks_cell);
+      found != entries.end()) {
+    next += next_without_cell(found->record);
+  }
+  using structure_ingest::Severity;
+  if (has_severity(entries, Severity::error) && all_read) {
+    next +=
+        "A structure has errors: tell the user, and do not calculate with it before a "
+        "decision. ";
+  } else if (has_severity(entries, Severity::warning)) {
+    next += "Tell the user of the warnings: each needs a person's decision. ";
+  }
+  const bool any = std::any_of(entries.begin(), entries.end(),
+                               [](const SourceEntry& entry) { return entry.record.ok; });
+  if (!any) return next + "Call list_structures to see what the project holds.";
+  return next + (next.empty() ? "To calculate" : "Once that is settled") +
+         ", give the path of a structure's copy to the program; never retype coordinates.";
+}
+
+std::string remark_on(const KnownSource& known) {
+  if (!known.taken_for.empty()) {
+    return "It is taken for " + in_quotes(known.taken_for) +
+           ", which the state has: letter case is left aside.";
+  }
+  if (!known.problem.empty()) return "It cannot be read now: " + known.problem;
+  if (!known.unrelated.empty()) {
+    return "It has changed, but the new structure is unrelated: " + known.unrelated;
+  }
+  return known.changed ? "It is not what it was when it was taken in. The state keeps what it has."
+                       : "";
+}
+
+std::string message_of(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& exception) {
+    return exception.what();
+  } catch (...) {
+    return "unknown error";
+  }
+}
+
+/// The agent's modules, which scan no folder outside the roots; `left_out` gets such folders.
+structure_ingest::Collaborators modules_within(const Roots& roots, const Call& call,
+                                               std::vector<std::string>& left_out) {
+  structure_ingest::Collaborators modules = structure_ingest::agent_modules();
+  modules.inventory_workspace = [&roots, &call, &left_out,
+                                 list = modules.inventory_workspace](const std::string& folder) {
+    call.check();
+    if (roots.hold(folder)) return list(folder);
+    left_out.push_back(folder);
+    return structure_ingest::WorkspaceInventory{};
+  };
+  modules.record_suppressed_error = [report = modules.record_suppressed_error](
+                                        const Json& project,
+                                        const structure_ingest::SuppressedError& error) {
+    try {
+      std::rethrow_exception(error.exc);
+    } catch (const Cancelled&) {
+      return;  // as the client wished
+    } catch (...) {
+      report(project, error);
+    }
+  };
+  return modules;
+}
+
+[[noreturn]] void refuse_hydration(const HydrateOutcome& outcome) {
+  try {
+    std::rethrow_exception(outcome.error);
+  } catch (const Cancelled&) {
+    throw;
+  } catch (...) {
+    throw ToolError("Nothing was taken in: " + base::shortened(message_of(outcome.error), 1000) +
+                    ". Tell the user, who has to mend it, and call again.");
+  }
+}
+
+void add_outcome(Answer& answer, const HydrateOutcome& outcome) {
+  Json dropped = Json::array();
+  for (const structure_ingest::DroppedStructure& each : outcome.dropped) {
+    const std::string& file = each.source_file.empty() ? each.name : each.source_file;
+    const std::string reason =
+        each.reason.empty() ? "it does not match the requested material" : each.reason;
+    dropped.push_back({{"file", file_json(file)}, {"formula", each.formula}, {"reason", reason}});
+    answer.lines.push_back("dropped: " + in_quotes(file) + ": " + reason);
+  }
+  Json known = Json::array();
+  for (const KnownSource& each : outcome.known) {
+    const std::string remark = remark_on(each);
+    known.push_back(
+        {{"file", file_json(each.path)}, {"changed", each.changed}, {"remark", remark}});
+    answer.lines.push_back((each.changed ? "changed: " : "known: ") + in_quotes(each.path) +
+                           (remark.empty() ? "" : ": " + remark));
+  }
+  Json replaced = Json::array();
+  for (const structure_ingest::ReplacedStructure& each : outcome.replaced) {
+    replaced.push_back({{"source", file_json(each.source_file)},
+                        {"formula", each.formula},
+                        {"natoms", std::max<std::int64_t>(0, each.natoms)},
+                        {"copy", each.path}});
+    answer.lines.push_back("replaced: the structure that the state had of " +
+                           in_quotes(each.source_file));
+  }
+  answer.data["dropped"] = std::move(dropped);
+  answer.data["known"] = std::move(known);
+  answer.data["replaced"] = std::move(replaced);
+}
+
+std::string next_after(const HydrateOutcome& outcome, bool dry_run) {
+  const bool any_changed = std::any_of(outcome.known.begin(), outcome.known.end(),
+                                       [](const KnownSource& known) { return known.changed; });
+  const bool past_limit =
+      std::any_of(outcome.skipped.begin(), outcome.skipped.end(), [](const auto& skipped) {
+        return skipped.reason == structure_ingest::SkipReason::past_limit;
+      });
+  std::string next;
+  if (any_changed) {
+    next +=
+        "A file has changed since it was taken in: ask the user whether the new content is "
+        "meant, and if so call again with refresh. ";
+  }
+  if (past_limit) next += "More files were found than considered: a larger limit takes them. ";
+  if (!outcome.dropped.empty()) {
+    next += "Tell the user which structures were left out as unrelated, and why. ";
+  }
+  if (outcome.taken.empty()) {
+    return next +
+           (dry_run ? "Nothing was written, and nothing new would be. " : "Nothing is new. ") +
+           "Call list_structures to see what the project holds.";
+  }
+  return next + next_after(outcome.taken, dry_run);
+}
+
+}  // namespace
+
+Answer ingest_structures(Workspace& workspace, const Json& arguments, const Call& call) {
+  const Roots& roots = workspace.roots();
+  const std::string project = roots.locate_project(arguments.at("project"));
+  const std::vector<std::string> paths = located_paths(roots, arguments);
+  structure_ingest::IngestOptions options{
+      .limit = static_cast<int>(paths.size()),
+      .progress = call.progress(),
+      .dry_run = arguments.at("dry_run") == true,
+      .parser = &workspace.parser(),
+      .may_read = [&roots](const std::string& path) { return roots.may_read(path); }};
+  // The client names the files, so that they count as attached.
+  for (const std::string& path : paths) {
+    options.discovery_by_path[base::source_identity(base::resolve_path(path))] =
+        structure_ingest::DISCOVERY_ATTACHMENT;
+  }
+  if (!options.dry_run) std::filesystem::create_directories(project);
+  const structure_ingest::IngestOutcome outcome =
+      structure_ingest::ingest_batch(project, paths, options);
+  Answer answer;
+  answer.data = {{"project", file_json(project)}, {"dry_run", options.dry_run}};
+  add_structures(answer, outcome.entries, project, options.dry_run);
+  add_skipped(answer, outcome.skipped);
+  answer.data["manifest"] =
+      file_json(base::join_path(project, structure_ingest::INGEST_MANIFEST_REL));
+  answer.data["problems"] = problems_json(outcome.manifest_error, outcome.why_no_ase);
+  answer.changes_files = !options.dry_run;
+  answer.next_step = next_after(outcome.entries, options.dry_run);
+  return answer;
+}
+
+Answer hydrate_project(Workspace& workspace, const Json& arguments, const Call& call) {
+  const Roots& roots = workspace.roots();
+  const std::string project = roots.locate_project(arguments.at("project"));
+  const std::vector<std::string> paths = located_paths(roots, arguments);
+  const bool dry_run = arguments.at("dry_run") == true;
+  const int limit = arguments.value(
+      "limit", std::max(structure_ingest::HydrateOptions{}.limit, static_cast<int>(paths.size())));
+  std::vector<std::string> not_scanned;
+  HydrateOutcome outcome;
+  const auto hydrate = [&](Json& state) {
+    outcome = structure_ingest::hydrate(
+        state, {.extra_paths = paths,
+                .collaborators = modules_within(roots, call, not_scanned),
+                .progress = call.progress(),
+                .limit = limit,
+                .refresh = arguments.at("refresh") == true,
+                .dry_run = dry_run,
+                .parser = &workspace.parser(),
+                .may_read = [&roots](const std::string& path) { return roots.may_read(path); }});
+    // A state that was changed by half must not be written.
+    if (outcome.error) refuse_hydration(outcome);
+  };
+  const agent_modules::StateLocation location{.project = project};
+  if (dry_run) {
+    Json state = agent_modules::state_to_try(location);
+    hydrate(state);
+  } else {
+    std::filesystem::create_directories(project);
+    agent_modules::change_state(location, hydrate);
+  }
+  Answer answer;
+  answer.data = {{"project", file_json(project)}, {"dry_run", dry_run}};
+  add_structures(answer, outcome.taken, project, dry_run);
+  add_outcome(answer, outcome);
+  add_skipped(answer, outcome.skipped);
+  Json folders = Json::array();
+  for (const std::string& folder : not_scanned) folders.push_back(folder);
+  answer.data["not_scanned"] = std::move(folders);
+  answer.data["state"] = file_json(agent_modules::state_file_of(location));
+  answer.data["manifest"] =
+      file_json(base::join_path(project, structure_ingest::INGEST_MANIFEST_REL));
+  answer.data["problems"] = problems_json(outcome.manifest_error, outcome.why_no_ase);
+  if (answer.lines.empty()) answer.lines.emplace_back("Nothing new.");
+  answer.changes_files = !dry_run;
+  answer.next_step = next_after(outcome, dry_run);
+  return answer;
+}
+
+}  // namespace server

@@ -1,0 +1,24 @@
+// What a tool says of a call that it cannot do.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace server {
+
+/// A call that cannot be done. The message tells a model what is wrong and what to do next, in
+/// whole sentences; what it quotes from files is in quotes.
+struct ToolError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// Ends a call that the client has cancelled.
+struct Cancelled : std::runtime_error {
+  Cancelled() : std::runtime_error("the call was cancelled") {}
+};
+
+/// A text from a file, a name or an argument, in quotes and of bounded length.
+std::string in_quotes(std::string_view text);
+
+}  // namespace server

@@ -1,0 +1,31 @@
+// The text of a picture, alone or as a part of a page.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "structure_ingest/picture/picture.hpp"
+#include "structure_ingest/picture/scene.hpp"
+
+namespace structure_ingest::internal {
+
+/// Throws std::invalid_argument, as the public functions document it, for what cannot be drawn.
+void require_drawable(const IngestedStructure& record, const PictureOptions& options);
+
+/// What a picture shows, for a reader who does not see it: plain ASCII words and numbers.
+std::string description_of(const IngestedStructure& record, const Scene& scene, std::size_t drawn);
+
+/// Where the name of an axis stands, in pixels: this far beyond the end of its lattice vector and
+/// of an atom that is there.
+Vector3 axis_name_place(const Scene& scene, const SceneEdge& edge, const Projection& projection,
+                        double beyond_px);
+
+/// An SVG whose identifiers begin with `id`, so that a page may hold several; without `has_style`
+/// it needs the style sheet below on the page.
+std::string svg_text(const IngestedStructure& record, const PictureOptions& options,
+                     const std::string& id, bool has_style);
+
+/// The style sheet of all pictures.
+std::string picture_style();
+
+}  // namespace structure_ingest::internal

@@ -1,0 +1,239 @@
+// The page of a report, and the commands that write reports and pictures.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
+
+#include "apps/report/embedded_files.hpp"
+#include "apps/report/escape.hpp"
+#include "apps/report/page.hpp"
+#include "structure_ingest/base/digest.hpp"
+#include "tests/picture/records.hpp"
+#include "tests/scratch_folder.hpp"
+
+namespace {
+
+using structure_ingest::Json;
+using structure_ingest::Severity;
+
+TEST(ReportEscape, Base64) {
+  for (const auto& [bytes, text] : std::initializer_list<std::pair<std::string, std::string>>{
+           {"", ""},
+           {"f", "Zg=="},
+           {"fo", "Zm8="},
+           {"foo", "Zm9v"},
+           {"foobar", "Zm9vYmFy"},
+           {std::string("\xff\x00\xfe", 3), "/wD+"}}) {
+    EXPECT_EQ(apps::base64(bytes), text);
+  }
+}
+
+TEST(ReportEscape, JsonCannotLeaveItsScript) {
+  const Json value = {{"</script><!--", "<b>&amp;</b>"}, {"n", {1, 2.5, nullptr}}};
+  const std::string text = apps::script_json(value);
+  EXPECT_EQ(text,
+            "{\"\\u003c/script\\u003e\\u003c!--\": "
+            "\"\\u003cb\\u003e\\u0026amp;\\u003c/b\\u003e\", \"n\": [1, 2.5, null]}");
+  EXPECT_EQ(structure_ingest::parse_json(text), value);
+}
+
+TEST(ReportEscape, TemplateIsFilledOnce) {
+  EXPECT_EQ(apps::filled("a {{x}} b {{y}}{{x}}", {{"x", "{{y}}"}, {"y", "2"}}), "a {{y}} b 2{{y}}");
+  EXPECT_THROW(apps::filled("{{z}}", {}), std::out_of_range);
+}
+
+TEST(ReportEscape, PolicyHash) {
+  // The example of the Content Security Policy specification, level 2, section 4.2.5.
+  EXPECT_EQ(apps::policy_hash("alert('Hello, world.');"),
+            "'sha256-qznLcsROx4GACP2dm0UCKCzCG+HiZ1guq6ZZDob/Tng='");
+}
+
+TEST(Report, ViewerIsTheOneThatItsChecksumSays) {
+  const std::string folder = STRUCTURE_INGEST_SOURCE_DIR "/third_party/3dmol/";
+  const std::string digest = structure_ingest::internal::sha256_hex(apps::VIEWER_JS);
+  EXPECT_EQ(tests::content_of(folder + "SHA256SUMS"), digest + "  3Dmol-min.js\n");
+  EXPECT_TRUE(apps::PAGE_JS ==
+              tests::content_of(STRUCTURE_INGEST_SOURCE_DIR "/apps/report/page.js"));
+  // Neither can end its element; the page's own files hold no address of another host.
+  for (const std::string_view text : {apps::VIEWER_JS, apps::PAGE_JS, apps::PAGE_CSS}) {
+    EXPECT_EQ(text.find("</"), std::string_view::npos);
+    EXPECT_EQ(text.find("<!--"), std::string_view::npos);
+  }
+  for (const std::string_view text : {apps::PAGE_JS, apps::PAGE_CSS, apps::PAGE_HTML}) {
+    EXPECT_EQ(text.find("://"), std::string_view::npos);
+    EXPECT_EQ(text.find("innerHTML"), std::string_view::npos);
+  }
+}
+
+/// What the first group of `pattern` matches in `text`.
+std::string found(const std::string& text, const std::string& pattern) {
+  std::smatch match;
+  return std::regex_search(text, match, std::regex(pattern)) ? match.str(1) : "(nothing)";
+}
+
+apps::Report hostile_report() {
+  const std::string evil = "</td></script><script>hacked()</script>'\"\u202e\n{{data}}";
+  apps::ReportedStructure good{.record = tests::record_of({{"Na", {0, 0, 0}}}, tests::cubic(3)),
+                               .source = "a/" + evil,
+                               .fingerprint = evil,
+                               .space_group = evil,
+                               .copy = "1\n" + evil,
+                               .copy_name = evil};
+  good.record.symbols = {evil};
+  good.record.formula = evil;
+  good.record.warnings = {evil};
+  good.record.cell_provenance = evil;
+  good.geometry = structure_ingest::internal::geometry_of(*good.record.cell_ang);
+  good.findings = {{evil, Severity::error, evil, {0}, evil},
+                   {"overlapping_atoms", Severity::warning, "Near.", {0}, "geometry"}};
+  good.more = {{"Copy", evil}};
+  apps::ReportedStructure bad{.source = evil};
+  bad.record.warnings = {evil};
+  return {.program = evil, .title = evil, .remark = evil, .structures = {good, bad}};
+}
+
+TEST(Report, NoTextIsMarkup) {
+  const std::string page = apps::report_page(hostile_report());
+  std::size_t scripts = 0;
+  for (std::size_t at = page.find("<script"); at != std::string::npos;
+       at = page.find("<script", at + 1)) {
+    ++scripts;
+  }
+  EXPECT_EQ(scripts, 3U);
+  // Only the placeholder itself is filled in, and its data stand in the page once.
+  EXPECT_NE(page.find("{{data}}"), std::string::npos);
+  const std::string data = found(page, "<script type=\"application/json\" id=\"data\">([^<]*)<");
+  EXPECT_EQ(structure_ingest::parse_json(data)["structures"].size(), 2U);
+  EXPECT_EQ(page.find("\u202e"), page.find("\u202e", page.find(data)));  // in a string only
+  const std::string shown =
+      "&lt;/td&gt;&lt;/script&gt;&lt;script&gt;hacked()&lt;/script&gt;&#39;&quot;\\u202e\\x0a";
+  EXPECT_EQ(found(page, "<title>(.*)\\{\\{data\\}\\}</title>"), shown);
+  EXPECT_EQ(found(page, "<code>(.*?)\\{\\{data"), shown);
+  EXPECT_EQ(found(page, "download=\"(.*?)\\{\\{data"), shown);
+  EXPECT_NE(page.find("<p>To do: Look at the atoms that are named"), std::string::npos);
+}
+
+TEST(Report, PolicyAllowsItsOwnScriptsAndNothingElse) {
+  const std::string page = apps::report_page({.title = "T"});
+  const std::string style = found(page, "<style>([^<]*)</style>");
+  EXPECT_EQ(found(page, "Content-Security-Policy\" content=\"([^\"]*)\""),
+            "default-src 'none'; script-src " + apps::policy_hash(apps::VIEWER_JS) + " " +
+                apps::policy_hash(apps::PAGE_JS) + "; style-src " + apps::policy_hash(style) +
+                "; img-src data: blob:; base-uri 'none'; form-action 'none'; "
+                "require-trusted-types-for 'script'");
+  EXPECT_NE(page.find("<p>0 structures.</p>"), std::string::npos);
+  // A style attribute would need a policy of its own.
+  EXPECT_EQ(apps::report_page({.structures = {{.record = tests::rock_salt()}}}).find(" style=\""),
+            std::string::npos);
+}
+
+struct ReportCommand : testing::Test {
+  void SetUp() override {
+    w.write("he.xyz", "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n");
+    w.write("h2.xyz", "2\n\nH 0 0 0\nH 0 0 0.74\n2\n\nH 0 0 0\nH 0 0 0.9\n");
+    w.write("bad.xyz", "x\n");
+  }
+  int run(const std::string& arguments) {
+    const std::string command = "cd '" + w.path() + "' && XDG_CONFIG_HOME='" + (w / "config") +
+                                "' '" + STRUCTURE_INGEST_PROGRAM + "' " + arguments + " >out 2>&1";
+    const int status = WEXITSTATUS(std::system(command.c_str()));
+    out = tests::content_of(w / "out");
+    return status;
+  }
+  tests::ScratchFolder w;
+  std::string out;
+};
+
+TEST_F(ReportCommand, SaysWhatItWroteAndWhatItCouldNot) {
+  w.make_folder("folder.html");
+  w.write("list", "he.xyz\nbad.xyz\n");
+  struct Case {
+    const char* arguments;
+    int status;
+    const char* output;
+  };
+  for (const auto& [arguments, status, output] : {
+           Case{"report he.xyz h2.xyz -o r.html", 0, "r.html: 2 structures\n"},
+           Case{"report he.xyz -o R.HTM", 0, "R.HTM: 1 structure\n"},
+           Case{"report --files-from list -o r.html", 1, "r.html: 1 structure, 1 not parsed\n"},
+           Case{"report missing.xyz -o r.html", 1, "r.html: 0 structures, 1 not parsed\n"},
+           Case{"report he.xyz -o he.xyz", 2,
+                "structure-ingest: -o: the name must end with .html or .htm: 'he.xyz'\n"},
+           Case{"report he.xyz -o .html", 2,
+                "structure-ingest: -o: the name must end with .html or .htm: '.html'\n"},
+           Case{"report -o r.html", 2,
+                "structure-ingest: PATH or --files-from is required (see 'structure-ingest report "
+                "--help')\n"},
+           Case{"report --project nowhere -o r.html", 2,
+                "structure-ingest: nowhere: no such folder\n"},
+           Case{"report --project . he.xyz -o r.html", 2,
+                "structure-ingest: PATH excludes --project (see 'structure-ingest report "
+                "--help')\n"},
+           Case{"report he.xyz -o none/r.html", 3,
+                "structure-ingest: filesystem error: cannot write: No such file or directory "
+                "[none/r.html]\n"},
+           Case{"report he.xyz -o folder.html", 3,
+                "structure-ingest: filesystem error: cannot replace: Is a directory "
+                "[folder.html]\n"},
+           Case{"picture he.xyz -o p.svg", 0, "p.svg: He, 1 atom, frame 1 of he.xyz\n"},
+           Case{"picture --frame last h2.xyz -o p.png", 0,
+                "p.png: H2, 2 atoms, the last frame of h2.xyz\n"},
+           Case{"picture --along d he.xyz -o p.svg", 2,
+                "structure-ingest: --along: give a, b or c, not 'd'\n"},
+           Case{"picture --size 15x20 he.xyz -o p.svg", 2,
+                "structure-ingest: --size: give two numbers from 16 to 4096, such as 480x400, not "
+                "'15x20'\n"},
+           Case{"picture --size 480 he.xyz -o p.svg", 2,
+                "structure-ingest: --size: give two numbers from 16 to 4096, such as 480x400, not "
+                "'480'\n"},
+           Case{"picture he.xyz -o p.gif", 2,
+                "structure-ingest: -o: the name must end with .svg or .png: 'p.gif'\n"},
+           Case{"picture bad.xyz -o new.svg", 1,
+                "structure-ingest: bad.xyz: XYZ file is too short to contain atoms.\n"},
+       }) {
+    EXPECT_EQ(run(arguments), status) << arguments;
+    EXPECT_EQ(out, output) << arguments;
+  }
+  EXPECT_FALSE(std::filesystem::exists(w / "new.svg"));
+  EXPECT_EQ(tests::content_of(w / "p.svg").substr(0, 5), "<svg ");
+  EXPECT_EQ(tests::content_of(w / "p.png").substr(0, 4), "\x89PNG");
+  EXPECT_NE(tests::content_of(w / "r.html").find("File does not exist"), std::string::npos);
+}
+
+TEST_F(ReportCommand, TheSameFilesGiveTheSamePage) {
+  EXPECT_EQ(run("report he.xyz bad.xyz -o 1.html"), 1);
+  EXPECT_EQ(run("report he.xyz bad.xyz -o 2.html"), 1);
+  EXPECT_EQ(tests::content_of(w / "1.html"), tests::content_of(w / "2.html"));
+}
+
+/// The bytes of the copy that a page hands out.
+std::string copy_in(const std::string& page) {
+  return found(page, "href=\"data:chemical/x-xyz;base64,([^\"]*)\"");
+}
+
+TEST_F(ReportCommand, APageOfAProjectHandsOutItsCopies) {
+  EXPECT_EQ(run("ingest --project p he.xyz bad.xyz"), 1);
+  EXPECT_EQ(run("report --project p -o r.html"), 1);
+  EXPECT_EQ(out, "r.html: 1 structure, 1 not parsed\n");
+  const std::string page = tests::content_of(w / "r.html");
+  EXPECT_NE(page.find("<h1>Structures of p</h1>"), std::string::npos);
+  const auto folder = std::filesystem::directory_iterator(w / "p/project_root/structures");
+  const std::string copy = folder->path().string();
+  EXPECT_EQ(copy_in(page), apps::base64(tests::content_of(copy)));
+  EXPECT_NE(page.find("<dt>Copy</dt><dd>project_root/structures/"), std::string::npos);
+  EXPECT_NE(page.find("XYZ file is too short to contain atoms."), std::string::npos);
+
+  // A copy that someone changed is handed out as it is, and one that is gone is not parsed.
+  tests::ScratchFolder none;
+  std::filesystem::copy_file(w.write("changed", "1\n\xff\nHe 0 0 0.5\n"), copy,
+                             std::filesystem::copy_options::overwrite_existing);
+  EXPECT_EQ(run("report --project p -o r.html"), 1);
+  EXPECT_EQ(copy_in(tests::content_of(w / "r.html")), apps::base64("1\n\xff\nHe 0 0 0.5\n"));
+  std::filesystem::remove(copy);
+  EXPECT_EQ(run("report --project p -o r.html"), 1);
+  EXPECT_EQ(out, "r.html: 0 structures, 2 not parsed\n");
+}
+
+}  // namespace
