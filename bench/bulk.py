@@ -18,11 +18,13 @@ import time
 from pathlib import Path
 
 PROGRAM = [sys.executable, "-m", "structure_ingest.bulk"]
-LOOP = "import sys; from structure_ingest import bulk; any(map(lambda row: False, bulk.parse_many(sys.argv[1])))"
+LOOP = ("import sys; from structure_ingest import bulk\n"
+        "for row in bulk.parse_many(sys.argv[1]): pass")
 ASE = ("import glob, sys; from ase.io import read\n"
        "for path in sorted(glob.glob(sys.argv[1] + '/**/*.*', recursive=True)): read(path)")
 ELEMENTS = "H C N O Si Fe Ti Al Na Cl Mg Cu Zn S P".split()
-GROUPS = [("P 1", 1), ("P -1", 2), ("P 21/c", 14), ("P n m a", 62), ("P m -3 m", 221), ("F m -3 m", 225)]
+GROUPS = [("P 1", 1), ("P -1", 2), ("P 21/c", 14), ("P n m a", 62), ("P m -3 m", 221),
+          ("F m -3 m", 225)]
 
 
 def xyz_text(number, chance):
@@ -96,15 +98,15 @@ def times(folder, xyz_files, cif_files, rounds):
                 if "again" not in way:
                     shutil.rmtree(out, ignore_errors=True)
                 seconds, processor = run(command)
-                print(f"{count} {kind}, {way}: {seconds:.1f} s, {1e6 * processor / count:.0f} µs of "
-                      f"processors a file, load {os.getloadavg()[0]:.1f}", flush=True)
+                print(f"{count} {kind}, {way}: {seconds:.1f} s, "
+                      f"{1e6 * processor / count:.0f} µs of processors a file, load {os.getloadavg()[0]:.1f}", flush=True)
 
 
 def memory_of(process):
     """The peak of a process, in MB; 0 when it has ended."""
     try:
-        text = Path(f"/proc/{process}/status").read_text()
-        return max(int(line.split()[1]) for line in text.splitlines() if line.startswith("VmHWM")) / 1e3
+        lines = Path(f"/proc/{process}/status").read_text().splitlines()
+        return max(int(line.split()[1]) for line in lines if line.startswith("VmHWM")) / 1e3
     except (OSError, ValueError):
         return 0
 

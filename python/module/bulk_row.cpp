@@ -18,7 +18,7 @@ namespace structure_ingest::python {
 namespace {
 
 /// All that is computed without Python's lock.
-struct Read {
+struct Checked {
   IngestedStructure record;
   std::vector<Finding> findings{};
   std::optional<internal::FoundSymmetry> symmetry{};
@@ -27,8 +27,8 @@ struct Read {
   std::string canonical_sha256{};
 };
 
-Read read(StructureParser& parser, const std::string& path, bool symmetry) {
-  Read read{.record = parser.parse_with_fingerprint(path)};
+Checked read_and_check(StructureParser& parser, const std::string& path, bool symmetry) {
+  Checked read{.record = parser.parse_with_fingerprint(path)};
   const IngestedStructure& record = read.record;
   internal::Subject subject{
       .record = record, .reader_warnings = parser.reader_warnings(), .search_symmetry = symmetry};
@@ -63,7 +63,7 @@ py::list finite_rows(const std::vector<Vector3>& vectors) {
   return rows;
 }
 
-py::list dicts_of(const std::vector<Finding>& findings) {
+py::list finding_dicts(const std::vector<Finding>& findings) {
   py::list list;
   for (const Finding& finding : findings) {
     py::dict dict;
@@ -85,9 +85,9 @@ py::dict bulk_row(Reader& reader, const py::handle& path, bool begins_batch, boo
                   bool atoms) {
   use_known_symbols();
   const std::string file = path_of(path);
-  const Read read = reader.use([&](StructureParser& parser) {
+  const Checked read = reader.use([&](StructureParser& parser) {
     if (begins_batch) parser.begin_batch();
-    return python::read(parser, file, symmetry);
+    return read_and_check(parser, file, symmetry);
   });
   const IngestedStructure& record = read.record;
   py::dict row;
@@ -104,7 +104,7 @@ py::dict bulk_row(Reader& reader, const py::handle& path, bool begins_batch, boo
   row["space_group"] = read.symmetry ? py::object(str_of(read.symmetry->name)) : py::none();
   row["space_group_number"] =
       read.symmetry ? py::object(py::int_(read.symmetry->number)) : py::none();
-  row["findings"] = dicts_of(read.findings);
+  row["findings"] = finding_dicts(read.findings);
   row["warnings"] = list_of(record.warnings);
   row["canonical_sha256"] = record.ok ? py::object(str_of(read.canonical_sha256)) : py::none();
   if (atoms) {

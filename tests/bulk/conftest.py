@@ -73,8 +73,9 @@ class Cluster:
     def _start(self, module, *arguments):
         command = [sys.executable, "-m", f"distributed.cli.{module}",
                    "--scheduler-file", str(self._address_file), *arguments]
-        return subprocess.Popen(command, cwd=self._folder, stderr=open(self._folder / f"{module}.log", "ab"),
-                                env={**os.environ, "PYTHONPATH": PACKAGES})
+        with open(self._folder / f"{module}.log", "ab") as log:
+            return subprocess.Popen(command, cwd=self._folder, stderr=log,
+                                    env={**os.environ, "PYTHONPATH": PACKAGES})
 
     def close(self):
         for process in (*self.workers, *self.processes):

@@ -89,7 +89,8 @@ def _parser() -> argparse.ArgumentParser:
                             "not given; 0 reads in this process, without Dask")
     parser.add_argument("--chunk", metavar="N", type=_count, default=DEFAULT_CHUNK,
                         help=f"files a task, and rows a part at most ({DEFAULT_CHUNK})")
-    parser.add_argument("--atoms", action="store_true", help="add symbols and positions to the rows")
+    parser.add_argument("--atoms", action="store_true",
+                        help="add symbols and positions to the rows")
     parser.add_argument("--no-symmetry", action="store_true",
                         help="do not search for space groups")
     parser.add_argument("--retry-failed", action="store_true",

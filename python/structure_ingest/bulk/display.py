@@ -70,11 +70,12 @@ def line_of(progress: Progress, total: Optional[int], seconds: float) -> str:
         if total is not None and total >= done:
             parts.append(f"{_duration((total - done) * seconds / done)} left")
     if progress.failures:
-        parts.append(f"{sum(progress.failures.values()):,} not read ({_most_of(progress.failures)})")
+        count = sum(progress.failures.values())
+        parts.append(f"{count:,} not read ({_in_order(progress.failures)})")
     return ", ".join(parts)
 
 
-def _most_of(failures: Dict[str, int]) -> str:
+def _in_order(failures: Dict[str, int]) -> str:
     ordered = sorted(failures.items(), key=lambda each: (-each[1], each[0]))
     return "; ".join(f"{count:,} {reason}" for reason, count in ordered)
 
