@@ -10,11 +10,13 @@ import pytest
 from conftest import ROOT
 
 CODE = """
+import os
 import structure_ingest as si
 assert si.__file__.startswith(FOLDER), si.__file__
 record = si.parse_structure_file("water.xyz")
 state = {"project_path": "project"}
-new = si.hydrate_user_structures(state, extra_paths=["../water.xyz", "../rock_salt.cif"])
+paths = [os.path.abspath(name) for name in ("water.xyz", "rock_salt.cif")]
+new = si.hydrate_user_structures(state, extra_paths=paths)
 print(record.formula, [entry["formula"] for entry in new])
 """
 
