@@ -35,7 +35,7 @@ struct ScanArguments {
 class ScannedFiles {
  public:
   ScannedFiles(std::string project, std::string_view kind)
-      : project_(std::move(project)), kind_(kind), owners_below_(project_) {}
+      : project_(std::move(project)), kind_(kind) {}
 
   Json describe(const std::string& path) {
     const std::string resolved = resolver_.resolve(path);
@@ -43,7 +43,7 @@ class ScannedFiles {
     return {{"path", path},
             {"discovery", kind_},
             {"owner", owner ? Json(*owner) : Json()},
-            {"taken", !owners_below_.is_foreign(resolved, project_)}};
+            {"taken", !owners_.is_foreign(resolved, project_)}};
   }
 
  private:
@@ -51,7 +51,6 @@ class ScannedFiles {
   std::string_view kind_;
   base::PathResolver resolver_;
   base::FolderOwners owners_{std::nullopt};
-  base::FolderOwners owners_below_;
 };
 
 /// Says which folders were left out, and why.

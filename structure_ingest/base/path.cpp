@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
@@ -197,6 +198,22 @@ std::string resolve_path(std::string_view path) {
   return resolved ? *resolved : without_dots(start);
 }
 
+/// The resolved folder of a path: that of the folder above it and one look for a link.
+const std::optional<std::string>& PathResolver::folder_of(const std::string& path) {
+  const std::string folder = parent_folder(path);
+  if (const auto known = folders_.find(folder); known != folders_.end()) return known->second;
+  const std::string name = file_name(folder);
+  std::optional<std::string> resolved;
+  // No folder has so long a name, and each step takes some of the stack.
+  if (!name.empty() && name != ".." && folder.size() < PATH_MAX) {
+    resolved = folder_of(folder);
+    if (resolved) append_component(*resolved, name);
+    if (resolved && link_target(*resolved)) resolved.reset();
+  }
+  if (!resolved) resolved = with_links_followed(folder);
+  return folders_.emplace(folder, std::move(resolved)).first->second;
+}
+
 std::string PathResolver::resolve(std::string_view path) {
   refuse_nul(path);
   if (!is_absolute(path) && current_folder_.empty()) {
@@ -205,11 +222,9 @@ std::string PathResolver::resolve(std::string_view path) {
   const std::string whole = is_absolute(path) ? path_text(path) : join_path(current_folder_, path);
   const std::string name = file_name(whole);
   if (name.empty() || name == "..") return resolve_path(whole);
-  const std::string folder = parent_folder(whole);
-  auto known = folders_.find(folder);
-  if (known == folders_.end()) known = folders_.emplace(folder, with_links_followed(folder)).first;
-  if (!known->second) return resolve_path(whole);
-  std::string resolved = *known->second;
+  const std::optional<std::string>& folder = folder_of(whole);
+  if (!folder) return resolve_path(whole);
+  std::string resolved = *folder;
   append_component(resolved, name);
   return link_target(resolved) ? resolve_path(whole) : resolved;
 }

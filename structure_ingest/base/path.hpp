@@ -55,6 +55,8 @@ class PathResolver {
   std::string resolve(std::string_view path);
 
  private:
+  const std::optional<std::string>& folder_of(const std::string& path);
+
   std::string current_folder_;  // empty until a relative path needs it
   /// Resolved folders by their names; nothing for one whose links form a loop.
   std::unordered_map<std::string, std::optional<std::string>> folders_;

@@ -89,6 +89,31 @@ TEST(Path, FollowsAsManyLinksAsTheSystem) {
   EXPECT_FALSE(is_regular_file(folder / "link41"));
 }
 
+// What it remembers of folders leads to the same paths.
+TEST(Path, AResolverGivesWhatResolvingAloneGives) {
+  const tests::ScratchFolder folder;
+  folder.make_folder("real/sub/deep");
+  folder.link("to_sub", "real/sub");
+  folder.link("real/sub/up", "..");
+  folder.link("absolute", folder / "real");
+  folder.link("dangling", "nowhere/x");
+  folder.link("loop", "loop/y");
+  folder.link("real/sub/deep/a.xyz", "../b.xyz");
+  PathResolver resolver;
+  for (int round = 0; round < 2; ++round) {
+    for (const char* path :
+         {"real/sub/deep/a.xyz", "to_sub/deep/a.xyz", "to_sub/deep/b.xyz", "to_sub/up/sub/deep/c",
+          "to_sub/../to_sub/x", "to_sub/..", "absolute/sub/up/q", "dangling/z/y", "loop/a/b/c",
+          "loop", "missing/a/../b/c", ".", "real//sub/./b"}) {
+      EXPECT_EQ(resolver.resolve(folder / path), resolve_path(folder / path)) << path;
+    }
+  }
+  for (const std::string& path : {std::string("/"), std::string("a/b"), std::string("/../b/.."),
+                                  "/" + std::string(5000, 'x') + "/y"}) {
+    EXPECT_EQ(resolver.resolve(path), resolve_path(path));
+  }
+}
+
 TEST(Path, ExpandsTheHomeDirectory) {
   const char* const old_home = getenv("HOME");
   const std::string kept = old_home == nullptr ? "" : old_home;
