@@ -12,17 +12,17 @@ from conftest import ROOT, WATER
 
 PROGRAM = os.environ.get("STRUCTURE_INGEST_PROGRAM",
                          str(ROOT / "build/release/structure-ingest"))
-FILES = {"work/a.xyz": WATER, "work/b.XYZ": '1\nlattice="1 0 0 0 1 0 0 0 1"\nSi 0 0 0\n',
-         "work/bad.xyz": "2\n\nH 0 0 0\n", "work/iron.xyz": "1\n\nFe 0 0 0\n", "work/notes.txt": "",
-         "work/other/.strataquill/x": "", "work/other/c.xyz": WATER, "work/ß.xyz": "1\n\nXx 0 0 0\n",
+FILES = {"place/a.xyz": WATER, "place/b.XYZ": '1\nlattice="1 0 0 0 1 0 0 0 1"\nSi 0 0 0\n',
+         "place/bad.xyz": "2\n\nH 0 0 0\n", "place/iron.xyz": "1\n\nFe 0 0 0\n", "place/notes.txt": "",
+         "place/other/.strataquill/x": "", "place/other/c.xyz": WATER, "place/ß.xyz": "1\n\nXx 0 0 0\n",
          "outputs/strataquill_Outputs/run/d.xyz": WATER, "project/e.xyz": "1\n\nO 0 0 1e400\n"}
 PATHS = st.sampled_from(
     [f"@/{name}" for name in FILES if name.endswith(("xyz", "XYZ", "txt"))] +
-    ["@/work/none.xyz", "@/work/A.xyz", "@/work/../work/a.xyz", " @/work/a.xyz ", "e.xyz", "~/x.xyz",
-     "nul\0.xyz", "", "  ", "@\\work\\a.xyz"])
+    ["@/place/none.xyz", "@/place/A.xyz", "@/place/../place/a.xyz", " @/place/a.xyz ", "e.xyz", "~/x.xyz",
+     "nul\0.xyz", "", "  ", "@\\place\\a.xyz"])
 ODD = st.one_of(st.none(), st.booleans(), st.integers(-3, 3), st.floats(allow_nan=False, allow_infinity=False), st.just([]),
                 st.just({}), st.text(max_size=3), PATHS)
-FOLDERS = st.one_of(st.sampled_from(["@/work", "@/project", "@", "@/none", ""]), ODD)
+FOLDERS = st.one_of(st.sampled_from(["@/place", "@/project", "@", "@/none", ""]), ODD)
 PATH_OR_ODD = st.one_of(PATHS, PATHS, PATHS, ODD)
 SOURCES = st.one_of(ODD, st.fixed_dictionaries({}, optional={
     "metadata": st.one_of(ODD, st.fixed_dictionaries({}, optional={"source_file": PATH_OR_ODD})),
@@ -33,7 +33,7 @@ WORKSPACES = st.fixed_dictionaries({}, optional={
 REQUESTS = st.one_of(ODD, st.sampled_from(["relax water", "iron", "bulk silicon", " "]))
 STATES = st.fixed_dictionaries(
     {"project_path": st.sampled_from(["@/project", "@/outputs/strataquill_Outputs/run",
-                                      "@/work/other"])},
+                                      "@/place/other"])},
     optional={
         "attachments": st.one_of(ODD, st.lists(st.one_of(
             ODD, st.fixed_dictionaries({"path": PATH_OR_ODD})), max_size=5)),
