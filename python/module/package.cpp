@@ -1,6 +1,7 @@
 #include "python/module/package.hpp"
 
 #include <array>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -33,9 +34,8 @@ std::string trust_state(const std::string& folder) {
   return compares(record.attr("state"), py::str("untrusted"), Py_EQ) ? "untrusted" : "";
 }
 
-WorkspaceInventory inventory(const std::string& root) {
-  const py::object record =
-      agent_name("workspace_inventory", "inventory_workspace")(path_object(root));
+WorkspaceInventory inventory(const py::object& operation, const std::string& root) {
+  const py::object record = operation(path_object(root));
   const py::object files = record.attr("structure_files");
   WorkspaceInventory inventory;
   if (!is_true(files)) return inventory;
@@ -79,12 +79,11 @@ void use_known_symbols() {
 }
 
 py::object agent_name(const char* module, const char* name) {
-  // As the statement does: the module comes from sys.modules if it is there, and a name that it
+  // As the statement does: through __import__, which a test may replace, and a name that the module
   // lacks is an ImportError.
-  const py::object imported = py::reinterpret_steal<py::object>(
-      PyImport_ImportModuleLevel((std::string("qelda_agent.") + module).c_str(), nullptr, nullptr,
-                                 py::make_tuple(name).ptr(), 0));
-  if (!imported) throw py::error_already_set();
+  const py::object imported = py::module_::import("builtins")
+                                  .attr("__import__")(std::string("qelda_agent.") + module,
+                                                      py::none(), py::none(), py::make_tuple(name));
   if (!py::hasattr(imported, name)) {
     PyErr_SetString(PyExc_ImportError, (std::string("cannot import name '") + name +
                                         "' from 'qelda_agent." + module + "'")
@@ -123,8 +122,13 @@ Collaborators collaborators() {
   modules.trust_state_for = [](const std::string& folder) {
     return in_python([&] { return TrustRecord{.state = trust_state(folder)}; });
   };
-  modules.inventory_workspace = [](const std::string& root) {
-    return in_python([&] { return inventory(root); });
+  // Looked up once for all roots of a call. Shared: it may be copied without Python's lock.
+  modules.inventory_workspace = [operation =
+                                     std::make_shared<py::object>()](const std::string& root) {
+    return in_python([&] {
+      if (!*operation) *operation = agent_name("workspace_inventory", "inventory_workspace");
+      return inventory(*operation, root);
+    });
   };
   return modules;
 }

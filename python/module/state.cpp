@@ -9,6 +9,7 @@
 #include "python/module/lists.hpp"
 #include "python/module/package.hpp"
 #include "python/module/text.hpp"
+#include "structure_ingest/discovery/relevance_filter.hpp"
 
 namespace structure_ingest::python {
 namespace {
@@ -144,7 +145,7 @@ std::vector<std::string> State::extra_paths(const py::handle& paths) {
         if (is_true(path)) texts.push_back(text_of(path));
       }
     });
-  } catch (const py::error_already_set&) {
+  } catch (...) {
     failed_paths_ = std::current_exception();
   }
   return texts;
@@ -266,19 +267,43 @@ std::function<RelevanceReport()> State::assess(const std::string& request) {
 /// The verdicts that drop a structure, in their order; the others have no effect.
 RelevanceReport State::read_report() {
   RelevanceReport report;
+  std::set<std::string> sources;
+  std::map<std::string, std::exception_ptr> no_reason;
   for (const py::handle& verdict : py::iter(report_.attr("verdicts"))) {
     if (!compares(verdict.attr("role"), role_, Py_EQ)) continue;
     if (!compares(verdict.attr("confidence"), py::float_(CONFIDENCE_TO_DROP), Py_GE)) continue;
     const py::object source = verdict.attr("source");
     py::hash(source);  // it must be usable as a key, whether or not it names an entry
-    const py::object reason = verdict.attr("reason");
     if (PyUnicode_Check(source.ptr()) == 0) continue;
-    report.verdicts.push_back({.source = bytes_of(source),
+    const std::string name = bytes_of(source);
+    std::string reason;
+    no_reason.erase(name);
+    try {
+      const py::object given = verdict.attr("reason");
+      if (is_true(given)) reason = text_of(given);
+    } catch (py::error_already_set& error) {
+      if (!error.matches(PyExc_Exception)) throw;
+      no_reason[name] = std::current_exception();
+    }
+    sources.insert(name);
+    report.verdicts.push_back({.source = name,
                                .role = ROLE_UNRELATED,
                                .confidence = CONFIDENCE_TO_DROP,
-                               .reason = is_true(reason) ? text_of(reason) : std::string()});
+                               .reason = std::move(reason)});
   }
+  if (!no_reason.empty()) refuse_missing_reasons(sources, no_reason);
   return report;
+}
+
+/// A reason is needed only for the note on an entry that is dropped.
+void State::refuse_missing_reasons(const std::set<std::string>& sources,
+                                   const std::map<std::string, std::exception_ptr>& no_reason) {
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    const internal::EntryNames names = internal::names_of(entry(i));
+    const auto failed =
+        no_reason.find(sources.contains(names.file_name) ? names.file_name : names.path);
+    if (failed != no_reason.end()) std::rethrow_exception(failed->second);
+  }
 }
 
 void State::put_sources() {

@@ -7,6 +7,7 @@
 #include <exception>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,6 +48,8 @@ class State {
   void keep(const std::vector<std::size_t>& places);
   std::function<RelevanceReport()> assess(const std::string& request);
   RelevanceReport read_report();
+  void refuse_missing_reasons(const std::set<std::string>& sources,
+                              const std::map<std::string, std::exception_ptr>& no_reason);
   void put_sources();
   void add_notes(const std::vector<std::string>& notes);
   void report(const std::exception_ptr& error);

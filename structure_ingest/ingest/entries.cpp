@@ -1,6 +1,7 @@
 #include "structure_ingest/ingest/entries.hpp"
 
 #include <algorithm>
+#include <exception>
 #include <map>
 #include <new>
 #include <optional>
@@ -9,6 +10,7 @@
 
 #include "structure_ingest/base/interruption.hpp"
 #include "structure_ingest/base/open_file.hpp"
+#include "structure_ingest/base/path.hpp"
 #include "structure_ingest/base/replace_file.hpp"
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/check/findings_json.hpp"
@@ -84,6 +86,7 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
   };
   std::vector<Accepted> accepted;
   std::map<std::string, std::string> seen_sources;  // the first path of each by its identity
+  std::exception_ptr failure;
   for (std::size_t i = 0; i < considered; ++i) {
     const Candidate& candidate = input.candidates[i];
     const std::string path = candidate_path(candidate.text, input.project);
@@ -91,7 +94,13 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
       skip(candidate, path, SkipReason::not_a_structure_file);
       continue;
     }
-    SourceFile source = candidate.source ? *candidate.source : source_file(path, resolver);
+    SourceFile source;
+    try {
+      source = candidate.source ? *candidate.source : source_file(path, resolver);
+    } catch (const NulInPath&) {
+      failure = std::current_exception();
+      break;  // the candidates before it are copied all the same
+    }
     if (const auto [seen, is_new] = seen_sources.try_emplace(source.identity, source.path);
         !is_new) {
       skip(candidate, source.path, SkipReason::same_file, seen->second);
@@ -129,6 +138,7 @@ Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
     }
   }
   finish_copies(copies, input.project, ingested.entries);
+  if (failure) std::rethrow_exception(failure);
   for (std::size_t i = considered; i < input.candidates.size(); ++i) {
     const Candidate& candidate = input.candidates[i];
     skip(candidate, shown_path(candidate.text, input.project), SkipReason::past_limit);

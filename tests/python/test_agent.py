@@ -92,6 +92,45 @@ def test_the_other_modules_are_looked_up_at_each_use(agent, folder, monkeypatch)
     assert agent.calls == []
 
 
+def test_they_are_looked_up_as_the_import_statement_does(agent, folder, monkeypatch):
+    import builtins
+
+    def refuse(name, *rest):
+        if name.startswith("qelda_agent."):
+            asked.append((name, rest[2]))
+            raise ImportError(name)
+        return real(name, *rest)
+
+    asked, real = [], builtins.__import__
+    monkeypatch.setattr(builtins, "__import__", refuse)
+    state = {"project_path": folder / "project", "user_request": "water"}
+    assert len(agent.si.hydrate_user_structures(state, extra_paths=[folder / "water.xyz"])) == 1
+    assert asked == [("qelda_agent.directory_trust", ("trust_state_for",)),
+                     ("qelda_agent.structure_relevance", ("assess_structure_relevance",))]
+
+
+def test_one_inventory_serves_all_roots_of_a_call(agent, folder):
+    def forget(_):
+        sys.modules["qelda_agent.workspace_inventory"] = None
+        return SimpleNamespace(structure_files=["water.xyz"])
+
+    agent.does["inventory_workspace"] = forget
+    state = {"project_path": folder / "project", "selected_workroot": folder,
+             "source_workspace_root": folder / "project"}
+    assert len(agent.si.hydrate_user_structures(state)) == 2
+    assert names(agent)[:3] == ["trust_state_for", "inventory_workspace", "inventory_workspace"]
+
+
+def test_an_interruption_by_an_extra_path_comes_in_its_turn(agent, folder):
+    class Path:
+        def __fspath__(self):
+            raise KeyboardInterrupt
+
+    with pytest.raises(KeyboardInterrupt):
+        agent.si.hydrate_user_structures({"project_path": folder / "project"}, extra_paths=[Path()])
+    assert names(agent) == ["trust_state_for"]
+
+
 @pytest.mark.parametrize("missing, called", [
     ("directory_trust", ["inventory_workspace", "atomic_write_json", "assess_structure_relevance"]),
     ("structure_relevance", ["trust_state_for", "inventory_workspace", "atomic_write_json"]),
@@ -187,6 +226,19 @@ def test_reports_that_cannot_be_read(agent, folder, report, error):
     state = {"project_path": folder / "project", "user_request": "iron"}
     assert agent.si.hydrate_user_structures(state, extra_paths=[folder / "water.xyz"]) == []
     assert type(agent.calls[-1][2]["exc"]) is error and "structure_sources" not in state
+
+
+@pytest.mark.parametrize("source, replaced, taken", [
+    ("other.xyz", False, 1), ("water.xyz", False, 0), ("water.xyz", True, 0),
+    ("project_root/structures/ingested_water_e78b2589.xyz", False, 0)])
+def test_a_reason_is_read_only_for_what_is_dropped(agent, folder, source, replaced, taken):
+    verdict = dict(source=source, role=ROLE, confidence=1)
+    verdicts = [SimpleNamespace(**verdict)] + [SimpleNamespace(reason="dry", **verdict)] * replaced
+    agent.does["assess_structure_relevance"] = lambda *_: SimpleNamespace(verdicts=verdicts)
+    state = {"project_path": folder / "project", "user_request": "iron"}
+    assert len(agent.si.hydrate_user_structures(state, extra_paths=[folder / "water.xyz"])) == taken
+    errors = [type(call[2]["exc"]) for call in agent.calls if call[0] == "record_suppressed_error"]
+    assert errors == ([] if taken or replaced else [AttributeError])
 
 
 def test_what_the_writer_changes_in_the_entries_counts(agent, folder):

@@ -139,6 +139,15 @@ def test_a_failure_late_leaves_what_was_done(agent, folder):
     assert len(state["structure_sources"]) == 1 and state["structure_notes"] == 5
 
 
+def test_files_before_one_that_cannot_be_a_file_are_copied(si, folder):
+    project = folder / "project"
+    with pytest.raises(ValueError):
+        si.ingest_structure_files(project, [folder / "water.xyz", "a\0.xyz", folder / "silicon.xyz"])
+    assert [copy.name for copy in (project / "project_root/structures").iterdir()
+            if copy.suffix == ".xyz"] == ["ingested_water_e78b2589.xyz"]
+    assert not (project / ".diagnostics/ingested_structures.json").exists()
+
+
 @pytest.mark.parametrize("state", [None, 5, [], "text"])
 def test_what_is_no_state(agent, state):
     assert agent.si.hydrate_user_structures(state) == []
