@@ -42,6 +42,7 @@ struct StructureParserOptions {
 /// read once for each batch. Starts no thread. Use a parser on one thread at a time.
 class STRUCTURE_INGEST_API StructureParser {
  public:
+  /// Starts nothing yet.
   explicit StructureParser(StructureParserOptions options = {});
   /// Ends the ASE process, if one was started, and waits for it.
   ~StructureParser();
