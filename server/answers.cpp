@@ -71,6 +71,11 @@ std::string explanation_of(const SkippedFile& file) {
 std::string file_to_read(const Workspace& workspace, const Json& arguments) {
   const auto given = arguments.at("path").get<std::string>();
   std::string path = workspace.roots().locate_structure(given);
+  if (base::is_directory(path)) {
+    throw ToolError("There is a folder " + in_quotes(path) +
+                    ", where a file is wanted. Call scan_workspace with this directory to see "
+                    "which structure files it holds.");
+  }
   if (!base::is_regular_file(path)) {
     throw ToolError("There is no file " + in_quotes(path) +
                     ". Call scan_workspace to see which structure files there are.");
@@ -172,6 +177,10 @@ void add_page(Json& data, const Page& page, std::size_t total) {
   data["total"] = total;
   data["offset"] = page.offset;
   data["next_offset"] = page.is_last(total) ? Json() : Json(page.end(total));
+}
+
+std::string way_to_next(const Page& page, std::size_t total, const std::string& argument) {
+  return "call again with " + argument + " " + std::to_string(page.end(total)) + ".";
 }
 
 }  // namespace server

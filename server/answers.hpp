@@ -72,4 +72,7 @@ Page page_of(const Json& arguments);
 /// Adds `total`, `offset` and `next_offset`.
 void add_page(Json& data, const Page& page, std::size_t total);
 
+/// How to get the page behind this one, for a next step: a model may see the text alone.
+std::string way_to_next(const Page& page, std::size_t total, const std::string& argument);
+
 }  // namespace server

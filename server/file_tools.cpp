@@ -40,14 +40,20 @@ Json copies_of(const IngestedStructure& record, Workspace& workspace, const Call
   return copies;
 }
 
-Json coordinates_of(const IngestedStructure& record, const Json& arguments) {
+Page atoms_asked_for(const IngestedStructure& record, const Json& arguments) {
   const std::size_t total = record.symbols.size();
   const Page page{.offset = arguments.at("first_atom").get<std::size_t>(),
                   .limit = arguments.at("max_atoms").get<std::size_t>()};
   if (page.offset >= total) {
     throw ToolError("There is no atom " + std::to_string(page.offset) + ": the file has " +
-                    std::to_string(total) + ", counted from 0.");
+                    std::to_string(total) +
+                    ", counted from 0. Call again with a smaller first_atom.");
   }
+  return page;
+}
+
+Json coordinates_of(const IngestedStructure& record, const Page& page) {
+  const std::size_t total = record.symbols.size();
   IngestedStructure part{.source_path = {}, .format = {}};
   for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
     part.symbols.push_back(record.symbols[i]);
@@ -60,6 +66,20 @@ Json coordinates_of(const IngestedStructure& record, const Json& arguments) {
           {"symbols", fields["symbols"]},
           {"positions_ang", fields["positions_ang"]},
           {"cell_ang", fields["cell_ang"]}};
+}
+
+/// The same as text, for a client that shows nothing else to its model.
+void tell_coordinates(const Json& coordinates, std::vector<std::string>& lines) {
+  lines.emplace_back("  exact coordinates in \u00E5ngstr\u00F6m, for looking at:");
+  std::size_t number = coordinates["first_atom"].get<std::size_t>();
+  for (std::size_t i = 0; i < coordinates["symbols"].size(); ++i) {
+    lines.push_back("  atom " + std::to_string(number++) + ": " +
+                    coordinates["symbols"][i].get<std::string>() + " " +
+                    structure_ingest::json_text(coordinates["positions_ang"][i]));
+  }
+  if (!coordinates["cell_ang"].is_null()) {
+    lines.push_back("  cell: " + structure_ingest::json_text(coordinates["cell_ang"]));
+  }
 }
 
 bool is_error(const Finding& finding) {
@@ -152,10 +172,15 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
                  {"warnings", record.warnings},
                  {"findings", structure_ingest::findings_list(findings)},
                  {"copies", std::move(copies)},
-                 {"coordinates", with_coordinates ? coordinates_of(record, arguments) : Json()}};
-  if (with_coordinates && !answer.data["coordinates"]["next_atom"].is_null()) {
-    answer.next_step =
-        "More atoms: call again with first_atom set to next_atom. " + answer.next_step;
+                 {"coordinates", nullptr}};
+  if (with_coordinates) {
+    const Page page = atoms_asked_for(record, arguments);
+    answer.data["coordinates"] = coordinates_of(record, page);
+    tell_coordinates(answer.data["coordinates"], answer.lines);
+    if (const std::size_t total = record.symbols.size(); !page.is_last(total)) {
+      answer.next_step =
+          "More atoms: " + way_to_next(page, total, "first_atom") + " " + answer.next_step;
+    }
   }
   return answer;
 }
@@ -245,12 +270,13 @@ Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& c
   add_page(answer.data, page, total);
   answer.data["untrusted"] = first_names(tree.untrusted_folders, root);
   answer.data["unreadable"] = first_names(tree.unreadable_folders, root);
-  answer.next_step = !page.is_last(total)
-                         ? "There are more files: call again with offset set to next_offset."
-                     : total == 0 ? "Ask the user where the structure files are; they must lie "
-                                    "below a root."
-                                  : "Call check_structure on the files that matter, then "
-                                    "hydrate_project to take them into a project.";
+  answer.next_step =
+      !page.is_last(total)   ? "There are more files: " + way_to_next(page, total, "offset")
+      : total == 0           ? "Ask the user where the structure files are; they must lie "
+                               "below a root."
+      : page.offset >= total ? "There are no more files: call again with a smaller offset."
+                             : "Call check_structure on the files that matter, then "
+                               "hydrate_project to take them into a project.";
   return answer;
 }
 

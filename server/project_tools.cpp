@@ -177,7 +177,7 @@ Answer list_structures(Workspace& workspace, const Json& arguments, const Call& 
   answer.data["copies_without_entry"] = listing.other_copies.size();
   answer.data["manifest_problem"] = listing.manifest_error;
   answer.next_step =
-      !page.is_last(total) ? "There are more structures: call again with offset set to next_offset."
+      !page.is_last(total) ? "There are more structures: " + way_to_next(page, total, "offset")
       : total == 0 ? "The project is empty: call scan_workspace to find structure files, and "
                      "hydrate_project to take them in."
                    : "To calculate, give the path of a structure's copy to the program; never "
@@ -229,7 +229,7 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
   answer.data["manifest_problem"] = verification.manifest_error;
   answer.next_step =
       !page.is_last(told.size())
-          ? "There is more to say: call again with offset set to next_offset."
+          ? "There is more to say: " + way_to_next(page, told.size(), "offset")
       : well ? "Everything is as it was taken in: the copies can be relied on."
       : !project.moved_from.empty()
           ? "The project was moved or copied: ask the user to set \"project_path\" in its state "
@@ -267,7 +267,8 @@ Answer forget_structure(Workspace& workspace, const Json& arguments, const Call&
   const std::string fate = fate_of_copy(outcome, structure, project.project, arguments);
   Answer answer;
   answer.lines = {(dry_run ? "would be forgotten: " : "forgotten: ") + line_on(structure)};
-  if (fate != "none") answer.lines.push_back("  copy: " + fate);
+  const bool would_go = dry_run && fate == "deleted";
+  if (fate != "none") answer.lines.push_back("  copy: " + (would_go ? "would be " + fate : fate));
   for (const std::string& note : outcome.notes) {
     answer.lines.push_back("  note taken out: " + in_quotes(note));
   }

@@ -27,7 +27,11 @@ using structure_ingest::SourceEntry;
 std::vector<std::string> located_paths(const Roots& roots, const Json& arguments) {
   std::vector<std::string> paths;
   for (const Json& path : arguments.at("paths")) {
-    paths.push_back(roots.locate_structure(path.get<std::string>()));
+    try {
+      paths.push_back(roots.locate_structure(path.get<std::string>()));
+    } catch (const ToolError& error) {
+      throw ToolError(error.what() + std::string(" No file of this call was taken."));
+    }
   }
   return paths;
 }

@@ -81,8 +81,7 @@ std::string message_on(const std::exception_ptr& error) {
 
 ToolResult call_tool(Workspace& workspace, const Json& params, const Call& call,
                      const ToolCallOptions& options) {
-  using Clock = std::chrono::steady_clock;
-  const auto begin = Clock::now();
+  const auto begin = std::chrono::steady_clock::now();
   std::string name = "tools/call";
   std::string outcome = "done";
   ToolResult result;
@@ -104,7 +103,8 @@ ToolResult call_tool(Workspace& workspace, const Json& params, const Call& call,
     outcome = message_on(std::current_exception());
     result = {error_result(outcome), false};
   }
-  const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+  const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
+      std::chrono::steady_clock::now() - begin);
   options.log(name + ": " + outcome + " (" + std::to_string(took.count()) + " ms)");
   return result;
 }

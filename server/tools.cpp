@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "server/documents.hpp"
 #include "server/tool_error.hpp"
@@ -49,6 +50,14 @@ std::string demand_of(const Json& schema) {
          (schema.contains("maximum") ? ", up to " + schema["maximum"].dump() : "");
 }
 
+/// Whether a number is one by JSON Schema, for which 1.0 is an integer.
+bool is_integer(const Json& value) {
+  constexpr double MOST = 1U << 31U;
+  if (!value.is_number_float()) return value.is_number_integer();
+  const auto number = value.get<double>();
+  return std::abs(number) < MOST && std::trunc(number) == number;
+}
+
 bool fits(const Json& value, const Json& schema) {
   if (schema.contains("enum")) {
     const Json& words = schema["enum"];
@@ -63,7 +72,7 @@ bool fits(const Json& value, const Json& schema) {
            std::all_of(value.begin(), value.end(),
                        [&](const Json& element) { return fits(element, schema.at("items")); });
   }
-  return value.is_number_integer() && value >= schema.at("minimum") &&
+  return is_integer(value) && value >= schema.at("minimum") &&
          !(schema.contains("maximum") && value > schema["maximum"]);
 }
 

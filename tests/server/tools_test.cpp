@@ -44,6 +44,10 @@ class ToolsTest : public testing::Test {
     EXPECT_FALSE(result.contains("isError")) << result.dump();
     return result.value("structuredContent", Json());
   }
+  /// What a model reads.
+  std::string text(const std::string& tool, const Json& arguments) {
+    return call(tool, arguments)["content"][0]["text"];
+  }
   /// The message of a call that must fail.
   std::string error(const std::string& tool, const Json& arguments) {
     const Json result = call(tool, arguments);
@@ -74,6 +78,9 @@ TEST_F(ToolsTest, NameTheExactCopyAndNoCoordinates) {
   const Json asked = data("parse_structure", {{"path", "he.xyz"}, {"include_coordinates", true}});
   EXPECT_EQ(asked["coordinates"]["positions_ang"][0][2], 0.12345678901234567);
   EXPECT_EQ(asked["coordinates"]["next_atom"], nullptr);
+  EXPECT_NE(text("parse_structure", {{"path", "he.xyz"}, {"include_coordinates", true}})
+                .find("\n  atom 0: He [0.1, 0.2, 0.12345678901234568]\n"),
+            std::string::npos);
   // A copy that somebody has changed is named no more.
   w.write("r/" + fs::relative(copy, w / "r").string(), "1\n\nHe 9 9 9\n");
   EXPECT_EQ(data("parse_structure", {{"path", "he.xyz"}})["copies"], Json::array());
@@ -113,13 +120,15 @@ TEST_F(ToolsTest, PageLongAnswers) {
       EXPECT_LE(page[key].size(), 2U);
       for (const Json& each : page[key]) seen.insert(each.dump());
       const bool is_last = page["next_offset"].is_null();
-      EXPECT_EQ(page["next_step"].get<std::string>().find("next_offset") == std::string::npos,
-                is_last);
+      EXPECT_EQ(page["next_step"].get<std::string>().ends_with("call again with offset 2."),
+                !is_last);
       offset = page["next_offset"];
     }
     EXPECT_EQ(seen.size(), static_cast<std::size_t>(total)) << tool;
   }
-  EXPECT_EQ(data("scan_workspace", {{"offset", 1000}})["files"], Json::array());
+  const Json behind = data("scan_workspace", {{"offset", 1000.0}});
+  EXPECT_EQ(behind["files"], Json::array());
+  EXPECT_EQ(behind["next_step"], "There are no more files: call again with a smaller offset.");
 }
 
 TEST_F(ToolsTest, SayWhatIsWrongWithACall) {
@@ -139,7 +148,10 @@ TEST_F(ToolsTest, SayWhatIsWrongWithACall) {
             "must be true or false"},
            {"parse_structure", R"({"path": "he.xyz", "fram\u202ee": 2})",
             "there is no argument 'fram\\u202ee'"},
+           {"parse_structure", R"({"path": "he.xyz", "first_atom": 0.5})", "from 0 on"},
+           {"parse_structure", R"({"path": "he.xyz", "first_atom": 1e300})", "from 0 on"},
            {"parse_structure", R"({"path": "none.xyz"})", "Call scan_workspace"},
+           {"parse_structure", R"({"path": "odd"})", "where a file is wanted. Call scan_workspace"},
            {"parse_structure", R"({"path": "notes.txt"})", "none of a structure file"},
            {"check_structure", R"({"path": "../outside/secret.xyz"})", "outside the roots"},
            {"scan_workspace", R"({"directory": "/etc"})", "outside the roots"},
@@ -152,6 +164,8 @@ TEST_F(ToolsTest, SayWhatIsWrongWithACall) {
            {"ingest_structures", R"({"project": "q", "paths": []})", "a list of 1 to 200"},
            {"ingest_structures", R"({"project": "q", "paths": ["he.xyz", "/etc/passwd"]})",
             "outside the roots"},
+           {"hydrate_project", R"({"project": "q", "paths": ["he.xyz", "/etc/passwd"]})",
+            "No file of this call was taken."},
            {"list_structures", R"({"project": "none"})", "There is no project"},
            {"list_structures", R"({"project": "odd"})", "the state is malformed"},
            {"hydrate_project", R"({"project": "odd"})", "the state is malformed"},
@@ -194,6 +208,8 @@ TEST_F(ToolsTest, TakeStructuresInAndOut) {
   Json tried = arguments;
   tried["dry_run"] = true;
   EXPECT_EQ(data("forget_structure", tried)["copy"], "deleted");
+  EXPECT_NE(text("forget_structure", tried).find("\n  copy: would be deleted\n"),
+            std::string::npos);
   EXPECT_TRUE(fs::exists(copy));
   EXPECT_EQ(data("forget_structure", arguments)["copy"], "deleted");
   EXPECT_FALSE(fs::exists(copy));
