@@ -67,7 +67,7 @@ ReportedStructure from_file(structure_ingest::StructureParser& parser, const Giv
     structure.copy_name =
         internal::file_name(internal::canonical_xyz_rel(structure.record, structure.copy));
   } else if (!given.origin.empty()) {
-    structure.more.push_back({"Listed in", given.origin});
+    structure.more.emplace_back("Listed in", given.origin);
   }
   add_numbers(structure);
   return structure;
@@ -83,13 +83,13 @@ ReportedStructure from_project(structure_ingest::StructureParser& parser,
     const std::string path = internal::join_path(project, held.copy);
     structure.record = parser.parse(path);
     structure.copy_name = internal::file_name(held.copy);
-    structure.more.push_back({"Copy", held.copy});
+    structure.more.emplace_back("Copy", held.copy);
     if (structure.record.ok) structure.copy = internal::read_file(path);
   }
   // The warnings are those of the source; the copy has none of its own but that it cannot be read.
   if (structure.record.ok || held.copy.empty()) structure.record.warnings = held.warnings;
   if (!held.discovery.empty()) {
-    structure.more.push_back({"Found", found_in_words(held.discovery)});
+    structure.more.emplace_back("Found", found_in_words(held.discovery));
   }
   add_numbers(structure);
   return structure;

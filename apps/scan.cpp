@@ -79,7 +79,7 @@ Status run(const ScanArguments& arguments) {
       arguments.project.empty() ? root : base::resolve_path(arguments.project);
   if (!base::is_directory(root)) throw WrongInput(arguments.directory + ": not a directory");
   std::error_code error;
-  std::filesystem::directory_iterator(root, error);
+  const std::filesystem::directory_iterator first(root, error);
   if (error) throw WrongInput(std::system_error(error, arguments.directory).what());
   const agent_modules::FolderTree tree = agent_modules::list_folder_tree(root);
   ScannedFiles scanned(project, base::is_within(project, root)

@@ -126,7 +126,7 @@ std::string Roots::locate_structure(const std::string& given) const {
 }
 
 std::string Roots::locate_project(const std::string& given) const {
-  const std::string project = base::resolve_path(locate(given));
+  std::string project = base::resolve_path(locate(given));
   if (exists(project) && !base::is_directory(project)) {
     throw ToolError("The project " + in_quotes(given) +
                     " is a file: name the folder of a project.");

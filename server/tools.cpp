@@ -65,7 +65,7 @@ bool fits(const Json& value, const Json& schema) {
   }
   const auto type = schema.at("type").get<std::string>();
   if (type == "boolean") return value.is_boolean();
-  if (type == "string") return value.is_string() && value != "";
+  if (type == "string") return value.is_string() && !value.get_ref<const std::string&>().empty();
   if (type == "array") {
     return value.is_array() && value.size() >= schema.value("minItems", std::size_t{0}) &&
            value.size() <= schema.at("maxItems").get<std::size_t>() &&

@@ -99,7 +99,7 @@ std::string thumbnail(const ReportedStructure& structure) {
 std::string source_markup(const ReportedStructure& structure) {
   const std::size_t slash = structure.source.rfind('/');
   const std::size_t begin = slash == std::string::npos ? 0 : slash + 1;
-  const std::string name = markup_text(structure.source.substr(begin));
+  std::string name = markup_text(structure.source.substr(begin));
   if (begin == 0) return name;
   return name + "<br><span class=\"quiet\">" + markup_text(structure.source.substr(0, begin)) +
          "</span>";

@@ -13,6 +13,7 @@ internal::BatchInput input_of(const std::string& project_path,
                               const std::vector<std::string>& candidate_paths,
                               const IngestOptions& options) {
   std::vector<internal::Candidate> candidates;
+  candidates.reserve(candidate_paths.size());
   for (const std::string& path : candidate_paths) candidates.push_back({.text = path});
   return {.project = internal::resolve_path(project_path),
           .candidates = std::move(candidates),

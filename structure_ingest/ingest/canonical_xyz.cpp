@@ -153,7 +153,7 @@ std::string canonical_xyz_rel(const IngestedStructure& record, const std::string
 std::string write_canonical_xyz(FileReplacements& copies, const IngestedStructure& record,
                                 std::size_t number) {
   const std::string text = canonical_xyz_text(record);
-  const std::string rel = canonical_xyz_rel(record, text);
+  std::string rel = canonical_xyz_rel(record, text);
   const std::string name = file_name(rel);
   if (!holds_text(copies.path_of(name), text)) copies.add(name, text, number);
   return rel;

@@ -195,6 +195,7 @@ void write_findings(const std::string& project, const std::vector<SourceEntry>& 
                     const Collaborators& collaborators) {
   if (entries.empty()) return;
   std::vector<FileFindings> files;
+  files.reserve(entries.size());
   for (const SourceEntry& entry : entries) {
     files.push_back({.source_path = entry.record.source_path,
                      .sha256 = entry.record.sha256,

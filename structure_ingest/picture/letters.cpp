@@ -76,8 +76,8 @@ constexpr std::array<Letter, 62> LETTERS = {{
 
 const Letter* letter_of(char c) {
   if (c >= '0' && c <= '9') return &LETTERS[static_cast<std::size_t>(c - '0')];
-  if (c >= 'A' && c <= 'Z') return &LETTERS[static_cast<std::size_t>(c - 'A' + 10)];
-  if (c >= 'a' && c <= 'z') return &LETTERS[static_cast<std::size_t>(c - 'a' + 36)];
+  if (c >= 'A' && c <= 'Z') return &LETTERS[10 + static_cast<std::size_t>(c - 'A')];
+  if (c >= 'a' && c <= 'z') return &LETTERS[36 + static_cast<std::size_t>(c - 'a')];
   return nullptr;
 }
 

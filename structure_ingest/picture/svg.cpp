@@ -23,7 +23,6 @@ using internal::Scene;
 using internal::SceneAtom;
 using internal::SceneEdge;
 using internal::SceneElement;
-using internal::SceneStick;
 
 constexpr std::size_t MOST_ATOMS_IN_FULL = 100;
 constexpr std::size_t MOST_DRAWN = 4000;  // atoms
@@ -48,7 +47,7 @@ std::uint32_t mixed(std::uint32_t rgb, unsigned with, double share) {
   std::uint32_t result = 0;
   for (const int shift : {16, 8, 0}) {
     const double part = (rgb >> shift & 0xFF) * (1 - share) + with * share;
-    result |= static_cast<std::uint32_t>(part + 0.5) << shift;
+    result |= static_cast<std::uint32_t>(std::lround(part)) << shift;
   }
   return result;
 }
@@ -96,9 +95,12 @@ void add_edges(std::vector<Piece>& pieces, const Scene& scene, const Projection&
   for (const SceneElement& element : scene.elements) radius = std::max(radius, element.radius_ang);
   for (const SceneEdge& edge : scene.edges) {
     const std::string part = edge.axis < 0 ? "e" : std::string(1, "abc"[edge.axis]);
-    for (double i = 0; i < EDGE_PIECES; ++i) {
-      const Vector3 from = projection(between(edge.from, edge.to, i / EDGE_PIECES));
-      const Vector3 to = projection(between(edge.from, edge.to, (i + 1) / EDGE_PIECES));
+    for (int i = 0; i < EDGE_PIECES; ++i) {
+      const auto at = [&edge](double piece) {
+        return between(edge.from, edge.to, piece / EDGE_PIECES);
+      };
+      const Vector3 from = projection(at(i));
+      const Vector3 to = projection(at(i + 1));
       pieces.push_back({(from[2] + to[2]) / 2 - radius * projection.scale, line(from, to),
                         "class=\"si-" + part + "\""});
     }

@@ -92,7 +92,7 @@ std::optional<Formula> whole_formula(std::string_view text) {
       ++at;  // CuSO4*5H2O, H2O@C60
       at += count_length(text.substr(at), variable);
       if (at == text.size() || (!is_upper(text[at]) && text[at] != '(')) return std::nullopt;
-    } else if (formula.symbols > 0 && text.find_first_not_of("^+-0123456789", at) == text.npos) {
+    } else if (formula.symbols > 0 && text.find_first_not_of("^+-0123456789", at) == std::string_view::npos) {
       counted = true;  // a charge: +, 2-, ^3+
       at = text.size();
     } else {

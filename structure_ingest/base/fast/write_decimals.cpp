@@ -97,6 +97,7 @@ char* write_integer(char* out, bool negative, std::uint64_t units) {
   } else {
     const std::uint64_t digits = eight_digits(integer);
     const std::size_t leading_zeros = first_marked(digits);
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): not all digits are zero.
     store_eight(out, (digits | EACH_BYTE * '0') >> 8 * leading_zeros);
     out += 8 - leading_zeros;
   }
