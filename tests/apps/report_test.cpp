@@ -45,7 +45,7 @@ TEST(ReportEscape, TemplateIsFilledOnce) {
 }
 
 TEST(ReportEscape, PolicyHash) {
-  // The example of the Content Security Policy specification, level 2, section 4.2.5.
+  // The example of Content Security Policy, level 2, section 4.2.5.
   EXPECT_EQ(apps::policy_hash("alert('Hello, world.');"),
             "'sha256-qznLcsROx4GACP2dm0UCKCzCG+HiZ1guq6ZZDob/Tng='");
 }
