@@ -249,16 +249,16 @@ Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& c
                                       : structure_ingest::DISCOVERY_WORKSPACE_SCAN)
           .data();
   base::FolderOwners owners(std::nullopt);
-  base::FolderOwners owners_below(project);
+  base::PathResolver resolver;
   Answer answer;
   answer.lines.push_back(in_quotes(root) + ": " + counted(total, "structure file"));
   Json files = Json::array();
   for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
     call.check();
     const std::string path = base::join_path(root, tree.structure_files[i]);
-    const std::string resolved = base::resolve_path(path);
+    const std::string resolved = resolver.resolve(path);
     const std::optional<std::string> owner = owners.owner_of(resolved);
-    const bool taken = roots.hold(path) && !owners_below.is_foreign(resolved, project);
+    const bool taken = roots.hold(path) && !owners.is_foreign(resolved, project);
     Json file = file_json(path);
     file["discovery"] = kind;
     file["owner"] = owner ? Json(*owner) : Json();
