@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "structure_ingest/base/input_file.hpp"
-#include "structure_ingest/base/replace_file.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/durable.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/cif_file.hpp"
 
 namespace apps {

@@ -10,7 +10,7 @@
 #include "apps/outcome.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
-#include "structure_ingest/base/replace_file.hpp"
+#include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 
 namespace apps {

@@ -1,7 +1,7 @@
 #include "apps/output_file.hpp"
 
 #include "apps/outcome.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace apps {
 

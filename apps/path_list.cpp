@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "apps/outcome.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 namespace apps {
 namespace {

@@ -13,7 +13,7 @@
 #include "apps/output_file.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
-#include "structure_ingest/base/replace_file.hpp"
+#include "structure_ingest/base/durable.hpp"
 
 namespace apps {
 namespace {

@@ -16,7 +16,7 @@
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/workspace_inventory.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/project/folder_owners.hpp"
 
 namespace apps {

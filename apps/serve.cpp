@@ -12,7 +12,7 @@
 #include "apps/commands.hpp"
 #include "apps/terminal.hpp"
 #include "server/session.hpp"
-#include "structure_ingest/base/descriptor.hpp"
+#include "structure_ingest/base/file.hpp"
 
 namespace apps {
 namespace {

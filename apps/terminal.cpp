@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace apps {
 

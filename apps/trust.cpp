@@ -11,7 +11,7 @@
 #include "apps/outcome.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/directory_trust.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 namespace apps {
 namespace {

@@ -3,7 +3,8 @@
 #include <string>
 
 #include "fuzz/memory_file.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "tests/readers/companion_patterns.hpp"
 

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "fuzz/memory_file.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/check/check.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

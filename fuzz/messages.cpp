@@ -1,4 +1,5 @@
-// Any bytes are lines, each line is a message or an error, and what is answered is one line of JSON.
+// Any bytes are lines, each line is a message or an error, and what is answered is one line of
+// JSON.
 #include <fcntl.h>
 #include <unistd.h>
 

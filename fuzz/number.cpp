@@ -12,7 +12,7 @@
 
 #include "fuzz/memory_file.hpp"
 #include "structure_ingest/base/fast/write_decimals.hpp"
-#include "structure_ingest/base/number.hpp"
+#include "structure_ingest/base/numbers.hpp"
 
 namespace {
 

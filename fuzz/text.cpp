@@ -5,7 +5,8 @@
 
 #include "fuzz/memory_file.hpp"
 #include "structure_ingest/base/json.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace {
 

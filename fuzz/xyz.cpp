@@ -9,9 +9,10 @@
 
 #include "fuzz/memory_file.hpp"
 #include "structure_ingest/base/fast/write_decimals.hpp"
-#include "structure_ingest/base/line_reader.hpp"
-#include "structure_ingest/base/number.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/lines.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/readers/xyz.hpp"
 #include "structure_ingest/record/chemistry.hpp"

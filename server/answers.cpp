@@ -4,8 +4,8 @@
 #include <charconv>
 #include <optional>
 
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/findings_json.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"

@@ -7,7 +7,7 @@
 #include "collaborators/agent_modules/workspace_inventory.hpp"
 #include "server/answers.hpp"
 #include "server/tool_error.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/check/findings_json.hpp"
 #include "structure_ingest/check/rules.hpp"

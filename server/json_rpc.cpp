@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <new>
 
-#include "structure_ingest/base/system_call.hpp"
+#include "structure_ingest/base/file.hpp"
 
 namespace server {
 namespace {

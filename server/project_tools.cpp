@@ -11,7 +11,7 @@
 #include "collaborators/agent_modules/project_state.hpp"
 #include "server/answers.hpp"
 #include "server/tool_error.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/check/findings_json.hpp"
 #include "structure_ingest/upkeep/copies.hpp"
 #include "structure_ingest/upkeep/entry_reading.hpp"

@@ -9,9 +9,10 @@
 
 #include "server/base64.hpp"
 #include "server/tool_error.hpp"
-#include "structure_ingest/base/input_file.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/findings_json.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"

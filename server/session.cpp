@@ -14,7 +14,7 @@
 #include "server/resources.hpp"
 #include "server/tool_call.hpp"
 #include "server/tool_error.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace server {
 namespace {

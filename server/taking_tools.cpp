@@ -11,8 +11,8 @@
 #include "collaborators/agent_modules/project_state.hpp"
 #include "server/answers.hpp"
 #include "server/tool_error.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 

@@ -8,7 +8,7 @@
 #include "server/base64.hpp"
 #include "server/resources.hpp"
 #include "server/tool_error.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace server {
 namespace {

@@ -1,6 +1,6 @@
 #include "server/tool_error.hpp"
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace server {
 

@@ -6,7 +6,7 @@
 
 #include "server/documents.hpp"
 #include "server/tool_error.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace server {
 namespace {

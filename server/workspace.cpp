@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "collaborators/agent_modules/directory_trust.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/project/folder_owners.hpp"

@@ -16,15 +16,15 @@
 //   }
 #pragma once
 
-#include "collaborators/collaborators.hpp"                 // IWYU pragma: export
-#include "collaborators/material_reference_data.hpp"       // IWYU pragma: export
 #include "structure_ingest/base/json.hpp"                  // IWYU pragma: export
 #include "structure_ingest/check/check.hpp"                // IWYU pragma: export
 #include "structure_ingest/check/findings_json.hpp"        // IWYU pragma: export
+#include "structure_ingest/contracts/collaborators.hpp"    // IWYU pragma: export
+#include "structure_ingest/contracts/collaborators.hpp"    // IWYU pragma: export
 #include "structure_ingest/discovery/hydrate.hpp"          // IWYU pragma: export
 #include "structure_ingest/ingest/batch.hpp"               // IWYU pragma: export
 #include "structure_ingest/ingest/source_entry.hpp"        // IWYU pragma: export
-#include "structure_ingest/picture/picture.hpp"             // IWYU pragma: export
+#include "structure_ingest/picture/picture.hpp"            // IWYU pragma: export
 #include "structure_ingest/project/ownership.hpp"          // IWYU pragma: export
 #include "structure_ingest/readers/dispatch.hpp"           // IWYU pragma: export
 #include "structure_ingest/readers/frames.hpp"             // IWYU pragma: export

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 namespace tests {
 

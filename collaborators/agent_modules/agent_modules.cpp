@@ -4,7 +4,7 @@
 #include "collaborators/agent_modules/directory_trust.hpp"
 #include "collaborators/agent_modules/relevance/structure_relevance.hpp"
 #include "collaborators/agent_modules/workspace_inventory.hpp"
-#include "collaborators/collaborators.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 namespace structure_ingest {
 

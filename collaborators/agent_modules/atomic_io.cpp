@@ -4,11 +4,11 @@
 #include <filesystem>
 #include <system_error>
 
+#include "structure_ingest/base/durable.hpp"
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/folder_lock.hpp"
-#include "structure_ingest/base/input_file.hpp"
-#include "structure_ingest/base/json_text.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/replace_file.hpp"
+#include "structure_ingest/base/json_values.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 namespace agent_modules {
 
@@ -27,12 +27,12 @@ void require_readable(std::size_t size, const std::string& path) {
 }  // namespace
 
 void atomic_write_json(const std::string& path, const Json& value) {
-  atomic_write_text(path, [&](const TakePiece& take) { base::take_json_text(value, 2, take); });
+  atomic_write_text(path, [&](const TextSink& take) { base::take_json_text(value, 2, take); });
 }
 
-void atomic_write_text(const std::string& path, const std::function<void(const TakePiece&)>& text) {
+void atomic_write_text(const std::string& path, const std::function<void(const TextSink&)>& text) {
   base::create_folders(base::parent_folder(base::path_text(path)));
-  base::replace_file(path, [&](const TakePiece& take) {
+  base::replace_file(path, [&](const TextSink& take) {
     std::size_t size = 0;
     const auto add = [&](std::string_view piece) {
       require_readable(size += piece.size(), path);

@@ -17,8 +17,8 @@ void atomic_write_json(const std::string& path, const structure_ingest::Json& va
 
 /// As above, for the text of a document without its final line feed, which `text` hands over piece
 /// by piece.
-using TakePiece = std::function<void(std::string_view piece)>;
-void atomic_write_text(const std::string& path, const std::function<void(const TakePiece&)>& text);
+using TextSink = std::function<void(std::string_view piece)>;
+void atomic_write_text(const std::string& path, const std::function<void(const TextSink&)>& text);
 
 /// Reads the JSON document at `path`, calls `change` on it, and writes it back if it differs;
 /// `missing` is the value of a file that does not exist. Locks the folder meanwhile, so that no

@@ -13,11 +13,11 @@
 #include <system_error>
 #include <typeinfo>
 
-#include "structure_ingest/base/append_line.hpp"
+#include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/replace_file.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/log.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace agent_modules {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "collaborators/collaborators.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 namespace agent_modules {
 

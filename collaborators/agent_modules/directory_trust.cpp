@@ -7,9 +7,10 @@
 #include <stdexcept>
 
 #include "collaborators/agent_modules/atomic_io.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/replace_file.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/durable.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace agent_modules {
 namespace {

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "collaborators/collaborators.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 namespace agent_modules {
 

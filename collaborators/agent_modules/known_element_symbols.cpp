@@ -1,4 +1,4 @@
-#include "collaborators/material_reference_data.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 #include <array>
 

@@ -16,7 +16,7 @@
 #include <string_view>
 
 #include "collaborators/agent_modules/directory_trust.hpp"
-#include "structure_ingest/base/system_call.hpp"
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 
 namespace agent_modules {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 namespace agent_modules {
 

@@ -3,7 +3,7 @@
 #include "python/module/package.hpp"
 #include "python/module/record.hpp"
 #include "python/module/text.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 
 namespace structure_ingest::python {

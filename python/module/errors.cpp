@@ -6,7 +6,7 @@
 #include <system_error>
 
 #include "python/module/text.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 namespace structure_ingest::python {
 namespace {

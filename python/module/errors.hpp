@@ -6,14 +6,14 @@
 #include <exception>
 #include <utility>
 
-#include "structure_ingest/base/interruption.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 namespace structure_ingest::python {
 
 namespace py = pybind11;
 
 /// A Python exception that is no Exception: KeyboardInterrupt, SystemExit and the like.
-struct PythonInterruption : internal::Interruption {
+struct PythonInterruption : Interruption {
   explicit PythonInterruption(py::error_already_set cause) : error(std::move(cause)) {}
   py::error_already_set error;
 };

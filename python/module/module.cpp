@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "collaborators/material_reference_data.hpp"
 #include "python/module/batch.hpp"
 #include "python/module/bulk_row.hpp"
 #include "python/module/errors.hpp"
@@ -21,7 +20,8 @@
 #include "python/module/state.hpp"
 #include "python/module/text.hpp"
 #include "python/module/upkeep.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/hydrate_through.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"

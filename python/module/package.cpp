@@ -7,10 +7,10 @@
 #include <system_error>
 #include <vector>
 
-#include "collaborators/material_reference_data.hpp"
 #include "python/module/errors.hpp"
 #include "python/module/json_values.hpp"
 #include "python/module/text.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 
 namespace structure_ingest::python {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "collaborators/collaborators.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 namespace structure_ingest::python {
 

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/state_door.hpp"
 
 namespace structure_ingest::python {

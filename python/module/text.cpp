@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
 
 namespace structure_ingest::python {
 namespace {

@@ -7,7 +7,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "structure_ingest/base/input_file.hpp"
+#include "structure_ingest/base/file.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -9,9 +9,8 @@
 #include <cerrno>
 #include <thread>
 
-#include "structure_ingest/base/open_file.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/system_call.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 namespace structure_ingest::internal {
 namespace {

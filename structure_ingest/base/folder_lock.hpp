@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "structure_ingest/base/descriptor.hpp"
+#include "structure_ingest/base/file.hpp"
 
 namespace structure_ingest::internal {
 

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "structure_ingest/base/plain_json.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/json_values.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace structure_ingest {
 namespace {

@@ -1,4 +1,4 @@
-#include "structure_ingest/base/json_text.hpp"
+#include "structure_ingest/base/json_values.hpp"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "structure_ingest/base/fast/write_decimals.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
 
 namespace structure_ingest {
 namespace {
@@ -23,7 +23,7 @@ constexpr std::size_t MOST_ROOM = std::size_t{1} << 22;
 class Writer {
  public:
   /// An `indent` below zero means one line. Without `take`, the whole text is kept.
-  explicit Writer(int indent, const internal::TakePiece* take = nullptr,
+  explicit Writer(int indent, const internal::TextSink* take = nullptr,
                   std::span<const internal::JsonList> lists = {})
       : indent_(indent), take_(take), lists_(lists) {}
 
@@ -92,7 +92,7 @@ class Writer {
   std::array<char, 1 << 14> buffer_;
   char* at_ = buffer_.data();
   int indent_;
-  const internal::TakePiece* take_;
+  const internal::TextSink* take_;
   std::span<const internal::JsonList> lists_;
   std::size_t level_ = 0;
 };
@@ -271,7 +271,7 @@ Json internal::list_placeholder(std::size_t index) {
   return Json::binary({}, index);
 }
 
-void internal::take_json_text(const Json& value, int indent, const TakePiece& take,
+void internal::take_json_text(const Json& value, int indent, const TextSink& take,
                               std::span<const JsonList> lists) {
   Writer writer(indent, &take, lists);
   writer.write(value);

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <stdexcept>
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
 
 namespace structure_ingest::internal {
 

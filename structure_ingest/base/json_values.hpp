@@ -1,10 +1,18 @@
-// Access to an agent state, in which any key may hold any kind of value.
+// JSON values inside the library: access to an agent state, in which any key may hold any kind of
+// value, and the parts of reading and writing that parse_json() and json_text() are made of.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <functional>
+#include <optional>
+#include <span>
 #include <string>
+#include <string_view>
+#include <variant>
 
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/utf8.hpp"
 
 namespace structure_ingest::internal {
 
@@ -29,5 +37,23 @@ std::string text_or_empty(const Json& value);
 /// value, the characters of a string, the keys of a mapping. Throws std::invalid_argument for any
 /// other value.
 void for_each_element(const Json& value, const std::function<void(const Json&)>& visit);
+
+/// A list whose text is written without making it a value: as strings, of which bytes that are not
+/// UTF-8 read as utf8_text() has them, or as lists of three floats.
+using JsonList = std::variant<std::span<const std::string>, std::span<const std::array<double, 3>>>;
+
+/// Stands in a value for a list that `take_json_text` is given beside it, by its index.
+Json list_placeholder(std::size_t index);
+
+/// Gives the text that `json_text` returns to `take`. The lists must stay as they are meanwhile.
+void take_json_text(const Json& value, int indent, const TextSink& take,
+                    std::span<const JsonList> lists = {});
+
+/// Reads one JSON document. Nothing for text that is not JSON, and for what `read_any_json` has
+/// rules on: a repeated key, deep nesting, a number that 64 bits do not hold.
+std::optional<Json> read_plain_json(std::string_view text);
+
+/// Reads any text as `parse_json` does, which asks this reader for what the other did not read.
+Json read_any_json(std::string_view text);
 
 }  // namespace structure_ingest::internal

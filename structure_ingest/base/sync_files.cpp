@@ -2,8 +2,6 @@
 // threads of the kernel: this process needs none. syncfs(2) would wait for the disk only once, but
 // also for whatever else everybody has written to the file system, and it does not tell which file
 // failed.
-#include "structure_ingest/base/sync_files.hpp"
-
 #include <linux/aio_abi.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -13,7 +11,8 @@
 #include <cerrno>
 #include <cstdint>
 
-#include "structure_ingest/base/system_call.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/temporary_file.hpp"
 
 namespace structure_ingest::internal {
 namespace {

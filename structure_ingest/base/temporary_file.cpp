@@ -14,7 +14,7 @@
 #include <memory>
 #include <utility>
 
-#include "structure_ingest/base/open_file.hpp"
+#include "structure_ingest/base/file.hpp"
 
 namespace structure_ingest::internal {
 namespace {

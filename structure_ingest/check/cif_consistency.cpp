@@ -6,7 +6,8 @@
 #include <cstdlib>
 #include <map>
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/rules.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "structure_ingest/base/number.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace structure_ingest::internal {
 namespace {

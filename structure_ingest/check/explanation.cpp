@@ -3,8 +3,9 @@
 #include <array>
 #include <cctype>
 
-#include "structure_ingest/base/number.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/rules.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/chemistry.hpp"

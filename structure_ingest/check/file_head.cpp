@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <system_error>
 
-#include "structure_ingest/base/input_file.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace structure_ingest::internal {
 

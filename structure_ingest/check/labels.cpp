@@ -5,8 +5,8 @@
 #include <limits>
 #include <system_error>
 
-#include "structure_ingest/base/line_reader.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/lines.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/covalent_radii.hpp"
 #include "structure_ingest/check/rules.hpp"
 #include "structure_ingest/check/wording.hpp"

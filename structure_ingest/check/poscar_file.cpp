@@ -4,8 +4,8 @@
 #include <charconv>
 #include <utility>
 
-#include "structure_ingest/base/number.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/file_head.hpp"
 
 namespace structure_ingest::internal {

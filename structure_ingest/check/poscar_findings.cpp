@@ -3,7 +3,7 @@
 #include <array>
 #include <cmath>
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/rules.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/chemistry.hpp"

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/check/covalent_radii.hpp"
 
 namespace structure_ingest::internal {

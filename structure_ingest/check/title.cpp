@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/rules.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/chemistry.hpp"

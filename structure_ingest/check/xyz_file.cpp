@@ -7,9 +7,9 @@
 #include <memory>
 #include <system_error>
 
-#include "structure_ingest/base/input_file.hpp"
-#include "structure_ingest/base/number.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/file_head.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 

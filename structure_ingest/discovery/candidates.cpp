@@ -6,9 +6,9 @@
 #include <string_view>
 #include <utility>
 
-#include "structure_ingest/base/interruption.hpp"
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 

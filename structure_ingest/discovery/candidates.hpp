@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/state_door.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 

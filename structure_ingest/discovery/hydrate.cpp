@@ -7,9 +7,9 @@
 #include <set>
 #include <utility>
 
-#include "structure_ingest/base/interruption.hpp"
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
 #include "structure_ingest/discovery/hydrate_through.hpp"
 #include "structure_ingest/discovery/json_state.hpp"

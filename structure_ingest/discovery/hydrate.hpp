@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/dropped_structure.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/entries.hpp"

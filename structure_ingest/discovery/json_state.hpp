@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/state_door.hpp"
 
 namespace structure_ingest::internal {

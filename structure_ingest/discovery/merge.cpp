@@ -6,8 +6,9 @@
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"

@@ -4,10 +4,10 @@
 #include <numeric>
 #include <utility>
 
-#include "structure_ingest/base/interruption.hpp"
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
 
 namespace structure_ingest::internal {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/dropped_structure.hpp"
 #include "structure_ingest/discovery/state_door.hpp"
 

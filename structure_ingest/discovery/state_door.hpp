@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest::internal {

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 
 namespace structure_ingest::internal {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest {

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 #include "structure_ingest/readers/dispatch.hpp"

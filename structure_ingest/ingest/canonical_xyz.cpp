@@ -9,10 +9,10 @@
 
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/fast/write_decimals.hpp"
-#include "structure_ingest/base/input_file.hpp"
-#include "structure_ingest/base/open_file.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "structure_ingest/base/replace_file.hpp"
+#include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {

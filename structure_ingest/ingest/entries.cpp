@@ -8,12 +8,12 @@
 #include <system_error>
 #include <utility>
 
-#include "structure_ingest/base/interruption.hpp"
-#include "structure_ingest/base/open_file.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/replace_file.hpp"
+#include "structure_ingest/base/durable.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/check/findings_json.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/project/folder_owners.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
@@ -182,7 +182,7 @@ std::string write_manifest(const std::string& project, const std::vector<SourceE
     manifest["structures"].push_back(entry_without_lists(entry, lists));
   }
   try {
-    writer->write_text(join_path(project, INGEST_MANIFEST_REL), [&](const TakePiece& take) {
+    writer->write_text(join_path(project, INGEST_MANIFEST_REL), [&](const TextSink& take) {
       take_json_text(manifest, writer->indent, take, lists);
     });
   } catch (const std::system_error& failure) {

@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
 #include "structure_ingest/base/json.hpp"
-#include "structure_ingest/base/json_text.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/json_values.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"

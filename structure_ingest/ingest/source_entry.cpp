@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <utility>
 
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 #include "structure_ingest/record/json_lists.hpp"
 

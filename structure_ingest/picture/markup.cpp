@@ -1,6 +1,6 @@
 #include "structure_ingest/picture/markup.hpp"
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace structure_ingest::internal {
 

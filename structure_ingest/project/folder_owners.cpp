@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/project/folder_owners.hpp"
 
 namespace structure_ingest {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 namespace structure_ingest::internal {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "structure_ingest/base/open_file.hpp"
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 
 namespace structure_ingest::internal {

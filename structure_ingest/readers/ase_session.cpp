@@ -11,8 +11,8 @@
 #include <system_error>
 #include <utility>
 
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/system_call.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/readers/ase_protocol.hpp"
 
 namespace structure_ingest::internal {

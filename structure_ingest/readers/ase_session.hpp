@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "structure_ingest/base/child_process.hpp"
+#include "structure_ingest/base/process.hpp"
 #include "structure_ingest/readers/ase.hpp"
 #include "structure_ingest/readers/ase_start.hpp"
 

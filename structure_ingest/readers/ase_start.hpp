@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "structure_ingest/base/child_process.hpp"
+#include "structure_ingest/base/process.hpp"
 #include "structure_ingest/readers/ase_worker.hpp"
 
 namespace structure_ingest::internal {

@@ -5,10 +5,11 @@
 #include <cstddef>
 #include <system_error>
 
-#include "structure_ingest/base/input_file.hpp"
-#include "structure_ingest/base/number.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 
 // The file consists of lines "key = value". The keys and values are defined by these patterns
 // (flags: i ignores case, m lets ^ match at each line, s lets . match line breaks):

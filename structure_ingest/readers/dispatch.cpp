@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/base/open_file.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/readers/ase_session.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
 #include "structure_ingest/readers/xyz.hpp"

@@ -6,9 +6,9 @@
 #include <system_error>
 #include <utility>
 
-#include "structure_ingest/base/line_reader.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/lines.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/readers/xyz.hpp"
 

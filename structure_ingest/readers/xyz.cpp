@@ -12,9 +12,9 @@
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/fast/plain_text.hpp"
 #include "structure_ingest/base/fast/read_decimals.hpp"
-#include "structure_ingest/base/line_reader.hpp"
-#include "structure_ingest/base/number.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/lines.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "structure_ingest/base/line_reader.hpp"
+#include "structure_ingest/base/lines.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 

@@ -7,8 +7,8 @@
 #include <deque>
 #include <mutex>
 
-#include "collaborators/material_reference_data.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 // Both tables are indexed by letters instead of searched, because every atom of every file is
 // looked up. KnownSymbols maps the first two letters of a label to the length of its symbol.

@@ -7,9 +7,9 @@
 #include <system_error>
 
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/base/input_file.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 
 namespace structure_ingest::internal {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/upkeep/copies.hpp"
 
 namespace structure_ingest::internal {

@@ -12,10 +12,10 @@
 #include <system_error>
 #include <utility>
 
-#include "structure_ingest/base/descriptor.hpp"
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"

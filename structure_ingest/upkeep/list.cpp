@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/base/input_file.hpp"
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/readers/dispatch.hpp"

@@ -6,7 +6,7 @@
 #include <system_error>
 #include <utility>
 
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/readers/dispatch.hpp"

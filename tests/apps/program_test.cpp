@@ -8,8 +8,9 @@
 #include <thread>
 
 #include "structure_ingest/base/json.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "structure_ingest/base/plain_json.hpp"
+#include "structure_ingest/base/json_values.hpp"
 
 #include <gtest/gtest.h>
 

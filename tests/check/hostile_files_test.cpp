@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/check/rules.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "tests/check/findings_in.hpp"

@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "structure_ingest/base/interruption.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
 #include "structure_ingest/discovery/json_state.hpp"
 #include "tests/fake_modules.hpp"
@@ -421,11 +421,11 @@ TEST_F(Hydrate, ReportsUnexpectedErrorsAndReturnsNothing) {
 // Nothing happens after an interruption, whichever module it comes from.
 TEST_F(Hydrate, AnInterruptionEndsTheCall) {
   const std::string water = w.write("water.xyz", HELIUM);
-  const auto interrupt = [](const auto&...) -> TrustRecord { throw internal::Interruption(); };
+  const auto interrupt = [](const auto&...) -> TrustRecord { throw Interruption(); };
   const auto expect_end = [&](const Collaborators& interrupted) {
     EXPECT_THROW(structure_ingest::hydrate(
                      state, {.extra_paths = {water}, .collaborators = interrupted, .check = true}),
-                 internal::Interruption);
+                 Interruption);
     EXPECT_FALSE(state.contains("structure_sources"));
   };
   Collaborators interrupted = modules;
@@ -434,11 +434,11 @@ TEST_F(Hydrate, AnInterruptionEndsTheCall) {
   EXPECT_FALSE(std::filesystem::exists(w / "ws/proj/project_root"));
   interrupted = modules;
   interrupted.atomic_write_json = [](const std::string& path, const Json&) {
-    if (path.ends_with("findings.json")) throw internal::Interruption();
+    if (path.ends_with("findings.json")) throw Interruption();
   };
   expect_end(interrupted);
   interrupted = modules;
-  interrupted.record_suppressed_error = [](const auto&...) { throw internal::Interruption(); };
+  interrupted.record_suppressed_error = [](const auto&...) { throw Interruption(); };
   state["attachments"] = 5;
   expect_end(interrupted);
 }

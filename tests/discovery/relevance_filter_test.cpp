@@ -6,7 +6,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "structure_ingest/base/interruption.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/json_state.hpp"
 
 namespace structure_ingest::internal {

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 #include "tests/fake_modules.hpp"

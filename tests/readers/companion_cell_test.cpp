@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <random>
 
-#include "structure_ingest/base/number.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "tests/readers/companion_patterns.hpp"
 #include "tests/scratch_folder.hpp"

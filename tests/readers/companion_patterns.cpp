@@ -8,9 +8,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "structure_ingest/base/number.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace tests {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "collaborators/material_reference_data.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -4,7 +4,8 @@
 #include <cctype>
 #include <optional>
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 
 namespace agent_modules {
@@ -92,7 +93,8 @@ std::optional<Formula> whole_formula(std::string_view text) {
       ++at;  // CuSO4*5H2O, H2O@C60
       at += count_length(text.substr(at), variable);
       if (at == text.size() || (!is_upper(text[at]) && text[at] != '(')) return std::nullopt;
-    } else if (formula.symbols > 0 && text.find_first_not_of("^+-0123456789", at) == std::string_view::npos) {
+    } else if (formula.symbols > 0 &&
+               text.find_first_not_of("^+-0123456789", at) == std::string_view::npos) {
       counted = true;  // a charge: +, 2-, ^3+
       at = text.size();
     } else {

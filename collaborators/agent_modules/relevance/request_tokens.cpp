@@ -6,7 +6,8 @@
 #include <string>
 #include <utility>
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 
 namespace agent_modules {

@@ -6,8 +6,8 @@
 
 #include "collaborators/agent_modules/relevance/request_reading.hpp"
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 
 namespace agent_modules {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "collaborators/collaborators.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 namespace agent_modules {
 

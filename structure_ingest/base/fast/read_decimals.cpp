@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <system_error>
 
-#include "structure_ingest/base/fast/eight_bytes.hpp"
+#include "structure_ingest/base/fast/plain_text.hpp"
 #include "structure_ingest/base/fast/wide_integers.hpp"
 
 // A decimal without an exponent is the integer of all its digits divided by a power of ten. The

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "structure_ingest/base/fast/eight_bytes.hpp"
+#include "structure_ingest/base/fast/plain_text.hpp"
 #include "structure_ingest/base/fast/wide_integers.hpp"
 
 // Both forms are written from the value in units of the tenth decimal, an integer: its part above

@@ -11,7 +11,7 @@
 #include <random>
 #include <string>
 
-#include "structure_ingest/base/fast/eight_bytes.hpp"
+#include "structure_ingest/base/fast/plain_text.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -11,7 +11,7 @@
 #include <iterator>
 #include <random>
 
-#include "structure_ingest/base/number.hpp"
+#include "structure_ingest/base/numbers.hpp"
 
 namespace structure_ingest::internal {
 namespace {

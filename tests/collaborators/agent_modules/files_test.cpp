@@ -14,7 +14,7 @@
 #include "collaborators/agent_modules/diagnostics.hpp"
 #include "collaborators/agent_modules/directory_trust.hpp"
 #include "structure_ingest/base/folder_lock.hpp"
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace agent_modules {
@@ -34,12 +34,12 @@ TEST(AtomicIo, WritesOneDocumentAndCreatesItsFolder) {
   const Json long_value = {std::string(100000, 'x'), Json::array_t(20000, -0.125), {{{{"k", {}}}}}};
   atomic_write_json(path, long_value);
   EXPECT_EQ(tests::content_of(path), structure_ingest::json_text(long_value, 2) + "\n");
-  atomic_write_text(path, [](const TakePiece& take) {
+  atomic_write_text(path, [](const TextSink& take) {
     take("[1,");
     take("2]");
   });
   EXPECT_EQ(tests::content_of(path), "[1,2]\n");
-  const auto broken = [](const TakePiece& take) {
+  const auto broken = [](const TextSink& take) {
     take("[3");
     throw std::logic_error("broken");
   };

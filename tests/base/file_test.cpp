@@ -1,4 +1,4 @@
-#include "structure_ingest/base/input_file.hpp"
+#include "structure_ingest/base/file.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "structure_ingest/base/append_line.hpp"
+#include "structure_ingest/base/log.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,10 +8,9 @@
 #include <chrono>
 #include <system_error>
 
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/folder_lock.hpp"
-#include "structure_ingest/base/open_file.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/system_call.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -1,4 +1,4 @@
-#include "structure_ingest/base/replace_file.hpp"
+#include "structure_ingest/base/durable.hpp"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -14,9 +14,8 @@
 #include <system_error>
 #include <utility>
 
-#include "structure_ingest/base/open_file.hpp"
-#include "structure_ingest/base/path.hpp"
-#include "structure_ingest/base/system_call.hpp"
+#include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -31,10 +30,10 @@ int descriptor_limit() {
 }  // namespace
 
 void replace_file(const std::string& path, std::string_view content) {
-  replace_file(path, [content](const TakePiece& take) { take(content); });
+  replace_file(path, [content](const TextSink& take) { take(content); });
 }
 
-void replace_file(const std::string& path, const std::function<void(const TakePiece&)>& write) {
+void replace_file(const std::string& path, const std::function<void(const TextSink&)>& write) {
   const std::string normal = path_text(c_path(path));
   const Descriptor folder = open_folder_of(path, AT_FDCWD, parent_folder(normal));
   TemporaryFile temporary(folder, file_name(normal), path);

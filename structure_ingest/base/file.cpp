@@ -1,4 +1,4 @@
-#include "structure_ingest/base/open_file.hpp"
+#include "structure_ingest/base/file.hpp"
 
 #include <linux/limits.h>
 #include <linux/magic.h>
@@ -6,15 +6,16 @@
 #include <sys/resource.h>
 #include <sys/sysmacros.h>
 #include <sys/vfs.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <system_error>
 
-#include "structure_ingest/base/system_call.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace structure_ingest::internal {
 namespace {
+
+constexpr const char* CANNOT_READ = "cannot read";
 
 bool is_made_up(const struct statfs& file_system) {
   const auto type = static_cast<unsigned long>(file_system.f_type);
@@ -104,6 +105,52 @@ ssize_t write_some(const Descriptor& file, std::string_view text) {
   if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY) return write();
   const SizeSignalBlocked blocked;
   return write();
+}
+
+InputFile::InputFile(const std::string& path)
+    : path_(path),
+      // Without O_NONBLOCK, opening a FIFO waits for a writer.
+      file_(open_at(AT_FDCWD, path, O_RDONLY | O_NONBLOCK)) {
+  const struct stat status = regular_file_status(file_, CANNOT_READ, path);
+  size_ = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
+}
+
+void InputFile::move_to(std::uint64_t offset) {
+  if (lseek(file_.number(), static_cast<off_t>(offset), SEEK_SET) < 0) {
+    throw_file_error(CANNOT_READ, path_);
+  }
+  used_ = offset;
+}
+
+std::size_t InputFile::read(char* buffer, std::size_t size) {
+  const std::size_t wanted =
+      size_ == 0 ? size : static_cast<std::size_t>(std::min<std::uint64_t>(size, size_ - used_));
+  if (wanted == 0) return 0;
+  const ssize_t count = retried([&] { return ::read(file_.number(), buffer, wanted); });
+  if (count < 0) throw_file_error(CANNOT_READ, path_);
+  used_ += static_cast<std::uint64_t>(count);
+  return static_cast<std::size_t>(count);
+}
+
+void InputFile::refuse_as_too_large() const {
+  throw_file_error(CANNOT_READ, path_, EFBIG);
+}
+
+std::string read_file(const std::string& path) {
+  constexpr std::size_t piece = 1 << 16;
+  InputFile file(path);
+  if (file.size() > MAX_WHOLE_FILE) file.refuse_as_too_large();
+  std::string content;
+  for (std::size_t used = 0;;) {
+    if (content.size() - used < piece) content.resize(2 * content.size() + piece);
+    const std::size_t count = file.read(content.data() + used, content.size() - used);
+    used += count;
+    if (used > MAX_WHOLE_FILE) file.refuse_as_too_large();
+    if (count == 0) {
+      content.resize(used);
+      return content;
+    }
+  }
 }
 
 }  // namespace structure_ingest::internal

@@ -1,11 +1,12 @@
-#include "structure_ingest/base/number.hpp"
+#include "structure_ingest/base/numbers.hpp"
 
 #include <algorithm>
 #include <charconv>
 #include <limits>
 #include <system_error>
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -1,4 +1,4 @@
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>

@@ -1,4 +1,5 @@
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
+#include "structure_ingest/base/utf8.hpp"
 
 #include <gtest/gtest.h>
 

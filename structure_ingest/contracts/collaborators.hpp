@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -13,6 +14,11 @@
 #include "structure_ingest/base/json.hpp"
 
 namespace structure_ingest {
+
+/// Thrown by a host's function (one of the agent's modules) when the user interrupts
+/// the call or the process is to exit. It passes through every handler: one that absorbs failures
+/// of any kind must let it through.
+struct Interruption {};
 
 /// The trust in a directory. Only the state "untrusted" has an effect.
 struct TrustRecord {
@@ -49,9 +55,9 @@ struct SuppressedError {
 /// must be given.
 struct JsonFileWriter {
   /// Takes the next piece of a text.
-  using TakePiece = std::function<void(std::string_view piece)>;
+  using TextSink = std::function<void(std::string_view piece)>;
   /// Hands a text over from its beginning to its end.
-  using GiveText = std::function<void(const TakePiece& take)>;
+  using GiveText = std::function<void(const TextSink& take)>;
 
   /// Writes a value.
   std::function<void(const std::string& path, const Json& value)> write_value;
@@ -100,5 +106,10 @@ struct Collaborators {
 /// The default modules, used where a call is given none. Declared here and defined by whoever
 /// supplies the modules; without a definition the library does not link.
 STRUCTURE_INGEST_API Collaborators agent_modules();
+
+/// Every element symbol that structure files may contain, in canonical form (Fe, not FE). Declared
+/// here and defined by whoever supplies the agent's modules; without a definition the library does
+/// not link. It must be constant-initialised, so that it can be read at any time.
+STRUCTURE_INGEST_API extern const std::span<const std::string_view> KNOWN_ELEMENT_SYMBOLS;
 
 }  // namespace structure_ingest

@@ -1,4 +1,4 @@
-#include "structure_ingest/base/child_process.hpp"
+#include "structure_ingest/base/process.hpp"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -15,7 +15,7 @@
 #include <limits>
 #include <system_error>
 
-#include "structure_ingest/base/system_call.hpp"
+#include "structure_ingest/base/file.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -1,4 +1,4 @@
-#include "structure_ingest/base/number.hpp"
+#include "structure_ingest/base/numbers.hpp"
 
 #include <gtest/gtest.h>
 

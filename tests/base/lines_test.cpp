@@ -1,4 +1,4 @@
-#include "structure_ingest/base/line_reader.hpp"
+#include "structure_ingest/base/lines.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// Text as UTF-8 bytes: decoding, white space, tokens, case and the quoted form. No function fails
-// on bytes that are not valid UTF-8; each documents how it treats them.
+// Words of UTF-8 text: white space, tokens, case, and forms that are fit for a message. No function
+// fails on bytes that are not valid UTF-8; each documents how it treats them.
 #pragma once
 
 #include <cstddef>
@@ -7,30 +7,6 @@
 #include <string_view>
 
 namespace structure_ingest::internal {
-
-/// The value of a byte that is not part of a valid UTF-8 sequence.
-inline constexpr char32_t INVALID_CHARACTER = 0xFFFFFFFF;
-
-struct Character {
-  char32_t value;      // code point, or INVALID_CHARACTER
-  std::size_t length;  // bytes it takes; 1 for an invalid byte
-};
-
-/// The character that starts at `position`, which must lie inside `text`.
-Character character_at(std::string_view text, std::size_t position);
-
-/// Appends the UTF-8 form of a code point.
-void append_utf8(std::string& out, char32_t code_point);
-
-/// The length of the longest prefix of `text` that is valid UTF-8.
-std::size_t valid_utf8_prefix(std::string_view text);
-
-/// A copy without the bytes that are not valid UTF-8.
-std::string without_invalid_utf8(std::string_view text);
-
-/// A copy in which each byte that is not valid UTF-8 reads as U+FFFD and the byte's two hexadecimal
-/// digits, so that names which differ only in such bytes remain distinct.
-std::string utf8_text(std::string_view text);
 
 /// White space: the Unicode white-space characters, and the information separators
 /// U+001C to U+001F, three of which are line boundaries as well.
@@ -65,6 +41,7 @@ std::string with_line_feeds(std::string text);
 /// "\\U000e0001" for others, control and formatting characters included, and "\\xff" for a byte
 /// that is not valid UTF-8. Quotes and backslashes stay as they are.
 std::string printable_form(std::string_view text);
+
 /// `text` for use in a message: at most its first `most` bytes, then its size. The content of a
 /// file must not fill a terminal or a log.
 std::string shortened(std::string_view text, std::size_t most);

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/base/input_file.hpp"
+#include "structure_ingest/base/file.hpp"
 
 namespace structure_ingest::internal {
 

@@ -1,4 +1,4 @@
-#include "collaborators/collaborators.hpp"
+#include "structure_ingest/contracts/collaborators.hpp"
 
 #include <stdexcept>
 

@@ -1,4 +1,4 @@
-#include "structure_ingest/base/line_reader.hpp"
+#include "structure_ingest/base/lines.hpp"
 
 #include <algorithm>
 #include <array>
@@ -6,9 +6,8 @@
 #include <cstring>
 #include <utility>
 
-#include "structure_ingest/base/fast/eight_bytes.hpp"
 #include "structure_ingest/base/fast/plain_text.hpp"
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/utf8.hpp"
 
 // The buffer holds the part of the file from the next line on; read_more() moves that part to the
 // front and appends the next piece. Lines take one of two ways. next() looks for the first byte

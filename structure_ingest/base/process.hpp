@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "structure_ingest/base/descriptor.hpp"
+#include "structure_ingest/base/file.hpp"
 
 namespace structure_ingest::internal {
 

@@ -1,4 +1,4 @@
-#include "structure_ingest/base/path.hpp"
+#include "structure_ingest/base/paths.hpp"
 
 #include <pwd.h>
 #include <sys/stat.h>
@@ -12,7 +12,7 @@
 #include <optional>
 #include <vector>
 
-#include "structure_ingest/base/text.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace structure_ingest::internal {
 namespace {

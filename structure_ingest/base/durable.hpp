@@ -10,10 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "structure_ingest/base/descriptor.hpp"
-#include "structure_ingest/base/sync_files.hpp"
-#include "structure_ingest/base/take_piece.hpp"
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/temporary_file.hpp"
+#include "structure_ingest/base/utf8.hpp"
 
 namespace structure_ingest::internal {
 
@@ -25,7 +24,7 @@ namespace structure_ingest::internal {
 void replace_file(const std::string& path, std::string_view content);
 
 /// As above; `write` hands the content over piece by piece. What it throws leaves the old file.
-void replace_file(const std::string& path, const std::function<void(const TakePiece&)>& write);
+void replace_file(const std::string& path, const std::function<void(const TextSink&)>& write);
 
 /// Replaces many files of one folder as above. Each is still old or new at every instant, and new
 /// only once its content is on the disk; but they wait for the disk together, which takes little
