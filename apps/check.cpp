@@ -1,5 +1,4 @@
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <cstddef>
 #include <memory>
@@ -8,24 +7,20 @@
 
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
-#include "apps/findings_view.hpp"
-#include "apps/jobs.hpp"
 #include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/summary.hpp"
 #include "apps/terminal.hpp"
-#include "structure_ingest/check/check.hpp"
-#include "structure_ingest/check/findings_json.hpp"
-#include "structure_ingest/check/rules.hpp"
+#include "telling/structures.hpp"
+#include "telling/words.hpp"
 
 namespace apps {
 namespace {
 
 using structure_ingest::Finding;
 using structure_ingest::IngestedStructure;
-using structure_ingest::Json;
 using structure_ingest::Severity;
 
 struct CheckArguments {
@@ -35,21 +30,14 @@ struct CheckArguments {
   PathArguments paths;
 };
 
-Json as_json(const IngestedStructure& record, const std::vector<Finding>& findings) {
-  return {{"path", record.source_path},
-          {"ok", record.ok},
-          {"formula", record.formula},
-          {"natoms", record.natoms},
-          {"findings", structure_ingest::findings_list(findings)}};
-}
-
-void show(const IngestedStructure& record, const std::vector<Finding>& findings,
-          const std::string& origin) {
-  print_line(printable(record.source_path) + ": " +
-             (record.ok ? coloured(composition_of(record), GREEN) : coloured("not parsed", RED)));
-  if (record.ok) show_cell(record);
+void print_checked(const IngestedStructure& record, const std::vector<Finding>& findings,
+                   const std::string& origin) {
+  print_line(
+      printable(record.source_path) + ": " +
+      (record.ok ? coloured(shown_composition(record), GREEN) : coloured("not parsed", RED)));
+  if (record.ok) print_cell(record);
   for (const Finding& finding : findings) {
-    print_row(structure_ingest::severity_name(finding.severity), text_of(finding));
+    print_row(structure_ingest::severity_name(finding.severity), telling::finding_text(finding));
   }
   if (findings.empty()) print_row("", "nothing to remark");
   if (!record.ok && !origin.empty()) print_row("listed", origin);
@@ -64,15 +52,17 @@ Status check_files(const CheckArguments& arguments) {
   Summary summary;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     progress.show(i, paths.size(), paths[i].path);
-    const IngestedStructure record = parser.parse(paths[i].path);
-    const std::vector<Finding> findings = structure_ingest::check_structure(
-        record, {.reader_warnings = parser.reader_warnings(), .search_symmetry = true});
+    const structure_ingest::ParsedStructure parsed =
+        parser.parse(paths[i].path, {.fingerprint = true, .content = true});
+    const IngestedStructure& record = parsed.record;
+    const std::vector<Finding> findings =
+        structure_ingest::check_structure(parsed, {.search_symmetry = true});
     if (structure_ingest::worst_severity(findings) == Severity::error) status = SOME_FILE_UNPARSED;
     if (isatty(STDOUT_FILENO) != 0) progress.clear();
     if (arguments.json) {
-      print_line(structure_ingest::json_text(as_json(record, findings)));
+      print_line(structure_ingest::json_text(telling::record_json(record, findings)));
     } else {
-      show(record, findings, paths[i].origin);
+      print_checked(record, findings, paths[i].origin);
       summary.add(record);
       summary.add(findings);
     }
@@ -84,42 +74,36 @@ Status check_files(const CheckArguments& arguments) {
 }
 
 Status explain(const std::string& code) {
-  const structure_ingest::internal::Rule* const rule = structure_ingest::internal::rule_of(code);
-  if (rule == nullptr) {
-    std::string known;
-    for (const auto& each : structure_ingest::internal::rules()) {
-      known += (known.empty() ? "" : ", ") + std::string(each.code);
-    }
-    throw WrongInput("there is no finding '" + code + "'; there are " + known);
+  const auto kind = structure_ingest::finding_kind(code);
+  if (!kind) {
+    throw WrongInput("there is no finding '" + code + "'; there are " + telling::known_codes());
   }
-  print_line(std::string(rule->code) + ": " + severity_text(*rule));
-  print_row("found", rule->looks_at);
-  print_row("means", rule->meaning);
-  print_row("do", rule->advice);
+  print_line(std::string(kind->code) + ": " + telling::severity_text(*kind));
+  print_row("found", kind->condition);
+  print_row("means", kind->meaning);
+  print_row("do", kind->advice);
   return ALL_WELL;
 }
 
 }  // namespace
 
-Command add_check(CLI::App& program) {
+Command check_command() {
   auto arguments = std::make_shared<CheckArguments>();
-  CLI::App* command =
-      program.add_subcommand("check", "Tell what in structure files would mislead a calculation");
-  command->add_flag(
-      "--json", arguments->json,
-      "One JSON document a line, one line a path: path, ok, formula, natoms, findings");
-  command->add_option("--explain", arguments->explain, "Say what the finding CODE means")
-      ->type_name("CODE");
-  add_jobs_option(*command, arguments->jobs);
-  add_path_options(*command, arguments->paths, "Structure files");
-  command->callback([arguments] {
+  Command command{.name = "check",
+                  .about = "Tell what in structure files would mislead a calculation"};
+  command.add_flag("--json", arguments->json, "One JSON document a line, one line a path");
+  command.add_option("--explain", arguments->explain, "CODE", "Say what the finding CODE means");
+  add_jobs_option(command, arguments->jobs);
+  add_path_options(command, arguments->paths, "Structure files");
+  command.check = [arguments] {
     if (arguments->explain.empty()) require_paths(arguments->paths);
-  });
-  add_examples(*command, {"check POSCAR crystal.cif", "check --explain partial_occupancy",
-                          "check --json *.cif | jq -r 'select(.findings != []) | .path'"});
-  return [arguments] {
+  };
+  command.examples = {"check POSCAR crystal.cif", "check --explain partial_occupancy",
+                      "check --json *.cif | jq -r 'select(.findings != []) | .path'"};
+  command.run = [arguments] {
     return arguments->explain.empty() ? check_files(*arguments) : explain(arguments->explain);
   };
+  return command;
 }
 
 }  // namespace apps

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -106,7 +107,20 @@ std::string refused_option(const CLI::App* command, const CLI::App& program,
   return with_suggestion(message, nearest(name, known));
 }
 
-}  // namespace
+std::string program_text() {
+  return "Takes the atomic-structure files that a user supplies into a project.";
+}
+
+constexpr const char* EXIT_STATUS =
+    "Exit status: 0 all well, 1 some file could not be parsed, a check found an error\n"
+    "or something is not as it was, 2 wrong usage or an unusable state, 3 something\n"
+    "could not be written.";
+
+std::string examples_text(const std::vector<std::string>& examples) {
+  std::string text = "Examples:\n";
+  for (const std::string& example : examples) text += "  structure-ingest " + example + "\n";
+  return text + "\n" + EXIT_STATUS;
+}
 
 void set_help_format(CLI::App& program) {
   auto format = std::make_shared<WrappedHelp>();
@@ -116,12 +130,8 @@ void set_help_format(CLI::App& program) {
   program.formatter(format);
 }
 
-void add_examples(CLI::App& command, const std::vector<std::string>& examples) {
-  std::string footer = "Examples:\n";
-  for (const std::string& example : examples) footer += "  structure-ingest " + example + "\n";
-  command.footer(footer + "\n" + command.get_parent()->get_footer());
-}
-
+/// What to tell of arguments that `program` refused with `error`: the first one that it does not
+/// know, with the option or command that was probably meant, or else the parser's own words.
 std::string refusal_of(const CLI::App& program, const CLI::ParseError& error) {
   const std::vector<CLI::App*> chosen = program.get_subcommands();
   const CLI::App* const command = chosen.empty() ? nullptr : chosen.front();
@@ -144,6 +154,111 @@ std::string refusal_of(const CLI::App& program, const CLI::ParseError& error) {
   }
   const std::string name = command == nullptr ? "" : command->get_name() + " ";
   return message + " (see 'structure-ingest " + name + "--help')";
+}
+
+CLI::Option* declared(CLI::App& command, const Command::Option& option) {
+  if (option.flag != nullptr) return command.add_flag(option.name, *option.flag, option.about);
+  CLI::Option* const added = option.text != nullptr
+                                 ? command.add_option(option.name, *option.text, option.about)
+                                 : command.add_option(option.name, *option.list, option.about);
+  return added->type_name(option.type);
+}
+
+/// Declares a subcommand in the terms of the parser.
+void declare(CLI::App& program, const Command& command) {
+  CLI::App* const declared_command = program.add_subcommand(command.name, command.about);
+  for (const Command::Option& option : command.options) {
+    CLI::Option* const added = declared(*declared_command, option);
+    for (const std::string& other : option.traits.excludes) {
+      added->excludes(declared_command->get_option(other));
+    }
+    for (const std::string& other : option.traits.needs) {
+      added->needs(declared_command->get_option(other));
+    }
+    if (option.traits.required) added->required();
+    if (option.traits.show_default) added->capture_default_str();
+  }
+  declared_command->footer(examples_text(command.examples));
+}
+
+/// The arguments, last one first as the option parser takes them. It would read a path in square
+/// brackets as a list of several; the same path with "./" in front it leaves alone.
+std::vector<std::string> reversed_arguments(int argc, char** argv) {
+  std::vector<std::string> arguments;
+  for (int i = argc - 1; i > 0; --i) {
+    const std::string_view argument = argv[i];
+    const bool in_brackets = argument.starts_with('[') && argument.ends_with(']');
+    arguments.push_back((in_brackets ? "./" : "") + std::string(argument));
+  }
+  return arguments;
+}
+
+}  // namespace
+
+void Command::add_flag(const std::string& option, bool& value, const std::string& text,
+                       OptionTraits traits) {
+  options.push_back({.name = option, .about = text, .flag = &value, .traits = std::move(traits)});
+}
+
+void Command::add_option(const std::string& option, std::string& value, const std::string& type,
+                         const std::string& text, OptionTraits traits) {
+  options.push_back(
+      {.name = option, .about = text, .type = type, .text = &value, .traits = std::move(traits)});
+}
+
+void Command::add_options(const std::string& option, std::vector<std::string>& values,
+                          const std::string& type, const std::string& text, OptionTraits traits) {
+  options.push_back(
+      {.name = option, .about = text, .type = type, .list = &values, .traits = std::move(traits)});
+}
+
+void Command::add_argument(const std::string& argument, std::string& value,
+                           const std::string& text) {
+  add_option(argument, value, "", text, {.required = true});
+}
+
+void Command::add_optional_argument(const std::string& argument, std::string& value,
+                                    const std::string& text) {
+  add_option(argument, value, "", text);
+}
+
+void Command::add_arguments(const std::string& argument, std::vector<std::string>& values,
+                            const std::string& text, OptionTraits traits) {
+  add_options(argument, values, "", text, std::move(traits));
+}
+
+Status run_command_line(int argc, char** argv, std::vector<Command> commands) {
+  CLI::App program(program_text(), "structure-ingest");
+  set_help_format(program);
+  program.set_help_flag("-h,--help", "Print this help and exit");
+  program.require_subcommand(1, 1);
+  for (const Command& command : commands) declare(program, command);
+  program.footer(examples_text({"parse water.xyz crystal.cif",
+                                "hydrate --project my_project ~/water.xyz", "COMMAND --help"}));
+  const std::string version = std::string("structure-ingest ") + STRUCTURE_INGEST_VERSION;
+  program.set_version_flag("--version", version)->description("Print the version and exit");
+  for (CLI::App* command : program.get_subcommands({})) {
+    command->set_version_flag("--version", version)->description("Print the version and exit");
+    command->group("Commands");
+  }
+  try {
+    program.parse(reversed_arguments(argc, argv));
+  } catch (const CLI::Success& request) {
+    program.exit(request);  // prints the help or the version
+    return ALL_WELL;
+  } catch (const CLI::ParseError& error) {
+    print_error(refusal_of(program, error));
+    return WRONG_USAGE;
+  }
+  const std::string name = program.get_subcommands().front()->get_name();
+  const auto command = std::find_if(commands.begin(), commands.end(),
+                                    [&name](const Command& each) { return each.name == name; });
+  try {
+    if (command->check) command->check();
+    return command->run();
+  } catch (const WrongOptions& error) {
+    throw WrongInput(error.what() + (" (see 'structure-ingest " + name + " --help')"));
+  }
 }
 
 std::size_t edit_distance(const std::string& from, const std::string& to) {

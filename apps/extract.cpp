@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -6,12 +5,10 @@
 
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
-#include "apps/frames.hpp"
 #include "apps/outcome.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "structure_ingest/base/durable.hpp"
-#include "structure_ingest/ingest/canonical_xyz.hpp"
 
 namespace apps {
 namespace {
@@ -24,7 +21,7 @@ struct ExtractArguments {
 };
 
 Status run(const ExtractArguments& arguments) {
-  const FrameChoice choice = read_frame_choice(arguments.frame);
+  const structure_ingest::FrameChoice choice = read_frame_choice(arguments.frame);
   if (choice.all) throw WrongInput("--frame: extract writes one frame: give a number, or last");
   if (arguments.output.empty()) throw WrongInput("-o: the name is empty");
   std::error_code error;
@@ -35,38 +32,39 @@ Status run(const ExtractArguments& arguments) {
   }
   structure_ingest::StructureParser parser;
   Status status = ALL_WELL;
-  visit_frames(parser, arguments.file, choice,
-               [&](const structure_ingest::IngestedStructure& record, const std::string& frame) {
-                 if (!record.ok) {
-                   print_error(record.source_path + ": " + record.warnings.front());
-                   status = SOME_FILE_UNPARSED;
-                   return;
-                 }
-                 structure_ingest::internal::replace_file(
-                     arguments.output, structure_ingest::internal::canonical_xyz_text(record));
-                 print_line(printable(arguments.output) + ": " + composition_of(record) + ", " +
-                            (frame.empty() ? "" : frame + " of ") + printable(record.source_path));
-                 show_warnings(record.warnings, true);
-               });
+  structure_ingest::visit_frames(
+      parser, arguments.file, choice,
+      [&](const structure_ingest::IngestedStructure& record, const std::string& frame) {
+        if (!record.ok) {
+          print_error(record.source_path + ": " + record.warnings.front());
+          status = SOME_FILE_UNPARSED;
+          return;
+        }
+        structure_ingest::internal::replace_file(arguments.output,
+                                                 structure_ingest::canonical_xyz_text(record));
+        print_line(printable(arguments.output) + ": " + shown_composition(record) + ", " +
+                   (frame.empty() ? "" : frame + " of ") + printable(record.source_path));
+        print_warnings(record.warnings, true);
+      });
   return status;
 }
 
 }  // namespace
 
-Command add_extract(CLI::App& program) {
+Command extract_command() {
   auto arguments = std::make_shared<ExtractArguments>();
-  CLI::App* command = program.add_subcommand(
-      "extract", "Write one frame of a file as exact extended XYZ, as a project would copy it");
-  command->add_option("--frame", arguments->frame, "Which frame: a number from 1, or last")
-      ->type_name("N")
-      ->capture_default_str();
-  command->add_option("-o,--output", arguments->output, "The file to write")
-      ->required()
-      ->type_name("FILE");
-  command->add_flag("--force", arguments->force, "Replace the file if it exists");
-  command->add_option("FILE", arguments->file, "A structure file")->required()->type_name("");
-  add_examples(*command, {"extract relaxation.xyz --frame last -o relaxed.xyz"});
-  return [arguments] { return run(*arguments); };
+  Command command{
+      .name = "extract",
+      .about = "Write one frame of a file as exact extended XYZ, as a project would copy it"};
+  command.add_option("--frame", arguments->frame, "N", "Which frame: a number from 1, or last",
+                     {.show_default = true});
+  command.add_option("-o,--output", arguments->output, "FILE", "The file to write",
+                     {.required = true});
+  command.add_flag("--force", arguments->force, "Replace the file if it exists");
+  command.add_argument("FILE", arguments->file, "A structure file");
+  command.examples = {"extract relaxation.xyz --frame last -o relaxed.xyz"};
+  command.run = [arguments] { return run(*arguments); };
+  return command;
 }
 
 }  // namespace apps

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -12,6 +11,7 @@
 #include "apps/project_state.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
+#include "telling/words.hpp"
 
 namespace apps {
 namespace {
@@ -71,13 +71,12 @@ bool contains(const std::vector<std::string>& list, const std::string& text) {
   return std::find(list.begin(), list.end(), text) != list.end();
 }
 
-void show(const ForgetOutcome& outcome, const ForgetArguments& arguments,
-          const std::vector<std::string>& left) {
+void print_forgotten(const ForgetOutcome& outcome, const ForgetArguments& arguments,
+                     const std::vector<std::string>& left) {
   for (const ProjectStructure& structure : outcome.forgotten) {
     print_line("forgotten  " + printable(label_of(structure)));
     if (structure.ok) {
-      print_row("formula", structure.formula + ", " + std::to_string(structure.natoms) +
-                               (structure.natoms == 1 ? " atom" : " atoms"));
+      print_row("formula", telling::composition(structure.formula, structure.natoms));
     }
     if (structure.copy.empty()) continue;
     const bool is_needed = !contains(outcome.copies, structure.copy);
@@ -109,29 +108,29 @@ Status run(const ForgetArguments& arguments) {
     change_state(arguments.state, forget);
     // Only now: the copy of a structure that the state still has must not go.
     if (arguments.delete_copy) left = delete_copies(project.project, outcome.copies);
+    structure_ingest::forget_findings(project.project, outcome.sources);
   }
-  show(outcome, arguments, left);
+  print_forgotten(outcome, arguments, left);
   return left.empty() ? ALL_WELL : CANNOT_WRITE;
 }
 
 }  // namespace
 
-Command add_forget(CLI::App& program) {
+Command forget_command() {
   auto arguments = std::make_shared<ForgetArguments>();
-  CLI::App* command = program.add_subcommand(
-      "forget", "Take structures out of a project's state, with the notes on them");
-  add_state_options(*command, arguments->state, "The project folder (default: the current one)");
-  command->add_flag("--delete-copy", arguments->delete_copy,
-                    "Delete the canonical copy as well, unless another structure has it");
-  command->add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
-  command
-      ->add_option("NAME", arguments->names,
-                   "A structure: the path or the file name of its source or of its copy")
-      ->required()
-      ->type_name("");
-  add_examples(*command, {"forget --project my_project water.xyz",
-                          "forget --delete-copy ingested_water_e78b2589.xyz"});
-  return [arguments] { return run(*arguments); };
+  Command command{.name = "forget",
+                  .about = "Take structures out of a project's state, with the notes on them"};
+  add_state_options(command, arguments->state, "The project folder (default: the current one)");
+  command.add_flag("--delete-copy", arguments->delete_copy,
+                   "Delete the canonical copy as well, unless another structure has it");
+  command.add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
+  command.add_arguments("NAME", arguments->names,
+                        "A structure: the path or the file name of its source or of its copy",
+                        {.required = true});
+  command.examples = {"forget --project my_project water.xyz",
+                      "forget --delete-copy ingested_water_e78b2589.xyz"};
+  command.run = [arguments] { return run(*arguments); };
+  return command;
 }
 
 }  // namespace apps

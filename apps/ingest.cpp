@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <cstddef>
 #include <filesystem>
 #include <map>
@@ -9,7 +8,6 @@
 
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
-#include "apps/jobs.hpp"
 #include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
@@ -24,7 +22,7 @@ using structure_ingest::Json;
 
 struct IngestArguments {
   std::string project;
-  std::string limit = std::to_string(structure_ingest::IngestOptions{}.limit);
+  std::string limit = std::to_string(structure_ingest::DEFAULT_LIMIT);
   std::string discovery;
   bool json = false;
   bool dry_run = false;
@@ -59,13 +57,14 @@ Status run(const IngestArguments& arguments) {
   structure_ingest::IngestOptions options;
   options.limit = read_limit(arguments.limit);
   options.discovery_by_path = read_discovery(arguments.discovery);
-  options.check = !arguments.no_check;
-  options.dry_run = arguments.dry_run;
+  options.batch.check = !arguments.no_check;
+  options.batch.dry_run = arguments.dry_run;
   structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
-  options.parser = &parser;
+  options.batch.parser = &parser;
   const std::vector<std::string> paths = paths_into_project(arguments.paths);
   Progress progress;
-  options.progress = [&progress](std::size_t done, std::size_t total, const std::string& path) {
+  options.batch.progress = [&progress](std::size_t done, std::size_t total,
+                                       const std::string& path) {
     progress.show(done, total, path);
   };
   const structure_ingest::IngestOutcome outcome =
@@ -73,47 +72,45 @@ Status run(const IngestArguments& arguments) {
   progress.clear();
   if (arguments.json) {
     print_array(outcome.entries);
-    tell_skipped(outcome.skipped, options.limit);
+    warn_skipped(outcome.skipped, options.limit);
   } else {
     if (arguments.dry_run) print_line(DRY_RUN);
     Summary summary;
     for (const structure_ingest::SourceEntry& entry : outcome.entries) {
-      show_entry(entry);
+      print_entry(entry);
       summary.add(entry.record);
     }
-    show_skipped(outcome.skipped, options.limit);
+    print_skipped(outcome.skipped, options.limit);
     if (outcome.entries.empty() && outcome.skipped.empty()) print_line("Nothing to ingest.");
     summary.print();
   }
-  tell_why_no_ase(outcome.why_no_ase);
+  warn_why_no_ase(outcome.why_no_ase);
   return status_of(outcome.entries, outcome.manifest_error);
 }
 
 }  // namespace
 
-Command add_ingest(CLI::App& program) {
+Command ingest_command() {
   auto arguments = std::make_shared<IngestArguments>();
-  CLI::App* command =
-      program.add_subcommand("ingest", "Take structure files into a project, with their manifest");
-  command->add_option("--project", arguments->project, "The project folder")
-      ->required()
-      ->type_name("DIR");
-  command->add_option("--limit", arguments->limit, "How many paths are considered")
-      ->type_name("N")
-      ->capture_default_str();
-  command
-      ->add_option("--discovery", arguments->discovery,
-                   "JSON file: source identities (resolved, case-folded paths) to discovery kinds")
-      ->type_name("FILE");
-  command->add_flag("--json", arguments->json, "One JSON array of the source entries");
-  command->add_flag("--no-check", arguments->no_check, "Do not check the structures");
-  command->add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
-  add_jobs_option(*command, arguments->jobs);
-  add_project_path_options(*command, arguments->paths, "Structure files");
-  command->callback([arguments] { require_paths(arguments->paths); });
-  add_examples(*command, {"ingest --project my_project ~/water.xyz",
-                          "ingest --project my_project --limit 100 --files-from list.txt"});
-  return [arguments] { return run(*arguments); };
+  Command command{.name = "ingest",
+                  .about = "Take structure files into a project, with their manifest"};
+  command.add_option("--project", arguments->project, "DIR", "The project folder",
+                     {.required = true});
+  command.add_option("--limit", arguments->limit, "N", "How many paths are considered",
+                     {.show_default = true});
+  command.add_option(
+      "--discovery", arguments->discovery, "FILE",
+      "JSON file: source identities (resolved, case-folded paths) to discovery kinds");
+  command.add_flag("--json", arguments->json, "One JSON array of the source entries");
+  command.add_flag("--no-check", arguments->no_check, "Do not check the structures");
+  command.add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
+  add_jobs_option(command, arguments->jobs);
+  add_project_path_options(command, arguments->paths, "Structure files");
+  command.check = [arguments] { require_paths(arguments->paths); };
+  command.examples = {"ingest --project my_project ~/water.xyz",
+                      "ingest --project my_project --limit 100 --files-from list.txt"};
+  command.run = [arguments] { return run(*arguments); };
+  return command;
 }
 
 }  // namespace apps

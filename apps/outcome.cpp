@@ -3,81 +3,17 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
-#include <filesystem>
-#include <map>
 #include <system_error>
+#include <thread>
 
-#include "apps/findings_view.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
+#include "telling/outcomes.hpp"
 
 namespace apps {
 
 using structure_ingest::SkippedFile;
-using structure_ingest::SkipReason;
 using structure_ingest::SourceEntry;
-
-namespace {
-
-std::string repeat_of(const SkippedFile& file) {
-  if (file.other == file.path) return "given before";
-  std::error_code error;
-  if (std::filesystem::equivalent(file.path, file.other, error)) {
-    return "the same file as " + file.other;
-  }
-  return "taken for " + file.other + ": links and letter case are left aside";
-}
-
-std::string reason_of(const SkippedFile& file, int limit) {
-  switch (file.reason) {
-    case SkipReason::not_a_structure_file:
-      return "not the name of a structure file (*.xyz, *.extxyz, *.cif, *.vasp, *.poscar, POSCAR*, "
-             "CONTCAR*)";
-    case SkipReason::same_file:
-      return repeat_of(file);
-    case SkipReason::canonical_copy:
-      return "the copy that a project holds of a structure";
-    case SkipReason::other_project:
-      return file.other.empty() ? "another project's" : "it belongs to the project " + file.other;
-    case SkipReason::not_allowed:
-      return "it may not be read here";
-    case SkipReason::past_limit:
-      break;
-  }
-  const int considered = std::max(1, limit);
-  return "not looked at, since only the first " +
-         (considered == 1 ? "file is" : std::to_string(considered) + " files are") +
-         " (see --limit)";
-}
-
-/// Those that the user or the state named.
-std::vector<SkippedFile> named_among(std::span<const SkippedFile> skipped) {
-  std::vector<SkippedFile> named;
-  for (const SkippedFile& file : skipped) {
-    const bool is_named =
-        file.discovery.empty() || file.discovery == structure_ingest::DISCOVERY_ATTACHMENT;
-    if (is_named) named.push_back(file);
-  }
-  return named;
-}
-
-/// How many of those that only scans found there are of each reason. That a scan finds a file that
-/// was named, or finds it twice, is nothing to speak of.
-std::map<SkipReason, std::size_t> scanned_among(std::span<const SkippedFile> skipped) {
-  std::map<SkipReason, std::size_t> counts;
-  for (const SkippedFile& file : skipped) {
-    const bool is_named =
-        file.discovery.empty() || file.discovery == structure_ingest::DISCOVERY_ATTACHMENT;
-    if (!is_named && file.reason != SkipReason::same_file) ++counts[file.reason];
-  }
-  return counts;
-}
-
-std::string files_found(std::size_t count) {
-  return std::to_string(count) + (count == 1 ? " file" : " files") + " that a scan found";
-}
-
-}  // namespace
 
 void print_array(std::span<const SourceEntry> entries) {
   std::string text;
@@ -87,55 +23,66 @@ void print_array(std::span<const SourceEntry> entries) {
   print_line("[" + text + "]");
 }
 
-void show_entry(const SourceEntry& entry) {
+void print_entry(const SourceEntry& entry) {
   const structure_ingest::IngestedStructure& record = entry.record;
   const std::string head = record.ok ? coloured("taken", GREEN) : coloured("failed", RED);
   print_line(head + (record.ok ? "   " : "  ") + printable(record.source_path));
   if (record.ok) {
-    print_row("formula", composition_of(record));
-    show_cell(record);
+    print_row("formula", shown_composition(record));
+    print_cell(record);
     if (!record.canonical_xyz_rel.empty()) print_row("copy", record.canonical_xyz_rel);
   }
-  print_row("found", found_in_words(entry.discovery));
-  show_warnings(record.warnings, record.ok);
-  show_cautions(record, entry.findings);
+  print_row("found", telling::found_text(entry.discovery));
+  print_warnings(record.warnings, record.ok);
+  if (entry.findings) print_cautions(record, *entry.findings);
 }
 
-std::string found_in_words(const std::string& discovery) {
-  if (discovery == structure_ingest::DISCOVERY_PROJECT_FOLDER) {
-    return "by a scan of the project's folder or one above it";
-  }
-  if (discovery == structure_ingest::DISCOVERY_WORKSPACE_SCAN) return "by a scan of the workspace";
-  if (discovery.empty() || discovery == structure_ingest::DISCOVERY_ATTACHMENT) {
-    return "named or attached";
-  }
-  return discovery;
-}
-
-void show_skipped(std::span<const SkippedFile> skipped, int limit) {
-  const std::vector<SkippedFile> named = named_among(skipped);
-  for (std::size_t i = 0; i < named.size(); ++i) {
-    const std::string reason = reason_of(named[i], limit);
-    print_line(coloured("skipped", YELLOW) + "  " + printable(named[i].path));
+void print_skipped(std::span<const SkippedFile> skipped, int limit) {
+  const telling::SkippedSummary summary = telling::summary_of(skipped, limit);
+  for (std::size_t i = 0; i < summary.named.size(); ++i) {
+    const std::string reason = telling::skip_text(summary.named[i], limit);
+    print_line(coloured("skipped", YELLOW) + "  " + printable(summary.named[i].path));
     // Many in a row have the same reason: say it once.
-    if (i + 1 == named.size() || reason_of(named[i + 1], limit) != reason) {
+    if (i + 1 == summary.named.size() ||
+        telling::skip_text(summary.named[i + 1], limit) != reason) {
       print_row("reason", reason);
     }
   }
-  for (const auto& [reason, count] : scanned_among(skipped)) {
-    print_line(coloured("skipped", YELLOW) + "  " + files_found(count));
-    print_row("reason", reason_of({.path = {}, .reason = reason}, limit));
+  for (const std::string& text : summary.scanned) {
+    print_line(coloured("skipped", YELLOW) + "  " + printable(text));
   }
 }
 
-void tell_skipped(std::span<const SkippedFile> skipped, int limit) {
-  for (const SkippedFile& file : named_among(skipped)) {
-    print_error(file.path + ": skipped: " + reason_of(file, limit));
+void warn_skipped(std::span<const SkippedFile> skipped, int limit) {
+  const telling::SkippedSummary summary = telling::summary_of(skipped, limit);
+  for (const SkippedFile& file : summary.named) {
+    print_error(file.path + ": skipped: " + telling::skip_text(file, limit));
   }
-  for (const auto& [reason, count] : scanned_among(skipped)) {
-    print_error(files_found(count) +
-                ": skipped: " + reason_of({.path = {}, .reason = reason}, limit));
+  for (const std::string& text : summary.scanned) print_error("skipped: " + text);
+}
+
+void add_jobs_option(Command& command, std::string& jobs) {
+  command.add_option("--jobs", jobs, "N",
+                     "How many CIF and VASP files are read at once; by default one a core");
+}
+
+int processes_for(const std::string& jobs) {
+  if (jobs.empty()) return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+  int processes = 0;
+  const char* const end = jobs.data() + jobs.size();
+  const auto [stop, error] = std::from_chars(jobs.data(), end, processes);
+  if (error != std::errc() || stop != end || processes < 1) {
+    throw WrongInput("--jobs: " + jobs + " is not a number from 1 on");
   }
+  return processes;
+}
+
+structure_ingest::FrameChoice read_frame_choice(const std::string& text) {
+  const auto choice = structure_ingest::frame_choice(text);
+  if (!choice) {
+    throw WrongInput("--frame: " + text + " is neither a number from 1 on, nor last, nor all");
+  }
+  return *choice;
 }
 
 int read_limit(const std::string& text) {
@@ -148,7 +95,7 @@ int read_limit(const std::string& text) {
   return limit;
 }
 
-void tell_why_no_ase(const std::string& reason) {
+void warn_why_no_ase(const std::string& reason) {
   if (!reason.empty()) print_error("ASE cannot be used: " + reason);
 }
 

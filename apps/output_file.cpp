@@ -1,6 +1,6 @@
 #include "apps/output_file.hpp"
 
-#include "apps/outcome.hpp"
+#include "apps/command_line.hpp"
 #include "structure_ingest/base/words.hpp"
 
 namespace apps {

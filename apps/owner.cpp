@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,17 +18,13 @@ struct OwnerArguments {
 
 }  // namespace
 
-Command add_owner(CLI::App& program) {
+Command owner_command() {
   auto arguments = std::make_shared<OwnerArguments>();
-  CLI::App* command =
-      program.add_subcommand("owner", "Print the project folder that a path lies in, if any");
-  command->add_option("--stop-at", arguments->stop_at, "Look only below this folder")
-      ->type_name("DIR");
-  command->add_option("PATH", arguments->path, "A file or folder; need not exist")
-      ->required()
-      ->type_name("");
-  add_examples(*command, {"owner calculations/water/water.xyz"});
-  return [arguments] {
+  Command command{.name = "owner", .about = "Print the project folder that a path lies in, if any"};
+  command.add_option("--stop-at", arguments->stop_at, "DIR", "Look only below this folder");
+  command.add_argument("PATH", arguments->path, "A file or folder; need not exist");
+  command.examples = {"owner calculations/water/water.xyz"};
+  command.run = [arguments] {
     structure_ingest::OwnerOptions options;
     if (!arguments->stop_at.empty()) options.stop_at = arguments->stop_at;
     const std::optional<std::string> owner =
@@ -37,23 +32,23 @@ Command add_owner(CLI::App& program) {
     if (owner) print_line(printable(*owner));
     return ALL_WELL;
   };
+  return command;
 }
 
-Command add_belongs(CLI::App& program) {
+Command belongs_command() {
   auto arguments = std::make_shared<OwnerArguments>();
-  CLI::App* command = program.add_subcommand(
-      "belongs", "Print whether a path belongs to a project other than the given one");
-  command->add_option("PATH", arguments->path, "A file or folder; need not exist")
-      ->required()
-      ->type_name("");
-  command->add_option("PROJECT", arguments->project, "A project folder")->required()->type_name("");
-  add_examples(*command, {"belongs calculations/water/water.xyz my_project"});
-  return [arguments] {
+  Command command{.name = "belongs",
+                  .about = "Print whether a path belongs to a project other than the given one"};
+  command.add_argument("PATH", arguments->path, "A file or folder; need not exist");
+  command.add_argument("PROJECT", arguments->project, "A project folder");
+  command.examples = {"belongs calculations/water/water.xyz my_project"};
+  command.run = [arguments] {
     const bool other =
         structure_ingest::belongs_to_another_project(arguments->path, arguments->project);
     print_line(other ? "true" : "false");
     return ALL_WELL;
   };
+  return command;
 }
 
 }  // namespace apps

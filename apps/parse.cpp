@@ -1,5 +1,4 @@
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <cstddef>
 #include <memory>
@@ -7,12 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/blocks.hpp"
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
-#include "apps/findings_view.hpp"
-#include "apps/frames.hpp"
-#include "apps/jobs.hpp"
 #include "apps/outcome.hpp"
 #include "apps/path_list.hpp"
 #include "apps/progress.hpp"
@@ -21,7 +16,6 @@
 #include "apps/summary.hpp"
 #include "apps/table.hpp"
 #include "apps/terminal.hpp"
-#include "structure_ingest/check/check.hpp"
 
 namespace apps {
 namespace {
@@ -37,14 +31,15 @@ struct ParseArguments {
   PathArguments paths;
 };
 
-void show(const structure_ingest::IngestedStructure& record,
-          const std::vector<structure_ingest::Finding>& findings, const std::string& part,
-          const std::string& origin) {
-  print_line(printable(record.source_path) + (part.empty() ? "" : ", " + part) + ": " +
-             (record.ok ? coloured(composition_of(record), GREEN) : coloured("not parsed", RED)));
-  if (record.ok) show_cell(record);
-  show_warnings(record.warnings, record.ok);
-  show_cautions(record, findings);
+void print_record(const structure_ingest::IngestedStructure& record,
+                  const std::vector<structure_ingest::Finding>& findings, const std::string& part,
+                  const std::string& origin) {
+  print_line(
+      printable(record.source_path) + (part.empty() ? "" : ", " + part) + ": " +
+      (record.ok ? coloured(shown_composition(record), GREEN) : coloured("not parsed", RED)));
+  if (record.ok) print_cell(record);
+  print_warnings(record.warnings, record.ok);
+  print_cautions(record, findings);
   if (!record.ok && !origin.empty()) print_row("listed", origin);
 }
 
@@ -57,8 +52,9 @@ class Output {
   }
 
   /// `part` is what of the file the record is of; empty for what the reader takes by itself.
-  void add(const structure_ingest::IngestedStructure& record, const std::string& part,
-           const std::string& origin, const std::vector<std::string>& reader_warnings) {
+  void add(const structure_ingest::ParsedStructure& parsed, const std::string& part,
+           const std::string& origin) {
+    const structure_ingest::IngestedStructure& record = parsed.record;
     const std::string name = record.source_path + (part.empty() ? "" : ", " + part);
     if (arguments_.json) {
       print_line(structure_ingest::json_text(record.as_dict()));
@@ -71,12 +67,17 @@ class Output {
       // A check looks into the file, too, and there at what is read by itself.
       std::vector<structure_ingest::Finding> findings;
       if (!arguments_.no_check && part.empty()) {
-        findings = structure_ingest::check_structure(record, {.reader_warnings = reader_warnings});
+        findings = structure_ingest::check_structure(parsed);
       }
-      show(record, findings, part, origin);
+      print_record(record, findings, part, origin);
       summary_.add(record);
       summary_.add(findings);
     }
+  }
+
+  /// Whether findings are shown.
+  bool checks() const {
+    return !arguments_.no_check && !arguments_.json && !arguments_.csv && !arguments_.table;
   }
 
   void end() const {
@@ -93,7 +94,7 @@ class Output {
 Status run(const ParseArguments& arguments) {
   Status status = ALL_WELL;
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
-  std::optional<FrameChoice> choice;
+  std::optional<structure_ingest::FrameChoice> choice;
   if (!arguments.frame.empty()) choice = read_frame_choice(arguments.frame);
   structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
   if (arguments.block.empty()) parser.begin_batch(texts_of(paths));
@@ -102,21 +103,25 @@ Status run(const ParseArguments& arguments) {
   std::string reason_told;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     progress.show(i, paths.size(), paths[i].path);
-    const auto add = [&](const structure_ingest::IngestedStructure& record,
-                         const std::string& frame) {
-      if (!record.ok) status = SOME_FILE_UNPARSED;
+    const auto add = [&](const structure_ingest::ParsedStructure& parsed, const std::string& part) {
+      if (!parsed.record.ok) status = SOME_FILE_UNPARSED;
       if (isatty(STDOUT_FILENO) != 0) progress.clear();
-      output.add(record, frame, paths[i].origin, parser.reader_warnings());
+      output.add(parsed, part, paths[i].origin);
     };
     if (!arguments.block.empty()) {
-      add(parse_block(parser, paths[i].path, arguments.block), "block " + arguments.block);
+      add({.record = structure_ingest::parse_cif_block(parser, paths[i].path, arguments.block)},
+          "block " + arguments.block);
     } else if (choice) {
-      visit_frames(parser, paths[i].path, *choice, add);
+      structure_ingest::visit_frames(
+          parser, paths[i].path, *choice,
+          [&add](const structure_ingest::IngestedStructure& record, const std::string& frame) {
+            add({.record = record}, frame);
+          });
     } else {
-      add(parser.parse(paths[i].path), "");
+      add(parser.parse(paths[i].path, {.content = output.checks()}), "");
     }
     if (const std::string& reason = parser.why_ase_is_unavailable(); reason != reason_told) {
-      tell_why_no_ase(reason);
+      warn_why_no_ase(reason);
       reason_told = reason;
     }
     if (!can_print()) break;
@@ -128,35 +133,29 @@ Status run(const ParseArguments& arguments) {
 
 }  // namespace
 
-Command add_parse(CLI::App& program) {
+Command parse_command() {
   auto arguments = std::make_shared<ParseArguments>();
-  CLI::App* command = program.add_subcommand("parse", "Parse structure files and show them");
-  CLI::Option* const json =
-      command->add_flag("--json", arguments->json, "One JSON document a line, one line a path");
-  CLI::Option* const table =
-      command->add_flag("--table", arguments->table, "One aligned line a file")->excludes(json);
-  command->add_flag("--csv", arguments->csv, "The same as comma-separated values")
-      ->excludes(json)
-      ->excludes(table);
-  CLI::Option* const frame =
-      command
-          ->add_option("--frame", arguments->frame,
-                       "Of XYZ files another frame than the first: a number, last, or all")
-          ->type_name("N");
-  command
-      ->add_option("--block", arguments->block,
-                   "Of CIF files the data block of this name, as if it were alone")
-      ->type_name("NAME")
-      ->excludes(frame);
-  command->add_flag("--no-check", arguments->no_check,
-                    "Leave out the cautions: what 'check' calls an error or a warning");
-  add_jobs_option(*command, arguments->jobs);
-  add_path_options(*command, arguments->paths, "Structure files");
-  command->callback([arguments] { require_paths(arguments->paths); });
-  add_examples(*command, {"parse water.xyz crystal.cif POSCAR",
-                          "parse --json crystal.cif | jq .cell_ang", "parse --table *.cif",
-                          "parse --frame last relaxation.xyz", "parse --files-from list.txt"});
-  return [arguments] { return run(*arguments); };
+  Command command{.name = "parse", .about = "Parse structure files and show them"};
+  command.add_flag("--json", arguments->json, "One JSON document a line, one line a path");
+  command.add_flag("--table", arguments->table, "One aligned line a file",
+                   {.excludes = {"--json"}});
+  command.add_flag("--csv", arguments->csv, "The same as comma-separated values",
+                   {.excludes = {"--json", "--table"}});
+  command.add_option("--frame", arguments->frame, "N",
+                     "Of XYZ files another frame than the first: a number, last, or all");
+  command.add_option("--block", arguments->block, "NAME",
+                     "Of CIF files the data block of this name, as if it were alone",
+                     {.excludes = {"--frame"}});
+  command.add_flag("--no-check", arguments->no_check,
+                   "Leave out the cautions: what 'check' calls an error or a warning");
+  add_jobs_option(command, arguments->jobs);
+  add_path_options(command, arguments->paths, "Structure files");
+  command.check = [arguments] { require_paths(arguments->paths); };
+  command.examples = {"parse water.xyz crystal.cif POSCAR",
+                      "parse --json crystal.cif | jq .cell_ang", "parse --table *.cif",
+                      "parse --frame last relaxation.xyz", "parse --files-from list.txt"};
+  command.run = [arguments] { return run(*arguments); };
+  return command;
 }
 
 }  // namespace apps

@@ -1,6 +1,5 @@
 #include "apps/path_list.hpp"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -11,7 +10,6 @@
 #include <system_error>
 #include <utility>
 
-#include "apps/outcome.hpp"
 #include "structure_ingest/base/paths.hpp"
 
 namespace apps {
@@ -64,20 +62,16 @@ void add_lines(const std::string& content, char separator, const std::string& na
 
 }  // namespace
 
-void add_path_options(CLI::App& command, PathArguments& arguments, const std::string& about_paths) {
-  CLI::Option* const list =
-      command
-          .add_option("--files-from", arguments.files_from,
-                      "Take more paths from FILE, one a line ('-': standard input)")
-          ->type_name("FILE");
-  command
-      .add_flag("-0,--null", arguments.null_separated,
-                "The list of --files-from is separated by NUL characters")
-      ->needs(list);
-  command.add_option("PATH", arguments.paths, about_paths)->type_name("");
+void add_path_options(Command& command, PathArguments& arguments, const std::string& about_paths) {
+  command.add_option("--files-from", arguments.files_from, "FILE",
+                     "Take more paths from FILE, one a line ('-': standard input)");
+  command.add_flag("-0,--null", arguments.null_separated,
+                   "The list of --files-from is separated by NUL characters",
+                   {.needs = {"--files-from"}});
+  command.add_arguments("PATH", arguments.paths, about_paths);
 }
 
-void add_project_path_options(CLI::App& command, PathArguments& arguments,
+void add_project_path_options(Command& command, PathArguments& arguments,
                               const std::string& about_paths) {
   command.add_flag("--relative-to-project", arguments.relative_to_project,
                    "A relative path lies in the project, not in the current folder");
@@ -86,7 +80,7 @@ void add_project_path_options(CLI::App& command, PathArguments& arguments,
 
 void require_paths(const PathArguments& arguments) {
   if (arguments.paths.empty() && arguments.files_from.empty()) {
-    throw CLI::RequiredError("PATH or --files-from");
+    throw WrongOptions("PATH or --files-from is required");
   }
 }
 
@@ -99,16 +93,6 @@ std::vector<GivenPath> given_paths(const PathArguments& arguments) {
               paths);
   }
   return paths;
-}
-
-std::string absolute_path(const std::string& path) {
-  const std::filesystem::path absolute = std::filesystem::absolute(path);
-  std::string normal = absolute.lexically_normal().string();
-  if (normal.size() > 1 && normal.ends_with('/')) normal.pop_back();
-  if (absolute.native().find("/..") == std::string::npos) return normal;
-  // Behind a link to a folder, ".." is not the folder that the path names before it.
-  const std::string resolved = base::resolve_path(absolute.string());
-  return base::resolve_path(normal) == resolved ? normal : resolved;
 }
 
 std::vector<std::string> texts_of(const std::vector<GivenPath>& paths) {
@@ -126,7 +110,7 @@ std::vector<std::string> paths_into_project(const PathArguments& arguments) {
     std::error_code ignored;
     const bool is_home = path.starts_with('~') && !std::filesystem::exists(path, ignored);
     const bool is_the_projects = arguments.relative_to_project && !path.starts_with('/');
-    paths.push_back(is_home || is_the_projects ? std::move(path) : absolute_path(path));
+    paths.push_back(is_home || is_the_projects ? std::move(path) : base::absolute_path(path));
   }
   return paths;
 }

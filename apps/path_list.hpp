@@ -4,9 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}  // namespace CLI
+#include "apps/command_line.hpp"
 
 namespace apps {
 
@@ -23,13 +21,13 @@ struct GivenPath {
 };
 
 /// Declares PATH, --files-from and --null.
-void add_path_options(CLI::App& command, PathArguments& arguments, const std::string& about_paths);
+void add_path_options(Command& command, PathArguments& arguments, const std::string& about_paths);
 
 /// Declares these, and --relative-to-project, for a command that takes files into a project.
-void add_project_path_options(CLI::App& command, PathArguments& arguments,
+void add_project_path_options(Command& command, PathArguments& arguments,
                               const std::string& about_paths);
 
-/// Refuses, as the option parser does, that there is neither a path nor a list of paths.
+/// Throws WrongOptions when there is neither a path nor a list of paths.
 void require_paths(const PathArguments& arguments);
 
 /// The paths in order, arguments first, each byte for byte as it was given; empty lines of a list
@@ -42,8 +40,5 @@ std::vector<std::string> texts_of(const std::vector<GivenPath>& paths);
 /// The same as the library takes them, to which a relative path is the project's: the user's are
 /// made absolute, unless told otherwise. "." and ".." are gone, so that one file has one path.
 std::vector<std::string> paths_into_project(const PathArguments& arguments);
-
-/// The path of an existing or missing file here in its absolute form; links keep their names.
-std::string absolute_path(const std::string& path);
 
 }  // namespace apps

@@ -1,6 +1,3 @@
-#include "structure_ingest/picture/picture.hpp"
-
-#include <CLI/CLI.hpp>
 #include <map>
 #include <memory>
 #include <optional>
@@ -8,7 +5,6 @@
 
 #include "apps/command_line.hpp"
 #include "apps/commands.hpp"
-#include "apps/frames.hpp"
 #include "apps/outcome.hpp"
 #include "apps/output_file.hpp"
 #include "apps/structure_view.hpp"
@@ -63,7 +59,7 @@ void read_size(const std::string& text, PictureOptions& options) {
 }
 
 Status run(const PictureArguments& arguments) {
-  const FrameChoice choice = read_frame_choice(arguments.frame);
+  const structure_ingest::FrameChoice choice = read_frame_choice(arguments.frame);
   if (choice.all) throw WrongInput("--frame: a picture shows one frame: give a number, or last");
   const std::string ending = ending_of_output(arguments.output, {".svg", ".png"});
   PictureOptions options = {.view = read_view(arguments.along),
@@ -71,50 +67,45 @@ Status run(const PictureArguments& arguments) {
   read_size(arguments.size, options);
   structure_ingest::StructureParser parser;
   Status status = ALL_WELL;
-  visit_frames(parser, arguments.file, choice,
-               [&](const IngestedStructure& record, const std::string& frame) {
-                 if (!record.ok) {
-                   print_error(record.source_path + ": " + record.warnings.front());
-                   status = SOME_FILE_UNPARSED;
-                   return;
-                 }
-                 const std::string picture = ending == ".png"
-                                                 ? structure_ingest::picture_png(record, options)
-                                                 : structure_ingest::picture_svg(record, options);
-                 structure_ingest::internal::replace_file(arguments.output, picture);
-                 print_line(printable(arguments.output) + ": " + composition_of(record) + ", " +
-                            (frame.empty() ? "" : frame + " of ") + printable(record.source_path));
-               });
-  tell_why_no_ase(parser.why_ase_is_unavailable());
+  structure_ingest::visit_frames(
+      parser, arguments.file, choice,
+      [&](const IngestedStructure& record, const std::string& frame) {
+        if (!record.ok) {
+          print_error(record.source_path + ": " + record.warnings.front());
+          status = SOME_FILE_UNPARSED;
+          return;
+        }
+        const std::string picture = ending == ".png"
+                                        ? structure_ingest::picture_png(record, options)
+                                        : structure_ingest::picture_svg(record, options);
+        structure_ingest::internal::replace_file(arguments.output, picture);
+        print_line(printable(arguments.output) + ": " + shown_composition(record) + ", " +
+                   (frame.empty() ? "" : frame + " of ") + printable(record.source_path));
+      });
+  warn_why_no_ase(parser.why_ase_is_unavailable());
   return status;
 }
 
 }  // namespace
 
-Command add_picture(CLI::App& program) {
+Command picture_command() {
   auto arguments = std::make_shared<PictureArguments>();
-  CLI::App* command = program.add_subcommand("picture", "Draw a structure as an SVG or PNG file");
-  command
-      ->add_option("--along", arguments->along,
-                   "Look along a lattice vector: a, b or c (without a cell along x, y or z)")
-      ->type_name("AXIS");
-  command->add_option("--size", arguments->size, "Width and height in pixels, such as 800x600")
-      ->type_name("SIZE")
-      ->capture_default_str();
-  command->add_flag("--transparent", arguments->transparent,
-                    "Paint a PNG on nothing, not on white");
-  command->add_option("--frame", arguments->frame, "Which frame: a number from 1, or last")
-      ->type_name("N")
-      ->capture_default_str();
-  command
-      ->add_option("-o,--output", arguments->output,
-                   "The file to write or replace; its ending, .svg or .png, says as what")
-      ->required()
-      ->type_name("FILE");
-  command->add_option("FILE", arguments->file, "A structure file")->required()->type_name("");
-  add_examples(*command, {"picture crystal.cif -o crystal.svg",
-                          "picture slab.extxyz --along b --size 800x600 -o slab.png"});
-  return [arguments] { return run(*arguments); };
+  Command command{.name = "picture", .about = "Draw a structure as an SVG or PNG file"};
+  command.add_option("--along", arguments->along, "AXIS",
+                     "Look along a lattice vector: a, b or c (without a cell along x, y or z)");
+  command.add_option("--size", arguments->size, "SIZE",
+                     "Width and height in pixels, such as 800x600", {.show_default = true});
+  command.add_flag("--transparent", arguments->transparent, "Paint a PNG on nothing, not on white");
+  command.add_option("--frame", arguments->frame, "N", "Which frame: a number from 1, or last",
+                     {.show_default = true});
+  command.add_option("-o,--output", arguments->output, "FILE",
+                     "The file to write or replace; its ending, .svg or .png, says as what",
+                     {.required = true});
+  command.add_argument("FILE", arguments->file, "A structure file");
+  command.examples = {"picture crystal.cif -o crystal.svg",
+                      "picture slab.extxyz --along b --size 800x600 -o slab.png"};
+  command.run = [arguments] { return run(*arguments); };
+  return command;
 }
 
 }  // namespace apps

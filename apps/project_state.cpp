@@ -1,17 +1,12 @@
 #include "apps/project_state.hpp"
 
-#include <CLI/CLI.hpp>
-
 namespace apps {
 
-void add_state_options(CLI::App& command, StateArguments& arguments,
+void add_state_options(Command& command, StateArguments& arguments,
                        const std::string& about_project) {
-  CLI::Option* const state =
-      command.add_option("--state", arguments.state, "The agent state, a JSON file")
-          ->type_name("FILE");
-  CLI::Option* const project =
-      command.add_option("--project", arguments.project, about_project)->type_name("DIR");
-  state->excludes(project);
+  command.add_option("--state", arguments.state, "FILE", "The agent state, a JSON file");
+  command.add_option("--project", arguments.project, "DIR", about_project,
+                     {.excludes = {"--state"}});
 }
 
 }  // namespace apps

@@ -3,11 +3,8 @@
 
 #include <string>
 
+#include "apps/command_line.hpp"
 #include "collaborators/agent_modules/project_state.hpp"
-
-namespace CLI {
-class App;
-}  // namespace CLI
 
 namespace apps {
 
@@ -16,7 +13,7 @@ using agent_modules::ProjectState;
 using StateArguments = agent_modules::StateLocation;
 
 /// Declares --state and --project, which exclude each other.
-void add_state_options(CLI::App& command, StateArguments& arguments,
+void add_state_options(Command& command, StateArguments& arguments,
                        const std::string& about_project);
 
 }  // namespace apps

@@ -1,5 +1,3 @@
-#include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <cstddef>
 #include <memory>
@@ -17,15 +15,11 @@
 #include "apps/progress.hpp"
 #include "apps/project_state.hpp"
 #include "apps/report/page.hpp"
-#include "apps/shortest_distance.hpp"
-#include "apps/structure_row.hpp"
 #include "apps/terminal.hpp"
 #include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/check/check.hpp"
-#include "structure_ingest/ingest/canonical_xyz.hpp"
-#include "structure_ingest/record/cell_geometry.hpp"
+#include "telling/outcomes.hpp"
 
 namespace apps {
 namespace {
@@ -41,44 +35,39 @@ struct ReportArguments {
   std::string output;
 };
 
-/// Fills in what is computed of a record.
-void add_numbers(ReportedStructure& structure) {
-  const structure_ingest::IngestedStructure& record = structure.record;
-  if (!record.ok) return;
-  if (record.cell_ang) structure.geometry = internal::geometry_of(*record.cell_ang);
-  if (structure.geometry && structure.geometry->volume_ang3) {
-    structure.density_g_cm3 =
-        internal::density_g_cm3(record.symbols, *structure.geometry->volume_ang3);
-  }
-  structure.shortest_ang = shortest_distance_ang(record);
-  if (const auto group = space_group_of(record, structure.shortest_ang)) {
-    structure.space_group = group->name + " (" + std::to_string(group->number) + ")";
-  }
+bool is_of_project(const ReportArguments& arguments) {
+  return !arguments.state.project.empty() || !arguments.state.state.empty();
+}
+
+structure_ingest::Quantities all_quantities_of(const structure_ingest::IngestedStructure& record) {
+  return structure_ingest::quantities_of(record, {.space_group = true});
 }
 
 ReportedStructure from_file(structure_ingest::StructureParser& parser, const GivenPath& given) {
-  ReportedStructure structure{.record = parser.parse_with_fingerprint(given.path),
-                              .source = given.path};
-  structure.fingerprint = structure.record.sha256;
-  structure.findings = structure_ingest::check_structure(
-      structure.record, {.reader_warnings = parser.reader_warnings()});
+  structure_ingest::ParsedStructure parsed =
+      parser.parse(given.path, {.fingerprint = true, .content = true});
+  ReportedStructure structure{.source = given.path,
+                              .fingerprint = parsed.record.sha256,
+                              .findings = structure_ingest::check_structure(parsed)};
+  structure.record = std::move(parsed.record);
   if (structure.record.ok) {
-    structure.copy = internal::canonical_xyz_text(structure.record);
+    structure.copy = structure_ingest::canonical_xyz_text(structure.record);
     structure.copy_name =
-        internal::file_name(internal::canonical_xyz_rel(structure.record, structure.copy));
+        internal::file_name(structure_ingest::canonical_xyz_rel(structure.record, structure.copy));
   } else if (!given.origin.empty()) {
     structure.more.emplace_back("Listed in", given.origin);
   }
-  add_numbers(structure);
+  structure.quantities = all_quantities_of(structure.record);
   return structure;
 }
 
 /// What a project holds: its copy is what is shown and handed out, byte for byte.
 ReportedStructure from_project(structure_ingest::StructureParser& parser,
                                const std::string& project, const ProjectStructure& held) {
-  ReportedStructure structure{.source = held.source_file.empty() ? held.path : held.source_file,
-                              .fingerprint = held.sha256,
-                              .findings = held.findings};
+  ReportedStructure structure{
+      .source = held.source_file.empty() ? held.path : held.source_file,
+      .fingerprint = held.sha256,
+      .findings = held.findings.value_or(std::vector<structure_ingest::Finding>())};
   if (!held.copy.empty()) {
     const std::string path = internal::join_path(project, held.copy);
     structure.record = parser.parse(path);
@@ -89,9 +78,9 @@ ReportedStructure from_project(structure_ingest::StructureParser& parser,
   // The warnings are those of the source; the copy has none of its own but that it cannot be read.
   if (structure.record.ok || held.copy.empty()) structure.record.warnings = held.warnings;
   if (!held.discovery.empty()) {
-    structure.more.emplace_back("Found", found_in_words(held.discovery));
+    structure.more.emplace_back("Found", telling::found_text(held.discovery));
   }
-  add_numbers(structure);
+  structure.quantities = all_quantities_of(structure.record);
   return structure;
 }
 
@@ -106,7 +95,7 @@ std::vector<ReportedStructure> from_files(const PathArguments& arguments) {
     structures.push_back(from_file(parser, paths[i]));
     if (const std::string& reason = parser.why_ase_is_unavailable(); reason != reason_told) {
       progress.clear();
-      tell_why_no_ase(reason);
+      warn_why_no_ase(reason);
       reason_told = reason;
     }
   }
@@ -135,9 +124,8 @@ Report project_report(const StateArguments& arguments) {
 
 Status run(const ReportArguments& arguments) {
   ending_of_output(arguments.output, {".html", ".htm"});
-  const bool of_project = !arguments.state.project.empty() || !arguments.state.state.empty();
   Report report;
-  if (of_project) {
+  if (is_of_project(arguments)) {
     report = project_report(arguments.state);
   } else {
     report.title = "Structures";
@@ -161,27 +149,24 @@ Status run(const ReportArguments& arguments) {
 
 }  // namespace
 
-Command add_report(CLI::App& program) {
+Command report_command() {
   auto arguments = std::make_shared<ReportArguments>();
-  CLI::App* command = program.add_subcommand(
-      "report", "Write one HTML page with the structures in 3D, their numbers and findings");
-  add_state_options(*command, arguments->state, "Report what this project holds, instead of files");
-  command->add_option("--title", arguments->title, "The heading of the page")->type_name("TEXT");
-  command
-      ->add_option("-o,--output", arguments->output,
-                   "The page to write or replace; its name ends with .html")
-      ->required()
-      ->type_name("FILE");
-  add_path_options(*command, arguments->paths, "Structure files");
-  command->callback([arguments] {
+  Command command{
+      .name = "report",
+      .about = "Write one HTML page with the structures in 3D, their numbers and findings"};
+  add_state_options(command, arguments->state, "Report what this project holds, instead of files");
+  command.add_option("--title", arguments->title, "TEXT", "The heading of the page");
+  command.add_option("-o,--output", arguments->output, "FILE",
+                     "The page to write or replace; its name ends with .html", {.required = true});
+  add_path_options(command, arguments->paths, "Structure files");
+  command.check = [arguments] {
     const bool has_paths = !arguments->paths.paths.empty() || !arguments->paths.files_from.empty();
-    const bool of_project = !arguments->state.project.empty() || !arguments->state.state.empty();
-    if (has_paths && of_project) throw CLI::ExcludesError("PATH", "--project");
-    if (!of_project) require_paths(arguments->paths);
-  });
-  add_examples(*command,
-               {"report *.cif -o report.html", "report --project my_project -o report.html"});
-  return [arguments] { return run(*arguments); };
+    if (has_paths && is_of_project(*arguments)) throw WrongOptions("PATH excludes --project");
+    if (!is_of_project(*arguments)) require_paths(arguments->paths);
+  };
+  command.examples = {"report *.cif -o report.html", "report --project my_project -o report.html"};
+  command.run = [arguments] { return run(*arguments); };
+  return command;
 }
 
 }  // namespace apps

@@ -1,13 +1,9 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <system_error>
-#include <utility>
 #include <vector>
 
 #include "apps/command_line.hpp"
@@ -17,7 +13,9 @@
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/workspace_inventory.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/project/folder_owners.hpp"
+#include "structure_ingest/structure_ingest.hpp"
+#include "telling/outcomes.hpp"
+#include "telling/structures.hpp"
 
 namespace apps {
 namespace {
@@ -31,30 +29,9 @@ struct ScanArguments {
   bool json = false;
 };
 
-/// What a scan for a project makes of the files that it finds.
-class ScannedFiles {
- public:
-  ScannedFiles(std::string project, std::string_view kind)
-      : project_(std::move(project)), kind_(kind) {}
-
-  Json describe(const std::string& path) {
-    const std::string resolved = resolver_.resolve(path);
-    const std::optional<std::string> owner = owners_.owner_of(resolved);
-    return {{"path", path},
-            {"discovery", kind_},
-            {"owner", owner ? Json(*owner) : Json()},
-            {"taken", !owners_.is_foreign(resolved, project_)}};
-  }
-
- private:
-  std::string project_;
-  std::string_view kind_;
-  base::PathResolver resolver_;
-  base::FolderOwners owners_{std::nullopt};
-};
-
 /// Says which folders were left out, and why.
-void tell_of(const std::vector<std::string>& folders, const std::string& root, const char* why) {
+void warn_left_out(const std::vector<std::string>& folders, const std::string& root,
+                   const char* why) {
   constexpr std::size_t MOST = 3;
   for (std::size_t i = 0; i < std::min(folders.size(), MOST); ++i) {
     print_error(base::join_path(root, folders[i]) + ": " + why + "; left out");
@@ -64,12 +41,11 @@ void tell_of(const std::vector<std::string>& folders, const std::string& root, c
   }
 }
 
-void show(const Json& file) {
-  print_line(printable(file["path"].get<std::string>()));
-  print_row("found", found_in_words(file["discovery"].get<std::string>()));
-  const Json& owner = file["owner"];
-  print_row("project", owner.is_null() ? "none" : owner.get<std::string>());
-  if (!file["taken"].get<bool>()) print_row("", "another project's: left alone");
+void print_file(const structure_ingest::ScannedFile& file) {
+  print_line(printable(file.path));
+  print_row("found", telling::found_text(std::string(file.discovery)));
+  print_row("project", file.owner.value_or("none"));
+  if (!file.taken) print_row("", "another project's: left alone");
 }
 
 Status run(const ScanArguments& arguments) {
@@ -82,37 +58,40 @@ Status run(const ScanArguments& arguments) {
   const std::filesystem::directory_iterator first(root, error);
   if (error) throw WrongInput(std::system_error(error, arguments.directory).what());
   const agent_modules::FolderTree tree = agent_modules::list_folder_tree(root);
-  ScannedFiles scanned(project, base::is_within(project, root)
-                                    ? structure_ingest::DISCOVERY_PROJECT_FOLDER
-                                    : structure_ingest::DISCOVERY_WORKSPACE_SCAN);
+  structure_ingest::ScannedFiles scanned(root, project);
   Json files = Json::array();
-  for (const std::string& file : tree.structure_files) {
-    files.push_back(scanned.describe(base::join_path(root, file)));
+  for (const std::string& relative : tree.structure_files) {
+    const structure_ingest::ScannedFile file = scanned.describe(base::join_path(root, relative));
+    if (arguments.json) {
+      files.push_back(telling::scanned_json(file));
+    } else {
+      print_file(file);
+    }
   }
   if (arguments.json) {
     print_line(structure_ingest::json_text(files));
-  } else {
-    for (const Json& file : files) show(file);
-    if (files.empty()) print_line("No structure files.");
+  } else if (tree.structure_files.empty()) {
+    print_line("No structure files.");
   }
-  tell_of(tree.unreadable_folders, root, "cannot be read");
-  tell_of(tree.untrusted_folders, root, "listed as untrusted");
+  warn_left_out(tree.unreadable_folders, root, "cannot be read");
+  warn_left_out(tree.untrusted_folders, root, "listed as untrusted");
   return ALL_WELL;
 }
 
 }  // namespace
 
-Command add_scan(CLI::App& program) {
+Command scan_command() {
   auto arguments = std::make_shared<ScanArguments>();
-  CLI::App* command = program.add_subcommand(
-      "scan", "List the structure files under a directory, with their kind and project");
-  command
-      ->add_option("--project", arguments->project, "The project that scans (default: DIR itself)")
-      ->type_name("DIR");
-  command->add_flag("--json", arguments->json, "One JSON array of the files");
-  command->add_option("DIR", arguments->directory, "The directory")->required()->type_name("");
-  add_examples(*command, {"scan ~/calculations", "scan ~/calculations --project my_project"});
-  return [arguments] { return run(*arguments); };
+  Command command{
+      .name = "scan",
+      .about = "List the structure files under a directory, with their kind and project"};
+  command.add_option("--project", arguments->project, "DIR",
+                     "The project that scans (default: DIR itself)");
+  command.add_flag("--json", arguments->json, "One JSON array of the files");
+  command.add_argument("DIR", arguments->directory, "The directory");
+  command.examples = {"scan ~/calculations", "scan ~/calculations --project my_project"};
+  command.run = [arguments] { return run(*arguments); };
+  return command;
 }
 
 }  // namespace apps

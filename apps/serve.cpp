@@ -1,6 +1,5 @@
 #include <fcntl.h>
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include <csignal>
 #include <memory>
@@ -47,19 +46,18 @@ Status run(const ServeArguments& arguments) {
 
 }  // namespace
 
-Command add_serve(CLI::App& program) {
+Command serve_command() {
   auto arguments = std::make_shared<ServeArguments>();
-  CLI::App* command = program.add_subcommand(
-      "serve", "Offer all this to an assistant, by the Model Context Protocol");
-  command
-      ->add_option("--root", arguments->roots,
-                   "A folder to work in, links followed; may be given more than once. Nothing "
-                   "outside is read or written")
-      ->required()
-      ->type_name("DIR");
-  command->add_flag("--read-only", arguments->read_only, "Offer nothing that writes");
-  add_examples(*command, {"serve --root ~/calculations", "serve --root ~/data --read-only"});
-  return [arguments] { return run(*arguments); };
+  Command command{.name = "serve",
+                  .about = "Offer all this to an assistant, by the Model Context Protocol"};
+  command.add_options("--root", arguments->roots, "DIR",
+                      "A folder to work in, links followed; may be given more than once. Nothing "
+                      "outside is read or written",
+                      {.required = true});
+  command.add_flag("--read-only", arguments->read_only, "Offer nothing that writes");
+  command.examples = {"serve --root ~/calculations", "serve --root ~/data --read-only"};
+  command.run = [arguments] { return run(*arguments); };
+  return command;
 }
 
 }  // namespace apps

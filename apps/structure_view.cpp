@@ -1,41 +1,30 @@
 #include "apps/structure_view.hpp"
 
-#include <array>
-#include <cstdio>
 #include <optional>
 
 #include "apps/terminal.hpp"
-#include "structure_ingest/record/cell_geometry.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "telling/words.hpp"
 
 namespace apps {
 
-using structure_ingest::internal::CellGeometry;
-using structure_ingest::internal::density_g_cm3;
-using structure_ingest::internal::geometry_of;
+using structure_ingest::internal::number_text;
 
 namespace {
 
-/// A number in `digits` significant digits, without trailing zeros.
-std::string number(double value, int digits) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.*g", digits, value);
-  return text.data();
-}
-
-std::string angle(const std::optional<double>& degrees) {
-  return degrees ? number(*degrees, 5) + "\u00B0" : "undefined";
+std::string angle_text(const std::optional<double>& degrees) {
+  return degrees ? number_text(*degrees, 5) + "\u00B0" : "undefined";
 }
 
 }  // namespace
 
-std::string composition_of(const structure_ingest::IngestedStructure& record) {
-  return printable(record.formula) + ", " + std::to_string(record.natoms) +
-         (record.natoms == 1 ? " atom" : " atoms");
+std::string shown_composition(const structure_ingest::IngestedStructure& record) {
+  return printable(telling::composition(record.formula, record.natoms));
 }
 
-void show_cell(const structure_ingest::IngestedStructure& record) {
+void print_cell(const structure_ingest::IngestedStructure& record) {
   if (!record.cell_ang || record.cell_ang->empty()) return;
-  const std::optional<CellGeometry> geometry = geometry_of(*record.cell_ang);
+  const auto geometry = structure_ingest::cell_geometry(*record.cell_ang);
   const std::string source =
       record.cell_provenance.empty() ? "the file itself" : record.cell_provenance;
   if (!geometry) {
@@ -45,19 +34,31 @@ void show_cell(const structure_ingest::IngestedStructure& record) {
   }
   const auto& [a, b, c] = geometry->lengths_ang;
   const auto& [alpha, beta, gamma] = geometry->angles_deg;
-  print_row("cell",
-            "a = " + number(a, 6) + ", b = " + number(b, 6) + ", c = " + number(c, 6) + " \u00C5");
-  print_row("",
-            "alpha = " + angle(alpha) + ", beta = " + angle(beta) + ", gamma = " + angle(gamma));
+  print_row("cell", "a = " + number_text(a, 6) + ", b = " + number_text(b, 6) +
+                        ", c = " + number_text(c, 6) + " \u00C5");
+  print_row("", "alpha = " + angle_text(alpha) + ", beta = " + angle_text(beta) +
+                    ", gamma = " + angle_text(gamma));
   print_row("", "from " + source);
   if (!geometry->volume_ang3) return;
-  print_row("volume", number(*geometry->volume_ang3, 6) + " \u00C5\u00B3");
-  const std::optional<double> density = density_g_cm3(record.symbols, *geometry->volume_ang3);
-  if (density) print_row("density", number(*density, 4) + " g/cm\u00B3");
+  print_row("volume", number_text(*geometry->volume_ang3, 6) + " \u00C5\u00B3");
+  const std::optional<double> density =
+      structure_ingest::density_g_cm3(record.symbols, *geometry->volume_ang3);
+  if (density) print_row("density", number_text(*density, 4) + " g/cm\u00B3");
 }
 
-void show_warnings(const std::vector<std::string>& warnings, bool ok) {
+void print_warnings(const std::vector<std::string>& warnings, bool ok) {
   for (const std::string& warning : warnings) print_row(ok ? "warning" : "error", warning);
+}
+
+void print_cautions(const structure_ingest::IngestedStructure& record,
+                    std::span<const structure_ingest::Finding> findings) {
+  for (const structure_ingest::Finding& finding : findings) {
+    // The warnings of our own reader have said already why a file was not read.
+    const bool is_said =
+        finding.code == "not_read" && record.format != "cif" && record.format != "vasp";
+    const bool is_note = finding.severity == structure_ingest::Severity::note;
+    if (!is_note && !is_said) print_row("caution", telling::finding_text(finding));
+  }
 }
 
 void print_row(const std::string& label, const std::string& text) {

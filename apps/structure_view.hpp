@@ -1,7 +1,7 @@
 // How a structure is shown: aligned rows of a label and a text.
 #pragma once
 
-#include <cstddef>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -9,15 +9,19 @@
 
 namespace apps {
 
-/// "Si2, 2 atoms".
-std::string composition_of(const structure_ingest::IngestedStructure& record);
+/// "Si2, 2 atoms", fit for a terminal.
+std::string shown_composition(const structure_ingest::IngestedStructure& record);
 
 /// Prints the rows on the cell: lengths and angles, where it came from, volume and density.
 /// Nothing is printed that the record does not say: no cell, no row.
-void show_cell(const structure_ingest::IngestedStructure& record);
+void print_cell(const structure_ingest::IngestedStructure& record);
 
 /// Prints the warnings of a record: why it is not ok, or what to know of it.
-void show_warnings(const std::vector<std::string>& warnings, bool ok);
+void print_warnings(const std::vector<std::string>& warnings, bool ok);
+
+/// Prints a row for each error and warning on a record whose own warnings have been printed.
+void print_cautions(const structure_ingest::IngestedStructure& record,
+                    std::span<const structure_ingest::Finding> findings);
 
 /// Prints "  label    text", wrapped at blanks under its beginning; an empty label continues the
 /// row above. The text is made printable.

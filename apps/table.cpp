@@ -36,7 +36,7 @@ void print_csv_row(const TableRow& row) {
   for (std::size_t i = 0; i < row.size(); ++i) {
     if (i > 0) line += ',';
     const std::string field = printable(row[i]);
-    if (field.find_first_of(",\"") == std::string::npos) {
+    if (field.find_first_of(",\"\r\n") == std::string::npos) {
       line += field;
       continue;
     }

@@ -1,5 +1,3 @@
-#include <CLI/CLI.hpp>
-#include <array>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -56,26 +54,24 @@ Status run(const TrustArguments& arguments) {
 
 }  // namespace
 
-Command add_trust(CLI::App& program) {
+Command trust_command() {
   auto arguments = std::make_shared<TrustArguments>();
-  CLI::App* command =
-      program.add_subcommand("trust", "Show or change which directories are trusted to be scanned");
-  const std::array<CLI::Option*, 4> actions = {
-      command->add_flag("--list", arguments->list, "Print the list of directories"),
-      command->add_flag("--trusted", arguments->trusted, "List DIR as trusted"),
-      command->add_flag(
-          "--untrusted", arguments->untrusted,
-          "List DIR as untrusted: no scan looks into it, and from a project in it none is made"),
-      command->add_flag("--forget", arguments->forget, "Take DIR off the list")};
-  for (CLI::Option* action : actions) {
-    for (CLI::Option* other : actions) {
-      if (action != other) action->excludes(other);
-    }
-  }
-  command->add_option("DIR", arguments->directory, "The directory (default: the current one)")
-      ->type_name("");
-  add_examples(*command, {"trust", "trust --untrusted ~/downloads", "trust --list"});
-  return [arguments] { return run(*arguments); };
+  Command command{.name = "trust",
+                  .about = "Show or change which directories are trusted to be scanned"};
+  command.add_flag("--list", arguments->list, "Print the list of directories");
+  command.add_flag("--trusted", arguments->trusted, "List DIR as trusted",
+                   {.excludes = {"--list"}});
+  command.add_flag(
+      "--untrusted", arguments->untrusted,
+      "List DIR as untrusted: no scan looks into it, and from a project in it none is made",
+      {.excludes = {"--list", "--trusted"}});
+  command.add_flag("--forget", arguments->forget, "Take DIR off the list",
+                   {.excludes = {"--list", "--trusted", "--untrusted"}});
+  command.add_optional_argument("DIR", arguments->directory,
+                                "The directory (default: the current one)");
+  command.examples = {"trust", "trust --untrusted ~/downloads", "trust --list"};
+  command.run = [arguments] { return run(*arguments); };
+  return command;
 }
 
 }  // namespace apps

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 #include <memory>
@@ -11,6 +10,7 @@
 #include "apps/project_state.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
+#include "telling/structures.hpp"
 
 namespace apps {
 namespace {
@@ -25,19 +25,6 @@ struct VerifyArguments {
   bool json = false;
 };
 
-Json json_of(const VerifiedStructure& verified) {
-  Json findings = Json::array();
-  for (const VerifyFinding& finding : verified.findings) {
-    findings.push_back({{"code", structure_ingest::name_of(finding.code)},
-                        {"problem", finding.is_problem},
-                        {"text", finding.text}});
-  }
-  return {{"path", verified.structure.path},
-          {"source_file", verified.structure.source_file},
-          {"as_it_was", verified.is_as_it_was()},
-          {"findings", findings}};
-}
-
 bool is_without_entry(const VerifiedStructure& verified) {
   return std::any_of(verified.findings.begin(), verified.findings.end(),
                      [](const VerifyFinding& finding) {
@@ -50,7 +37,7 @@ std::string heading_of(const VerifiedStructure& verified) {
   return is_without_entry(verified) ? coloured("no entry", YELLOW) : coloured("as it was", GREEN);
 }
 
-void show(const VerifiedStructure& verified) {
+void print_verified(const VerifiedStructure& verified) {
   const std::string& source = verified.structure.source_file;
   print_line(heading_of(verified) + "  " +
              printable(source.empty() ? verified.structure.path : source));
@@ -62,11 +49,11 @@ void show(const VerifiedStructure& verified) {
   }
 }
 
-void show(const Verification& verification) {
+void print_verification(const Verification& verification) {
   std::size_t total = 0;
   std::size_t well = 0;
   for (const VerifiedStructure& verified : verification.structures) {
-    show(verified);
+    print_verified(verified);
     if (is_without_entry(verified)) continue;
     ++total;
     if (verified.is_as_it_was()) ++well;
@@ -89,11 +76,11 @@ Status run(const VerifyArguments& arguments) {
   if (arguments.json) {
     Json list = Json::array();
     for (const VerifiedStructure& verified : verification.structures) {
-      list.push_back(json_of(verified));
+      list.push_back(telling::verified_json(verified));
     }
     print_line(structure_ingest::json_text(list));
   } else {
-    show(verification);
+    print_verification(verification);
   }
   if (!project.moved_from.empty()) {
     print_error(project.file + ": it says that the project is " + project.moved_from +
@@ -107,17 +94,18 @@ Status run(const VerifyArguments& arguments) {
 
 }  // namespace
 
-Command add_verify(CLI::App& program) {
+Command verify_command() {
   auto arguments = std::make_shared<VerifyArguments>();
-  CLI::App* command = program.add_subcommand(
-      "verify",
-      "Check that a project's structures are still what was taken in; exit status 1 if "
-      "something is not as it was");
-  add_state_options(*command, arguments->state, "The project folder (default: the current one)");
-  command->add_flag("--json", arguments->json, "One JSON array of the structures and findings");
-  add_examples(*command, {"verify --project my_project",
-                          "verify --json | jq '.[] | select(.as_it_was | not)'"});
-  return [arguments] { return run(*arguments); };
+  Command command{.name = "verify",
+                  .about =
+                      "Check that a project's structures are still what was taken in; exit "
+                      "status 1 if something is not as it was"};
+  add_state_options(command, arguments->state, "The project folder (default: the current one)");
+  command.add_flag("--json", arguments->json, "One JSON array of the structures and findings");
+  command.examples = {"verify --project my_project",
+                      "verify --json | jq '.[] | select(.as_it_was | not)'"};
+  command.run = [arguments] { return run(*arguments); };
+  return command;
 }
 
 }  // namespace apps

@@ -1,4 +1,5 @@
 #include "bench/floors.hpp"
+#include "structure_ingest/base/json.hpp"
 
 #include <fast_float/fast_float.h>
 #include <fcntl.h>

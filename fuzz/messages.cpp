@@ -11,6 +11,7 @@
 #include "fuzz/memory_file.hpp"
 #include "server/json_rpc.hpp"
 #include "server/roots.hpp"
+#include "structure_ingest/base/json.hpp"
 
 namespace {
 

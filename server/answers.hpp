@@ -9,10 +9,7 @@
 
 #include "server/tool_error.hpp"
 #include "server/tools.hpp"
-#include "structure_ingest/check/finding.hpp"
-#include "structure_ingest/ingest/skipped_file.hpp"
-#include "structure_ingest/ingest/source_entry.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/structure_ingest.hpp"
 
 namespace server {
 
@@ -25,24 +22,20 @@ inline constexpr const char* NOT_READ =
     "The file gave no structure: read its warnings to the user and ask for another file. Do not "
     "build the structure from what you know.";
 
-/// `path` and `uri` of a file.
-Json file_json(const std::string& path);
+/// Adds the `uri` of the file that an object of an answer is about, if its name has characters that
+/// answers escape: by the escaped `path` it could not be named in a call.
+void add_uri(Json& object, const std::string& path);
 
-/// The same of a canonical copy, by its path relative to the project; null for none.
-Json copy_json(const std::string& project, const std::string& copy);
+/// Adds a structure to an answer: its JSON, what there is to say of it, and where its copy is.
+void add_structure(Answer& answer, const structure_ingest::ProjectStructure& structure,
+                   const std::string& project, const std::string& heading);
 
-/// Lengths, angles, volume and density to six digits, which nobody can take for the exact cell;
-/// null without a cell.
-Json cell_json(const structure_ingest::IngestedStructure& record);
-
-/// A structure that was read for a project.
-Json structure_json(const structure_ingest::SourceEntry& entry, const std::string& project);
-
-/// What is said of files that were passed over; the first 100 of them.
-Json skipped_json(std::span<const structure_ingest::SkippedFile> skipped);
+/// Adds the files that were passed over; the first 100 of them.
+void add_skipped(Answer& answer, std::span<const structure_ingest::SkippedFile> skipped, int limit);
 
 /// "'/data/water.xyz': H2O, 3 atoms, no cell".
 std::string line_on(const structure_ingest::IngestedStructure& record);
+std::string line_on(const structure_ingest::ProjectStructure& structure);
 
 /// "  warning: ...", one line for each warning of a record, and for each finding that is no note.
 std::vector<std::string> lines_below(bool ok, std::span<const std::string> warnings,
@@ -50,9 +43,6 @@ std::vector<std::string> lines_below(bool ok, std::span<const std::string> warni
 
 /// What to do about a structure that has no cell, with a blank behind it; empty for one that has.
 std::string next_without_cell(const structure_ingest::IngestedStructure& record);
-
-/// "3 atoms", "1 atom".
-std::string counted(std::size_t count, const std::string& noun);
 
 /// Which part of a long list an answer holds.
 struct Page {

@@ -8,12 +8,9 @@
 #include "server/answers.hpp"
 #include "server/tool_error.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/check/check.hpp"
-#include "structure_ingest/check/findings_json.hpp"
-#include "structure_ingest/check/rules.hpp"
-#include "structure_ingest/ingest/canonical_xyz.hpp"
-#include "structure_ingest/project/folder_owners.hpp"
-#include "structure_ingest/upkeep/copies.hpp"
+#include "structure_ingest/base/words.hpp"
+#include "telling/structures.hpp"
+#include "telling/words.hpp"
 
 namespace server {
 namespace {
@@ -23,19 +20,20 @@ using structure_ingest::Finding;
 using structure_ingest::IngestedStructure;
 using structure_ingest::Severity;
 
-/// The copies that projects hold of this very structure.
-Json copies_of(const IngestedStructure& record, Workspace& workspace, const Call& call,
-               std::vector<std::string>& paths) {
-  Json copies = Json::array();
+/// The paths of the copies that projects hold of this very structure.
+std::vector<std::string> copies_of(const IngestedStructure& record, Workspace& workspace,
+                                   const Call& call) {
+  std::vector<std::string> copies;
   if (!record.ok) return copies;
-  const std::string text = base::canonical_xyz_text(record);
-  const std::string copy = base::canonical_xyz_rel(record, text);
+  const std::string text = structure_ingest::canonical_xyz_text(record);
+  const std::string copy = structure_ingest::canonical_xyz_rel(record, text);
   for (const std::string& project : workspace.projects([&call] { call.check(); })) {
-    const std::string path = base::join_path(project, copy);
+    std::string path = base::join_path(project, copy);
     // One that somebody has changed is not named.
-    if (!workspace.roots().hold(path) || base::text_of_copy(project, copy) != text) continue;
-    copies.push_back({{"project", project}, {"path", path}, {"uri", file_uri(path)}});
-    paths.push_back(path);
+    if (!workspace.roots().hold(path) || !structure_ingest::is_copy_of(text, project, copy)) {
+      continue;
+    }
+    copies.push_back(std::move(path));
   }
   return copies;
 }
@@ -131,14 +129,15 @@ Json first_names(const std::vector<std::string>& folders, const std::string& roo
 Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& call) {
   const std::string path = file_to_read(workspace, arguments);
   structure_ingest::StructureParser& parser = workspace.parser();
-  const IngestedStructure record = parser.parse_with_fingerprint(path);
-  std::vector<Finding> findings =
-      structure_ingest::check_structure(record, {.reader_warnings = parser.reader_warnings()});
+  const structure_ingest::ParsedStructure parsed =
+      parser.parse(path, {.fingerprint = true, .content = true});
+  const IngestedStructure& record = parsed.record;
+  std::vector<Finding> findings = structure_ingest::check_structure(parsed);
   std::erase_if(findings, is_note);
   call.check();
   Answer answer;
   const bool with_coordinates = arguments.at("include_coordinates") == true && record.ok;
-  Json copies = copies_of(record, workspace, call, answer.copies);
+  answer.copies = copies_of(record, workspace, call);
   answer.lines = {line_on(record)};
   const std::vector<std::string> below = lines_below(record.ok, record.warnings, findings);
   answer.lines.insert(answer.lines.end(), below.begin(), below.end());
@@ -154,25 +153,17 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
   } else if (std::any_of(findings.begin(), findings.end(), is_error)) {
     answer.next_step = careful;
   } else {
-    answer.next_step =
-        careful + (careful.empty() ? "" : " ") + next_without_cell(record) +
-        (copies.empty() ? "No project holds a copy yet: call hydrate_project with this file, "
-                          "and calculate with the canonical copy that it names."
-                        : "Calculate with a canonical copy of this answer: give its path to "
-                          "the program, and never retype coordinates.");
+    answer.next_step = careful + (careful.empty() ? "" : " ") + next_without_cell(record) +
+                       (answer.copies.empty()
+                            ? "No project holds a copy yet: call hydrate_project with this file, "
+                              "and calculate with the canonical copy that it names."
+                            : "Calculate with a canonical copy of this answer: give its path to "
+                              "the program, and never retype coordinates.");
   }
-  answer.data = {{"file", file_json(path)},
-                 {"ok", record.ok},
-                 {"format", record.format},
-                 {"formula", record.formula},
-                 {"natoms", record.ok ? record.natoms : 0},
-                 {"species", record.species},
-                 {"cell", cell_json(record)},
-                 {"sha256", record.sha256},
-                 {"warnings", record.warnings},
-                 {"findings", structure_ingest::findings_list(findings)},
-                 {"copies", std::move(copies)},
-                 {"coordinates", nullptr}};
+  answer.data = telling::record_json(record, findings);
+  add_uri(answer.data, path);
+  answer.data["copies"] = answer.copies;
+  answer.data["coordinates"] = nullptr;
   if (with_coordinates) {
     const Page page = atoms_asked_for(record, arguments);
     answer.data["coordinates"] = coordinates_of(record, page);
@@ -188,38 +179,35 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
 Answer check_structure(Workspace& workspace, const Json& arguments, const Call& call) {
   const std::string path = file_to_read(workspace, arguments);
   structure_ingest::StructureParser& parser = workspace.parser();
-  const IngestedStructure record = parser.parse(path);
+  const structure_ingest::ParsedStructure parsed =
+      parser.parse(path, {.fingerprint = true, .content = true});
+  const IngestedStructure& record = parsed.record;
   call.check();
   const std::vector<Finding> findings = structure_ingest::check_structure(
-      record, {.reader_warnings = parser.reader_warnings(),
-               .search_symmetry = arguments.at("search_symmetry") == true});
+      parsed, {.search_symmetry = arguments.at("search_symmetry") == true});
   Answer answer;
   answer.lines = {line_on(record)};
   Json explanations = Json::array();
   for (const Finding& finding : findings) {
     answer.lines.push_back(std::string("  ") + structure_ingest::severity_name(finding.severity) +
                            " " + finding.code + ": " + finding.message);
-    const base::Rule* const rule = base::rule_of(finding.code);
-    if (is_note(finding) || rule == nullptr) continue;
+    const auto kind = structure_ingest::finding_kind(finding.code);
+    if (is_note(finding) || !kind) continue;
     const bool is_said =
         std::any_of(explanations.begin(), explanations.end(),
                     [&finding](const Json& said) { return said["code"] == finding.code; });
     if (is_said) continue;
     explanations.push_back(
-        {{"code", finding.code}, {"meaning", rule->meaning}, {"advice", rule->advice}});
-    answer.lines.push_back(std::string("    means: ") + rule->meaning);
-    answer.lines.push_back(std::string("    do: ") + rule->advice);
+        {{"code", finding.code}, {"meaning", kind->meaning}, {"advice", kind->advice}});
+    answer.lines.push_back(std::string("    means: ") + kind->meaning);
+    answer.lines.push_back(std::string("    do: ") + kind->advice);
   }
   if (findings.empty()) answer.lines.emplace_back("  nothing to remark");
-  answer.data = {
-      {"file", file_json(path)},
-      {"ok", record.ok},
-      {"formula", record.formula},
-      {"natoms", record.ok ? record.natoms : 0},
-      {"worst",
-       findings.empty() ? "none" : structure_ingest::severity_name(findings.front().severity)},
-      {"findings", structure_ingest::findings_list(findings)},
-      {"explanations", explanations}};
+  answer.data = telling::record_json(record, findings);
+  add_uri(answer.data, path);
+  answer.data["worst"] =
+      findings.empty() ? "none" : structure_ingest::severity_name(findings.front().severity);
+  answer.data["explanations"] = std::move(explanations);
   const std::string careful = next_after(findings);
   answer.next_step = !record.ok        ? NOT_READ
                      : careful.empty() ? "Nothing speaks against this structure: call "
@@ -244,29 +232,21 @@ Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& c
   call.check();
   const Page page = page_of(arguments);
   const std::size_t total = tree.structure_files.size();
-  const char* const kind =
-      (base::is_within(project, root) ? structure_ingest::DISCOVERY_PROJECT_FOLDER
-                                      : structure_ingest::DISCOVERY_WORKSPACE_SCAN)
-          .data();
-  base::FolderOwners owners(std::nullopt);
-  base::PathResolver resolver;
+  structure_ingest::ScannedFiles scanned(root, project);
   Answer answer;
-  answer.lines.push_back(in_quotes(root) + ": " + counted(total, "structure file"));
+  answer.lines.push_back(in_quotes(root) + ": " + base::counted(total, "structure file"));
   Json files = Json::array();
   for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
     call.check();
-    const std::string path = base::join_path(root, tree.structure_files[i]);
-    const std::string resolved = resolver.resolve(path);
-    const std::optional<std::string> owner = owners.owner_of(resolved);
-    const bool taken = roots.hold(path) && !owners.is_foreign(resolved, project);
-    Json file = file_json(path);
-    file["discovery"] = kind;
-    file["owner"] = owner ? Json(*owner) : Json();
-    file["taken"] = taken;
-    files.push_back(std::move(file));
-    answer.lines.push_back("  " + in_quotes(path) + (taken ? "" : " (would not be taken)"));
+    structure_ingest::ScannedFile file =
+        scanned.describe(base::join_path(root, tree.structure_files[i]));
+    file.taken = file.taken && roots.hold(file.path);
+    files.push_back(telling::scanned_json(file));
+    add_uri(files.back(), file.path);
+    answer.lines.push_back("  " + in_quotes(file.path) +
+                           (file.taken ? "" : " (would not be taken)"));
   }
-  answer.data = {{"directory", file_json(root)}, {"files", std::move(files)}};
+  answer.data = {{"directory", root}, {"files", std::move(files)}};
   add_page(answer.data, page, total);
   answer.data["untrusted"] = first_names(tree.untrusted_folders, root);
   answer.data["unreadable"] = first_names(tree.unreadable_folders, root);
@@ -282,28 +262,21 @@ Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& c
 
 Answer explain_finding(Workspace& /*workspace*/, const Json& arguments, const Call& /*call*/) {
   const auto code = arguments.at("code").get<std::string>();
-  const base::Rule* const rule = base::rule_of(code);
-  if (rule == nullptr) {
-    std::string known;
-    for (const base::Rule& each : base::rules()) {
-      known += (known.empty() ? "" : ", ") + std::string(each.code);
-    }
-    throw ToolError("There is no finding " + in_quotes(code) + ". The findings are " + known +
-                    ": call again with one of them.");
+  const auto kind = structure_ingest::finding_kind(code);
+  if (!kind) {
+    throw ToolError("There is no finding " + in_quotes(code) + ". The findings are " +
+                    telling::known_codes() + ": call again with one of them.");
   }
-  std::string severity = structure_ingest::severity_name(rule->worst);
-  if (rule->least != rule->worst) {
-    severity += std::string(" to ") + structure_ingest::severity_name(rule->least);
-  }
+  const std::string severity = telling::severity_text(*kind);
   Answer answer;
-  answer.data = {{"code", rule->code},
+  answer.data = {{"code", kind->code},
                  {"severity", severity},
-                 {"found", rule->looks_at},
-                 {"meaning", rule->meaning},
-                 {"advice", rule->advice}};
-  answer.lines = {std::string(rule->code) + " (" + severity + ")",
-                  std::string("  found: ") + rule->looks_at,
-                  std::string("  means: ") + rule->meaning, std::string("  do: ") + rule->advice};
+                 {"found", kind->condition},
+                 {"meaning", kind->meaning},
+                 {"advice", kind->advice}};
+  answer.lines = {std::string(kind->code) + " (" + severity + ")",
+                  std::string("  found: ") + kind->condition,
+                  std::string("  means: ") + kind->meaning, std::string("  do: ") + kind->advice};
   answer.next_step = "Call check_structure on a file to see whether it has this finding.";
   return answer;
 }

@@ -4,10 +4,12 @@
 
 #include "server/answers.hpp"
 #include "server/tool_error.hpp"
-#include "structure_ingest/picture/picture.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/structure_ingest.hpp"
 
 namespace server {
 
+namespace base = structure_ingest::internal;
 using structure_ingest::View;
 
 Answer picture_of_structure(Workspace& workspace, const Json& arguments, const Call& call) {
@@ -37,7 +39,7 @@ Answer picture_of_structure(Workspace& workspace, const Json& arguments, const C
   Answer answer;
   answer.png = structure_ingest::picture_png(record, options);
   answer.lines = {line_on(record)};
-  answer.data = {{"file", file_json(path)},
+  answer.data = {{"path", base::utf8_text(path)},
                  {"formula", record.formula},
                  {"natoms", record.natoms},
                  {"view", view}};

@@ -1,9 +1,5 @@
 // The tools that look at what a project holds, and take a structure out of it.
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <ctime>
-#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -12,12 +8,9 @@
 #include "server/answers.hpp"
 #include "server/tool_error.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/check/findings_json.hpp"
-#include "structure_ingest/upkeep/copies.hpp"
-#include "structure_ingest/upkeep/entry_reading.hpp"
-#include "structure_ingest/upkeep/forget.hpp"
-#include "structure_ingest/upkeep/list.hpp"
-#include "structure_ingest/upkeep/verify.hpp"
+#include "structure_ingest/base/words.hpp"
+#include "structure_ingest/structure_ingest.hpp"
+#include "telling/structures.hpp"
 
 namespace server {
 namespace {
@@ -39,67 +32,12 @@ ProjectState state_of(const Workspace& workspace, const Json& arguments) {
   return agent_modules::read_project_state({.project = project});
 }
 
-std::string utc_time(std::int64_t seconds) {
-  const std::time_t time = seconds;
-  std::tm parts{};
-  std::array<char, 32> text{};
-  gmtime_r(&time, &parts);
-  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts)};
-}
-
-Json source_json(const ProjectStructure& structure) {
-  if (structure.source_file.empty()) return nullptr;
-  return file_json(base::file_stored_as(structure.source_file));
-}
-
 Json texts_json(const std::vector<std::string>& texts) {
   Json list = Json::array();
   for (const std::string& text : texts) {
     if (!text.empty()) list.push_back(text);
   }
   return list;
-}
-
-std::size_t atoms_of(const ProjectStructure& structure) {
-  return structure.natoms < 0 ? 0 : static_cast<std::size_t>(structure.natoms);
-}
-
-/// What a state says need not be so: an entry may come from anywhere.
-Json structure_json(const ProjectStructure& structure, const std::string& project) {
-  return {{"name", structure.path},
-          {"source", source_json(structure)},
-          {"copy", copy_json(project, structure.copied_at ? structure.copy : "")},
-          {"ok", structure.ok},
-          {"formula", structure.formula},
-          {"natoms", atoms_of(structure)},
-          {"has_cell", structure.has_cell},
-          {"discovery", structure.discovery},
-          {"copied_at", structure.copied_at ? Json(utc_time(*structure.copied_at)) : Json()},
-          {"warnings", texts_json(structure.warnings)},
-          {"findings", structure_ingest::findings_list(structure.findings)}};
-}
-
-std::string line_on(const ProjectStructure& structure) {
-  const std::string& source = structure.source_file;
-  return in_quotes(structure.path) + ": " +
-         (structure.ok
-              ? in_quotes(structure.formula) + ", " + counted(atoms_of(structure), "atom") +
-                    (structure.has_cell ? ", with a cell" : ", no cell")
-              : std::string("could not be read")) +
-         (source.empty() || source == structure.path ? "" : ", from " + in_quotes(source));
-}
-
-Json json_of(const VerifiedStructure& verified) {
-  Json findings = Json::array();
-  for (const VerifyFinding& finding : verified.findings) {
-    findings.push_back({{"code", structure_ingest::name_of(finding.code)},
-                        {"problem", finding.is_problem},
-                        {"text", finding.text}});
-  }
-  return {{"name", verified.structure.path},
-          {"source", source_json(verified.structure)},
-          {"as_it_was", verified.is_as_it_was()},
-          {"findings", std::move(findings)}};
 }
 
 /// The name by which the state knows what the client means: a copy is known by its path in the
@@ -111,7 +49,7 @@ std::string name_to_forget(const Roots& roots, const std::string& project,
   const std::string resolved = base::resolve_path(path);
   if (!base::is_within(resolved, project) || resolved == project) return path;
   std::string inside = resolved.substr(project == "/" ? 1 : project.size() + 1);
-  return base::is_copy_path(inside) ? inside : path;
+  return structure_ingest::is_copy_path(inside) ? inside : path;
 }
 
 [[noreturn]] void refuse_unclear(const structure_ingest::UnclearName& unclear) {
@@ -121,7 +59,7 @@ std::string name_to_forget(const Roots& roots, const std::string& project,
                     " fits no structure of the state. Call list_structures, and give the 'name' of "
                     "the one that is meant.");
   }
-  message += " fits " + counted(unclear.fits.size(), "structure") + ":";
+  message += " fits " + base::counted(unclear.fits.size(), "structure") + ":";
   for (const ProjectStructure& structure : unclear.fits) message += " " + in_quotes(structure.path);
   throw ToolError(message + ". Call again with the one that the user means.");
 }
@@ -157,22 +95,13 @@ Answer list_structures(Workspace& workspace, const Json& arguments, const Call& 
        .may_read = [&](const std::string& path) { return workspace.roots().may_read(path); }});
   const std::size_t total = listing.structures.size();
   Answer answer;
-  answer.lines.push_back(in_quotes(project.project) + ": " + counted(total, "structure"));
-  Json structures = Json::array();
-  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
-    const ProjectStructure& structure = listing.structures[i];
-    structures.push_back(structure_json(structure, project.project));
-    answer.lines.push_back(line_on(structure));
-    for (std::string& line : lines_below(structure.ok, structure.warnings, structure.findings)) {
-      answer.lines.push_back(std::move(line));
-    }
-    if (!structure.copied_at) continue;
-    answer.copies.push_back(base::join_path(project.project, structure.copy));
-    answer.lines.push_back("  canonical copy: " + in_quotes(answer.copies.back()));
-  }
-  answer.data = {{"project", file_json(project.project)},
+  answer.lines.push_back(in_quotes(project.project) + ": " + base::counted(total, "structure"));
+  answer.data = {{"project", project.project},
                  {"has_state", !project.state.is_null()},
-                 {"structures", std::move(structures)}};
+                 {"structures", Json::array()}};
+  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
+    add_structure(answer, listing.structures[i], project.project, "");
+  }
   add_page(answer.data, page, total);
   answer.data["copies_without_entry"] = listing.other_copies.size();
   answer.data["manifest_problem"] = listing.manifest_error;
@@ -204,22 +133,22 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
                     verification.manifest_error.empty();
   const Page page = page_of(arguments);
   Answer answer;
-  answer.lines.push_back(in_quotes(project.project) + ": " +
-                         std::to_string(verification.structures.size() - bad) + " of " +
-                         counted(verification.structures.size(), "structure") + " as taken in");
+  answer.lines.push_back(
+      in_quotes(project.project) + ": " + std::to_string(verification.structures.size() - bad) +
+      " of " + base::counted(verification.structures.size(), "structure") + " as taken in");
   if (!project.moved_from.empty()) {
     answer.lines.push_back("  problem: the state says that the project is " +
                            in_quotes(project.moved_from));
   }
   Json structures = Json::array();
   for (std::size_t i = page.begin(told.size()); i < page.end(told.size()); ++i) {
-    structures.push_back(json_of(*told[i]));
+    structures.push_back(telling::verified_json(*told[i]));
     answer.lines.push_back(line_on(told[i]->structure));
     for (const VerifyFinding& finding : told[i]->findings) {
       answer.lines.push_back((finding.is_problem ? "  problem: " : "  note: ") + finding.text);
     }
   }
-  answer.data = {{"project", file_json(project.project)},
+  answer.data = {{"project", project.project},
                  {"as_it_was", well},
                  {"verified", verification.structures.size()},
                  {"not_as_it_was", bad},
@@ -262,6 +191,7 @@ Answer forget_structure(Workspace& workspace, const Json& arguments, const Call&
     forget(state);
   } else {
     agent_modules::change_state({.project = project.project}, forget);
+    structure_ingest::forget_findings(project.project, outcome.sources);
   }
   const ProjectStructure& structure = outcome.forgotten.front();
   const std::string fate = fate_of_copy(outcome, structure, project.project, arguments);
@@ -272,12 +202,9 @@ Answer forget_structure(Workspace& workspace, const Json& arguments, const Call&
   for (const std::string& note : outcome.notes) {
     answer.lines.push_back("  note taken out: " + in_quotes(note));
   }
-  answer.data = {{"project", file_json(project.project)},
+  answer.data = {{"project", project.project},
                  {"dry_run", dry_run},
-                 {"name", structure.path},
-                 {"source", source_json(structure)},
-                 {"formula", structure.formula},
-                 {"natoms", atoms_of(structure)},
+                 {"forgotten", telling::structure_json(structure, project.project)},
                  {"copy", fate},
                  {"notes_removed", texts_json(outcome.notes)}};
   answer.changes_files = !dry_run;

@@ -7,16 +7,13 @@
 #include <charconv>
 #include <system_error>
 
-#include "server/base64.hpp"
 #include "server/tool_error.hpp"
+#include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/check/findings_json.hpp"
-#include "structure_ingest/ingest/batch.hpp"
-#include "structure_ingest/ingest/canonical_xyz.hpp"
-#include "structure_ingest/upkeep/copies.hpp"
+#include "structure_ingest/structure_ingest.hpp"
 
 namespace server {
 namespace {
@@ -37,7 +34,7 @@ constexpr std::array DOCUMENTS = {
     Document{structure_ingest::INGEST_MANIFEST_REL, "Manifest",
              "The latest batch of structures that were taken into the project."},
     Document{structure_ingest::FINDINGS_REL, "Findings",
-             "What would mislead a calculation in the files of the latest batch."},
+             "What would mislead a calculation in the structures of the project."},
 };
 constexpr const char* ABOUT_COPIES =
     "A canonical copy with exact positions in ångström. Give the file to whatever calculates; "
@@ -68,7 +65,7 @@ std::optional<Place> place_of(const std::string& path) {
   }
   const std::size_t folder =
       path.rfind("/" + std::string(structure_ingest::INGESTED_DIRNAME) + "/");
-  if (folder == std::string::npos || !base::is_copy_path(path.substr(folder + 1))) {
+  if (folder == std::string::npos || !structure_ingest::is_copy_path(path.substr(folder + 1))) {
     return std::nullopt;
   }
   return Place{path.substr(0, folder), path.substr(folder + 1)};
@@ -130,7 +127,7 @@ std::vector<std::string> resource_uris(Workspace& workspace, const std::function
       if (size_of(path) && workspace.roots().hold(path)) uris.push_back(file_uri(path));
     };
     for (const Document& document : DOCUMENTS) add(document.relative);
-    for (const std::string& copy : base::copies_in(project)) add(copy);
+    for (const std::string& copy : structure_ingest::copies_in(project)) add(copy);
   }
   return uris;
 }
@@ -199,7 +196,7 @@ Json read_resource(const Workspace& workspace, const std::string& uri) {
   } else if (is_text && is_plain(text)) {
     content["text"] = text;
   } else {
-    content["blob"] = base64(text);  // every byte as it is, and nothing that would be misread
+    content["blob"] = base::base64(text);  // every byte as it is, and nothing that would be misread
   }
   Json result = {{"contents", Json::array()}};
   result["contents"].push_back(std::move(content));

@@ -10,9 +10,7 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/check/findings_json.hpp"
-#include "structure_ingest/ingest/batch.hpp"
-#include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/structure_ingest.hpp"
 
 namespace server {
 namespace {
@@ -27,25 +25,9 @@ std::string list_of(const std::vector<std::string>& folders) {
   return text;
 }
 
-/// Absolute and without "." and ".."; links keep their names unless ".." follows one.
-std::string normal_path(const std::string& absolute) {
-  std::string normal = std::filesystem::path(absolute).lexically_normal().string();
-  if (normal.size() > 1 && normal.ends_with('/')) normal.pop_back();
-  if (absolute.find("/..") == std::string::npos) return normal;
-  const std::string resolved = base::resolve_path(absolute);
-  return base::resolve_path(normal) == resolved ? normal : resolved;
-}
-
 bool exists(const std::string& path) {
   std::error_code ignored;
   return std::filesystem::exists(std::filesystem::symlink_status(path, ignored));
-}
-
-/// Whether readers take a file of this name into account beside the one that they read: the input
-/// that holds a cell, and the files that tell the elements of a VASP file.
-bool is_companion(const std::string& name) {
-  return name == "scf.input" || base::contains_ignoring_ascii_case(name, "potcar") ||
-         base::contains_ignoring_ascii_case(name, "outcar");
 }
 
 }  // namespace
@@ -94,7 +76,7 @@ std::string Roots::locate(const std::string& given) const {
     }
     path = places.empty() ? base::join_path(folders_.front(), path) : places.front();
   }
-  path = normal_path(path);
+  path = base::absolute_path(path);
   if (!hold(path)) {
     throw refuse(
         "lies outside the roots, or a link leads outside. Nothing there is read or written: ask "
@@ -110,7 +92,9 @@ bool Roots::may_read(const std::string& path) const {
   std::filesystem::directory_iterator entry(folder, error);
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
     std::error_code ignored;
-    if (!entry->is_symlink(ignored) || !is_companion(entry->path().filename().string())) continue;
+    if (!entry->is_symlink(ignored) ||
+        !structure_ingest::is_companion_name(entry->path().filename().string()))
+      continue;
     if (!hold(entry->path().string())) return false;
   }
   return true;
@@ -134,7 +118,7 @@ std::string Roots::locate_project(const std::string& given) const {
   }
   for (const std::string_view inside :
        {std::string_view(agent_modules::PROJECT_STATE), structure_ingest::INGEST_MANIFEST_REL,
-        std::string_view(structure_ingest::FINDINGS_REL), structure_ingest::INGESTED_DIRNAME}) {
+        structure_ingest::FINDINGS_REL, structure_ingest::INGESTED_DIRNAME}) {
     if (hold(base::join_path(project, inside))) continue;
     throw ToolError("The project " + in_quotes(given) + " is not used: its " + std::string(inside) +
                     " is a link that leads outside the roots. Tell the user of it.");

@@ -175,7 +175,8 @@ void Session::handle_request(const Message& message, std::size_t bytes,
     Json tools = list_of_tools(workspace_.is_read_only());
     if (is_oldest_revision()) {
       for (Json& tool : tools) {
-        tool.erase("title");  // which its annotations have as well
+        tool["annotations"]["title"] = tool["title"];  // where it stood then
+        tool.erase("title");
         tool.erase("outputSchema");
       }
     }

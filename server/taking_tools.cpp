@@ -13,8 +13,8 @@
 #include "server/tool_error.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/discovery/hydrate.hpp"
-#include "structure_ingest/ingest/batch.hpp"
+#include "structure_ingest/structure_ingest.hpp"
+#include "telling/outcomes.hpp"
 
 namespace server {
 namespace {
@@ -43,38 +43,20 @@ Json problems_json(const std::string& manifest, const std::string& ase) {
 /// Adds the structures that were read, and what there is to say of each.
 void add_structures(Answer& answer, const std::vector<SourceEntry>& entries,
                     const std::string& project, bool dry_run) {
-  Json structures = Json::array();
+  answer.data["structures"] = Json::array();
   for (const SourceEntry& entry : entries) {
-    structures.push_back(structure_json(entry, project));
-    answer.lines.push_back((!entry.record.ok ? "failed: "
-                            : dry_run        ? "would be taken: "
-                                             : "taken: ") +
-                           line_on(entry.record));
-    for (std::string& line : lines_below(entry.record.ok, entry.record.warnings, entry.findings)) {
-      answer.lines.push_back(std::move(line));
-    }
-    const std::string& copy = entry.record.canonical_xyz_rel;
-    if (copy.empty()) continue;
-    answer.lines.push_back("  canonical copy: " + in_quotes(base::join_path(project, copy)));
-    if (!dry_run) answer.copies.push_back(base::join_path(project, copy));
-  }
-  answer.data["structures"] = std::move(structures);
-}
-
-void add_skipped(Answer& answer, const std::vector<structure_ingest::SkippedFile>& skipped) {
-  answer.data["skipped"] = skipped_json(skipped);
-  for (const Json& file : answer.data["skipped"]) {
-    answer.lines.push_back("skipped: " + in_quotes(file["file"]["path"].get<std::string>()) + ": " +
-                           file["explanation"].get<std::string>());
-  }
-  if (skipped.size() > answer.data["skipped"].size()) {
-    answer.lines.push_back("skipped: " + counted(skipped.size(), "file") + " in all");
+    const std::string heading = !entry.record.ok ? "failed: "
+                                : dry_run        ? "would be taken: "
+                                                 : "taken: ";
+    add_structure(answer, structure_ingest::project_structure(entry, dry_run ? "" : project),
+                  project, heading);
   }
 }
 
 bool has_severity(const std::vector<SourceEntry>& entries, structure_ingest::Severity severity) {
   return std::any_of(entries.begin(), entries.end(), [severity](const SourceEntry& entry) {
-    return std::any_of(entry.findings.begin(), entry.findings.end(),
+    return entry.findings &&
+           std::any_of(entry.findings->begin(), entry.findings->end(),
                        [severity](const auto& finding) { return finding.severity == severity; });
   });
 }
@@ -119,29 +101,6 @@ std::string next_after(const std::vector<SourceEntry>& entries, bool dry_run) {
          ", give the path of a structure's copy to the program; never retype coordinates.";
 }
 
-std::string remark_on(const KnownSource& known) {
-  if (!known.taken_for.empty()) {
-    return "It is taken for " + in_quotes(known.taken_for) +
-           ", which the state has: letter case is left aside.";
-  }
-  if (!known.problem.empty()) return "It cannot be read now: " + known.problem;
-  if (!known.unrelated.empty()) {
-    return "It has changed, but the new structure is unrelated: " + known.unrelated;
-  }
-  return known.changed ? "It is not what it was when it was taken in. The state keeps what it has."
-                       : "";
-}
-
-std::string message_of(const std::exception_ptr& error) {
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& exception) {
-    return exception.what();
-  } catch (...) {
-    return "unknown error";
-  }
-}
-
 /// The agent's modules, which scan no folder outside the roots; `left_out` gets such folders.
 structure_ingest::Collaborators modules_within(const Roots& roots, const Call& call,
                                                std::vector<std::string>& left_out) {
@@ -173,36 +132,30 @@ structure_ingest::Collaborators modules_within(const Roots& roots, const Call& c
   } catch (const Cancelled&) {
     throw;
   } catch (...) {
-    throw ToolError("Nothing was taken in: " + base::shortened(message_of(outcome.error), 1000) +
-                    ". Tell the user, who has to mend it, and call again.");
+    throw ToolError(
+        "Nothing was taken in: " + base::shortened(telling::message_of(outcome.error), 1000) +
+        ". Tell the user, who has to mend it, and call again.");
   }
 }
 
 void add_outcome(Answer& answer, const HydrateOutcome& outcome) {
   Json dropped = Json::array();
   for (const structure_ingest::DroppedStructure& each : outcome.dropped) {
-    const std::string& file = each.source_file.empty() ? each.name : each.source_file;
-    const std::string reason =
-        each.reason.empty() ? "it does not match the requested material" : each.reason;
-    dropped.push_back({{"file", file_json(file)}, {"formula", each.formula}, {"reason", reason}});
-    answer.lines.push_back("dropped: " + in_quotes(file) + ": " + reason);
+    dropped.push_back(telling::dropped_json(each));
+    answer.lines.push_back("dropped: " + in_quotes(telling::dropped_file(each)) + ": " +
+                           telling::dropped_text(each));
   }
   Json known = Json::array();
   for (const KnownSource& each : outcome.known) {
-    const std::string remark = remark_on(each);
-    known.push_back(
-        {{"file", file_json(each.path)}, {"changed", each.changed}, {"remark", remark}});
+    known.push_back(telling::known_json(each));
+    const std::string text = telling::known_text(each);
     answer.lines.push_back((each.changed ? "changed: " : "known: ") + in_quotes(each.path) +
-                           (remark.empty() ? "" : ": " + remark));
+                           (text.empty() ? "" : ": " + text));
   }
   Json replaced = Json::array();
   for (const structure_ingest::ReplacedStructure& each : outcome.replaced) {
-    replaced.push_back({{"source", file_json(each.source_file)},
-                        {"formula", each.formula},
-                        {"natoms", std::max<std::int64_t>(0, each.natoms)},
-                        {"copy", each.path}});
-    answer.lines.push_back("replaced: the structure that the state had of " +
-                           in_quotes(each.source_file));
+    replaced.push_back(telling::replaced_json(each));
+    answer.lines.push_back("replaced: " + telling::replaced_text(each));
   }
   answer.data["dropped"] = std::move(dropped);
   answer.data["known"] = std::move(known);
@@ -240,29 +193,29 @@ Answer ingest_structures(Workspace& workspace, const Json& arguments, const Call
   const Roots& roots = workspace.roots();
   const std::string project = roots.locate_project(arguments.at("project"));
   const std::vector<std::string> paths = located_paths(roots, arguments);
+  const bool dry_run = arguments.at("dry_run") == true;
   structure_ingest::IngestOptions options{
       .limit = static_cast<int>(paths.size()),
-      .progress = call.progress(),
-      .dry_run = arguments.at("dry_run") == true,
-      .parser = &workspace.parser(),
-      .may_read = [&roots](const std::string& path) { return roots.may_read(path); }};
+      .batch = {.progress = call.progress(),
+                .dry_run = dry_run,
+                .parser = &workspace.parser(),
+                .may_read = [&roots](const std::string& path) { return roots.may_read(path); }}};
   // The client names the files, so that they count as attached.
   for (const std::string& path : paths) {
     options.discovery_by_path[base::source_identity(base::resolve_path(path))] =
         structure_ingest::DISCOVERY_ATTACHMENT;
   }
-  if (!options.dry_run) std::filesystem::create_directories(project);
+  if (!dry_run) std::filesystem::create_directories(project);
   const structure_ingest::IngestOutcome outcome =
       structure_ingest::ingest_batch(project, paths, options);
   Answer answer;
-  answer.data = {{"project", file_json(project)}, {"dry_run", options.dry_run}};
-  add_structures(answer, outcome.entries, project, options.dry_run);
-  add_skipped(answer, outcome.skipped);
-  answer.data["manifest"] =
-      file_json(base::join_path(project, structure_ingest::INGEST_MANIFEST_REL));
+  answer.data = {{"project", project}, {"dry_run", dry_run}};
+  add_structures(answer, outcome.entries, project, dry_run);
+  add_skipped(answer, outcome.skipped, options.limit);
+  answer.data["manifest"] = base::join_path(project, structure_ingest::INGEST_MANIFEST_REL);
   answer.data["problems"] = problems_json(outcome.manifest_error, outcome.why_no_ase);
-  answer.changes_files = !options.dry_run;
-  answer.next_step = next_after(outcome.entries, options.dry_run);
+  answer.changes_files = !dry_run;
+  answer.next_step = next_after(outcome.entries, dry_run);
   return answer;
 }
 
@@ -272,19 +225,20 @@ Answer hydrate_project(Workspace& workspace, const Json& arguments, const Call& 
   const std::vector<std::string> paths = located_paths(roots, arguments);
   const bool dry_run = arguments.at("dry_run") == true;
   const int limit = arguments.value(
-      "limit", std::max(structure_ingest::HydrateOptions{}.limit, static_cast<int>(paths.size())));
+      "limit", std::max(structure_ingest::DEFAULT_LIMIT, static_cast<int>(paths.size())));
   std::vector<std::string> not_scanned;
   HydrateOutcome outcome;
   const auto hydrate = [&](Json& state) {
     outcome = structure_ingest::hydrate(
-        state, {.extra_paths = paths,
-                .collaborators = modules_within(roots, call, not_scanned),
-                .progress = call.progress(),
-                .limit = limit,
-                .refresh = arguments.at("refresh") == true,
-                .dry_run = dry_run,
-                .parser = &workspace.parser(),
-                .may_read = [&roots](const std::string& path) { return roots.may_read(path); }});
+        state,
+        {.extra_paths = paths,
+         .collaborators = modules_within(roots, call, not_scanned),
+         .limit = limit,
+         .batch = {.progress = call.progress(),
+                   .dry_run = dry_run,
+                   .parser = &workspace.parser(),
+                   .may_read = [&roots](const std::string& path) { return roots.may_read(path); }},
+         .refresh = arguments.at("refresh") == true});
     // A state that was changed by half must not be written.
     if (outcome.error) refuse_hydration(outcome);
   };
@@ -297,16 +251,15 @@ Answer hydrate_project(Workspace& workspace, const Json& arguments, const Call& 
     agent_modules::change_state(location, hydrate);
   }
   Answer answer;
-  answer.data = {{"project", file_json(project)}, {"dry_run", dry_run}};
+  answer.data = {{"project", project}, {"dry_run", dry_run}};
   add_structures(answer, outcome.taken, project, dry_run);
   add_outcome(answer, outcome);
-  add_skipped(answer, outcome.skipped);
+  add_skipped(answer, outcome.skipped, limit);
   Json folders = Json::array();
   for (const std::string& folder : not_scanned) folders.push_back(folder);
   answer.data["not_scanned"] = std::move(folders);
-  answer.data["state"] = file_json(agent_modules::state_file_of(location));
-  answer.data["manifest"] =
-      file_json(base::join_path(project, structure_ingest::INGEST_MANIFEST_REL));
+  answer.data["state"] = agent_modules::state_file_of(location);
+  answer.data["manifest"] = base::join_path(project, structure_ingest::INGEST_MANIFEST_REL);
   answer.data["problems"] = problems_json(outcome.manifest_error, outcome.why_no_ase);
   if (answer.lines.empty()) answer.lines.emplace_back("Nothing new.");
   answer.changes_files = !dry_run;

@@ -5,9 +5,9 @@
 #include <new>
 #include <system_error>
 
-#include "server/base64.hpp"
 #include "server/resources.hpp"
 #include "server/tool_error.hpp"
+#include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/words.hpp"
 
 namespace server {
@@ -34,7 +34,8 @@ Json result_of(const Answer& answer, bool is_structured) {
   Json content = Json::array();
   content.push_back(text_content(text + "Next: " + answer.next_step));
   if (!answer.png.empty()) {
-    content.push_back({{"type", "image"}, {"data", base64(answer.png)}, {"mimeType", "image/png"}});
+    content.push_back(
+        {{"type", "image"}, {"data", base::base64(answer.png)}, {"mimeType", "image/png"}});
   }
   if (!is_structured) {
     content.push_back(text_content(structure_ingest::json_text(data)));

@@ -3,7 +3,8 @@
 
 #include <stdexcept>
 #include <string>
-#include <string_view>
+
+#include "telling/words.hpp"
 
 namespace server {
 
@@ -18,7 +19,6 @@ struct Cancelled : std::runtime_error {
   Cancelled() : std::runtime_error("the call was cancelled") {}
 };
 
-/// A text from a file, a name or an argument, in quotes and of bounded length.
-std::string in_quotes(std::string_view text);
+using telling::in_quotes;
 
 }  // namespace server

@@ -4,11 +4,14 @@
 #include <array>
 #include <cmath>
 
-#include "server/documents.hpp"
 #include "server/tool_error.hpp"
 #include "structure_ingest/base/words.hpp"
 
 namespace server {
+
+/// The text of tool_definitions.json. See cmake/embed.cmake.
+std::string_view embedded_text(std::string_view name);
+
 namespace {
 
 namespace base = structure_ingest::internal;
@@ -27,7 +30,7 @@ constexpr std::array TOOLS = {
 };
 
 const Json& definition_of(std::string_view name) {
-  const Json& all = tool_definitions();
+  static const Json all = structure_ingest::parse_json(embedded_text("tool_definitions.json"));
   return *std::find_if(all.begin(), all.end(),
                        [&](const Json& definition) { return definition["name"] == name; });
 }

@@ -9,9 +9,7 @@
 
 #include "collaborators/agent_modules/directory_trust.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/ingest/batch.hpp"
-#include "structure_ingest/ingest/canonical_xyz.hpp"
-#include "structure_ingest/project/folder_owners.hpp"
+#include "structure_ingest/structure_ingest.hpp"
 
 namespace server {
 namespace {
@@ -59,7 +57,7 @@ const std::vector<std::string>& Workspace::projects(const std::function<void()>&
 
 bool is_project(const std::string& folder) {
   const std::string inside = base::join_path(folder, "file");
-  return base::FolderOwners(std::nullopt).owner_of(inside) == folder ||
+  return structure_ingest::owning_project_root(inside) == folder ||
          base::is_regular_file(base::join_path(folder, structure_ingest::INGEST_MANIFEST_REL)) ||
          base::is_directory(base::join_path(folder, structure_ingest::INGESTED_DIRNAME));
 }

@@ -18,19 +18,25 @@
 
 #include "structure_ingest/base/json.hpp"                  // IWYU pragma: export
 #include "structure_ingest/check/check.hpp"                // IWYU pragma: export
-#include "structure_ingest/check/findings_json.hpp"        // IWYU pragma: export
-#include "structure_ingest/contracts/collaborators.hpp"    // IWYU pragma: export
+#include "structure_ingest/check/quantities.hpp"           // IWYU pragma: export
 #include "structure_ingest/contracts/collaborators.hpp"    // IWYU pragma: export
 #include "structure_ingest/discovery/hydrate.hpp"          // IWYU pragma: export
+#include "structure_ingest/discovery/scanned_files.hpp"    // IWYU pragma: export
 #include "structure_ingest/ingest/batch.hpp"               // IWYU pragma: export
+#include "structure_ingest/ingest/canonical_xyz.hpp"       // IWYU pragma: export
+#include "structure_ingest/ingest/kept_findings.hpp"       // IWYU pragma: export
 #include "structure_ingest/ingest/source_entry.hpp"        // IWYU pragma: export
+#include "structure_ingest/picture/drawing.hpp"            // IWYU pragma: export
 #include "structure_ingest/picture/picture.hpp"            // IWYU pragma: export
 #include "structure_ingest/project/ownership.hpp"          // IWYU pragma: export
+#include "structure_ingest/readers/blocks.hpp"             // IWYU pragma: export
 #include "structure_ingest/readers/dispatch.hpp"           // IWYU pragma: export
 #include "structure_ingest/readers/frames.hpp"             // IWYU pragma: export
+#include "structure_ingest/record/cell_geometry.hpp"       // IWYU pragma: export
 #include "structure_ingest/record/ingested_structure.hpp"  // IWYU pragma: export
 #include "structure_ingest/upkeep/forget.hpp"              // IWYU pragma: export
 #include "structure_ingest/upkeep/list.hpp"                // IWYU pragma: export
+#include "structure_ingest/upkeep/project_structure.hpp"   // IWYU pragma: export
 #include "structure_ingest/upkeep/verify.hpp"              // IWYU pragma: export
 
 /// Reading structure files, taking them into projects, and asking whose project a file lies in.

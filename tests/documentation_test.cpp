@@ -32,12 +32,23 @@ std::vector<std::string> pages() {
   return pages;
 }
 
-/// The output of a command in the root of the sources, with an empty trust list.
-std::string output_of(const std::string& command) {
-  const tests::ScratchFolder settings;
-  const std::string in_root = "cd '" + ROOT + "' && export XDG_CONFIG_HOME='" + settings.path() +
-                              "' PATH=\"" + STRUCTURE_INGEST_BINARIES + ":$PATH\" && " + command +
-                              " 2>&1";
+/// What the commands use of the sources, with a build folder that is empty, and no trust list.
+struct CopyOfSources {
+  CopyOfSources() {
+    for (const char* name : {"README.md", "docs", "examples"}) {
+      std::filesystem::copy(ROOT + "/" + name, folder / name,
+                            std::filesystem::copy_options::recursive);
+    }
+    folder.make_folder("build");
+  }
+  tests::ScratchFolder folder;
+};
+
+/// The output of a command that a user runs in the root of the sources.
+std::string output_of(const std::string& command, const CopyOfSources& sources) {
+  const std::string in_root = "cd '" + sources.folder.path() + "' && export XDG_CONFIG_HOME='" +
+                              (sources.folder / "none") + "' PATH=\"" + STRUCTURE_INGEST_BINARIES +
+                              ":$PATH\" && " + command + " 2>&1";
   std::string output;
   FILE* const pipe = popen(in_root.c_str(), "r");
   for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
@@ -46,6 +57,7 @@ std::string output_of(const std::string& command) {
 }
 
 TEST(Documentation, CommandsPrintTheOutputShown) {
+  const CopyOfSources sources;
   int commands = 0;
   for (const std::string& page : pages()) {
     for (const std::string& block : blocks(tests::content_of(page), "console")) {
@@ -55,7 +67,8 @@ TEST(Documentation, CommandsPrintTheOutputShown) {
         const std::string command = block.substr(at + 2, line_end - at - 2);
         const std::size_t next = block.find("\n$ ", line_end);
         const std::size_t end = next == std::string::npos ? block.size() : next + 1;
-        EXPECT_EQ(output_of(command), block.substr(line_end + 1, end - line_end - 1)) << command;
+        EXPECT_EQ(output_of(command, sources), block.substr(line_end + 1, end - line_end - 1))
+            << command;
         ++commands;
         at = end;
       }

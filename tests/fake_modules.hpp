@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 
 namespace tests {

@@ -57,7 +57,7 @@ ENTRY_ALONE = validator("source_entry.schema.json")
 MANIFEST = validator("manifest.schema.json")
 STATE = validator("state.schema.json")
 FINDINGS = validator("findings.schema.json")
-CHECKED = validator("findings.schema.json", "/$defs/checked")
+CHECKED = validator("told.schema.json", "/$defs/record")
 
 
 def accept(check, document, what):

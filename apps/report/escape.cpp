@@ -8,24 +8,6 @@
 
 namespace apps {
 
-std::string base64(std::string_view bytes) {
-  constexpr std::string_view digits =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string out;
-  out.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const std::string_view group = bytes.substr(i, 3);
-    unsigned bits = 0;
-    for (std::size_t k = 0; k < 3; ++k) {
-      bits = bits << 8 | (k < group.size() ? static_cast<unsigned char>(group[k]) : 0U);
-    }
-    for (std::size_t k = 0; k < 4; ++k) {
-      out += k <= group.size() ? digits[bits >> (18 - 6 * k) & 63U] : '=';
-    }
-  }
-  return out;
-}
-
 std::string script_json(const structure_ingest::Json& value) {
   std::string out;
   for (const char c : structure_ingest::json_text(value)) {
@@ -55,12 +37,8 @@ std::string filled(std::string_view text, const std::map<std::string_view, std::
 }
 
 std::string policy_hash(std::string_view text) {
-  const std::string hex = structure_ingest::internal::sha256_hex(text);
-  std::string bytes;
-  for (std::size_t i = 0; i < hex.size(); i += 2) {
-    bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
-  }
-  return "'sha256-" + base64(bytes) + "'";
+  namespace base = structure_ingest::internal;
+  return "'sha256-" + base::base64(base::sha256_bytes(text)) + "'";
 }
 
 }  // namespace apps

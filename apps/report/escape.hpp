@@ -9,9 +9,6 @@
 
 namespace apps {
 
-/// Base64 with padding.
-std::string base64(std::string_view bytes);
-
 /// The text of `value` for a script element: nothing in it can end the element or begin a comment.
 std::string script_json(const structure_ingest::Json& value);
 

@@ -11,15 +11,10 @@
 #include <map>
 #include <string_view>
 
-#include "apps/report/embedded_files.hpp"
 #include "apps/report/escape.hpp"
-#include "structure_ingest/check/covalent_radii.hpp"
-#include "structure_ingest/check/rules.hpp"
-#include "structure_ingest/picture/element_colours.hpp"
-#include "structure_ingest/picture/markup.hpp"
-#include "structure_ingest/picture/picture_text.hpp"
-#include "structure_ingest/picture/view_axes.hpp"
-#include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace apps {
 namespace {
@@ -34,15 +29,8 @@ constexpr std::array<Severity, 3> SEVERITIES = {Severity::error, Severity::warni
 constexpr std::size_t MOST_MARKED = 200;
 constexpr std::size_t FINGERPRINT_SHOWN = 8;
 
-std::string number(double value, int digits) {
-  std::array<char, 40> text{};
-  std::snprintf(text.data(), text.size(), "%.*g", digits, value);
-  return text.data();
-}
-
-std::string counted(std::size_t count, const std::string& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
+using structure_ingest::internal::counted;
+using structure_ingest::internal::number_text;
 
 /// "C<sub>60</sub>": the counts of a formula below the line.
 std::string formula_markup(const std::string& formula) {
@@ -58,8 +46,14 @@ std::string formula_markup(const std::string& formula) {
   return in_count ? out + "</sub>" : out;
 }
 
+/// "Fm-3m (225)"; empty for none.
+std::string space_group_text(const ReportedStructure& structure) {
+  const auto& group = structure.quantities.space_group;
+  return group ? group->name + " (" + std::to_string(group->number) + ")" : std::string();
+}
+
 std::string angle(const std::optional<double>& degrees) {
-  return degrees ? number(*degrees, 5) : "?";
+  return degrees ? number_text(*degrees, 5) : "?";
 }
 
 std::size_t count_of(const std::vector<Finding>& findings, Severity severity) {
@@ -91,8 +85,8 @@ std::string thumbnail(const ReportedStructure& structure) {
   if (!structure.record.ok) return "<i class=\"nothing\" aria-hidden=\"true\">–</i>";
   const std::string png = structure_ingest::picture_png(
       structure.record, {.width_px = 144, .height_px = 108, .legend = false, .transparent = true});
-  return "<img alt=\"\" width=\"72\" height=\"54\" src=\"data:image/png;base64," + base64(png) +
-         "\">";
+  return "<img alt=\"\" width=\"72\" height=\"54\" src=\"data:image/png;base64," +
+         structure_ingest::internal::base64(png) + "\">";
 }
 
 /// The name of the file above the folder that it is in.
@@ -108,7 +102,7 @@ std::string source_markup(const ReportedStructure& structure) {
 /// A row whose structure has the identifier `id`.
 std::string row(const ReportedStructure& structure, const std::string& id) {
   const IngestedStructure& record = structure.record;
-  const auto& geometry = structure.geometry;
+  const auto& geometry = structure.quantities.cell;
   std::string cells =
       "<th role=\"rowheader\" scope=\"row\" data-sort=\"" + markup_text(record.formula) +
       "\"><a href=\"#" + id + "\">" + thumbnail(structure) + "<span>" +
@@ -119,19 +113,20 @@ std::string row(const ReportedStructure& structure, const std::string& id) {
   if (geometry) {
     const auto& [a, b, c] = geometry->lengths_ang;
     const auto& [alpha, beta, gamma] = geometry->angles_deg;
-    lengths = number(a, 5) + ", " + number(b, 5) + ", " + number(c, 5) +
+    lengths = number_text(a, 5) + ", " + number_text(b, 5) + ", " + number_text(c, 5) +
               "<br><span class=\"quiet\">" + angle(alpha) + ", " + angle(beta) + ", " +
               angle(gamma) + "</span>";
   }
   const auto volume = geometry ? geometry->volume_ang3 : std::nullopt;
-  cells += cell("cell wide", "Cell (Å, °)", volume ? number(*volume, 17) : "", lengths);
+  cells += cell("cell wide", "Cell (Å, °)", volume ? number_text(*volume, 17) : "", lengths);
   const auto quantity = [&](const std::optional<double>& value, const std::string& label) {
-    return cell("number", label, value ? number(*value, 17) : "", value ? number(*value, 4) : "");
+    return cell("number", label, value ? number_text(*value, 17) : "",
+                value ? number_text(*value, 4) : "");
   };
-  cells += quantity(structure.density_g_cm3, "Density (g/cm³)");
-  cells += cell("", "Space group", markup_text(structure.space_group),
-                markup_text(structure.space_group));
-  cells += quantity(structure.shortest_ang, "Shortest distance (Å)");
+  cells += quantity(structure.quantities.density_g_cm3, "Density (g/cm³)");
+  cells += cell("", "Space group", markup_text(space_group_text(structure)),
+                markup_text(space_group_text(structure)));
+  cells += quantity(structure.quantities.shortest_distance_ang, "Shortest distance (Å)");
   // By the errors, then the warnings, then the notes.
   std::size_t weight = 0;
   for (const Severity severity : SEVERITIES) {
@@ -162,26 +157,29 @@ std::string numbers(const ReportedStructure& structure) {
   std::string out;
   if (record.ok) {
     out += entry("Atoms", std::to_string(record.natoms));
-    if (const auto& geometry = structure.geometry) {
+    if (const auto& geometry = structure.quantities.cell) {
       const auto& [a, b, c] = geometry->lengths_ang;
       const auto& [alpha, beta, gamma] = geometry->angles_deg;
-      out += entry("a, b, c", number(a, 7) + ", " + number(b, 7) + ", " + number(c, 7) + " Å");
+      out += entry("a, b, c",
+                   number_text(a, 7) + ", " + number_text(b, 7) + ", " + number_text(c, 7) + " Å");
       out += entry("α, β, γ", angle(alpha) + "°, " + angle(beta) + "°, " + angle(gamma) + "°");
-      if (geometry->volume_ang3) out += entry("Volume", number(*geometry->volume_ang3, 6) + " Å³");
+      if (geometry->volume_ang3)
+        out += entry("Volume", number_text(*geometry->volume_ang3, 6) + " Å³");
     } else {
       out += entry("Cell", "none");
     }
     if (!record.cell_provenance.empty()) {
       out += entry("Cell from", markup_text(record.cell_provenance));
     }
-    if (structure.density_g_cm3)
-      out += entry("Density", number(*structure.density_g_cm3, 4) + " g/cm³");
-    if (!structure.space_group.empty()) {
-      out += entry("Space group", markup_text(structure.space_group) +
+    if (structure.quantities.density_g_cm3)
+      out += entry("Density", number_text(*structure.quantities.density_g_cm3, 4) + " g/cm³");
+    if (structure.quantities.space_group) {
+      out += entry("Space group", markup_text(space_group_text(structure)) +
                                       " <span class=\"quiet\">within 0.01 Å</span>");
     }
-    if (structure.shortest_ang) {
-      out += entry("Shortest distance", number(*structure.shortest_ang, 6) + " Å");
+    if (structure.quantities.shortest_distance_ang) {
+      out += entry("Shortest distance",
+                   number_text(*structure.quantities.shortest_distance_ang, 6) + " Å");
     }
   }
   for (const auto& [label, text] : structure.more) out += entry(label, markup_text(text));
@@ -215,9 +213,9 @@ std::string findings(const ReportedStructure& structure) {
     out += "<li data-finding=\"" + std::to_string(i) + "\"><span class=\"badge " + name + "\">" +
            name + "</span> <code>" + markup_text(finding.code) + "</code><p>" +
            markup_text(finding.message) + "</p>";
-    if (const auto* rule = structure_ingest::internal::rule_of(finding.code)) {
-      out += "<p class=\"quiet\">" + markup_text(rule->meaning) +
-             "</p><p>To do: " + markup_text(rule->advice) + "</p>";
+    if (const auto kind = structure_ingest::finding_kind(finding.code)) {
+      out += "<p class=\"quiet\">" + markup_text(kind->meaning) +
+             "</p><p>To do: " + markup_text(kind->advice) + "</p>";
     }
     out += "</li>\n";
   }
@@ -245,19 +243,42 @@ std::string article(const ReportedStructure& structure, const std::string& id) {
                     markup_text(structure.source) + "</p></header>\n";
   out += record.ok ? "<div class=\"columns\">\n" : "<div class=\"columns alone\">\n";
   if (record.ok) {
-    out += "<figure><div class=\"stage\">\n" +
-           structure_ingest::internal::svg_text(record, {.marked = marked_atoms(structure)},
-                                                id + "-", false) +
-           "</div></figure>\n";
+    out +=
+        "<figure><div class=\"stage\">\n" +
+        structure_ingest::picture_svg_part(record, {.marked = marked_atoms(structure)}, id + "-") +
+        "</div></figure>\n";
   }
   out += "<div class=\"facts\">\n" + numbers(structure) + warnings(structure) + findings(structure);
   if (!structure.copy.empty()) {
     out += "<p class=\"copy\"><a class=\"button\" download=\"" + markup_text(structure.copy_name) +
-           "\" href=\"data:chemical/x-xyz;base64," + base64(structure.copy) +
+           "\" href=\"data:chemical/x-xyz;base64," +
+           structure_ingest::internal::base64(structure.copy) +
            "\">Download the exact copy</a> <span class=\"quiet\">extended XYZ, " +
            counted(structure.copy.size(), "byte") + "</span></p>\n";
   }
   return out + "</div>\n</div>\n</article>\n";
+}
+
+/// What the 3D view draws of a structure besides the atoms in its copy. Most atoms lie in the cell
+/// and on no face of it: only the others are named.
+Json drawing_json(const IngestedStructure& record) {
+  const structure_ingest::Drawing drawing = structure_ingest::drawing_of(record);
+  Json places = Json::array();
+  for (std::size_t i = 0; i < drawing.places.size(); ++i) {
+    const auto& [into_cell, on_face] = drawing.places[i];
+    if (into_cell == std::array{0, 0, 0} && on_face == std::array{false, false, false}) continue;
+    places.push_back({i, into_cell[0], into_cell[1], into_cell[2],
+                      (on_face[0] ? 1 : 0) + (on_face[1] ? 2 : 0) + (on_face[2] ? 4 : 0)});
+  }
+  Json sticks = Json::array();
+  for (const auto& [first, second, cells] : drawing.sticks) {
+    sticks.push_back({first, second, cells[0], cells[1], cells[2]});
+  }
+  return {{"axes", drawing.axes},
+          {"periodic", drawing.has_cell},
+          {"places", std::move(places)},
+          {"sticks", std::move(sticks)},
+          {"without_sticks", drawing.without_sticks}};
 }
 
 /// What the scripts need besides the page itself: numbers and element symbols.
@@ -271,20 +292,15 @@ Json script_data(const Report& report) {
     }
     Json atoms = Json::array();
     for (const Finding& finding : structure.findings) atoms.push_back(finding.atoms);
-    structures.push_back(
-        {{"axes",
-          structure_ingest::internal::view_axes(structure.record, structure_ingest::View::angled)},
-         {"periodic", structure_ingest::internal::has_usable_cell(structure.record)},
-         {"marked", marked_atoms(structure)},
-         {"findings", std::move(atoms)}});
-    for (const auto& [symbol, count] :
-         structure_ingest::internal::symbol_counts(structure.record.symbols)) {
+    Json known = drawing_json(structure.record);
+    known["marked"] = marked_atoms(structure);
+    known["findings"] = std::move(atoms);
+    structures.push_back(std::move(known));
+    for (const std::string& symbol : structure.record.species) {
+      const structure_ingest::ElementLook look = structure_ingest::element_look(symbol);
       std::array<char, 8> colour{};
-      std::snprintf(colour.data(), colour.size(), "#%06x",
-                    static_cast<unsigned>(structure_ingest::internal::element_colour(symbol)));
-      elements[symbol] = {{"colour", colour.data()},
-                          {"radius", structure_ingest::internal::covalent_radius_ang(symbol)},
-                          {"non_metal", structure_ingest::internal::is_non_metal(symbol)}};
+      std::snprintf(colour.data(), colour.size(), "#%06x", static_cast<unsigned>(look.colour));
+      elements[symbol] = {{"colour", colour.data()}, {"radius", look.radius_ang}};
     }
   }
   return {{"elements", elements}, {"structures", std::move(structures)}};
@@ -314,7 +330,9 @@ std::string summary(const Report& report) {
 /// The licences, with their line breaks.
 std::string licences() {
   std::string out;
-  for (std::string_view rest = VIEWER_LICENCES; !rest.empty();) {
+  const std::string all =
+      std::string(embedded_text("LICENSE")).append("\n").append(embedded_text("LICENSE.bundled"));
+  for (std::string_view rest = all; !rest.empty();) {
     const std::size_t end = std::min(rest.find('\n'), rest.size());
     out += markup_text(rest.substr(0, end)) + "\n";
     rest.remove_prefix(std::min(end + 1, rest.size()));
@@ -332,22 +350,23 @@ std::string report_page(const Report& report) {
     articles += article(report.structures[i], id);
   }
   const std::string style =
-      "\n" + std::string(PAGE_CSS) + structure_ingest::internal::picture_style();
-  const std::string policy = "default-src 'none'; script-src " + policy_hash(VIEWER_JS) + " " +
-                             policy_hash(PAGE_JS) + "; style-src " + policy_hash(style) +
-                             "; img-src data: blob:; base-uri 'none'; form-action 'none'; "
-                             "require-trusted-types-for 'script'";
-  return filled(PAGE_HTML, {{"policy", policy},
-                            {"title", markup_text(report.title)},
-                            {"summary", markup_text(summary(report))},
-                            {"style", style},
-                            {"rows", std::move(rows)},
-                            {"articles", std::move(articles)},
-                            {"program", markup_text(report.program)},
-                            {"licences", licences()},
-                            {"data", script_json(script_data(report))},
-                            {"viewer", std::string(VIEWER_JS)},
-                            {"script", std::string(PAGE_JS)}});
+      "\n" + std::string(embedded_text("page.css")) + structure_ingest::picture_style();
+  const std::string policy =
+      "default-src 'none'; script-src " + policy_hash(embedded_text("3Dmol-min.js")) + " " +
+      policy_hash(embedded_text("page.js")) + "; style-src " + policy_hash(style) +
+      "; img-src data: blob:; base-uri 'none'; form-action 'none'; "
+      "require-trusted-types-for 'script'";
+  return filled(embedded_text("page.html"), {{"policy", policy},
+                                             {"title", markup_text(report.title)},
+                                             {"summary", markup_text(summary(report))},
+                                             {"style", style},
+                                             {"rows", std::move(rows)},
+                                             {"articles", std::move(articles)},
+                                             {"program", markup_text(report.program)},
+                                             {"licences", licences()},
+                                             {"data", script_json(script_data(report))},
+                                             {"viewer", std::string(embedded_text("3Dmol-min.js"))},
+                                             {"script", std::string(embedded_text("page.js"))}});
 }
 
 }  // namespace apps

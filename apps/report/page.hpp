@@ -1,15 +1,18 @@
 // The report: one HTML page on many structures, with all that it needs inside.
 #pragma once
 
-#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "structure_ingest/record/cell_geometry.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 
 namespace apps {
+
+/// The files that a page is made of: page.html, page.css, page.js, 3Dmol-min.js and licences. See
+/// cmake/embed.cmake.
+std::string_view embedded_text(std::string_view file_name);
 
 /// What the page says of one structure. Texts are bytes as they were found; the page makes them
 /// harmless.
@@ -17,10 +20,7 @@ struct ReportedStructure {
   structure_ingest::IngestedStructure record{};
   std::string source{};       // the file that the user supplied
   std::string fingerprint{};  // of that file
-  std::optional<structure_ingest::internal::CellGeometry> geometry{};
-  std::optional<double> density_g_cm3{};
-  std::optional<double> shortest_ang{};
-  std::string space_group{};  // "Fm-3m (225)"
+  structure_ingest::Quantities quantities{};
   std::vector<structure_ingest::Finding> findings{};
   std::string copy{};       // the bytes of the canonical copy; empty when there is none
   std::string copy_name{};  // the name to save it under

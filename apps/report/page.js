@@ -166,8 +166,7 @@
     return { symbols, positions, cell, inverse };
   }
 
-  const UNKNOWN_RADIUS = 1.5;
-  const radius_of = (symbol) => data.elements[symbol].radius || UNKNOWN_RADIUS;
+  const radius_of = (symbol) => data.elements[symbol].radius;
   const name_of = (structure, atom) => `${structure.symbols[atom]} ${atom}`;
   const is_finite = (at) => at.every((x) => Math.abs(x) < 1e7);
 
@@ -176,80 +175,61 @@
       (result, row, i) => plus(result, structure.cell[i], -Math.floor(dot(row, at) + 1e-6)), at);
   }
 
-  // What is shown of a structure: sites, each an atom and a place; images lie on the faces of the cell.
-  function sites_of(structure, options) {
+  // The place of an atom moved by whole lattice vectors.
+  function moved(structure, atom, cells) {
+    return structure.cell
+      ? cells.reduce((at, times, i) => plus(at, structure.cell[i], times), structure.positions[atom])
+      : structure.positions[atom];
+  }
+
+  // What is shown of a structure: sites, each an atom and by how many lattice vectors it is moved.
+  // Where atoms lie in the cell, and which of them are joined, the page was told.
+  function sites_of(structure, known, options) {
     const times = options.repeat && structure.cell ? 2 : 1;
-    const shifts = [];
-    for (let i = 0; i < times; ++i)
-      for (let j = 0; j < times; ++j)
-        for (let k = 0; k < times; ++k)
-          shifts.push(structure.cell
-            ? plus(plus(plus([0, 0, 0], structure.cell[0], i), structure.cell[1], j), structure.cell[2], k)
-            : [0, 0, 0]);
+    const places = new Map(known.places.map(([atom, i, j, k, faces]) => [atom, { into: [i, j, k], faces }]));
     const sites = [];
     structure.positions.forEach((given, atom) => {
       if (!is_finite(given)) return;
-      const at = options.wrap && structure.cell ? wrapped(structure, given) : given;
-      shifts.forEach((shift, i) => sites.push({ atom, at: plus(at, shift), image: i > 0 }));
+      const { into, faces } = places.get(atom) || { into: [0, 0, 0], faces: 0 };
+      const on_face = (i) => (faces >> i) & 1;
+      const inside = into.every((cells, i) => cells === 0 || (cells === -1 && on_face(i)));
+      // Atoms outside the cell stay there, unless they are wrapped into it.
+      const with_images = options.faces && (options.wrap || inside);
+      const from = options.wrap || with_images ? into : [0, 0, 0];
+      const own = options.wrap ? into : [0, 0, 0];
+      const ends = [0, 1, 2].map((i) => times + (with_images && on_face(i) ? 1 : 0));
+      for (let i = 0; i < ends[0]; ++i)
+        for (let j = 0; j < ends[1]; ++j)
+          for (let k = 0; k < ends[2]; ++k) {
+            const cells = [from[0] + i, from[1] + j, from[2] + k];
+            const image = cells.some((each, axis) => each !== own[axis]);
+            sites.push({ atom, cells, at: moved(structure, atom, cells), image });
+          }
     });
-    if (structure.cell && options.faces) add_face_images(structure, sites, times);
-    return sites;
+    // The atoms themselves come first, so that measures find them.
+    return sites.sort((a, b) => a.image - b.image);
   }
 
-  function add_face_images(structure, sites, times) {
-    const near = structure.inverse.map((row) => 0.05 * length(row));
-    const count = sites.length;
-    for (let s = 0; s < count; ++s) {
-      const { atom, at } = sites[s];
-      const steps = structure.inverse.map((row, i) => {
-        const fraction = dot(row, at);
-        if (fraction < -near[i] || fraction > times + near[i]) return NaN;
-        return fraction <= near[i] ? times : fraction >= times - near[i] ? -times : 0;
-      });
-      if (steps.some(Number.isNaN)) continue;
-      for (let mask = 1; mask < 8; ++mask) {
-        if (steps.some((step, i) => mask & (1 << i) && step === 0)) continue;
-        const moved = steps.reduce(
-          (place, step, i) => (mask & (1 << i) ? plus(place, structure.cell[i], step) : place), at);
-        sites.push({ atom, at: moved, image: true });
+  function bonds_of(known, sites) {
+    const key = (atom, cells) => `${atom} ${cells}`;
+    const index = new Map(sites.map((site, i) => [key(site.atom, site.cells), i]));
+    const of_atom = new Map();
+    sites.forEach((site, i) => of_atom.set(site.atom, [...(of_atom.get(site.atom) || []), i]));
+    const bonds = sites.map(() => []);
+    for (const [first, second, ...cells] of known.sticks) {
+      for (const from of of_atom.get(first) || []) {
+        const to = index.get(key(second, sites[from].cells.map((each, i) => each + cells[i])));
+        if (to === undefined) continue;
+        bonds[from].push(to);
+        bonds[to].push(from);
       }
     }
-  }
-
-  // The neighbours of each site that are closer than the covalent radii and 0.4 Å, by a grid of bins.
-  // As in the still picture, two metals that both have a non-metal beside them are not joined.
-  function bonds_of(structure, sites) {
-    const reach = sites.map((site) => radius_of(structure.symbols[site.atom]) + 0.2);
-    const width = 2 * reach.reduce((most, each) => Math.max(most, each), 0.5);
-    const bins = new Map();
-    const bin_of = (at) => at.map((x) => Math.floor(x / width));
-    sites.forEach((site, i) => {
-      const key = bin_of(site.at).join();
-      if (!bins.has(key)) bins.set(key, []);
-      bins.get(key).push(i);
-    });
-    const bonds = sites.map(() => []);
-    sites.forEach((site, i) => {
-      const [x, y, z] = bin_of(site.at);
-      for (let dx = -1; dx <= 1; ++dx)
-        for (let dy = -1; dy <= 1; ++dy)
-          for (let dz = -1; dz <= 1; ++dz)
-            for (const k of bins.get([x + dx, y + dy, z + dz].join()) || [])
-              if (k > i && length(minus(site.at, sites[k].at)) < reach[i] + reach[k]) {
-                bonds[i].push(k);
-                bonds[k].push(i);
-              }
-    });
-    const non_metal = sites.map((site) => data.elements[structure.symbols[site.atom]].non_metal);
-    const beside = bonds.map((others) => others.some((k) => non_metal[k]));
-    return bonds.map((others, i) =>
-      others.filter((k) => non_metal[i] || non_metal[k] || !beside[i] || !beside[k]));
+    return bonds;
   }
 
   // ---- The 3D view: one for the page, which moves to the structure that is open ----
 
   const MOST_AT_ONCE = 5000;  // of more atoms the view opens on request
-  const MOST_WITH_STICKS = 3000; // sites
   const MOST_SITES = 60000;
   const AXIS_COLOURS = ["#d0453e", "#2e9150", "#3b6fd1"];
   const MARK_COLOUR = "#d6249f";
@@ -368,10 +348,10 @@
   // this is left to who called.
   function build() {
     const { viewer, structure } = view;
-    const sites = sites_of(structure, options);
+    const sites = sites_of(structure, view.known, options);
     view.sites = sites;
-    const with_sticks = options.style === "sticks" && sites.length <= MOST_WITH_STICKS;
-    const bonds = with_sticks ? bonds_of(structure, sites) : null;
+    const with_sticks = options.style === "sticks" && !view.known.without_sticks;
+    const bonds = with_sticks ? bonds_of(view.known, sites) : null;
     clear();
     const model = viewer.addModel();
     model.addAtoms(sites.map((site, i) => ({

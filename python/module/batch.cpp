@@ -4,7 +4,7 @@
 #include "python/module/record.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/ingest/batch.hpp"
+#include "structure_ingest/host.hpp"
 
 namespace structure_ingest::python {
 

@@ -3,47 +3,37 @@
 #include <cmath>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
 #include "python/module/package.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/check/rules.hpp"
-#include "structure_ingest/check/subject.hpp"
-#include "structure_ingest/ingest/canonical_xyz.hpp"
-#include "structure_ingest/record/cell_geometry.hpp"
+#include "structure_ingest/structure_ingest.hpp"
 
 namespace structure_ingest::python {
 namespace {
 
 /// All that is computed without Python's lock.
 struct Checked {
-  IngestedStructure record;
+  IngestedStructure record{};
   std::vector<Finding> findings{};
-  std::optional<internal::FoundSymmetry> symmetry{};
-  std::optional<double> volume_ang3{};
-  std::optional<double> density_g_cm3{};
+  std::optional<SpaceGroup> space_group{};
+  Quantities quantities{};
   std::string canonical_sha256{};
 };
 
 Checked read_and_check(StructureParser& parser, const std::string& path, bool symmetry) {
-  Checked read{.record = parser.parse_with_fingerprint(path)};
-  const IngestedStructure& record = read.record;
-  internal::Subject subject{
-      .record = record, .reader_warnings = parser.reader_warnings(), .search_symmetry = symmetry};
-  internal::look_at(subject);
-  read.findings = internal::findings_on(subject);
-  read.symmetry = subject.symmetry;
-  if (!record.ok) return read;
-  if (record.cell_ang) {
-    const auto geometry = internal::geometry_of(*record.cell_ang);
-    if (geometry) read.volume_ang3 = geometry->volume_ang3;
-  }
-  if (read.volume_ang3) {
-    read.density_g_cm3 = internal::density_g_cm3(record.symbols, *read.volume_ang3);
-  }
-  read.canonical_sha256 = internal::sha256_hex(internal::canonical_xyz_text(record));
+  Checked read;
+  ParsedStructure parsed = parser.parse(path, {.fingerprint = true, .content = true});
+  read.findings =
+      check_structure(parsed, {.search_symmetry = symmetry, .space_group = &read.space_group});
+  read.record = std::move(parsed.record);
+  if (!read.record.ok) return read;
+  read.quantities = quantities_of(read.record);
+  read.canonical_sha256 = internal::sha256_hex(canonical_xyz_text(read.record));
   return read;
 }
 
@@ -61,22 +51,6 @@ py::list finite_rows(const std::vector<Vector3>& vectors) {
     }
   }
   return rows;
-}
-
-py::list finding_dicts(const std::vector<Finding>& findings) {
-  py::list list;
-  for (const Finding& finding : findings) {
-    py::dict dict;
-    dict["code"] = str_of(finding.code);
-    dict["severity"] = severity_name(finding.severity);
-    dict["message"] = str_of(finding.message);
-    py::list atoms;
-    for (const std::size_t atom : finding.atoms) atoms.append(atom);
-    dict["atoms"] = atoms;
-    dict["source"] = str_of(finding.source);
-    list.append(dict);
-  }
-  return list;
 }
 
 }  // namespace
@@ -99,12 +73,13 @@ py::dict bulk_row(Reader& reader, const py::handle& path, bool begins_batch, boo
   row["species"] = list_of(record.species);
   row["cell_ang"] = record.cell_ang ? py::object(finite_rows(*record.cell_ang)) : py::none();
   row["cell_provenance"] = str_of(record.cell_provenance);
-  row["volume_ang3"] = number_or_none(read.volume_ang3);
-  row["density_g_cm3"] = number_or_none(read.density_g_cm3);
-  row["space_group"] = read.symmetry ? py::object(str_of(read.symmetry->name)) : py::none();
+  const auto volume = read.quantities.cell ? read.quantities.cell->volume_ang3 : std::nullopt;
+  row["volume_ang3"] = number_or_none(volume);
+  row["density_g_cm3"] = number_or_none(read.quantities.density_g_cm3);
+  row["space_group"] = read.space_group ? py::object(str_of(read.space_group->name)) : py::none();
   row["space_group_number"] =
-      read.symmetry ? py::object(py::int_(read.symmetry->number)) : py::none();
-  row["findings"] = finding_dicts(read.findings);
+      read.space_group ? py::object(py::int_(read.space_group->number)) : py::none();
+  row["findings"] = object_of(findings_list(read.findings));
   row["warnings"] = list_of(record.warnings);
   row["canonical_sha256"] = record.ok ? py::object(str_of(read.canonical_sha256)) : py::none();
   if (atoms) {

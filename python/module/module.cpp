@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "python/module/batch.hpp"
@@ -22,14 +24,8 @@
 #include "python/module/upkeep.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/discovery/hydrate_through.hpp"
-#include "structure_ingest/discovery/relevance_filter.hpp"
-#include "structure_ingest/ingest/canonical_xyz.hpp"
-#include "structure_ingest/ingest/entries.hpp"
-#include "structure_ingest/readers/companion_cell.hpp"
+#include "structure_ingest/host.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
-#include "structure_ingest/readers/xyz.hpp"
-#include "structure_ingest/record/chemistry.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 
 namespace structure_ingest::python {
@@ -50,11 +46,11 @@ Progress interruptible() {
 }
 
 /// What a limit on candidates lets through, at least one.
-std::size_t considered(const py::handle& limit) {
+int considered(const py::handle& limit) {
   const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(limit.ptr()));
   if (!number) throw py::error_already_set();
   const Py_ssize_t size = PyNumber_AsSsize_t(number.ptr(), nullptr);  // clips
-  return static_cast<std::size_t>(std::max<Py_ssize_t>(size, 1));
+  return static_cast<int>(std::clamp<Py_ssize_t>(size, 1, std::numeric_limits<int>::max()));
 }
 
 std::string kind_in(const py::handle& kinds, const std::string& identity) {
@@ -62,19 +58,24 @@ std::string kind_in(const py::handle& kinds, const std::string& identity) {
   return is_true(kind) ? text_of(kind) : "";
 }
 
+/// What both ways of taking files in have in common.
+BatchOptions batch_options() {
+  return {.progress = interruptible(), .check = false};
+}
+
 py::list ingest(Reader* reader, const py::handle& project_path, const py::handle& paths,
                 const py::handle& limit, const py::object& discovery_by_path) {
   use_known_symbols();
+  BatchOptions options = batch_options();
   internal::BatchInput input{.project = internal::resolve_path(path_of(project_path)),
                              .candidates = {},
                              .limit = 0,
                              .discovery_of = [](const std::string&) { return std::string(); },
-                             .progress = interruptible(),
-                             .check = false};
+                             .options = options};
   const py::list candidates = new_list_of(paths);
   input.limit = considered(limit);
   for (const py::handle& path : candidates) {
-    if (input.candidates.size() == input.limit) break;
+    if (input.candidates.size() == static_cast<std::size_t>(input.limit)) break;
     input.candidates.push_back({.text = text_of(path)});
   }
   if (is_true(discovery_by_path)) {
@@ -82,12 +83,12 @@ py::list ingest(Reader* reader, const py::handle& project_path, const py::handle
       return in_python([&] { return kind_in(discovery_by_path, identity); });
     };
   }
-  const internal::Ingested ingested = with_parser(reader, [&](StructureParser& parser) {
-    input.parser = &parser;
+  const IngestOutcome outcome = with_parser(reader, [&](StructureParser& parser) {
+    options.parser = &parser;
     internal::PathResolver resolver;
     return internal::ingested_entries(input, resolver);
   });
-  py::list entries = entry_objects(ingested.entries);
+  py::list entries = entry_objects(outcome.entries);
   write_manifest(input.project, entries);
   return entries;
 }
@@ -97,28 +98,28 @@ py::list hydrate(Reader* reader, const py::object& mapping, const py::handle& ex
   State state(mapping);
   HydrateOptions options{.extra_paths = state.extra_paths(extra_paths),
                          .collaborators = collaborators(),
-                         .progress = interruptible(),
-                         .check = false};
-  const internal::StateDoor door = state.door();
-  const HydrateOutcome outcome = with_parser(reader, [&](StructureParser& parser) {
-    options.parser = &parser;
-    return internal::hydrate_through(door, options);
+                         .batch = batch_options()};
+  const internal::StateHost host = state.host();
+  with_parser(reader, [&](StructureParser& parser) {
+    options.batch.parser = &parser;
+    return internal::hydrate_state(host, options);
   });
-  return outcome.taken.empty() ? py::list() : state.entries();
+  return state.taken();
 }
 
 py::tuple drop_unrelated(const py::object& entries, const py::object& mapping) {
   State state(mapping);
-  state.take_entries(entries);
-  const internal::Filtered filtered = internal::drop_unrelated(state.door(), state.entries().size(),
-                                                               agent_modules().ROLE_UNRELATED);
+  std::vector<std::size_t> places(state.take_entries(entries));
+  std::iota(places.begin(), places.end(), std::size_t{0});
+  const internal::RelevanceResult result =
+      internal::drop_unrelated(state.host(), places, agent_modules().ROLE_UNRELATED);
   py::list notes;
-  for (const DroppedStructure& dropped : filtered.dropped) {
+  for (const DroppedStructure& dropped : result.dropped) {
     notes.append(str_of(internal::note_on(dropped)));
   }
   if (notes.empty()) return py::make_tuple(entries, notes);
   py::list kept;
-  for (const std::size_t place : filtered.kept) kept.append(entries[py::int_(place)]);
+  for (const std::size_t place : result.kept) kept.append(entries[py::int_(place)]);
   return py::make_tuple(kept, notes);
 }
 
@@ -166,12 +167,11 @@ py::tuple check(Reader* reader, const py::handle& path) {
   const std::string file = path_of(path);
   const CheckedStructure checked = with_parser(reader, [&](StructureParser& parser) {
     parser.begin_batch();
-    CheckedStructure result{.record = parser.parse(file), .findings = {}};
-    result.findings = check_structure(
-        result.record, {.reader_warnings = parser.reader_warnings(), .search_symmetry = true});
-    return result;
+    ParsedStructure parsed = parser.parse(file, {.content = true});
+    std::vector<Finding> findings = check_structure(parsed, {.search_symmetry = true});
+    return CheckedStructure{.record = std::move(parsed.record), .findings = std::move(findings)};
   });
-  return py::make_tuple(record_object(checked.record), finding_tuples(checked.findings));
+  return py::make_tuple(record_object(checked.record), object_of(findings_list(checked.findings)));
 }
 
 py::list frames(const py::handle& path, std::size_t first, const std::optional<std::size_t>& last) {

@@ -11,7 +11,7 @@
 #include "python/module/json_values.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/host.hpp"
 
 namespace structure_ingest::python {
 namespace {

@@ -7,7 +7,7 @@
 #include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
 #include "python/module/text.hpp"
-#include "structure_ingest/ingest/entries.hpp"
+#include "structure_ingest/host.hpp"
 
 namespace structure_ingest::python {
 namespace {

@@ -9,7 +9,8 @@
 #include "python/module/lists.hpp"
 #include "python/module/package.hpp"
 #include "python/module/text.hpp"
-#include "structure_ingest/discovery/relevance_filter.hpp"
+#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/host.hpp"
 
 namespace structure_ingest::python {
 namespace {
@@ -106,34 +107,33 @@ Json assessed_entry(const py::handle& entry) {
 
 State::State(py::object mapping) : mapping_(std::move(mapping)) {}
 
-internal::StateDoor State::door() {
+internal::StateHost State::host() {
   return {
       .value = [this](std::string_view key) { return in_python([&] { return value(key); }); },
       .learn_root =
           [this](const std::string& folder) {
             in_python([&] { set("source_workspace_root", str_of(folder)); });
           },
-      .write_manifest =
+      .take_batch =
           [this](const std::string& project, const std::vector<SourceEntry>& entries) {
-            return in_python([&] { return write_manifest(project, entries); });
+            return in_python([&] { return take_batch(project, entries); });
           },
       .entry = [this](std::size_t place) -> const Json& {
         in_python([&] { entry(place); });
         return entry_;
       },
-      .keep = [this](const auto& places) { in_python([&] { keep(places); }); },
       .assess =
-          [this](const std::string& request) { return in_python([&] { return assess(request); }); },
-      .take_out = nullptr,  // only a refreshing hydration asks for it
-      .put_sources = [this] { in_python([&] { put_sources(); }); },
-      .add_notes = [this](const auto& added) { in_python([&] { add_notes(added); }); },
+          [this](const std::vector<std::size_t>& places, const std::string& request) {
+            return in_python([&] { return assess(places, request); });
+          },
+      .apply = [this](const internal::StateChange& change) { in_python([&] { apply(change); }); },
       .report = [this](const std::exception_ptr& error) { in_python([&] { report(error); }); },
   };
 }
 
-py::list State::entries() const {
+py::list State::entries_at(const std::vector<std::size_t>& places) const {
   py::list list;
-  for (const py::object& entry : entries_) list.append(entry);
+  for (const std::size_t place : places) list.append(entries_[place]);
   return list;
 }
 
@@ -151,11 +151,12 @@ std::vector<std::string> State::extra_paths(const py::handle& paths) {
   return texts;
 }
 
-void State::take_entries(const py::handle& entries) {
+std::size_t State::take_entries(const py::handle& entries) {
   entries_.clear();
   for (const py::handle& entry : py::iter(entries)) {
     entries_.push_back(py::reinterpret_borrow<py::object>(entry));
   }
+  return entries_.size();
 }
 
 /// The value at a key, of nested mappings where the key has dots.
@@ -233,24 +234,17 @@ const Json& State::entry(std::size_t place) {
   return entry_;
 }
 
-std::string State::write_manifest(const std::string& project,
-                                  const std::vector<SourceEntry>& entries) {
+std::string State::take_batch(const std::string& project, const std::vector<SourceEntry>& entries) {
   const py::list objects = entry_objects(entries);
   take_entries(objects);
-  return python::write_manifest(project, objects);
+  return write_manifest(project, objects);
 }
 
-void State::keep(const std::vector<std::size_t>& places) {
-  std::vector<py::object> kept;
-  kept.reserve(places.size());
-  for (const std::size_t place : places) kept.push_back(entries_[place]);
-  entries_ = std::move(kept);
-}
-
-std::function<RelevanceReport()> State::assess(const std::string& request) {
+std::function<RelevanceReport()> State::assess(const std::vector<std::size_t>& places,
+                                               const std::string& request) {
   if (!has_agent()) {
     std::vector<Json> asked;
-    for (const py::object& entry : entries_) asked.push_back(assessed_entry(entry));
+    for (const std::size_t place : places) asked.push_back(assessed_entry(entries_[place]));
     Json known = Json::array();
     for (const py::handle& entry : existing_) known.push_back(assessed_entry(entry));
     const Json state = {{"structure_sources", known}};
@@ -260,12 +254,12 @@ std::function<RelevanceReport()> State::assess(const std::string& request) {
   }
   const py::object ask = agent_name("structure_relevance", "assess_structure_relevance");
   role_ = agent_name("structure_relevance", "ROLE_UNRELATED");
-  report_ = ask(entries(), str_of(request), mapping_);
-  return [this] { return in_python([&] { return read_report(); }); };
+  report_ = ask(entries_at(places), str_of(request), mapping_);
+  return [this, places] { return in_python([&] { return read_report(places); }); };
 }
 
 /// The verdicts that drop a structure, in their order; the others have no effect.
-RelevanceReport State::read_report() {
+RelevanceReport State::read_report(const std::vector<std::size_t>& places) {
   RelevanceReport report;
   std::set<std::string> sources;
   std::map<std::string, std::exception_ptr> no_reason;
@@ -291,30 +285,35 @@ RelevanceReport State::read_report() {
                                .confidence = CONFIDENCE_TO_DROP,
                                .reason = std::move(reason)});
   }
-  if (!no_reason.empty()) refuse_missing_reasons(sources, no_reason);
+  if (!no_reason.empty()) refuse_missing_reasons(places, sources, no_reason);
   return report;
 }
 
 /// A reason is needed only for the note on an entry that is dropped.
-void State::refuse_missing_reasons(const std::set<std::string>& sources,
+void State::refuse_missing_reasons(const std::vector<std::size_t>& places,
+                                   const std::set<std::string>& sources,
                                    const std::map<std::string, std::exception_ptr>& no_reason) {
-  for (std::size_t i = 0; i < entries_.size(); ++i) {
-    const internal::EntryNames names = internal::names_of(entry(i));
+  for (const std::size_t place : places) {
+    const internal::EntryNames names = internal::names_of(entry(place));
     const auto failed =
         no_reason.find(sources.contains(names.file_name) ? names.file_name : names.path);
     if (failed != no_reason.end()) std::rethrow_exception(failed->second);
   }
 }
 
-void State::put_sources() {
-  const py::list added = entries();
-  set("structure_sources", added + existing_);
-}
-
-void State::add_notes(const std::vector<std::string>& added) {
+void State::apply(const internal::StateChange& change) {
+  const py::list taken = entries_at(change.taken);
+  set("structure_sources", taken + existing_);
+  std::vector<std::string> known;
+  for (const Json& note : *value("structure_notes")) {
+    if (note.is_string()) known.push_back(note.get<std::string>());
+  }
   py::list notes = notes_;
-  for (const std::string& note : added) notes.append(str_of(note));
+  for (const std::string& note : internal::new_notes(known, change.notes)) {
+    notes.append(str_of(note));
+  }
   set("structure_notes", notes);
+  taken_ = taken;  // only now: of a call that failed nothing is returned
 }
 
 void State::set(const char* key, const py::object& value) {

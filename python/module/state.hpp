@@ -12,8 +12,9 @@
 #include <string_view>
 #include <vector>
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/discovery/state_door.hpp"
+#include "structure_ingest/host.hpp"
 
 namespace structure_ingest::python {
 
@@ -21,37 +22,39 @@ namespace py = pybind11;
 
 /// A mapping that the caller owns. It is changed in place: what was in it stays the same objects.
 /// Values are converted one by one, when a hydration asks for them; those that are only kept are
-/// never looked into. Make and destroy one with Python's lock held; the door takes the lock itself.
+/// never looked into. Make and destroy one with Python's lock held; the host takes the lock itself.
 class State {
  public:
   explicit State(py::object mapping);
 
   /// It must not outlive the state.
-  internal::StateDoor door();
+  internal::StateHost host();
 
   /// The texts of the paths that the caller names. What fails here fails when the attachments are
   /// asked for: these are the first that a hydration offers behind them.
   std::vector<std::string> extra_paths(const py::handle& paths);
 
-  /// The entries that are left: after a hydration those that were added.
-  py::list entries() const;
+  /// After a hydration, the entries that were added.
+  const py::list& taken() const { return taken_; }
 
-  /// Asks the assessor about these entries, which a caller gives in any form.
-  void take_entries(const py::handle& entries);
+  /// Takes these entries, which a caller gives in any form, for those of the batch; returns how
+  /// many there are.
+  std::size_t take_entries(const py::handle& entries);
 
  private:
   const Json* value(std::string_view key);
   const Json& entry(std::size_t place);
   Json sources();
   Json notes();
-  std::string write_manifest(const std::string& project, const std::vector<SourceEntry>& entries);
-  void keep(const std::vector<std::size_t>& places);
-  std::function<RelevanceReport()> assess(const std::string& request);
-  RelevanceReport read_report();
-  void refuse_missing_reasons(const std::set<std::string>& sources,
+  std::string take_batch(const std::string& project, const std::vector<SourceEntry>& entries);
+  py::list entries_at(const std::vector<std::size_t>& places) const;
+  std::function<RelevanceReport()> assess(const std::vector<std::size_t>& places,
+                                          const std::string& request);
+  RelevanceReport read_report(const std::vector<std::size_t>& places);
+  void refuse_missing_reasons(const std::vector<std::size_t>& places,
+                              const std::set<std::string>& sources,
                               const std::map<std::string, std::exception_ptr>& no_reason);
-  void put_sources();
-  void add_notes(const std::vector<std::string>& notes);
+  void apply(const internal::StateChange& change);
   void report(const std::exception_ptr& error);
   py::object at(std::string_view key);
   void set(const char* key, const py::object& value);
@@ -59,7 +62,8 @@ class State {
   py::object mapping_;
   std::map<std::string, Json, std::less<>> values_;  // the latest of each key
   Json entry_;
-  std::vector<py::object> entries_;
+  std::vector<py::object> entries_;  // of the batch
+  py::list taken_;
   std::exception_ptr failed_paths_;
   py::list existing_;  // the mappings in "structure_sources"
   py::list notes_;     // the elements of "structure_notes"

@@ -64,7 +64,7 @@ class CheckedStructure:
 
 def _checked(reader, path):
     record, findings = _core.check(reader, path)
-    return CheckedStructure(record, [Finding(*finding) for finding in findings])
+    return CheckedStructure(record, [Finding(**finding) for finding in findings])
 
 
 class Reader:

@@ -2,6 +2,7 @@
 
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <memory>
@@ -52,6 +53,29 @@ std::string sha256_hex_of_file(const std::string& path) {
   const auto piece = std::make_unique_for_overwrite<char[]>(size);
   while (const std::size_t count = file.read(piece.get(), size)) digest.add({piece.get(), count});
   return digest.hex();
+}
+
+std::string sha256_bytes(std::string_view bytes) {
+  std::string digest(32, '\0');
+  require_success(EVP_Digest(bytes.data(), bytes.size(),
+                             reinterpret_cast<unsigned char*>(digest.data()), nullptr, EVP_sha256(),
+                             nullptr));
+  return digest;
+}
+
+std::string base64(std::string_view bytes) {
+  constexpr std::size_t MOST = std::size_t{3} << 20;  // of one call, which counts in int
+  std::string text;
+  text.reserve((bytes.size() + 2) / 3 * 4);
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), MOST))) {
+    const std::string_view part = bytes.substr(0, MOST);
+    std::string encoded(part.size() / 3 * 4 + 5, '\0');  // with a NUL at its end
+    const int size = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(encoded.data()),
+                                     reinterpret_cast<const unsigned char*>(part.data()),
+                                     static_cast<int>(part.size()));
+    text.append(encoded, 0, static_cast<std::size_t>(size));
+  }
+  return text;
 }
 
 }  // namespace structure_ingest::internal

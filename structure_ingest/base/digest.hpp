@@ -1,4 +1,4 @@
-// SHA-256 digests in lower-case hexadecimal.
+// SHA-256 digests in lower-case hexadecimal, and bytes as base64.
 #pragma once
 
 #include <openssl/types.h>
@@ -31,5 +31,11 @@ std::string sha256_hex(std::string_view bytes);
 /// The digest of a regular file, read in pieces. Throws std::filesystem::filesystem_error when the
 /// file cannot be read.
 std::string sha256_hex_of_file(const std::string& path);
+
+/// The 32 bytes of the digest of `bytes`.
+std::string sha256_bytes(std::string_view bytes);
+
+/// Bytes as base64 text, without line breaks.
+std::string base64(std::string_view bytes);
 
 }  // namespace structure_ingest::internal

@@ -8,6 +8,7 @@
 #include <sys/vfs.h>
 
 #include <algorithm>
+#include <array>
 #include <system_error>
 
 #include "structure_ingest/base/words.hpp"
@@ -151,6 +152,21 @@ std::string read_file(const std::string& path) {
       return content;
     }
   }
+}
+
+std::string beginning_of(const std::string& path, std::size_t most) {
+  std::string bytes;
+  try {
+    InputFile file(path);
+    std::array<char, std::size_t{1} << 14> piece;
+    while (const std::size_t count =
+               file.read(piece.data(), std::min(piece.size(), most - bytes.size()))) {
+      bytes.append(piece.data(), count);
+    }
+  } catch (const std::system_error&) {
+    bytes.clear();
+  }
+  return bytes;
 }
 
 }  // namespace structure_ingest::internal

@@ -110,4 +110,7 @@ inline constexpr std::size_t MAX_WHOLE_FILE = std::size_t{1} << 30;
 /// The bytes of a regular file of up to MAX_WHOLE_FILE; a larger one is an error.
 std::string read_file(const std::string& path);
 
+/// Up to `most` bytes from the beginning of a regular file; empty when it cannot be read.
+std::string beginning_of(const std::string& path, std::size_t most);
+
 }  // namespace structure_ingest::internal

@@ -8,11 +8,9 @@
 #include <string_view>
 
 #include "structure_ingest/base/api.hpp"
+#include "structure_ingest/base/json_fwd.hpp"
 
 namespace structure_ingest {
-
-/// An insertion-ordered JSON value. Its strings are UTF-8.
-using Json = nlohmann::ordered_json;
 
 /// Thrown by `parse_json`. `what()` is the whole message on one line; the members are for callers
 /// with their own wording.

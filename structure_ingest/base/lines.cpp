@@ -19,8 +19,6 @@
 namespace structure_ingest::internal {
 namespace {
 
-constexpr std::size_t MAX_LINE = std::size_t{1} << 29;
-
 /// Bytes at which a line boundary may start.
 constexpr std::array<bool, 256> MAY_END_LINE = [] {
   std::array<bool, 256> table{};
@@ -68,10 +66,10 @@ std::size_t find_boundary(std::string_view text, std::size_t from) {
 
 }  // namespace
 
-LineReader::LineReader(const std::string& path, Sha256* digest, std::size_t piece_size)
+LineReader::LineReader(const std::string& path, const LineReaderOptions& options)
     : file_(path),
-      digest_(digest),
-      capacity_(2 * piece_size),
+      options_(options),
+      capacity_(2 * options.piece_size),
       text_(std::make_unique_for_overwrite<char[]>(capacity_ + LOOK_AHEAD)) {
   end_at(0);
 }
@@ -88,7 +86,7 @@ bool LineReader::read_more() {
   if (at_end_) return false;
   // Drop the returned lines: the buffer must not grow with the file.
   const std::size_t left = end_ - position_;
-  if (left > MAX_LINE) file_.refuse_as_too_large();
+  if (left > most_line_) file_.refuse_as_too_large();
   const char* const rest = text_.get() + position_;
   if (left > capacity_ / 2) {
     capacity_ *= 2;
@@ -101,7 +99,11 @@ bool LineReader::read_more() {
   clean_end_ -= std::min(clean_end_, position_);
   position_ = 0;
   const std::size_t count = file_.read(text_.get() + left, capacity_ - left);
-  if (digest_ != nullptr) digest_->add({text_.get() + left, count});
+  const std::string_view piece(text_.get() + left, count);
+  if (options_.digest != nullptr) options_.digest->add(piece);
+  if (options_.head != nullptr && taken_ == 0)
+    *options_.head = piece.substr(0, options_.piece_size);
+  taken_ += count;
   end_at(left + count);
   at_end_ = count == 0;
   return true;

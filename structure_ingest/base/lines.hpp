@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,18 +14,29 @@
 
 namespace structure_ingest::internal {
 
+/// Where the bytes of a file go while its lines are read; each may be null, and must outlive the
+/// reader.
+struct LineReaderOptions {
+  Sha256* digest = nullptr;                       // gets all bytes that are read
+  std::string* head = nullptr;                    // gets the first ones, at most one piece
+  std::size_t piece_size = std::size_t{1} << 16;  // of one read; tests make it small
+};
+
 /// Reads UTF-8 text; bytes that are not valid are dropped. A line ends at a line feed, a carriage
 /// return or both, and at U+000B, U+000C, U+001C to U+001E, U+0085, U+2028 and U+2029.
 /// Errors are those of InputFile; a line of more than 512 MiB is one.
 class LineReader {
  public:
-  /// Adds all bytes read to `digest`, unless it is null; the digest must outlive the reader.
-  /// `piece_size` is the size of one read; tests make it small.
-  explicit LineReader(const std::string& path, Sha256* digest = nullptr,
-                      std::size_t piece_size = std::size_t{1} << 16);
+  explicit LineReader(const std::string& path, const LineReaderOptions& options = {});
 
   /// The size of the file when it was opened, in bytes.
   std::size_t file_size() const { return file_.size(); }
+
+  /// How many bytes of the file have been read, those of lines that were not asked for included.
+  std::uint64_t taken() const { return taken_; }
+
+  /// From now on a line of more than `most` bytes is an error, so that it takes no memory.
+  void limit_lines(std::size_t most) { most_line_ = most; }
 
   /// The next line without its terminator, valid until the next call; nothing at the end. A
   /// terminator at the very end of the text does not start another line.
@@ -53,8 +65,10 @@ class LineReader {
   std::optional<std::string_view> last_line();
 
   InputFile file_;
-  Sha256* digest_;
+  LineReaderOptions options_;
   std::size_t capacity_;
+  std::size_t most_line_ = std::size_t{1} << 29;
+  std::uint64_t taken_ = 0;
   std::unique_ptr<char[]> text_;  // the buffered text, then LOOK_AHEAD zeros
   std::size_t position_ = 0;      // start of the next line
   std::size_t clean_end_ = 0;     // the text before this is valid UTF-8

@@ -1,6 +1,7 @@
 #include "structure_ingest/base/numbers.hpp"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <limits>
 #include <system_error>
@@ -113,6 +114,13 @@ std::optional<double> float_value(std::string_view token) {
   const std::optional<std::string> plain = plain_form(token);
   if (!plain || *plain == token) return std::nullopt;
   return plain_float(*plain);
+}
+
+std::string number_text(double value, int digits) {
+  std::array<char, 64> text{};
+  const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value,
+                                          std::chars_format::general, digits);
+  return {text.data(), error == std::errc() ? end : text.data()};
 }
 
 }  // namespace structure_ingest::internal

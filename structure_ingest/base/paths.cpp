@@ -198,6 +198,19 @@ std::string resolve_path(std::string_view path) {
   return resolved ? *resolved : without_dots(start);
 }
 
+std::string absolute_path(std::string_view path) {
+  refuse_nul(path);
+  const std::string whole = absolute(path);
+  std::string normal = without_dots(whole);
+  if (whole.find("/..") == std::string::npos) return normal;
+  const std::string resolved = resolve_path(whole);
+  return resolve_path(normal) == resolved ? normal : resolved;
+}
+
+std::string expanded_and_resolved(std::string_view path) {
+  return resolve_path(expand_home(path));
+}
+
 /// The resolved folder of a path: that of the folder above it and one look for a link.
 const std::optional<std::string>& PathResolver::folder_of(const std::string& path) {
   const std::string folder = parent_folder(path);

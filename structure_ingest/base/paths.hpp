@@ -47,6 +47,14 @@ std::string expand_home(std::string_view path);
 /// directory cannot be determined.
 std::string resolve_path(std::string_view path);
 
+/// The path of an existing or missing file here in its absolute form, without "." and "..", so that
+/// one file has one path. Links keep their names, but for those that a ".." follows: behind a link
+/// to a folder, ".." is not the folder that the path names before it.
+std::string absolute_path(std::string_view path);
+
+/// `resolve_path` of `expand_home`, and what they throw.
+std::string expanded_and_resolved(std::string_view path);
+
 /// Resolves the paths of one call, many of them in the same folders: asks the system about each
 /// folder once. May miss changes on the disk during its life.
 class PathResolver {

@@ -274,6 +274,10 @@ std::string printable_form(std::string_view text) {
   return out;
 }
 
+std::string counted(std::size_t count, std::string_view singular) {
+  return std::to_string(count).append(" ").append(singular).append(count == 1 ? "" : "s");
+}
+
 std::string quoted_form(std::string_view text) {
   const bool has_single = text.find('\'') != std::string_view::npos;
   const bool has_double = text.find('"') != std::string_view::npos;
@@ -291,6 +295,32 @@ std::string quoted_form(std::string_view text) {
     position += character.length;
   }
   out += quote;
+  return out;
+}
+
+std::string markup_text(std::string_view text) {
+  std::string out;
+  for (const char c : printable_form(text)) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&#39;";
+        break;
+      default:
+        out += c;
+    }
+  }
   return out;
 }
 

@@ -46,8 +46,16 @@ std::string printable_form(std::string_view text);
 /// file must not fill a terminal or a log.
 std::string shortened(std::string_view text, std::size_t most);
 
+/// "3 atoms", "1 atom".
+std::string counted(std::size_t count, std::string_view singular);
+
 /// `text` in quotes, with backslash escapes for unprintable characters: in single quotes, or in
 /// double quotes when the text holds a single quote and no double quote.
 std::string quoted_form(std::string_view text);
+
+/// `text` as it may stand between tags and in a quoted attribute: the characters that markup is
+/// made of as entities; control and formatting characters, those that change the direction of
+/// reading included, and bytes that are not UTF-8 as visible backslash escapes.
+std::string markup_text(std::string_view text);
 
 }  // namespace structure_ingest::internal

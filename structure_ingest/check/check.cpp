@@ -1,10 +1,11 @@
 #include "structure_ingest/check/check.hpp"
 
 #include <algorithm>
+#include <utility>
 
+#include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/rules.hpp"
-#include "structure_ingest/check/subject.hpp"
-#include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/readers/read_structure.hpp"
 
 namespace structure_ingest {
 
@@ -20,23 +21,37 @@ const char* severity_name(Severity severity) {
   return "note";
 }
 
-std::vector<Finding> check_structure(const IngestedStructure& record, const CheckOptions& options) {
-  internal::Subject subject{.record = record,
-                            .reader_warnings = options.reader_warnings,
-                            .search_symmetry = options.search_symmetry};
-  internal::look_at(subject);
-  return internal::findings_on(subject);
+namespace {
+
+std::vector<Finding> check(const IngestedStructure& record, const FileContent& content,
+                           const CheckOptions& options) {
+  internal::CheckInput input{
+      .record = record, .content = content, .search_symmetry = options.search_symmetry};
+  internal::derive(input);
+  if (options.space_group != nullptr) *options.space_group = input.symmetry;
+  return internal::findings_on(input);
 }
 
-std::vector<Finding> internal::findings_on(const Subject& subject) {
+}  // namespace
+
+std::vector<Finding> check_structure(const ParsedStructure& parsed, const CheckOptions& options) {
+  if (!parsed.content) return check_structure(parsed.record, options);
+  return check(parsed.record, *parsed.content, options);
+}
+
+std::vector<Finding> check_structure(const IngestedStructure& record, const CheckOptions& options) {
+  return check(record, internal::content_of_file(record), options);
+}
+
+std::vector<Finding> internal::findings_on(const CheckInput& input) {
   std::vector<Finding> findings;
   for (const Rule& rule : rules()) {
-    for (Seen& seen : rule.look(subject)) {
-      findings.push_back({.code = rule.code,
-                          .severity = seen.severity.value_or(rule.worst),
-                          .message = std::move(seen.message),
-                          .atoms = std::move(seen.atoms),
-                          .source = rule.source});
+    for (Observation& observation : rule.find(input)) {
+      findings.push_back({.code = rule.kind.code,
+                          .severity = observation.severity.value_or(rule.kind.worst),
+                          .message = std::move(observation.message),
+                          .atoms = std::move(observation.atoms),
+                          .source = rule.kind.source});
     }
   }
   std::stable_sort(findings.begin(), findings.end(),
@@ -45,11 +60,9 @@ std::vector<Finding> internal::findings_on(const Subject& subject) {
 }
 
 CheckedStructure check_structure_file(const std::string& path) {
-  StructureParser parser;
-  CheckedStructure checked{.record = parser.parse(path), .findings = {}};
-  checked.findings = check_structure(
-      checked.record, {.reader_warnings = parser.reader_warnings(), .search_symmetry = true});
-  return checked;
+  ParsedStructure parsed = StructureParser().parse(path, {.content = true});
+  std::vector<Finding> findings = check_structure(parsed, {.search_symmetry = true});
+  return {.record = std::move(parsed.record), .findings = std::move(findings)};
 }
 
 Severity worst_severity(std::span<const Finding> findings) {

@@ -1,28 +1,36 @@
 // Findings on a structure and its file: properties that would mislead a calculation.
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/check/finding.hpp"
+#include "structure_ingest/check/quantities.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
 
 struct CheckOptions {
-  /// The warnings of the reader itself, one text each.
-  std::span<const std::string> reader_warnings{};
   /// Whether to search for the space group, which takes longer than all other checks together.
   /// Skipped for more than 400 atoms.
   bool search_symmetry = false;
+  /// Gets the space group when it was searched for and found; may be null.
+  std::optional<SpaceGroup>* space_group = nullptr;
 };
 
-/// The findings on a record that `parse_structure_file` returned, worst first and otherwise in the
-/// order of the table in docs/findings.md. Reads the file at `source_path` again, if it still
-/// exists. Does not change the record; a bad record is itself a finding. Throws only what the
-/// standard library throws when memory runs out.
+/// The findings on what a parser read, worst first and otherwise in the order of the table in
+/// docs/findings.md. With the content that the parser handed down, no file is opened but companions
+/// that a message quotes; without it, that of the record is read again, if it still exists. Does
+/// not change the record; a bad record is itself a finding. Throws only what the standard library
+/// throws when memory runs out.
+STRUCTURE_INGEST_API std::vector<Finding> check_structure(const ParsedStructure& parsed,
+                                                          const CheckOptions& options = {});
+
+/// As above, on a record alone.
 STRUCTURE_INGEST_API std::vector<Finding> check_structure(const IngestedStructure& record,
                                                           const CheckOptions& options = {});
 

@@ -1,6 +1,6 @@
 // Sort the atoms, and those of their images that lie within the cutoff of the cell, into a grid of
 // bins at least as wide as the cutoff, the largest distance that can matter; then only atoms in
-// adjacent bins can be collector. Bins lie in memory in the order x, y, z, so that three adjacent
+// adjacent bins can be close. Bins lie in memory in the order x, y, z, so that three adjacent
 // bins along x are one contiguous run of atoms. Compare squared distances in single precision, with
 // limits widened by its rounding error, to select candidates; recompute each candidate's distance
 // in double precision from the original positions. Counts of images, distances and pairs are
@@ -14,6 +14,8 @@
 #include <optional>
 #include <tuple>
 #include <utility>
+
+#include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -38,14 +40,6 @@ constexpr double ATOMS_A_BIN = 0.2;
 
 /// The error of a distance from rounding to single precision, as a share of the extent.
 constexpr double ROUNDING = 1e-6;
-
-Vector3 cross(const Vector3& a, const Vector3& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-
-double dot(const Vector3& a, const Vector3& b) {
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
 
 /// The largest whole number not above `value`, which must be less than LARGEST_FRACTION.
 double floor_of(double value) {
@@ -272,7 +266,14 @@ struct PairCollector {
       found.complete = false;
       return;
     }
-    found.pairs.push_back({std::min(first, second), std::max(first, second), distance, limit});
+    const int sign = first <= second ? 1 : -1;
+    found.pairs.push_back(
+        {.first = std::min(first, second),
+         .second = std::max(first, second),
+         .distance_ang = distance,
+         .limit_ang = limit,
+         .cells = {sign * static_cast<int>(cells[0]), sign * static_cast<int>(cells[1]),
+                   sign * static_cast<int>(cells[2])}});
   }
 
   /// The number of lattice vectors between two differences of positions, of which `rounded` is

@@ -1,6 +1,7 @@
 // Pairs of atoms that are too close to each other, periodic images included.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <span>
 #include <vector>
@@ -13,7 +14,8 @@ struct ClosePair {
   std::size_t first = 0;  // the lower index; both are the same for an atom and its own image
   std::size_t second = 0;
   double distance_ang = 0;
-  double limit_ang = 0;  // the limit for this pair, which the distance is below
+  double limit_ang = 0;        // the limit for this pair, which the distance is below
+  std::array<int, 3> cells{};  // how many lattice vectors the image of the second is away from it
 
   bool operator==(const ClosePair&) const = default;
 };

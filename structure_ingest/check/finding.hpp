@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "structure_ingest/base/api.hpp"
@@ -14,6 +16,23 @@ enum class Severity {
   warning,  // a person must decide
   error,    // most probably not the structure that the file's author meant
 };
+
+/// What a finding of one code is about, in plain words.
+struct FindingKind {
+  const char* code = "";
+  Severity worst = Severity::note;
+  Severity least = Severity::note;  ///< mostly the same as `worst`
+  const char* source = "";          ///< "geometry", "file", "second reader" or "reader"
+  const char* condition = "";       ///< when it is found, in one clause
+  const char* meaning = "";         ///< what it means for a calculation
+  const char* advice = "";          ///< what to do
+};
+
+/// All kinds, in the order of the table in docs/findings.md.
+STRUCTURE_INGEST_API std::vector<FindingKind> finding_kinds();
+
+/// The kind of a code; nothing for any other text.
+STRUCTURE_INGEST_API std::optional<FindingKind> finding_kind(std::string_view code);
 
 /// One observation on a structure and its file. It does not change the record.
 struct Finding {

@@ -37,8 +37,8 @@ bool is_finite(const Vector3& vector) {
 }
 
 /// A negative scale factor inverts the cell; that has a finding of its own.
-bool is_turned_by_scale(const Subject& subject) {
-  return subject.poscar && !subject.poscar->scales.empty() && subject.poscar->scales[0] < 0;
+bool is_turned_by_scale(const CheckInput& input) {
+  return input.poscar && !input.poscar->scales.empty() && input.poscar->scales[0] < 0;
 }
 
 /// The atoms in pairs, each once, in the order of the pairs.
@@ -98,24 +98,24 @@ double closest_share(const IngestedStructure& record) {
 
 }  // namespace
 
-std::vector<Seen> see_non_finite_coordinates(const Subject& subject) {
+std::vector<Observation> find_non_finite_coordinates(const CheckInput& input) {
   std::vector<std::size_t> atoms;
   std::size_t count = 0;
-  for (std::size_t i = 0; i < subject.record.positions_ang.size() && !subject.finite; ++i) {
-    if (is_finite(subject.record.positions_ang[i])) continue;
+  for (std::size_t i = 0; i < input.record.positions_ang.size() && !input.finite; ++i) {
+    if (is_finite(input.record.positions_ang[i])) continue;
     if (++count <= MOST_ATOMS_NAMED) atoms.push_back(i);
   }
   if (count == 0) return {};
-  return {{counted(count, "atom") + " of " + std::to_string(subject.record.natoms) +
+  return {{counted(count, "atom") + " of " + std::to_string(input.record.natoms) +
                (count == 1 ? " has" : " have") +
                " a coordinate that is no finite number, the first " +
-               atom_text(subject.record, atoms.front()) + ".",
+               atom_text(input.record, atoms.front()) + ".",
            atoms}};
 }
 
-std::vector<Seen> see_degenerate_cell(const Subject& subject) {
-  const IngestedStructure& record = subject.record;
-  if (!record.ok || subject.has_volume) return {};
+std::vector<Observation> find_degenerate_cell(const CheckInput& input) {
+  const IngestedStructure& record = input.record;
+  if (!record.ok || input.has_volume) return {};
   if (!record.cell_ang) {
     if (record.format != "vasp") return {};
     return {{"A lattice vector of the file is zero, so that the record has no cell."}};
@@ -125,24 +125,24 @@ std::vector<Seen> see_degenerate_cell(const Subject& subject) {
     return {{"A lattice vector has a component that is no finite number."}};
   }
   return {{"The lattice vectors lie in one plane or nearly so: they span " +
-           number_text(std::abs(subject.signed_volume_ang3)) + " \u00C5\u00B3."}};
+           number_text(std::abs(input.signed_volume_ang3)) + " \u00C5\u00B3."}};
 }
 
-std::vector<Seen> see_left_handed_cell(const Subject& subject) {
-  if (!subject.has_volume || subject.signed_volume_ang3 > 0 || is_turned_by_scale(subject)) {
+std::vector<Observation> find_left_handed_cell(const CheckInput& input) {
+  if (!input.has_volume || input.signed_volume_ang3 > 0 || is_turned_by_scale(input)) {
     return {};
   }
   return {{"The lattice vectors a, b, c form a left-handed system (their determinant is " +
-           number_text(subject.signed_volume_ang3) + " \u00C5\u00B3)."}};
+           number_text(input.signed_volume_ang3) + " \u00C5\u00B3)."}};
 }
 
-std::vector<Seen> see_overlapping_atoms(const Subject& subject) {
-  const IngestedStructure& record = subject.record;
-  const std::vector<ClosePair>& pairs = subject.close.pairs;
+std::vector<Observation> find_overlapping_atoms(const CheckInput& input) {
+  const IngestedStructure& record = input.record;
+  const std::vector<ClosePair>& pairs = input.close.pairs;
   if (pairs.empty()) return {};
   const ClosePair& closest = pairs.front();
   const bool same_place = closest.distance_ang < SAME_PLACE_ANG;
-  const std::string count = (subject.close.complete ? "" : "At least ") +
+  const std::string count = (input.close.complete ? "" : "At least ") +
                             counted(pairs.size(), "pair") + " of atoms " +
                             (pairs.size() == 1 ? "is" : "are");
   const std::string limit = same_place
@@ -152,17 +152,16 @@ std::vector<Seen> see_overlapping_atoms(const Subject& subject) {
            atoms_of(pairs), same_place ? Severity::error : Severity::warning}};
 }
 
-std::vector<Seen> see_coordinates_look_fractional(const Subject& subject) {
-  const IngestedStructure& record = subject.record;
-  if (!subject.finite || record.symbols.size() < 2 || !look_like_fractions(record)) return {};
+std::vector<Observation> find_coordinates_look_fractional(const CheckInput& input) {
+  const IngestedStructure& record = input.record;
+  if (!input.finite || record.symbols.size() < 2 || !look_like_fractions(record)) return {};
   // A CIF without a cell has a more specific finding.
   if (record.format == "cif") return {};
-  const bool is_direct =
-      subject.poscar && !subject.poscar->mode.empty() &&
-      std::string_view("cCkK").find(subject.poscar->mode[0]) == std::string::npos;
-  if (is_direct || !see_not_positions(subject).empty()) return {};
+  const bool is_direct = input.poscar && !input.poscar->mode.empty() &&
+                         std::string_view("cCkK").find(input.poscar->mode[0]) == std::string::npos;
+  if (is_direct || !find_not_positions(input).empty()) return {};
   if (record.cell_ang) {
-    const std::optional<CellGeometry> geometry = geometry_of(*record.cell_ang);
+    const std::optional<CellGeometry> geometry = cell_geometry(*record.cell_ang);
     constexpr double FAR_LARGER_ANG = 2;
     if (!geometry || *std::min_element(geometry->lengths_ang.begin(), geometry->lengths_ang.end()) <
                          FAR_LARGER_ANG) {
@@ -176,10 +175,10 @@ std::vector<Seen> see_coordinates_look_fractional(const Subject& subject) {
            "probably fractional, but were taken as \u00E5ngstr\u00F6m."}};
 }
 
-std::vector<Seen> see_unusual_density(const Subject& subject) {
-  const IngestedStructure& record = subject.record;
-  if (!subject.has_volume || !subject.finite || is_turned_by_scale(subject)) return {};
-  const double volume = std::abs(subject.signed_volume_ang3);
+std::vector<Observation> find_unusual_density(const CheckInput& input) {
+  const IngestedStructure& record = input.record;
+  if (!input.has_volume || !input.finite || is_turned_by_scale(input)) return {};
+  const double volume = std::abs(input.signed_volume_ang3);
   const auto natoms = static_cast<double>(record.symbols.size());
   const std::optional<double> density = density_g_cm3(record.symbols, volume);
   if (density && *density > DENSEST_G_CM3) {
@@ -203,15 +202,15 @@ std::vector<Seen> see_unusual_density(const Subject& subject) {
            " \u00C5\u00B3 an atom, and no two atoms within a bond's length of each other."}};
 }
 
-std::vector<Seen> see_no_cell(const Subject& subject) {
-  if (!subject.record.ok || subject.record.cell_ang) return {};
+std::vector<Observation> find_no_cell(const CheckInput& input) {
+  if (!input.record.ok || input.record.cell_ang) return {};
   return {{"The record has no cell: it is a molecule, or its cell is not in the file."}};
 }
 
-std::vector<Seen> see_found_symmetry(const Subject& subject) {
-  const std::optional<FoundSymmetry>& found = subject.symmetry;
+std::vector<Observation> find_found_symmetry(const CheckInput& input) {
+  const std::optional<SpaceGroup>& found = input.symmetry;
   if (!found) return {};
-  const std::size_t natoms = subject.record.symbols.size();
+  const std::size_t natoms = input.record.symbols.size();
   std::string cell = "neither the primitive cell (" + counted(found->primitive_atoms, "atom") +
                      ") nor the conventional one (" + std::to_string(found->conventional_atoms) +
                      ")";

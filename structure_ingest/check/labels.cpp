@@ -3,9 +3,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <system_error>
 
-#include "structure_ingest/base/lines.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/covalent_radii.hpp"
 #include "structure_ingest/check/rules.hpp"
@@ -65,26 +63,6 @@ bool is_bonded_as_first_letter(const IngestedStructure& record, std::size_t atom
          as_first < MOST_BOND_SHARE;
 }
 
-/// The labels of atoms in an XYZ file; empty texts when the file cannot be read any more.
-std::vector<std::string> labels_in_file(const std::string& path,
-                                        const std::vector<std::size_t>& atoms) {
-  std::vector<std::string> labels(atoms.size());
-  try {
-    LineReader lines(path);
-    lines.next();
-    lines.next();
-    std::size_t number = 0;
-    for (std::size_t i = 0; i < atoms.size(); ++i) {
-      std::optional<std::string_view> line;
-      for (; number <= atoms[i]; ++number) line = lines.next();
-      if (line) labels[i] = next_token(*line);
-    }
-  } catch (const std::system_error&) {
-    return labels;
-  }
-  return labels;
-}
-
 /// Whether two or more letters follow the symbol directly: "Carbon" for Ca.
 bool is_word(std::string_view label, std::string_view symbol) {
   std::size_t letters = 0;
@@ -112,8 +90,8 @@ std::vector<std::size_t> atoms_like_first_letter(const IngestedStructure& record
   return atoms;
 }
 
-std::vector<Seen> seen_in_xyz(const Subject& subject) {
-  const IngestedStructure& record = subject.record;
+std::vector<Observation> labels_of_xyz(const CheckInput& input) {
+  const IngestedStructure& record = input.record;
   std::vector<std::string> texts;
   std::vector<std::size_t> atoms;
   const auto add = [&](std::size_t atom, std::string_view label) {
@@ -122,24 +100,21 @@ std::vector<Seen> seen_in_xyz(const Subject& subject) {
     texts.push_back(text);
     atoms.push_back(atom);
   };
-  for (std::size_t i = 0; i < subject.xyz->first_atoms.size(); ++i) {
-    std::string_view rest = subject.xyz->first_atoms[i];
+  for (std::size_t i = 0; i < input.xyz->first_atoms.size(); ++i) {
+    std::string_view rest = input.xyz->first_atoms[i];
     const std::string_view label = next_token(rest);
     if (i < record.symbols.size() && is_word(label, record.symbols[i])) add(i, label);
   }
   // A file that writes Si, capital and small, would not write CA for carbon.
   const bool has_small_letters = std::any_of(
-      subject.xyz->first_atoms.begin(), subject.xyz->first_atoms.end(), [](std::string_view line) {
+      input.xyz->first_atoms.begin(), input.xyz->first_atoms.end(), [](std::string_view line) {
         const std::string_view label = next_token(line);
         return label.size() > 1 && label[1] >= 'a' && label[1] <= 'z';
       });
-  if (subject.finite && !has_small_letters) {
+  if (input.finite && !has_small_letters) {
     const std::vector<std::size_t> placed = atoms_like_first_letter(record);
-    if (!placed.empty()) {
-      const std::vector<std::string> labels = labels_in_file(record.source_path, placed);
-      for (std::size_t i = 0; i < placed.size(); ++i) {
-        if (labels[i].size() >= 2 && is_capital(labels[i][1])) add(placed[i], labels[i]);
-      }
+    for (const auto& [atom, label] : input.xyz->capital_labels) {
+      if (std::binary_search(placed.begin(), placed.end(), atom)) add(atom, label);
     }
   }
   if (texts.empty()) return {};
@@ -149,11 +124,11 @@ std::vector<Seen> seen_in_xyz(const Subject& subject) {
 }
 
 /// ASE takes a capital letter and a small one: it reads CL as C.
-std::vector<Seen> seen_in_cif(const Subject& subject) {
-  const auto* const types = subject.block->values({"_atom_site_type_symbol"});
-  const auto* const labels = types != nullptr ? types : subject.block->values({"_atom_site_label"});
+std::vector<Observation> labels_of_cif(const CheckInput& input) {
+  const auto* const types = input.block->values({"_atom_site_type_symbol"});
+  const auto* const labels = types != nullptr ? types : input.block->values({"_atom_site_label"});
   if (labels == nullptr) return {};
-  const std::string formula(subject.block->value({"_chemical_formula_sum"}).value_or(""));
+  const std::string formula(input.block->value({"_chemical_formula_sum"}).value_or(""));
   std::vector<std::string> texts;
   for (const std::string_view label : *labels) {
     if (label.size() < 2 || !is_capital(label[0]) || !is_capital(label[1])) continue;
@@ -163,7 +138,7 @@ std::vector<Seen> seen_in_cif(const Subject& subject) {
     // Without a type symbol the label may mean either element: only the formula can decide.
     if (types == nullptr && formula.find(symbol) == std::string::npos) continue;
     const std::string read(1, label[0]);
-    if (!std::binary_search(subject.record.species.begin(), subject.record.species.end(), read)) {
+    if (!std::binary_search(input.record.species.begin(), input.record.species.end(), read)) {
       continue;
     }
     const std::string text = shown(label) + " as " + read;
@@ -179,10 +154,10 @@ std::vector<Seen> seen_in_cif(const Subject& subject) {
 
 }  // namespace
 
-std::vector<Seen> see_label_reinterpreted(const Subject& subject) {
-  if (!subject.record.ok) return {};
-  if (subject.xyz) return seen_in_xyz(subject);
-  if (subject.block != nullptr) return seen_in_cif(subject);
+std::vector<Observation> find_label_reinterpreted(const CheckInput& input) {
+  if (!input.record.ok) return {};
+  if (input.xyz) return labels_of_xyz(input);
+  if (input.block != nullptr) return labels_of_cif(input);
   return {};
 }
 

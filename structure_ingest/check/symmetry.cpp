@@ -8,6 +8,8 @@
 #include <memory>
 #include <vector>
 
+#include "structure_ingest/record/vectors.hpp"
+
 namespace structure_ingest::internal {
 namespace {
 
@@ -17,7 +19,7 @@ struct FreeDataset {
 
 }  // namespace
 
-std::optional<FoundSymmetry> find_symmetry(const IngestedStructure& record) {
+std::optional<SpaceGroup> find_symmetry(const IngestedStructure& record) {
   if (!record.cell_ang || record.cell_ang->size() != 3 || record.symbols.empty() ||
       record.symbols.size() > MOST_ATOMS_FOR_SYMMETRY) {
     return std::nullopt;
@@ -27,13 +29,9 @@ std::optional<FoundSymmetry> find_symmetry(const IngestedStructure& record) {
   for (std::size_t i = 0; i < 3; ++i) {
     for (std::size_t k = 0; k < 3; ++k) lattice[k][i] = cell[i][k];
   }
-  const auto cross = [](const Vector3& a, const Vector3& b) -> Vector3 {
-    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-  };
   const std::array<Vector3, 3> reciprocal = {cross(cell[1], cell[2]), cross(cell[2], cell[0]),
                                              cross(cell[0], cell[1])};
-  double volume = 0;
-  for (std::size_t k = 0; k < 3; ++k) volume += cell[0][k] * reciprocal[0][k];
+  const double volume = dot(cell[0], reciprocal[0]);
   const auto count = record.symbols.size();
   const std::unique_ptr<double[][3]> positions(new double[count][3]);
   std::vector<int> types;
@@ -53,7 +51,7 @@ std::optional<FoundSymmetry> find_symmetry(const IngestedStructure& record) {
       lattice, positions.get(), types.data(), static_cast<int>(count), SYMMETRY_TOLERANCE_ANG));
   if (!dataset || dataset->spacegroup_number == 0) return std::nullopt;
   const int* const primitive = dataset->mapping_to_primitive;
-  return FoundSymmetry{
+  return SpaceGroup{
       .number = dataset->spacegroup_number,
       .name = dataset->international_symbol,
       .primitive_atoms =

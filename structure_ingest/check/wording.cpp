@@ -5,17 +5,41 @@
 #include <charconv>
 #include <cmath>
 
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
+
 namespace structure_ingest::internal {
 
 std::string number_text(double value) {
-  std::array<char, 64> text{};
-  const auto result =
-      std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, 4);
-  return {text.data(), result.ptr};
+  return number_text(value, 4);
 }
 
-std::string counted(std::size_t count, std::string_view singular) {
-  return std::to_string(count) + " " + std::string(singular) + (count == 1 ? "" : "s");
+std::vector<std::string_view> lines_of(std::string_view text, std::size_t most) {
+  std::vector<std::string_view> lines;
+  while (!text.empty() && lines.size() < most) {
+    const std::size_t end = std::min(text.find_first_of("\n\r"), text.size());
+    lines.push_back(text.substr(0, end));
+    const bool both = text.substr(end).starts_with("\r\n");
+    text.remove_prefix(std::min(end + (both ? 2 : 1), text.size()));
+  }
+  return lines;
+}
+
+std::vector<std::string_view> tokens_of(std::string_view line, std::size_t most) {
+  std::vector<std::string_view> tokens;
+  while (tokens.size() < most) {
+    const std::string_view token = next_token(line);
+    if (token.empty()) break;
+    tokens.push_back(token);
+  }
+  return tokens;
+}
+
+std::string shown(std::string_view text) {
+  constexpr std::size_t MOST = 60;
+  if (text.size() <= MOST) return quoted_form(without_invalid_utf8(text));
+  return quoted_form(without_invalid_utf8(text.substr(0, MOST))) + "...";
 }
 
 std::string composition_text(const std::map<std::string, double>& composition) {

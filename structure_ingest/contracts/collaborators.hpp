@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "structure_ingest/base/api.hpp"
-#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/json_fwd.hpp"
 
 namespace structure_ingest {
 

@@ -17,10 +17,6 @@ namespace {
 
 constexpr std::string_view OUTPUT_FOLDER_NAME = "strataquill_outputs";
 
-std::string expanded_and_resolved(const std::string& path) {
-  return resolve_path(expand_home(path));
-}
-
 std::size_t rank(std::string_view kind) {
   return static_cast<std::size_t>(std::find(DISCOVERY_ORDER.begin(), DISCOVERY_ORDER.end(), kind) -
                                   DISCOVERY_ORDER.begin());
@@ -36,14 +32,15 @@ std::optional<SourceFile> located(const std::string& text, PathResolver& resolve
 }
 
 /// Adds a candidate; each file keeps the strongest kind under which it was ever offered.
-void offer(Offered& offered, std::string_view raw, std::string_view how, PathResolver& resolver) {
+void offer(CandidateList& list, std::string_view raw, std::string_view how,
+           PathResolver& resolver) {
   const std::string text(stripped(raw));
   if (text.empty()) return;
-  Candidate& candidate = offered.candidates.emplace_back(
+  Candidate& candidate = list.candidates.emplace_back(
       Candidate{.text = text, .source = std::nullopt, .how = std::string(how)});
   std::optional<SourceFile> source = located(text, resolver);
   if (!source) return;  // still a candidate, but of no kind
-  const auto [known, is_new] = offered.discovery.try_emplace(source->identity, how);
+  const auto [known, is_new] = list.kinds.try_emplace(source->identity, how);
   if (!is_new && rank(how) < rank(known->second)) known->second = how;
   // Here a relative path lies in the current folder; a batch looks for it in the project.
   if (is_absolute(source->path)) candidate.source = std::move(source);
@@ -61,29 +58,29 @@ bool is_sweep_allowed(const std::string& project, const Collaborators& collabora
   }
 }
 
-Offered offer_named(const StateDoor& state, const std::vector<std::string>& extra_paths,
-                    const std::string& project, bool sweep_allowed, PathResolver& resolver) {
-  Offered offered;
+CandidateList offer_named(const StateHost& state, const std::vector<std::string>& extra_paths,
+                          const std::string& project, bool sweep_allowed, PathResolver& resolver) {
+  CandidateList list;
   for (const std::string& path : extra_paths) {
-    offer(offered, path, DISCOVERY_ATTACHMENT, resolver);
+    offer(list, path, DISCOVERY_ATTACHMENT, resolver);
   }
   for_each_element(value_of(state, "attachments"), [&](const Json& attachment) {
     const std::string path = text_or_empty(value_at(attachment, "path"));
-    offer(offered, path, DISCOVERY_ATTACHMENT, resolver);
+    offer(list, path, DISCOVERY_ATTACHMENT, resolver);
   });
   const Json& root = value_of(state, "attached_workspace.project_path");
   const std::string workspace_root =
       is_empty(root) ? project : expanded_and_resolved(text_of(root));
-  if (!sweep_allowed) return offered;
+  if (!sweep_allowed) return list;
   for_each_element(value_of(state, "attached_workspace.inventory.structure_files"),
                    [&](const Json& file) {
                      const std::string path = join_path(workspace_root, text_of(file));
-                     offer(offered, path, DISCOVERY_WORKSPACE_SCAN, resolver);
+                     offer(list, path, DISCOVERY_WORKSPACE_SCAN, resolver);
                    });
-  return offered;
+  return list;
 }
 
-ScanRoots find_scan_roots(const StateDoor& state, const std::string& project) {
+ScanRoots find_scan_roots(const StateHost& state, const std::string& project) {
   ScanRoots roots;
   const auto add = [&folders = roots.folders](const std::string& folder) {
     const bool is_new = std::find(folders.begin(), folders.end(), folder) == folders.end();
@@ -111,7 +108,7 @@ ScanRoots find_scan_roots(const StateDoor& state, const std::string& project) {
   return roots;
 }
 
-void offer_scanned(Offered& offered, const std::vector<std::string>& folders,
+void offer_scanned(CandidateList& list, const std::vector<std::string>& folders,
                    const std::string& project, const Collaborators& collaborators,
                    PathResolver& resolver) {
   for (const std::string& folder : folders) {
@@ -119,7 +116,7 @@ void offer_scanned(Offered& offered, const std::vector<std::string>& folders,
     const std::string_view how =
         is_within(project, folder) ? DISCOVERY_PROJECT_FOLDER : DISCOVERY_WORKSPACE_SCAN;
     for (const std::string& file : inventory.structure_files) {
-      offer(offered, join_path(folder, file), how, resolver);
+      offer(list, join_path(folder, file), how, resolver);
     }
   }
 }

@@ -8,15 +8,15 @@
 
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/discovery/state_door.hpp"
+#include "structure_ingest/discovery/state_host.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest::internal {
 
-/// What has been offered so far.
-struct Offered {
-  std::vector<Candidate> candidates;             // in the order of the offers, repeats included
-  std::map<std::string, std::string> discovery;  // source identity to the strongest kind
+/// The candidates that have been offered so far.
+struct CandidateList {
+  std::vector<Candidate> candidates;         // in the order of the offers, repeats included
+  std::map<std::string, std::string> kinds;  // source identity to the strongest kind
 };
 
 /// Whether the workspace may be searched: a project folder that is plainly untrusted keeps it out.
@@ -25,8 +25,8 @@ bool is_sweep_allowed(const std::string& project, const Collaborators& collabora
 /// Offers the extra paths, the state's attachments and, if `sweep_allowed`, the inventory of its
 /// attached workspace. `project` is resolved. Throws for paths that cannot be resolved and for
 /// lists that are none.
-Offered offer_named(const StateDoor& state, const std::vector<std::string>& extra_paths,
-                    const std::string& project, bool sweep_allowed, PathResolver& resolver);
+CandidateList offer_named(const StateHost& state, const std::vector<std::string>& extra_paths,
+                          const std::string& project, bool sweep_allowed, PathResolver& resolver);
 
 struct ScanRoots {
   std::vector<std::string> folders;  // existing and resolved, without repeats
@@ -36,10 +36,10 @@ struct ScanRoots {
 };
 
 /// The folders to scan: those that the state names, and the one above the agent's outputs.
-ScanRoots find_scan_roots(const StateDoor& state, const std::string& project);
+ScanRoots find_scan_roots(const StateHost& state, const std::string& project);
 
 /// Offers what the workspace inventory lists for each folder. Throws what the inventory throws.
-void offer_scanned(Offered& offered, const std::vector<std::string>& folders,
+void offer_scanned(CandidateList& list, const std::vector<std::string>& folders,
                    const std::string& project, const Collaborators& collaborators,
                    PathResolver& resolver);
 

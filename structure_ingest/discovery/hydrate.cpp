@@ -11,119 +11,97 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
-#include "structure_ingest/discovery/hydrate_through.hpp"
-#include "structure_ingest/discovery/json_state.hpp"
+#include "structure_ingest/discovery/hydrate_state.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
-#include "structure_ingest/discovery/state_door.hpp"
+#include "structure_ingest/discovery/state_host.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest {
 namespace {
 
-using internal::StateDoor;
+using internal::StateHost;
 using Entries = std::vector<SourceEntry>;
+using Places = std::vector<std::size_t>;
 
-/// The candidates of a call, and how each was found.
-struct Found {
+/// The candidates of a call.
+struct CandidateSearch {
   std::string project;  // resolved
-  internal::Offered offered;
-  std::vector<SkippedFile> skipped;
+  internal::CandidateList list{};
+  std::vector<SkippedFile> skipped{};
 };
 
-Found find_candidates(const StateDoor& door, const HydrateOptions& options,
-                      internal::PathResolver& resolver) {
-  const Json& path = internal::value_of(door, "project_path");
-  Found found{.project = resolver.resolve(internal::is_empty(path) ? "." : internal::text_of(path)),
-              .offered = {},
-              .skipped = {}};
-  const bool sweep_allowed = internal::is_sweep_allowed(found.project, options.collaborators);
-  found.offered =
-      internal::offer_named(door, options.extra_paths, found.project, sweep_allowed, resolver);
-  const internal::ScanRoots roots = internal::find_scan_roots(door, found.project);
-  if (roots.learned) door.learn_root(*roots.learned);
+CandidateSearch find_candidates(const StateHost& host, const HydrateOptions& options,
+                                internal::PathResolver& resolver) {
+  const Collaborators& collaborators = options.collaborators;
+  const Json& path = internal::value_of(host, "project_path");
+  CandidateSearch search{
+      .project = resolver.resolve(internal::is_empty(path) ? "." : internal::text_of(path))};
+  const bool sweep_allowed = internal::is_sweep_allowed(search.project, collaborators);
+  search.list =
+      internal::offer_named(host, options.extra_paths, search.project, sweep_allowed, resolver);
+  const internal::ScanRoots roots = internal::find_scan_roots(host, search.project);
+  if (roots.learned && !options.batch.dry_run) host.learn_root(*roots.learned);
   if (sweep_allowed) {
-    internal::offer_scanned(found.offered, roots.folders, found.project, options.collaborators,
-                            resolver);
+    internal::offer_scanned(search.list, roots.folders, search.project, collaborators, resolver);
   }
-  found.skipped = internal::skip_other_files(found.offered.candidates, found.project);
-  return found;
+  search.skipped = internal::skip_other_files(search.list.candidates, search.project);
+  return search;
 }
 
-internal::Ingested ingest(const Found& found, const HydrateOptions& options,
-                          internal::PathResolver& resolver) {
-  const internal::BatchInput input = {
-      .project = found.project,
-      .candidates = found.offered.candidates,
-      .limit = static_cast<std::size_t>(std::max(1, options.limit)),
-      .discovery_of =
-          [&kinds = found.offered.discovery](const std::string& identity) {
-            const auto known = kinds.find(identity);
-            return known == kinds.end() ? std::string() : known->second;
-          },
-      .progress = options.progress,
-      .dry_run = options.dry_run,
-      .check = options.check,
-      .parser = options.parser,
-      .may_read = options.may_read};
-  return internal::ingested_entries(input, resolver);
+/// What the state knows of the source of an entry.
+struct KnownPlace {
+  std::string key;                              // of the source
+  const internal::KnownEntry* entry = nullptr;  // null for a new source
+  bool changed = false;                         // whether the file gives something else now
+};
+
+KnownPlace known_place(const std::map<std::string, internal::KnownEntry>& known,
+                       const std::string& source, const IngestedStructure& record) {
+  KnownPlace place{.key = internal::source_key(source)};
+  const auto found = known.find(place.key);
+  if (found == known.end()) return place;
+  place.entry = &found->second;
+  place.changed = found->second.source == source && internal::has_changed(found->second, record);
+  return place;
 }
 
-void keep(Entries& entries, const std::vector<std::size_t>& places, const StateDoor& door) {
-  door.keep(places);
-  Entries kept;
-  kept.reserve(places.size());
-  for (const std::size_t place : places) kept.push_back(std::move(entries[place]));
-  entries = std::move(kept);
-}
+/// The sources that are taken in anew, by their keys, and whether their old entries are ok.
+using RenewedSources = std::map<std::string, bool>;
 
-/// Drops the entries whose source the state has already. Returns the keys of those that stay since
-/// they are to take the place of old ones, and whether the old ones are ok.
-std::map<std::string, bool> drop_known(Entries& entries,
-                                       const std::map<std::string, internal::KnownEntry>& known,
-                                       const StateDoor& door, bool refresh,
-                                       HydrateOutcome& outcome) {
-  std::vector<std::size_t> fresh;
-  std::map<std::string, bool> renewed;
+/// The places of the entries that are new to the state, and of those that are to take the place of
+/// old ones; what there is to say of the others goes to the outcome.
+Places places_of_new(const Entries& entries,
+                     const std::map<std::string, internal::KnownEntry>& known,
+                     const StateHost& host, bool refresh, RenewedSources& renewed,
+                     HydrateOutcome& outcome) {
+  Places fresh;
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const IngestedStructure& record = entries[i].record;
-    const std::string source = internal::source_text_of(door.entry(i));
-    const std::string key = internal::source_key(source);
-    const auto same = known.find(key);
-    if (same == known.end()) {
+    const std::string source = internal::source_text_of(host.entry(i));
+    const KnownPlace place = known_place(known, source, record);
+    if (place.entry == nullptr) {
       fresh.push_back(i);
       continue;
     }
-    const bool is_same_name = same->second.source == source;
-    const bool changed = is_same_name && internal::has_changed(same->second, record);
-    if (refresh && changed && record.ok) {
+    if (refresh && place.changed && record.ok) {
       fresh.push_back(i);
-      renewed.emplace(key, same->second.ok);
+      renewed.emplace(place.key, place.entry->ok);
       continue;
     }
     outcome.known.push_back(
         {.path = record.source_path,
-         .ok = same->second.ok,
-         .changed = changed,
+         .ok = place.entry->ok,
+         .changed = place.changed,
          .problem = record.ok || record.warnings.empty() ? "" : record.warnings.front(),
-         .taken_for = is_same_name ? "" : same->second.source});
+         .taken_for = place.entry->source == source ? "" : place.entry->source});
   }
-  keep(entries, fresh, door);
-  return renewed;
+  return fresh;
 }
 
-void drop_unrelated(Entries& entries, const StateDoor& door, const HydrateOptions& options,
-                    HydrateOutcome& outcome) {
-  internal::Filtered filtered =
-      internal::drop_unrelated(door, entries.size(), options.collaborators.ROLE_UNRELATED);
-  keep(entries, filtered.kept, door);
-  outcome.dropped = std::move(filtered.dropped);
-  outcome.report = std::move(filtered.report);
-}
-
-/// Has what was dropped of changed sources stay as the state knows it.
-void keep_old_of_dropped(const std::map<std::string, bool>& renewed, HydrateOutcome& outcome) {
+/// What was dropped of changed sources stays as the state knows it.
+void keep_old_of_dropped(const RenewedSources& renewed, HydrateOutcome& outcome) {
   std::erase_if(outcome.dropped, [&](const DroppedStructure& dropped) {
     const auto old = renewed.find(internal::source_key(dropped.source_file));
     if (old == renewed.end()) return false;
@@ -135,89 +113,102 @@ void keep_old_of_dropped(const std::map<std::string, bool>& renewed, HydrateOutc
   });
 }
 
-/// Takes the old entries of the sources that are taken in anew out of the state; returns the notes
-/// on that.
-std::vector<std::string> replace_old(const Entries& entries,
-                                     const std::map<std::string, bool>& renewed,
-                                     const StateDoor& door, HydrateOutcome& outcome) {
-  std::vector<std::string> notes;
-  std::set<std::string> keys;
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    const std::string source = internal::source_text_of(door.entry(i));
+/// Adds the replacement of the old entries of the renewed sources to the change.
+void replace_old(const RenewedSources& renewed, const StateHost& host,
+                 internal::StateChange& change, HydrateOutcome& outcome) {
+  for (const std::size_t i : change.taken) {
+    const std::string source = internal::source_text_of(host.entry(i));
     const std::string key = internal::source_key(source);
-    if (!renewed.contains(key) || !keys.insert(key).second) continue;
-    const Json& sources = internal::value_of(door, "structure_sources");
+    if (!renewed.contains(key) || !change.replaced.insert(key).second) continue;
+    const Json& sources = internal::value_of(host, "structure_sources");
     const auto old = std::find_if(sources.begin(), sources.end(), [&key](const Json& known) {
       return known.is_object() && internal::source_key(internal::source_text_of(known)) == key;
     });
+    const Json& natoms = internal::value_at(*old, "natoms");
     outcome.replaced.push_back(
         {.source_file = source,
          .formula = internal::text_or_empty(internal::value_at(*old, "formula")),
-         .natoms = internal::value_at(*old, "natoms").is_number_integer()
-                       ? internal::value_at(*old, "natoms").get<std::int64_t>()
-                       : 0,
+         .natoms = natoms.is_number_integer() ? natoms.get<std::int64_t>() : 0,
          .path = internal::text_or_empty(internal::value_at(*old, "path"))});
-    notes.push_back(internal::note_on_replacement(door.entry(i), *old));
+    change.notes.push_back(internal::note_on_replacement(host.entry(i), *old));
   }
-  if (!keys.empty()) door.take_out(keys);
-  return notes;
 }
 
-HydrateOutcome hydrate_unguarded(const StateDoor& door, const HydrateOptions& options) {
+/// Adds the notes on the entries that are taken.
+void note_taken(const Entries& entries, const StateHost& host, bool note_findings,
+                internal::StateChange& change) {
+  for (const std::size_t i : change.taken) {
+    for (std::string& note : internal::notes_on(host.entry(i))) {
+      change.notes.push_back(std::move(note));
+    }
+  }
+  if (!note_findings) return;
+  for (const std::size_t i : change.taken) {
+    internal::append_findings_of(entries[i], change.notes);
+  }
+}
+
+HydrateOutcome hydrate_unguarded(const StateHost& host, const HydrateOptions& options) {
+  const BatchOptions& batch = options.batch;
   internal::PathResolver resolver;
   HydrateOutcome outcome;
-  Found found = find_candidates(door, options, resolver);
-  outcome.skipped = std::move(found.skipped);
-  if (found.offered.candidates.empty()) return outcome;
+  CandidateSearch search = find_candidates(host, options, resolver);
+  outcome.skipped = std::move(search.skipped);
+  if (search.list.candidates.empty()) return outcome;
 
-  const std::map<std::string, internal::KnownEntry> known = internal::known_sources(door);
-  internal::Ingested ingested = ingest(found, options, resolver);
+  const std::map<std::string, internal::KnownEntry> known = internal::known_sources(host);
+  IngestOutcome ingested =
+      internal::ingested_entries({.project = search.project,
+                                  .candidates = std::move(search.list.candidates),
+                                  .limit = options.limit,
+                                  .discovery_of = internal::kinds_in(search.list.kinds),
+                                  .options = batch},
+                                 resolver);
   std::move(ingested.skipped.begin(), ingested.skipped.end(), std::back_inserter(outcome.skipped));
   outcome.why_no_ase = std::move(ingested.why_no_ase);
-  Entries entries = std::move(ingested.entries);
-  outcome.manifest_error = door.write_manifest(found.project, entries);
-  if (options.check && !options.dry_run) {
-    internal::write_findings(found.project, entries, options.collaborators);
-  }
-  const std::map<std::string, bool> renewed =
-      drop_known(entries, known, door, options.refresh, outcome);
-  if (entries.empty()) return outcome;
-  drop_unrelated(entries, door, options, outcome);
-  keep_old_of_dropped(renewed, outcome);
-  if (entries.empty() && outcome.dropped.empty()) return outcome;
+  Entries& entries = ingested.entries;
+  outcome.manifest_error = host.take_batch(search.project, entries);
+  if (batch.check && !batch.dry_run) internal::keep_findings(search.project, entries);
 
-  std::vector<std::string> notes;
+  RenewedSources renewed;
+  const Places fresh = places_of_new(entries, known, host, options.refresh, renewed, outcome);
+  if (fresh.empty()) return outcome;
+  internal::RelevanceResult relevant =
+      internal::drop_unrelated(host, fresh, options.collaborators.ROLE_UNRELATED);
+  outcome.dropped = std::move(relevant.dropped);
+  outcome.report = std::move(relevant.report);
+  keep_old_of_dropped(renewed, outcome);
+  if (relevant.kept.empty() && outcome.dropped.empty()) return outcome;
+
+  internal::StateChange change{.taken = std::move(relevant.kept)};
   for (const DroppedStructure& dropped : outcome.dropped) {
-    notes.push_back(internal::note_on(dropped));
+    change.notes.push_back(internal::note_on(dropped));
   }
-  for (std::string& note : replace_old(entries, renewed, door, outcome)) {
-    notes.push_back(std::move(note));
+  replace_old(renewed, host, change, outcome);
+  note_taken(entries, host, options.note_findings, change);
+  // Find notes that are no list before anything is changed, where a failure half-way would cost old
+  // entries, and where nothing is changed at all.
+  if (options.refresh || batch.dry_run) {
+    internal::for_each_element(internal::value_of(host, "structure_notes"), [](const Json&) {});
   }
-  door.put_sources();
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    for (std::string& note : internal::notes_on(door.entry(i))) notes.push_back(std::move(note));
-  }
-  if (options.note_findings) {
-    for (const SourceEntry& entry : entries) internal::append_findings_of(entry, notes);
-  }
-  door.add_notes(internal::new_notes(door, notes));
-  outcome.taken = std::move(entries);
+  if (!batch.dry_run) host.apply(change);
+  for (const std::size_t place : change.taken) outcome.taken.push_back(std::move(entries[place]));
   return outcome;
 }
 
 }  // namespace
 
-HydrateOutcome internal::hydrate_through(const StateDoor& door, const HydrateOptions& options) {
+HydrateOutcome internal::hydrate_state(const StateHost& host, const HydrateOptions& options) {
   try {
-    return hydrate_unguarded(door, options);
+    return hydrate_unguarded(host, options);
   } catch (const Interruption&) {
     throw;
   } catch (...) {
     HydrateOutcome failed;
     failed.error = std::current_exception();
-    if (options.dry_run) return failed;
+    if (options.batch.dry_run) return failed;
     try {
-      door.report(failed.error);
+      host.report(failed.error);
     } catch (const Interruption&) {
       throw;
     } catch (...) {
@@ -229,22 +220,13 @@ HydrateOutcome internal::hydrate_through(const StateDoor& door, const HydrateOpt
 
 HydrateOutcome hydrate(Json& state, const HydrateOptions& options) {
   std::vector<Json> entries;
-  if (!options.refresh && !options.dry_run) {
-    return internal::hydrate_through(internal::door_to(state, entries, options.collaborators),
-                                     options);
-  }
-  Collaborators collaborators = options.collaborators;
-  if (options.dry_run) collaborators.atomic_write_json = [](const std::string&, const Json&) {};
-  Json copy = state;  // a failure half-way must not cost the old entries
-  HydrateOutcome outcome =
-      internal::hydrate_through(internal::door_to(copy, entries, collaborators), options);
-  if (!options.dry_run && !outcome.error) state = std::move(copy);
-  return outcome;
+  return internal::hydrate_state(
+      internal::json_host(state, entries, options.collaborators, options.batch.dry_run), options);
 }
 
 NewEntries hydrate_user_structures(Json& state, const HydrateOptions& options) {
   const std::size_t taken = hydrate(state, options).taken.size();
-  return {state, options.dry_run ? 0 : taken};
+  return {state, options.batch.dry_run ? 0 : taken};
 }
 
 std::size_t NewEntries::size() const {
@@ -257,6 +239,14 @@ Json* NewEntries::begin() const {
   const auto sources = state_->find("structure_sources");
   if (sources == state_->end() || !sources->is_array()) return nullptr;
   return sources->get_ref<Json::array_t&>().data();
+}
+
+Json* NewEntries::end() const {
+  return begin() + size();
+}
+
+Json& NewEntries::operator[](std::size_t place) const {
+  return begin()[place];
 }
 
 }  // namespace structure_ingest

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "structure_ingest/base/api.hpp"
-#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/dropped_structure.hpp"
 #include "structure_ingest/ingest/batch.hpp"
@@ -23,28 +23,18 @@ struct HydrateOptions {
   /// Structure files that the caller names; they count as attached. A relative one lies under the
   /// project folder.
   std::vector<std::string> extra_paths{};
-  /// The agent's other modules.
+  /// The agent's other modules. Which folders are scanned is up to them.
   Collaborators collaborators = agent_modules();
-  /// Told of each file before it is read, as in `IngestOptions`; may be empty.
-  Progress progress{};
   /// How many candidates are considered, as in `IngestOptions`.
-  int limit = IngestOptions{}.limit;
+  int limit = DEFAULT_LIMIT;
+  BatchOptions batch{};
   /// Whether a source that has changed since it was taken in is taken in anew: its new entry takes
   /// the place of the old ones and of the notes on them, and a note says so. One that cannot be
   /// read any more, or whose new structure is unrelated to the request, stays as it was.
   bool refresh = false;
-  /// Whether nothing is written and the state stays as it is, whatever the outcome says: neither
-  /// copies nor the manifest, and no diagnostics.
-  bool dry_run = false;
-  /// Whether the structures are checked, as in `IngestOptions`.
-  bool check = true;
   /// Whether each finding that is an error or a warning becomes a note as well, behind the others:
   /// for an assistant that reads nothing but its state.
   bool note_findings = false;
-  /// Reads the files, as in `IngestOptions`.
-  StructureParser* parser = nullptr;
-  /// As in `IngestOptions`. Which folders are scanned is up to `collaborators`.
-  MayRead may_read{};
 };
 
 /// The entries at the head of a state's "structure_sources", looked up there at each use: the very
@@ -61,9 +51,9 @@ class NewEntries {
   /// The first one; the range is valid until the state's list changes.
   STRUCTURE_INGEST_API Json* begin() const;
   /// Behind the last one.
-  Json* end() const { return begin() + size(); }
+  STRUCTURE_INGEST_API Json* end() const;
   /// The one at a place below `size()`.
-  Json& operator[](std::size_t place) const { return begin()[place]; }
+  STRUCTURE_INGEST_API Json& operator[](std::size_t place) const;
 
  private:
   Json* state_;

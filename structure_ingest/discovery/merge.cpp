@@ -16,12 +16,6 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// "0a1b2c3d.xyz" of the name of a copy, which differs when the structure does.
-std::string_view digest_in(std::string_view copy) {
-  const std::size_t at = copy.rfind('_');
-  return at == std::string_view::npos ? std::string_view() : copy.substr(at);
-}
-
 std::vector<std::string> warnings_of(const Json& entry) {
   std::vector<std::string> warnings;
   const Json& list = value_at(entry, "warnings");
@@ -48,7 +42,7 @@ std::string source_key(std::string source_text) {
   return case_folded(source_text);
 }
 
-std::map<std::string, KnownEntry> known_sources(const StateDoor& state) {
+std::map<std::string, KnownEntry> known_sources(const StateHost& state) {
   std::map<std::string, KnownEntry> known;
   for_each_element(value_of(state, "structure_sources"), [&known](const Json& entry) {
     if (!entry.is_object()) return;
@@ -68,18 +62,15 @@ bool has_changed(const KnownEntry& known, const IngestedStructure& record) {
   if (known.ok != record.ok) return record.ok;
   return record.ok && !record.canonical_xyz_rel.empty() &&
          known.path.starts_with(INGESTED_DIRNAME) &&
-         digest_in(known.path) != digest_in(record.canonical_xyz_rel);
+         digest_in_name(known.path) != digest_in_name(record.canonical_xyz_rel);
 }
 
-std::vector<std::string> new_notes(const StateDoor& state,
+std::vector<std::string> new_notes(const std::vector<std::string>& known,
                                    const std::vector<std::string>& proposed) {
-  std::set<std::string> known;
-  for_each_element(value_of(state, "structure_notes"), [&known](const Json& note) {
-    if (note.is_string()) known.insert(note.get<std::string>());
-  });
+  std::set<std::string> all(known.begin(), known.end());
   std::vector<std::string> notes;
   for (const std::string& note : proposed) {
-    if (known.insert(note).second) notes.push_back(note);
+    if (all.insert(note).second) notes.push_back(note);
   }
   return notes;
 }
@@ -94,7 +85,8 @@ std::vector<std::string> notes_on(const Json& entry) {
 }
 
 void append_findings_of(const SourceEntry& entry, std::vector<std::string>& notes) {
-  for (const Finding& finding : entry.findings) {
+  if (!entry.findings) return;
+  for (const Finding& finding : *entry.findings) {
     if (finding.severity == Severity::note) continue;
     notes.push_back("Finding on '" + file_name(entry.source_file()) + "' (" +
                     severity_name(finding.severity) + ", " + finding.code +

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "structure_ingest/base/json.hpp"
-#include "structure_ingest/discovery/state_door.hpp"
+#include "structure_ingest/base/json_fwd.hpp"
+#include "structure_ingest/discovery/state_host.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest::internal {
@@ -22,7 +22,7 @@ struct KnownEntry {
 /// The sources that a state has: their keys, equal for one source in any letter case and with
 /// either slashes, and the newest entry of each. Throws std::invalid_argument for sources of which
 /// none can be told.
-std::map<std::string, KnownEntry> known_sources(const StateDoor& state);
+std::map<std::string, KnownEntry> known_sources(const StateHost& state);
 
 /// The key of a source by its text.
 std::string source_key(std::string source_text);
@@ -31,9 +31,8 @@ std::string source_key(std::string source_text);
 /// structure that they give (the cell may come from another file), or that they give one at all.
 bool has_changed(const KnownEntry& known, const IngestedStructure& record);
 
-/// The notes that `proposed` adds to those of the state: each once, and none that is there.
-/// Throws std::invalid_argument when the state's notes are no list.
-std::vector<std::string> new_notes(const StateDoor& state,
+/// The notes of `proposed` that are not among `known`, each once.
+std::vector<std::string> new_notes(const std::vector<std::string>& known,
                                    const std::vector<std::string>& proposed);
 
 /// The notes on an entry that was taken in.

@@ -1,7 +1,6 @@
 #include "structure_ingest/discovery/relevance_filter.hpp"
 
 #include <map>
-#include <numeric>
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
@@ -28,9 +27,10 @@ std::map<std::string, std::string> unrelated_sources(const RelevanceReport& repo
 }
 
 /// What reads the assessor's report; empty when the assessor failed.
-std::function<RelevanceReport()> ask(const StateDoor& door, const std::string& request) {
+std::function<RelevanceReport()> ask(const StateHost& host, const std::vector<std::size_t>& places,
+                                     const std::string& request) {
   try {
-    return door.assess(request);
+    return host.assess(places, request);
   } catch (const Interruption&) {
     throw;
   } catch (...) {
@@ -40,7 +40,7 @@ std::function<RelevanceReport()> ask(const StateDoor& door, const std::string& r
 
 }  // namespace
 
-std::string request_in(const StateDoor& state) {
+std::string request_in(const StateHost& state) {
   // The choice is made before trimming: a brief of blanks means no request.
   for (const char* key : {"project_brief", "source_query", "user_request"}) {
     const Json& value = value_of(state, key);
@@ -58,31 +58,30 @@ EntryNames names_of(const Json& entry) {
           .source_file = source_text_of(entry)};
 }
 
-Filtered drop_unrelated(const StateDoor& door, std::size_t count,
-                        const std::string& role_unrelated) {
-  Filtered filtered;
-  const std::string request = request_in(door);
-  if (!request.empty() && count > 0) {
-    if (const auto read_report = ask(door, request)) filtered.report = read_report();
+RelevanceResult drop_unrelated(const StateHost& host, const std::vector<std::size_t>& places,
+                               const std::string& role_unrelated) {
+  RelevanceResult result;
+  const std::string request = request_in(host);
+  if (!request.empty() && !places.empty()) {
+    if (const auto read_report = ask(host, places, request)) result.report = read_report();
   }
   const std::map<std::string, std::string> reasons =
-      unrelated_sources(filtered.report, role_unrelated);
-  for (std::size_t i = 0; i < count; ++i) {
-    if (reasons.empty()) {
-      filtered.kept.push_back(i);
-      continue;
-    }
-    const EntryNames entry = names_of(door.entry(i));
+      unrelated_sources(result.report, role_unrelated);
+  if (reasons.empty()) {
+    result.kept = places;
+    return result;
+  }
+  for (const std::size_t place : places) {
+    const EntryNames entry = names_of(host.entry(place));
     auto reason = reasons.find(entry.file_name);
     if (reason == reasons.end()) reason = reasons.find(entry.path);
     if (reason == reasons.end()) {
-      filtered.kept.push_back(i);
+      result.kept.push_back(place);
     } else {
-      filtered.dropped.push_back(
-          {entry.file_name, entry.formula, reason->second, entry.source_file});
+      result.dropped.push_back({entry.file_name, entry.formula, reason->second, entry.source_file});
     }
   }
-  return filtered;
+  return result;
 }
 
 std::string reason_of(const DroppedStructure& dropped) {

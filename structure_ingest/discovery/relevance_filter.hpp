@@ -6,15 +6,15 @@
 #include <string>
 #include <vector>
 
-#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/dropped_structure.hpp"
-#include "structure_ingest/discovery/state_door.hpp"
+#include "structure_ingest/discovery/state_host.hpp"
 
 namespace structure_ingest::internal {
 
 /// What the user asked for in a state: trimmed, and empty for no request.
-std::string request_in(const StateDoor& state);
+std::string request_in(const StateHost& state);
 
 /// What the filter reads of a source entry.
 struct EntryNames {
@@ -27,17 +27,17 @@ struct EntryNames {
 /// Throws std::invalid_argument for an entry whose "metadata" is neither empty nor a mapping.
 EntryNames names_of(const Json& entry);
 
-struct Filtered {
-  std::vector<std::size_t> kept;  // places among the entries, in their order
+struct RelevanceResult {
+  std::vector<std::size_t> kept;  // places in the batch, in their order
   std::vector<DroppedStructure> dropped;
   RelevanceReport report;  // what the assessor said, if it was asked
 };
 
-/// Drops those of the `count` entries of a door that its assessor judges unrelated to the request
+/// Drops those of the entries at `places` that the host's assessor judges unrelated to the request
 /// with a confidence of at least 0.8. Without a request or entries the assessor is not asked; then,
 /// and when it fails, all are kept.
-Filtered drop_unrelated(const StateDoor& door, std::size_t count,
-                        const std::string& role_unrelated);
+RelevanceResult drop_unrelated(const StateHost& host, const std::vector<std::size_t>& places,
+                               const std::string& role_unrelated);
 
 /// Why a structure was dropped, in words.
 std::string reason_of(const DroppedStructure& dropped);

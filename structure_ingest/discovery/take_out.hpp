@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/json_fwd.hpp"
 
 namespace structure_ingest::internal {
 

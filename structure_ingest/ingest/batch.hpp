@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "structure_ingest/base/api.hpp"
-#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
@@ -28,30 +28,37 @@ using Progress = std::function<void(std::size_t done, std::size_t total, const s
 /// links of `path` are not resolved.
 using MayRead = std::function<bool(const std::string& path)>;
 
-/// How a batch is ingested.
-struct IngestOptions {
-  /// How many candidates are considered; one that is skipped takes its place all the same.
-  /// At least the first is always considered.
-  int limit = 8;
-  /// The discovery kind of a candidate by its source identity (the resolved absolute path,
-  /// case-folded). A candidate without one is not taken from another project.
-  std::map<std::string, std::string> discovery_by_path{};
-  /// The agent's other modules, of which only the writer is used: for the manifest, and then for
-  /// the findings, where a failure of any kind is ignored.
-  Collaborators collaborators = agent_modules();
+/// How a batch is read and written, by itself or as a part of a hydration.
+struct BatchOptions {
   /// May be empty.
   Progress progress{};
-  /// Whether nothing is written, neither copy nor manifest: the entries are those that would be
-  /// made, unless a write would fail.
+  /// Whether nothing is written, neither copy nor manifest nor state: the outcome tells what would
+  /// be done, unless a write would fail.
   bool dry_run = false;
-  /// Whether the structures are checked: the entries then have findings, and
-  /// ".diagnostics/structure_findings.json" those of the batch, for the assistant.
+  /// Whether the structures are checked: the entries then have findings, and the project keeps them
+  /// (see `kept_findings`).
   bool check = true;
   /// Reads the files; null for a parser of this call alone. One that is kept over several calls
   /// keeps the process that runs ASE, so that only the first call waits for its start.
   StructureParser* parser = nullptr;
   /// A candidate that may not be read is skipped.
   MayRead may_read{};
+};
+
+/// How many candidates a call considers unless it is told otherwise.
+inline constexpr int DEFAULT_LIMIT = 8;
+
+/// How candidates are taken in.
+struct IngestOptions {
+  /// How many candidates are considered; one that is skipped takes its place all the same.
+  /// At least the first is always considered.
+  int limit = DEFAULT_LIMIT;
+  /// The discovery kind of a candidate by its source identity (the resolved absolute path,
+  /// case-folded). A candidate without one is not taken from another project.
+  std::map<std::string, std::string> discovery_by_path{};
+  /// The agent's other modules, of which only the writer is used, for the manifest.
+  Collaborators collaborators = agent_modules();
+  BatchOptions batch{};
 };
 
 /// Ingests the candidates in order into the project: skips names of no structure file, repeats, the

@@ -4,17 +4,17 @@
 #include <array>
 #include <climits>
 #include <cstddef>
-#include <filesystem>
-#include <system_error>
 
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/fast/write_decimals.hpp"
-#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
 
-namespace structure_ingest::internal {
+namespace structure_ingest {
+
+using namespace internal;  // NOLINT(google-build-using-namespace): the tools of the whole file
+
 namespace {
 
 constexpr std::size_t DIGEST_DIGITS = 8;
@@ -95,15 +95,6 @@ void append_comment(std::string& text, const IngestedStructure& record) {
   text += "\" Properties=species:S:1:pos:R:3 pbc=\"T T T\"";
 }
 
-bool holds_text(const std::string& path, const std::string& text) {
-  std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::symlink_status(path, error);
-  if (!std::filesystem::is_regular_file(status)) return false;  // a link could change its target
-  // An editor may have changed the line ends: that makes it no other structure.
-  if (std::filesystem::file_size(path) > 2 * text.size()) return false;
-  return with_line_feeds(read_file(path)) == text;
-}
-
 }  // namespace
 
 std::string canonical_xyz_text(const IngestedStructure& record) {
@@ -147,25 +138,25 @@ std::string canonical_xyz_rel(const IngestedStructure& record, const std::string
       .append("/")
       .append(COPY_PREFIX)
       .append(clean_stem(record.source_path));
-  return rel.append("_").append(sha256_hex(text), 0, DIGEST_DIGITS).append(COPY_SUFFIX);
+  return rel.append("_").append(copy_digest(text)).append(COPY_SUFFIX);
 }
 
-std::string write_canonical_xyz(FileReplacements& copies, const IngestedStructure& record,
-                                std::size_t number) {
-  const std::string text = canonical_xyz_text(record);
-  std::string rel = canonical_xyz_rel(record, text);
-  const std::string name = file_name(rel);
-  if (!holds_text(copies.path_of(name), text)) copies.add(name, text, number);
-  return rel;
+bool is_copy_path(std::string_view path) {
+  if (!path.starts_with(INGESTED_DIRNAME)) return false;
+  const std::string_view name = path.substr(INGESTED_DIRNAME.size());
+  return name.starts_with("/" + std::string(COPY_PREFIX)) && name.ends_with(COPY_SUFFIX) &&
+         name.find('/', 1) == std::string_view::npos && name.find('\0') == std::string_view::npos;
 }
 
-std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record) {
-  FileReplacements copies(project_path, std::string(INGESTED_DIRNAME));
-  std::string rel = write_canonical_xyz(copies, record, 0);
-  for (const FileReplacements::Failure& failure : copies.finish()) {
-    throw_file_error(failure.what, join_path(project_path, rel), failure.error);
-  }
-  return rel;
+std::string digest_in_name(std::string_view copy) {
+  if (!is_copy_path(copy)) return {};
+  const std::size_t end = copy.size() - COPY_SUFFIX.size();
+  const std::size_t begin = copy.rfind('_') + 1;
+  return std::string(end - begin == DIGEST_DIGITS ? copy.substr(begin, DIGEST_DIGITS) : "");
 }
 
-}  // namespace structure_ingest::internal
+std::string copy_digest(std::string_view text) {
+  return sha256_hex(text).substr(0, DIGEST_DIGITS);
+}
+
+}  // namespace structure_ingest

@@ -12,14 +12,23 @@
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/check/check.hpp"
-#include "structure_ingest/check/findings_json.hpp"
-#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/ingest/copies.hpp"
 #include "structure_ingest/project/folder_owners.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 
+// A batch goes over its candidates twice. First it selects: which of them are read at all, decided
+// by names and folders alone. Then it reads: each selected file becomes a record, its findings and
+// its copy. Selecting first lets the parser's processes read ahead.
+//
+// The copies of a batch are forced to the disk together and take their names at its end, since each
+// alone would wait for the disk. Whoever reads a copy in the middle of a batch (through a link
+// among the candidates) would see the old one; finish_copies() is therefore called before such a
+// read.
 namespace structure_ingest::internal {
 namespace {
+
+constexpr const char* NO_COPY = "Could not write canonical XYZ copy: ";
 
 bool is_canonical_copy(std::string path) {
   std::replace(path.begin(), path.end(), '\\', '/');
@@ -27,15 +36,96 @@ bool is_canonical_copy(std::string path) {
   return path.find(copies) != std::string::npos;
 }
 
-constexpr const char* NO_COPY = "Could not write canonical XYZ copy: ";
+/// A candidate that is to be read, and its number among all of them.
+struct SelectedFile {
+  std::size_t number;
+  SourceFile source;
+};
+
+/// The candidates that are to be read.
+struct Selection {
+  std::vector<SelectedFile> files;
+  /// A path that is none ends the batch; the candidates before it are read and copied all the same.
+  std::exception_ptr failure{};
+};
+
+/// Decides on the candidates one by one, in their order.
+class Selector {
+ public:
+  Selector(const BatchInput& input, PathResolver& resolver, std::vector<SkippedFile>& skipped)
+      : input_(input), resolver_(resolver), skipped_(skipped), owners_(input.project) {}
+
+  /// The file of a candidate that is to be read; nothing for one that is skipped. Throws NulInPath.
+  std::optional<SourceFile> select(const Candidate& candidate) {
+    const std::string path = candidate_path(candidate.text, input_.project);
+    if (!is_structure_file(path)) {
+      return skip(candidate, path, SkipReason::not_a_structure_file);
+    }
+    SourceFile source = candidate.source ? *candidate.source : source_file(path, resolver_);
+    const auto [seen, is_new] = seen_sources_.try_emplace(source.identity, source.path);
+    if (!is_new) return skip(candidate, source.path, SkipReason::same_file, seen->second);
+    if (is_canonical_copy(source.path)) {
+      return skip(candidate, source.path, SkipReason::canonical_copy);
+    }
+    source.discovery = input_.discovery_of(source.identity);
+    if (source.discovery != DISCOVERY_ATTACHMENT &&
+        owners_.is_foreign(source.resolved, input_.project)) {
+      return skip(candidate, source.path, SkipReason::other_project,
+                  owners_.owner_of(source.resolved).value_or(""));
+    }
+    if (input_.options.may_read && !input_.options.may_read(source.path)) {
+      return skip(candidate, source.path, SkipReason::not_allowed);
+    }
+    return source;
+  }
+
+ private:
+  std::optional<SourceFile> skip(const Candidate& candidate, const std::string& path,
+                                 SkipReason reason, const std::string& other = "") {
+    skipped_.push_back(
+        {.path = path, .reason = reason, .discovery = candidate.how, .other = other});
+    return std::nullopt;
+  }
+
+  const BatchInput& input_;
+  PathResolver& resolver_;
+  std::vector<SkippedFile>& skipped_;
+  FolderOwners owners_;
+  std::map<std::string, std::string> seen_sources_;  // the first path of each by its identity
+};
+
+/// Selects among the first `considered` candidates.
+Selection select_files(const BatchInput& input, std::size_t considered, PathResolver& resolver,
+                       std::vector<SkippedFile>& skipped) {
+  Selection selection;
+  Selector selector(input, resolver, skipped);
+  try {
+    for (std::size_t i = 0; i < considered; ++i) {
+      std::optional<SourceFile> source = selector.select(input.candidates[i]);
+      if (source) selection.files.push_back({.number = i, .source = *std::move(source)});
+    }
+  } catch (const NulInPath&) {
+    selection.failure = std::current_exception();
+  }
+  return selection;
+}
+
+std::vector<std::string> paths_to_read_ahead(const std::vector<SelectedFile>& files) {
+  std::vector<std::string> paths;
+  for (const SelectedFile& file : files) {
+    // This batch may write a copy anew, also one that is offered through a link.
+    if (!is_canonical_copy(file.source.resolved)) paths.push_back(file.source.path);
+  }
+  return paths;
+}
 
 /// Adds the copy of a good record to `copies`; `number` is that of its entry.
-void add_copy(const BatchInput& input, FileReplacements& copies, IngestedStructure& record,
+void add_copy(bool dry_run, FileReplacements& copies, IngestedStructure& record,
               std::size_t number) {
   if (!record.ok) return;
   try {
-    record.canonical_xyz_rel = input.dry_run ? canonical_xyz_rel(record, canonical_xyz_text(record))
-                                             : write_canonical_xyz(copies, record, number);
+    record.canonical_xyz_rel = dry_run ? canonical_xyz_rel(record, canonical_xyz_text(record))
+                                       : write_canonical_xyz(copies, record, number);
   } catch (const std::system_error& error) {
     record.warnings.push_back(std::string(NO_COPY) + error.what());
   } catch (const std::bad_alloc&) {
@@ -43,7 +133,7 @@ void add_copy(const BatchInput& input, FileReplacements& copies, IngestedStructu
   }
 }
 
-/// Has the copies take their names; the records of those that failed get a warning instead.
+/// Renames the temporary copies into place; the records of those that failed get a warning instead.
 void finish_copies(FileReplacements& copies, const std::string& project,
                    std::vector<SourceEntry>& entries) {
   for (const FileReplacements::Failure& failure : copies.finish()) {
@@ -55,95 +145,53 @@ void finish_copies(FileReplacements& copies, const std::string& project,
   }
 }
 
-/// A candidate that is to be read.
-struct Accepted {
-  std::size_t number;
-  SourceFile source;
-};
-
-std::vector<std::string> paths_to_read_ahead(const std::vector<Accepted>& accepted) {
-  std::vector<std::string> paths;
-  for (const Accepted& each : accepted) {
-    // This batch may write a copy anew, also one that is offered through a link.
-    if (!is_canonical_copy(each.source.resolved)) paths.push_back(each.source.path);
+/// Reads the selected files, and adds their entries and copies.
+void read_files(const BatchInput& input, std::size_t considered, std::vector<SelectedFile>& files,
+                IngestOutcome& outcome) {
+  const BatchOptions& options = input.options;
+  std::optional<StructureParser> own_parser;
+  StructureParser& parser = options.parser != nullptr ? *options.parser : own_parser.emplace();
+  FileReplacements copies(input.project, std::string(INGESTED_DIRNAME));
+  parser.begin_batch(paths_to_read_ahead(files));
+  for (auto& [number, source] : files) {
+    if (options.progress) options.progress(number, considered, source.path);
+    if (is_canonical_copy(source.resolved)) finish_copies(copies, input.project, outcome.entries);
+    ParsedStructure parsed =
+        parser.parse(source.path, {.fingerprint = true, .content = options.check});
+    if (outcome.why_no_ase.empty()) outcome.why_no_ase = parser.why_ase_is_unavailable();
+    SourceEntry entry{.record = {}, .discovery = std::move(source.discovery)};
+    if (options.check) entry.findings = check_structure(parsed);
+    entry.record = std::move(parsed.record);
+    add_copy(options.dry_run, copies, entry.record, outcome.entries.size());
+    outcome.entries.push_back(std::move(entry));
   }
-  return paths;
+  finish_copies(copies, input.project, outcome.entries);
 }
 
 }  // namespace
 
-Ingested ingested_entries(const BatchInput& input, PathResolver& resolver) {
-  const std::size_t considered = std::min(input.limit, input.candidates.size());
-  std::optional<StructureParser> own_parser;
-  StructureParser& parser = input.parser != nullptr ? *input.parser : own_parser.emplace();
-  FolderOwners owners(input.project);
-  FileReplacements copies(input.project, std::string(INGESTED_DIRNAME));
-  Ingested ingested;
-  const auto skip = [&ingested](const Candidate& candidate, const std::string& path,
-                                SkipReason reason, const std::string& other = "") {
-    ingested.skipped.push_back(
-        {.path = path, .reason = reason, .discovery = candidate.how, .other = other});
+std::function<std::string(const std::string&)> kinds_in(
+    const std::map<std::string, std::string>& kinds) {
+  return [&kinds](const std::string& identity) {
+    const auto known = kinds.find(identity);
+    return known == kinds.end() ? std::string() : known->second;
   };
-  std::vector<Accepted> accepted;
-  std::map<std::string, std::string> seen_sources;  // the first path of each by its identity
-  std::exception_ptr failure;
-  for (std::size_t i = 0; i < considered; ++i) {
-    const Candidate& candidate = input.candidates[i];
-    const std::string path = candidate_path(candidate.text, input.project);
-    if (!is_structure_file(path)) {
-      skip(candidate, path, SkipReason::not_a_structure_file);
-      continue;
-    }
-    SourceFile source;
-    try {
-      source = candidate.source ? *candidate.source : source_file(path, resolver);
-    } catch (const NulInPath&) {
-      failure = std::current_exception();
-      break;  // the candidates before it are copied all the same
-    }
-    if (const auto [seen, is_new] = seen_sources.try_emplace(source.identity, source.path);
-        !is_new) {
-      skip(candidate, source.path, SkipReason::same_file, seen->second);
-      continue;
-    }
-    if (is_canonical_copy(source.path)) {
-      skip(candidate, source.path, SkipReason::canonical_copy);
-      continue;
-    }
-    source.discovery = input.discovery_of(source.identity);
-    if (source.discovery != DISCOVERY_ATTACHMENT &&
-        owners.is_foreign(source.resolved, input.project)) {
-      skip(candidate, source.path, SkipReason::other_project,
-           owners.owner_of(source.resolved).value_or(""));
-      continue;
-    }
-    if (input.may_read && !input.may_read(source.path)) {
-      skip(candidate, source.path, SkipReason::not_allowed);
-      continue;
-    }
-    accepted.push_back({.number = i, .source = std::move(source)});
-  }
-  parser.begin_batch(paths_to_read_ahead(accepted));
-  for (auto& [number, source] : accepted) {
-    if (input.progress) input.progress(number, considered, source.path);
-    // A link to a copy that this batch makes must lead to the new one.
-    if (is_canonical_copy(source.resolved)) finish_copies(copies, input.project, ingested.entries);
-    SourceEntry& entry = ingested.entries.emplace_back(
-        SourceEntry{.record = parser.parse_with_fingerprint(source.path),
-                    .discovery = std::move(source.discovery)});
-    add_copy(input, copies, entry.record, ingested.entries.size() - 1);
-    if (ingested.why_no_ase.empty()) ingested.why_no_ase = parser.why_ase_is_unavailable();
-    if (input.check) {
-      entry.findings = check_structure(entry.record, {.reader_warnings = parser.reader_warnings()});
-    }
-  }
-  finish_copies(copies, input.project, ingested.entries);
-  if (failure) std::rethrow_exception(failure);
+}
+
+IngestOutcome ingested_entries(const BatchInput& input, PathResolver& resolver) {
+  const auto limit = static_cast<std::size_t>(std::max(1, input.limit));
+  const std::size_t considered = std::min(limit, input.candidates.size());
+  IngestOutcome outcome;
+  Selection selection = select_files(input, considered, resolver, outcome.skipped);
+  read_files(input, considered, selection.files, outcome);
+  if (selection.failure) std::rethrow_exception(selection.failure);
   for (std::size_t i = considered; i < input.candidates.size(); ++i) {
     const Candidate& candidate = input.candidates[i];
-    skip(candidate, shown_path(candidate.text, input.project), SkipReason::past_limit);
+    outcome.skipped.push_back({.path = shown_path(candidate.text, input.project),
+                               .reason = SkipReason::past_limit,
+                               .discovery = candidate.how});
   }
-  return ingested;
+  return outcome;
 }
 
 std::vector<Json> json_entries(const std::vector<SourceEntry>& entries) {
@@ -189,25 +237,6 @@ std::string write_manifest(const std::string& project, const std::vector<SourceE
     return failure.what();
   }
   return {};
-}
-
-void write_findings(const std::string& project, const std::vector<SourceEntry>& entries,
-                    const Collaborators& collaborators) {
-  if (entries.empty()) return;
-  std::vector<FileFindings> files;
-  files.reserve(entries.size());
-  for (const SourceEntry& entry : entries) {
-    files.push_back({.source_path = entry.record.source_path,
-                     .sha256 = entry.record.sha256,
-                     .findings = entry.findings});
-  }
-  try {
-    collaborators.atomic_write_json(join_path(project, FINDINGS_REL), findings_json(files));
-  } catch (const Interruption&) {
-    throw;
-  } catch (...) {
-    // The entries have them, too.
-  }
 }
 
 }  // namespace structure_ingest::internal

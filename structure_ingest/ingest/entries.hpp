@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,7 +14,6 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/batch.hpp"
-#include "structure_ingest/ingest/skipped_file.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 #include "structure_ingest/project/source_file.hpp"
 
@@ -29,26 +29,19 @@ struct Candidate {
 struct BatchInput {
   std::string project;
   std::vector<Candidate> candidates;
-  std::size_t limit;
+  int limit;
   /// The discovery kind for a source identity; empty when there is none.
   std::function<std::string(const std::string& identity)> discovery_of;
-  Progress progress{};
-  bool dry_run = false;  // the copies are named, but not written
-  bool check = true;
-  StructureParser* parser = nullptr;  // null for one of this batch alone
-  MayRead may_read{};
+  const BatchOptions& options;
 };
 
-/// What came of the candidates: an entry of each that was read, and the others.
-struct Ingested {
-  std::vector<SourceEntry> entries;
-  std::vector<SkippedFile> skipped;
-  std::string why_no_ase{};  // why ASE could not be used for one of them; otherwise empty
-};
+/// A `discovery_of` that looks the kinds up in a map, which must outlive it.
+std::function<std::string(const std::string&)> kinds_in(
+    const std::map<std::string, std::string>& kinds);
 
 /// Reads, fingerprints and copies the candidates as `ingest_structure_files` does, and writes no
 /// manifest. `resolver` may have resolved other paths of the same call.
-Ingested ingested_entries(const BatchInput& input, PathResolver& resolver);
+IngestOutcome ingested_entries(const BatchInput& input, PathResolver& resolver);
 
 /// How the texts of a record are written down: bytes need not be UTF-8.
 using TextForm = std::string (*)(std::string_view);
@@ -74,9 +67,9 @@ std::string write_manifest(const std::string& project, const std::vector<SourceE
 /// `lists`. They are those of the entry.
 Json entry_without_lists(const SourceEntry& entry, std::vector<JsonList>& lists);
 
-/// Writes the findings on `entries`, unless there are no entries. Best effort: they are a service
-/// beside the entries, so no failure of the writer is an error here.
-void write_findings(const std::string& project, const std::vector<SourceEntry>& entries,
-                    const Collaborators& collaborators);
+/// Adds the findings on the entries of a batch to those that the project keeps, in the place of
+/// older ones on the same bytes. Best effort: they are a service beside the entries, so no failure
+/// is an error here.
+void keep_findings(const std::string& project, const std::vector<SourceEntry>& entries);
 
 }  // namespace structure_ingest::internal

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "structure_ingest/base/api.hpp"
-#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/check/finding.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
@@ -35,8 +35,8 @@ struct SourceEntry {
   IngestedStructure record;  ///< complete: with fingerprint and, when a copy was written, its path
   std::string discovery{};   ///< a discovery kind; empty counts as an attachment
   /// What would mislead whoever computes with it, worst first. It stands beside the entry: neither
-  /// states nor manifests hold it.
-  std::vector<Finding> findings{};
+  /// states nor manifests hold it. Nothing when it was not checked.
+  std::optional<std::vector<Finding>> findings{};
 
   /// What the entry is called in the state: the canonical copy, or the source where there is none.
   STRUCTURE_INGEST_API std::string path() const;

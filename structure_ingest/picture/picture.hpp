@@ -45,6 +45,13 @@ struct PictureOptions {
 STRUCTURE_INGEST_API std::string picture_svg(const IngestedStructure& record,
                                              const PictureOptions& options = {});
 
+/// As `picture_svg`, as a part of a page that may hold several: the identifiers in it begin with
+/// `id`, and it needs the style sheet of `picture_style` on the page.
+STRUCTURE_INGEST_API std::string picture_svg_part(const IngestedStructure& record,
+                                                  const PictureOptions& options,
+                                                  const std::string& id);
+STRUCTURE_INGEST_API std::string picture_style();
+
 /// The same picture as the bytes of a PNG file, where all atoms are drawn.
 STRUCTURE_INGEST_API std::string picture_png(const IngestedStructure& record,
                                              const PictureOptions& options = {});

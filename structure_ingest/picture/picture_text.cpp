@@ -19,7 +19,7 @@ std::string atoms_text(std::size_t count) {
 }
 
 std::string cell_text(const IngestedStructure& record) {
-  const auto geometry = record.cell_ang ? geometry_of(*record.cell_ang) : std::nullopt;
+  const auto geometry = record.cell_ang ? cell_geometry(*record.cell_ang) : std::nullopt;
   if (!geometry) return "";
   const auto& [a, b, c] = geometry->lengths_ang;
   std::array<char, 200> text{};

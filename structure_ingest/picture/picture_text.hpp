@@ -25,7 +25,4 @@ Vector3 axis_name_place(const Scene& scene, const SceneEdge& edge, const Project
 std::string svg_text(const IngestedStructure& record, const PictureOptions& options,
                      const std::string& id, bool has_style);
 
-/// The style sheet of all pictures.
-std::string picture_style();
-
 }  // namespace structure_ingest::internal

@@ -44,7 +44,7 @@ void draw_legend(Raster& raster, const Scene& scene, int factor) {
     const int width = 2 * dot + 2 * letter + static_cast<int>(text.size()) * letter;
     if (x + width > raster.width) break;
     const Vector3 at = {static_cast<double>(x + dot), -static_cast<double>(y + 10 * factor), 1e30};
-    dots.atoms.push_back({at, i, i});
+    dots.atoms.push_back({.at = at, .atom = i, .element = i});
     internal::draw_letters(raster, text, x + 2 * dot + letter, y + 5 * factor, factor,
                            internal::colour_of(TEXT_COLOUR));
     x += width + letter;

@@ -2,12 +2,13 @@
 // viewer, in ångström.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "structure_ingest/picture/drawing.hpp"
 #include "structure_ingest/picture/picture.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
@@ -22,9 +23,10 @@ struct SceneElement {
 
 struct SceneAtom {
   Vector3 at;
-  std::size_t atom = 0;     // in the record; several are drawn of one on a face of the cell
-  std::size_t element = 0;  // in Scene::elements
-  bool marked = false;      // not its images
+  std::size_t atom = 0;        // in the record; several are drawn of one on a face of the cell
+  std::array<int, 3> cells{};  // how many lattice vectors it is away from the atom of the record
+  std::size_t element = 0;     // in Scene::elements
+  bool marked = false;         // not its images
 };
 
 /// A stick between the surfaces of two atoms, by their indices in Scene::atoms.
@@ -50,16 +52,8 @@ struct Scene {
   bool without_sticks = false;  // since there are too many atoms
 };
 
-/// Of more atoms than this, images and sticks are left out.
-inline constexpr std::size_t MOST_ATOMS_WITH_STICKS = 1500;
-
-/// A stick is drawn between atoms closer than their covalent radii and this. Between two metals
-/// that both have a non-metal beside them there is none: the covalent radii of cations, which have
-/// given their electrons away, are too large.
-inline constexpr double STICK_TOLERANCE_ANG = 0.4;
-
-/// Whether an element is a non-metal or a metalloid.
-bool is_non_metal(std::string_view symbol);
+/// Of more atoms than this, images and sticks are left out of a picture.
+inline constexpr std::size_t MOST_ATOMS_SHOWN_AS_STICKS = 1500;
 
 Scene scene_of(const IngestedStructure& record, const PictureOptions& options);
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/picture/drawing_style.hpp"
-#include "structure_ingest/picture/markup.hpp"
 #include "structure_ingest/picture/picture.hpp"
 #include "structure_ingest/picture/picture_text.hpp"
 #include "structure_ingest/picture/raster.hpp"
@@ -231,22 +231,6 @@ std::string axis_names(const Scene& scene, const Projection& projection) {
 
 namespace internal {
 
-std::string picture_style() {
-  const std::string text_font = "font-family:system-ui,sans-serif;font-size:13px";
-  std::string style = ".si-e,.si-a,.si-b,.si-c{fill:none;stroke:" + hex(EDGE_COLOUR) +
-                      ";stroke-width:" + number(EDGE_WIDTH_PX) + ";stroke-linecap:round}\n";
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    const std::string name = std::string(".si-") + "abc"[axis];
-    const std::string colour = hex(AXIS_COLOURS[axis]);
-    style += name + "{stroke:" + colour + "}text" + name + "{fill:" + colour + "}\n";
-  }
-  style += "text.si-x{stroke:none;font-style:italic}.si-s{fill:none;stroke-linecap:butt}\n";
-  style += ".si-m{fill:none;stroke:" + hex(MARK_COLOUR) + "}\n";
-  style += ".si-t,.si-x{" + text_font + "}.si-t{fill:#1f2733}.si-n{fill:#5b6675}\n";
-  style += "@media (prefers-color-scheme:dark){.si-t{fill:#e8ebf0}.si-n{fill:#a3adba}}\n";
-  return style;
-}
-
 std::string svg_text(const IngestedStructure& record, const PictureOptions& options,
                      const std::string& id, bool has_style) {
   require_drawable(record, options);
@@ -281,6 +265,28 @@ std::string svg_text(const IngestedStructure& record, const PictureOptions& opti
 }
 
 }  // namespace internal
+
+std::string picture_style() {
+  const std::string text_font = "font-family:system-ui,sans-serif;font-size:13px";
+  std::string style = ".si-e,.si-a,.si-b,.si-c{fill:none;stroke:" + hex(internal::EDGE_COLOUR) +
+                      ";stroke-width:" + number(internal::EDGE_WIDTH_PX) +
+                      ";stroke-linecap:round}\n";
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    const std::string name = std::string(".si-") + "abc"[axis];
+    const std::string colour = hex(internal::AXIS_COLOURS[axis]);
+    style += name + "{stroke:" + colour + "}text" + name + "{fill:" + colour + "}\n";
+  }
+  style += "text.si-x{stroke:none;font-style:italic}.si-s{fill:none;stroke-linecap:butt}\n";
+  style += ".si-m{fill:none;stroke:" + hex(internal::MARK_COLOUR) + "}\n";
+  style += ".si-t,.si-x{" + text_font + "}.si-t{fill:#1f2733}.si-n{fill:#5b6675}\n";
+  style += "@media (prefers-color-scheme:dark){.si-t{fill:#e8ebf0}.si-n{fill:#a3adba}}\n";
+  return style;
+}
+
+std::string picture_svg_part(const IngestedStructure& record, const PictureOptions& options,
+                             const std::string& id) {
+  return internal::svg_text(record, options, id, false);
+}
 
 std::string picture_svg(const IngestedStructure& record, const PictureOptions& options) {
   return internal::svg_text(record, options, "si-", true);

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "structure_ingest/picture/vectors.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"
+#include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -127,9 +127,14 @@ Vector3 seen_from(const ViewAxes& axes, const Vector3& vector) {
   return {dot(axes[0], vector), dot(axes[1], vector), dot(axes[2], vector)};
 }
 
+bool can_be_drawn(const Vector3& at) {
+  constexpr double FARTHEST_ANG = 1e7;
+  return std::all_of(at.begin(), at.end(), [](double x) { return std::abs(x) < FARTHEST_ANG; });
+}
+
 bool has_usable_cell(const IngestedStructure& record) {
   if (!record.cell_ang) return false;
-  const auto geometry = geometry_of(*record.cell_ang);
+  const auto geometry = cell_geometry(*record.cell_ang);
   if (!geometry || !geometry->volume_ang3) return false;
   const auto& [a, b, c] = geometry->lengths_ang;
   return a < 1e9 && b < 1e9 && c < 1e9 && *geometry->volume_ang3 > 1e-6 * a * b * c;

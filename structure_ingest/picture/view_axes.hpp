@@ -18,6 +18,9 @@ ViewAxes view_axes(const IngestedStructure& record, View view);
 /// A vector in the coordinates of the view.
 Vector3 seen_from(const ViewAxes& axes, const Vector3& vector);
 
+/// Whether a position is a number, and not so far away that a picture would show nothing else.
+bool can_be_drawn(const Vector3& at);
+
 /// Whether a record has three lattice vectors that span a volume.
 bool has_usable_cell(const IngestedStructure& record);
 

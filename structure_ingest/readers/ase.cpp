@@ -44,13 +44,15 @@ std::optional<std::string> take_answer(AseAnswer&& answer, IngestedStructure& re
 }  // namespace
 
 IngestedStructure parse_with_ase(const std::string& path, const std::string& format,
-                                 const AskAse& ask_ase) {
+                                 const AskAse& ask_ase, std::vector<std::string>* reader_warnings) {
   IngestedStructure record{.source_path = path, .format = format};
   if (is_made_up_file(path)) {  // such a file may have no end
     record.warnings.emplace_back("ASE could not parse the file: it is not stored on a disk");
     return record;
   }
-  if (std::optional<std::string> warning = take_answer(ask_ase(path), record)) {
+  AseAnswer answer = ask_ase(path);
+  if (reader_warnings != nullptr) *reader_warnings = std::move(answer.warnings);
+  if (std::optional<std::string> warning = take_answer(std::move(answer), record)) {
     record.warnings.push_back(*std::move(warning));
   }
   return record;

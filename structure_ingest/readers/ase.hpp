@@ -32,8 +32,9 @@ struct AseAnswer {
 using AskAse = std::function<AseAnswer(const std::string& path)>;
 
 /// Reads a CIF or VASP file into a record; `format` is "cif" or "vasp". Every failure is one
-/// warning on a record with `ok` false.
+/// warning on a record with `ok` false. `reader_warnings`, which may be null, gets those of ASE.
 IngestedStructure parse_with_ase(const std::string& path, const std::string& format,
-                                 const AskAse& ask_ase);
+                                 const AskAse& ask_ase,
+                                 std::vector<std::string>* reader_warnings = nullptr);
 
 }  // namespace structure_ingest::internal

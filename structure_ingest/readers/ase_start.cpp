@@ -17,6 +17,9 @@
 #include "structure_ingest/readers/ase_protocol.hpp"
 
 namespace structure_ingest::internal {
+
+std::string_view embedded_text(std::string_view file_name);  // see cmake/embed.cmake
+
 namespace {
 
 using Transfer = ChildProcess::Transfer;
@@ -61,6 +64,11 @@ milliseconds head_start(const std::string& interpreter) {
 }
 
 }  // namespace
+
+std::string ase_worker_script() {
+  return std::string(embedded_text("ase_deferral.py")) + "\n" +
+         std::string(embedded_text("ase_worker.py"));
+}
 
 std::vector<std::string> ase_interpreters() {
   std::vector<std::string> interpreters;

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "structure_ingest/base/process.hpp"
-#include "structure_ingest/readers/ase_worker.hpp"
 
 namespace structure_ingest::internal {
 
@@ -19,6 +18,11 @@ namespace structure_ingest::internal {
 /// one configured when the library was built. Relative folders in PATH are ignored: what they name
 /// depends on the current folder.
 std::vector<std::string> ase_interpreters();
+
+/// The script of the worker that runs ASE: ase_deferral.py and ase_worker.py, of which the latter
+/// describes the worker and its protocol. It is compiled in, so that it needs no file at run time
+/// and always has the library's version.
+std::string ase_worker_script();
 
 struct AseSessionOptions {
   /// How long ASE may take to load, and then for each file.
@@ -28,7 +32,7 @@ struct AseSessionOptions {
   /// Tried before the others; a path that is not absolute is ignored.
   std::vector<std::string> first_interpreters{};
   std::optional<std::vector<std::string>> interpreters{};  // instead of ase_interpreters()
-  std::string script = ASE_WORKER_SCRIPT;
+  std::string script = ase_worker_script();
   int processes = 1;  // the most workers at once
 };
 

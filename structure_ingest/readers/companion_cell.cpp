@@ -10,6 +10,7 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
 
 // The file consists of lines "key = value". The keys and values are defined by these patterns
 // (flags: i ignores case, m lets ^ match at each line, s lets . match line breaks):
@@ -243,3 +244,10 @@ CompanionCell CompanionFiles::vorendal_cell(const std::string& path) {
 }
 
 }  // namespace structure_ingest::internal
+
+bool structure_ingest::is_companion_name(std::string_view name) {
+  // ASE takes any file with one of these words in its name for the one that it looks for.
+  return name == internal::COMPANION_NAME ||
+         internal::contains_ignoring_ascii_case(name, "potcar") ||
+         internal::contains_ignoring_ascii_case(name, "outcar");
+}

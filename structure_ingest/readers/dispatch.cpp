@@ -1,6 +1,9 @@
 #include "structure_ingest/readers/dispatch.hpp"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <new>
 #include <optional>
 #include <system_error>
@@ -49,28 +52,54 @@ IngestedStructure failed_record(const std::string& path, const std::string& form
   return {.source_path = path, .format = format, .warnings = {warning}};
 }
 
-IngestedStructure read(const std::string& path, internal::Readers& readers, bool fingerprint) {
+IngestedStructure read(const std::string& path, internal::Readers& readers,
+                       const ParseOptions& options, FileContent* content) {
   if (!internal::is_regular_file(path)) {
     return failed_record(path, "unknown", "File does not exist.");
   }
   const std::optional<std::string> format = format_of(path);
   if (!format) return failed_record(path, "unknown", "Unsupported structure file format.");
   try {
-    return format == "xyz" ? internal::parse_xyz(path, readers.companions, fingerprint)
-                           : internal::parse_with_ase(path, *format, readers.ask_ase);
+    return format == "xyz"
+               ? internal::parse_xyz(path, readers.companions,
+                                     {.fingerprint = options.fingerprint, .content = content})
+               : internal::parse_with_ase(path, *format, readers.ask_ase,
+                                          content == nullptr ? nullptr : &content->reader_warnings);
   } catch (const std::bad_alloc&) {
     // Its memory is free again by now, so that the next files can be read.
     return failed_record(path, *format, "Could not read file: not enough memory");
   }
 }
 
-/// Asks `ase`, and stores what ASE itself warned of in `reader_warnings`.
-internal::AskAse ask_through(internal::AseSession& ase, std::vector<std::string>& reader_warnings) {
-  return [&ase, &reader_warnings](const std::string& path) {
-    internal::AseAnswer answer = ase.read(path);
-    reader_warnings = answer.warnings;
-    return answer;
-  };
+/// Reads the bytes of a file for its fingerprint and its content, each of which may be null.
+void read_bytes(const std::string& path, std::string* fingerprint, FileContent* content) {
+  internal::InputFile file(path);
+  std::optional<internal::Sha256> digest;
+  if (fingerprint != nullptr) digest.emplace();
+  constexpr std::size_t size = std::size_t{1} << 16;  // stays in the processor's cache
+  const auto piece = std::make_unique_for_overwrite<char[]>(size);
+  if (content != nullptr) {
+    content->bytes.reserve(std::min<std::uint64_t>(file.size(), FileContent::MOST_BYTES));
+  }
+  while (const std::size_t count = file.read(piece.get(), size)) {
+    if (digest) digest->add({piece.get(), count});
+    if (content == nullptr) continue;
+    const std::size_t room = FileContent::MOST_BYTES - content->bytes.size();
+    content->bytes.append(piece.get(), std::min(count, room));
+    if (count >= room && !digest) break;
+  }
+  if (digest) *fingerprint = digest->hex().substr(0, internal::FINGERPRINT_DIGITS);
+}
+
+/// Reads the bytes of a file that another process parsed, or that was not parsed. One that cannot
+/// be read has neither fingerprint nor content; a warning in its record already gives the reason.
+void try_to_read_bytes(const std::string& path, std::string* fingerprint, FileContent* content) {
+  try {
+    read_bytes(path, fingerprint, content);
+  } catch (const std::system_error&) {
+    if (content != nullptr)
+      *content = {.readable = false, .reader_warnings = content->reader_warnings};
+  }
 }
 
 }  // namespace
@@ -90,23 +119,16 @@ IngestedStructure parse_structure_file(const std::string& path) {
   return StructureParser().parse(path);
 }
 
-struct StructureParser::Session {
+struct [[gnu::visibility("hidden")]] StructureParser::Session {
   explicit Session(StructureParserOptions options)
       : ase(std::in_place,
             internal::AseSessionOptions{.first_interpreters = std::move(options.interpreters),
                                         .processes = options.processes}),
-        readers{.ask_ase = ask_through(*ase, reader_warnings)} {}
+        readers{.ask_ase = [this](const std::string& path) { return ase->read(path); }} {}
   explicit Session(internal::AskAse ask_ase) : readers{.ask_ase = std::move(ask_ase)} {}
 
   std::optional<internal::AseSession> ase;  // none when the host asks ASE by itself
-  std::vector<std::string> reader_warnings{};
   internal::Readers readers;
-
-  IngestedStructure read(const std::string& path, bool fingerprint) {
-    reader_warnings.clear();
-    if (ase) ase->keep_busy();
-    return internal::read_structure(path, readers, fingerprint);
-  }
 };
 
 StructureParser::StructureParser(StructureParserOptions options)
@@ -128,15 +150,12 @@ void StructureParser::begin_batch(const std::vector<std::string>& paths) {
 }
 
 IngestedStructure StructureParser::parse(const std::string& path) {
-  return session_->read(path, false);
+  return parse(path, {}).record;
 }
 
-IngestedStructure StructureParser::parse_with_fingerprint(const std::string& path) {
-  return session_->read(path, true);
-}
-
-const std::vector<std::string>& StructureParser::reader_warnings() const {
-  return session_->reader_warnings;
+ParsedStructure StructureParser::parse(const std::string& path, const ParseOptions& options) {
+  if (session_->ase) session_->ase->keep_busy();
+  return internal::read_structure(path, session_->readers, options);
 }
 
 const std::string& StructureParser::why_ase_is_unavailable() const {
@@ -158,18 +177,29 @@ StructureParser parser_that_asks(AskAse ask_ase) {
   return ParserMaker::make(std::move(ask_ase));
 }
 
-IngestedStructure read_structure(const std::string& path, Readers& readers, bool fingerprint) {
+ParsedStructure read_structure(const std::string& path, Readers& readers,
+                               const ParseOptions& options) {
   const std::string text = path_text(path);
-  IngestedStructure record = read(text, readers, fingerprint);
-  if (fingerprint && record.sha256.empty()) {
-    try {
-      record.sha256 = sha256_hex_of_file(text).substr(0, FINGERPRINT_DIGITS);
-    } catch (const std::system_error&) {
-      // A file that cannot be read has no fingerprint; a warning in the record already gives the
-      // reason.
-    }
+  const auto content = options.content ? std::make_shared<FileContent>() : nullptr;
+  ParsedStructure parsed{.record = read(text, readers, options, content.get())};
+  std::string* const fingerprint =
+      options.fingerprint && parsed.record.sha256.empty() ? &parsed.record.sha256 : nullptr;
+  const bool was_for_ase = parsed.record.format == "cif" || parsed.record.format == "vasp";
+  FileContent* const unread = was_for_ase ? content.get() : nullptr;
+  if (fingerprint != nullptr || unread != nullptr) try_to_read_bytes(text, fingerprint, unread);
+  parsed.content = content;
+  return parsed;
+}
+
+FileContent content_of_file(const IngestedStructure& record) {
+  FileContent content;
+  if (record.format == "xyz" && is_regular_file(record.source_path)) {
+    CompanionFiles companions;
+    parse_xyz(record.source_path, companions, {.content = &content});
+  } else if (record.format == "cif" || record.format == "vasp") {
+    try_to_read_bytes(record.source_path, nullptr, &content);
   }
-  return record;
+  return content;
 }
 
 }  // namespace internal

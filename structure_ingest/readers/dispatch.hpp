@@ -23,9 +23,30 @@ inline constexpr std::array<std::string_view, 2> STRUCTURE_BASENAMES = {"poscar"
 /// suffix or begins with "poscar" or "contcar". Does not access the file.
 STRUCTURE_INGEST_API bool is_structure_file(std::string_view path);
 
+/// Whether a reader may open a file of this name in the folder of the structure file that it reads:
+/// the input that holds a cell ("scf.input"), and what tells the elements of a VASP file (names
+/// with "potcar" or "outcar"). It opens no other.
+STRUCTURE_INGEST_API bool is_companion_name(std::string_view name);
+
 /// Reads one structure file (`path` is used as it is: no "~", no resolution). Always returns a
 /// record; problems with the file are warnings in it, running out of memory included.
 STRUCTURE_INGEST_API IngestedStructure parse_structure_file(const std::string& path);
+
+/// What a reader saw of a file besides the record; `check_structure` takes it.
+struct FileContent;
+
+/// What is made of a file besides the record.
+struct ParseOptions {
+  bool fingerprint = false;  ///< whether the record's `sha256` is filled in
+  bool content = false;      ///< whether the content is handed down, for a check
+};
+
+/// A structure file as it was read.
+struct ParsedStructure {
+  IngestedStructure record;
+  /// Null unless it was asked for.
+  std::shared_ptr<const FileContent> content{};
+};
 
 /// How a parser reads.
 struct StructureParserOptions {
@@ -60,17 +81,13 @@ class STRUCTURE_INGEST_API StructureParser {
   /// As `parse_structure_file`.
   IngestedStructure parse(const std::string& path);
 
-  /// As `parse`, with the record's `sha256` filled in. Reads an XYZ file once for both; reads a CIF
-  /// or VASP file again for its fingerprint, since another process parses it.
-  IngestedStructure parse_with_fingerprint(const std::string& path);
+  /// The same, and what else is asked for. The bytes of an XYZ file are read once for all of it;
+  /// those of a CIF or VASP file once more than ASE reads them.
+  ParsedStructure parse(const std::string& path, const ParseOptions& options);
 
   /// When ASE could not be used for the latest CIF or VASP file, what happened to each Python
   /// interpreter, for example "/usr/bin/python3 does not have ASE". Otherwise empty.
   const std::string& why_ase_is_unavailable() const;
-
-  /// The warnings that ASE gave while it read the latest file, one text each; none for an XYZ file.
-  /// They are not part of the record.
-  const std::vector<std::string>& reader_warnings() const;
 
  private:
   friend struct ParserMaker;

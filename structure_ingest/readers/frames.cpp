@@ -1,5 +1,6 @@
 #include "structure_ingest/readers/frames.hpp"
 
+#include <charconv>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -99,6 +100,45 @@ IngestedStructure parse_last_xyz_frame(const std::string& path) {
                          return false;
                        });
   return broken ? *broken : parse_xyz_frame(path, frames);
+}
+
+std::optional<FrameChoice> frame_choice(std::string_view text) {
+  if (text == "last") return FrameChoice{.last = true};
+  if (text == "all") return FrameChoice{.all = true};
+  FrameChoice choice;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, choice.number);
+  if (error != std::errc() || stop != end || choice.number == 0) return std::nullopt;
+  return choice;
+}
+
+void visit_frames(StructureParser& parser, const std::string& path, const FrameChoice& choice,
+                  const ShowFrame& show) {
+  // The parser knows which reader a file is for; the first frame is what it reads of any.
+  const IngestedStructure first = parser.parse(path);
+  if (first.format != "xyz") {
+    if (choice.number == 1 || !first.ok) {
+      show(first, "");
+    } else {
+      IngestedStructure none{.source_path = first.source_path, .format = first.format};
+      none.warnings.push_back("There is no frame " + std::to_string(choice.number) +
+                              ": of this format one structure is read.");
+      show(none, "");
+    }
+    return;
+  }
+  if (choice.all) {
+    visit_xyz_frames(path, 1, [&show](std::size_t number, const IngestedStructure& record) {
+      show(record, "frame " + std::to_string(number));
+      return true;
+    });
+  } else if (choice.last) {
+    show(parse_last_xyz_frame(path), "the last frame");
+  } else if (choice.number == 1) {
+    show(first, "frame 1");
+  } else {
+    show(parse_xyz_frame(path, choice.number), "frame " + std::to_string(choice.number));
+  }
 }
 
 }  // namespace structure_ingest

@@ -1,11 +1,14 @@
-// The frames of an XYZ file, of which parsing reads the first.
+// The frames of a file, of which parsing reads the first.
 #pragma once
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "structure_ingest/base/api.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
@@ -27,5 +30,24 @@ STRUCTURE_INGEST_API IngestedStructure parse_xyz_frame(const std::string& path, 
 
 /// Reads the last frame.
 STRUCTURE_INGEST_API IngestedStructure parse_last_xyz_frame(const std::string& path);
+
+/// Which frames of a file are wanted: one by its number, the last one, or all.
+struct FrameChoice {
+  std::size_t number = 1;
+  bool last = false;
+  bool all = false;
+};
+
+/// Reads "3", "last" or "all"; nothing for any other text.
+STRUCTURE_INGEST_API std::optional<FrameChoice> frame_choice(std::string_view text);
+
+/// Takes a frame, and what to call it: "frame 3", or nothing where there is but one way to read the
+/// file.
+using ShowFrame = std::function<void(const IngestedStructure& record, const std::string& frame)>;
+
+/// Reads the frames of a file; CIF and VASP files have one. A frame that is not there is shown as
+/// a record with `ok` false.
+STRUCTURE_INGEST_API void visit_frames(StructureParser& parser, const std::string& path,
+                                       const FrameChoice& choice, const ShowFrame& show);
 
 }  // namespace structure_ingest

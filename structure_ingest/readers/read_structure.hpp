@@ -6,6 +6,7 @@
 #include "structure_ingest/readers/ase.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/readers/file_content.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
@@ -16,10 +17,13 @@ struct Readers {
   CompanionFiles companions{};
 };
 
-/// Reads the file at `path` as `parse_structure_file` does; with `fingerprint`, fills in the
-/// record's `sha256` unless the file's bytes cannot be read.
-IngestedStructure read_structure(const std::string& path, Readers& readers,
-                                 bool fingerprint = false);
+/// Reads the file at `path` as `parse_structure_file` does. A CIF or VASP file is read a second
+/// time, since ASE reads it in another process: once, for fingerprint and content together.
+ParsedStructure read_structure(const std::string& path, Readers& readers,
+                               const ParseOptions& options = {});
+
+/// What a reader would hand down of the file of `record`, for those that have the record alone.
+FileContent content_of_file(const IngestedStructure& record);
 
 /// A parser that has CIF and VASP files read by a function of the host's instead of a process that
 /// runs ASE.

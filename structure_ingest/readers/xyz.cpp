@@ -65,14 +65,33 @@ struct Atoms {
   std::vector<Vector3> positions_ang;
 };
 
+bool is_capital(char c) {
+  return c >= 'A' && c <= 'Z';
+}
+
+/// Keeps a label in capitals, such as "CA", that was read as a symbol of two letters.
+void note_label(std::string_view label, const std::string& symbol, const Atoms& before,
+                XyzContent& content) {
+  if (symbol.size() != 2 || label.size() < 2 || !is_capital(label[1])) return;
+  auto& labels = content.capital_labels;
+  const auto of_symbol = std::count_if(labels.begin(), labels.end(), [&](const auto& known) {
+    return before.symbols[known.first] == symbol;
+  });
+  if (static_cast<std::size_t>(of_symbol) == XyzContent::MOST_CAPITAL_LABELS) return;
+  labels.emplace_back(before.symbols.size(), label.substr(0, XyzContent::MOST_LINE));
+}
+
 /// The fast path for ordinary atom lines: ASCII, plain decimal numbers, ended by a line feed. Reads
 /// the line at `text` and moves `text` past it. Returns false and changes nothing for any other
-/// line, valid or not: read_atom() decides about those.
+/// line, valid or not: read_atom() decides about those, and about labels in capitals if
+/// `leave_capitals`.
+template <bool leave_capitals>
 bool read_plain_atom(const char*& text, const KnownSymbols& known, Atoms& atoms) {
   const char* at = text;
   while (*at == ' ' || *at == '\t') ++at;
   const std::size_t symbol_size = known.length(at[0], at[1]);
   if (symbol_size == 0) return false;
+  if (leave_capitals && symbol_size == 2 && is_capital(at[1])) return false;
   const std::array<char, 2> symbol = {static_cast<char>(at[0] & ~0x20),
                                       static_cast<char>(at[1] | 0x20)};
   ++at;
@@ -90,13 +109,15 @@ bool read_plain_atom(const char*& text, const KnownSymbols& known, Atoms& atoms)
 }
 
 /// Reads buffered ordinary atom lines, until there are `count` atoms.
+template <bool leave_capitals>
 void read_plain_atoms(LineReader& lines, std::size_t count, Atoms& atoms) {
   const KnownSymbols& known = known_symbols();
   for (;;) {
     const std::string_view ahead = lines.lines_ahead();
     const char* at = ahead.data();
     const char* const end = at + ahead.size();
-    while (at != end && atoms.symbols.size() < count && read_plain_atom(at, known, atoms)) {
+    while (at != end && atoms.symbols.size() < count &&
+           read_plain_atom<leave_capitals>(at, known, atoms)) {
     }
     lines.skip(static_cast<std::size_t>(at - ahead.data()));
     if (at != end || ahead.empty()) return;
@@ -105,7 +126,7 @@ void read_plain_atoms(LineReader& lines, std::size_t count, Atoms& atoms) {
 
 /// Reads any atom line; returns the warning when it is malformed.
 std::optional<std::string> read_atom(std::string_view line, bool vendor_orbital_column,
-                                     Atoms& atoms) {
+                                     Atoms& atoms, XyzContent* content) {
   std::array<std::string_view, 5> tokens;
   std::size_t count = 0;
   std::string_view rest = line;
@@ -126,15 +147,43 @@ std::optional<std::string> read_atom(std::string_view line, bool vendor_orbital_
     if (!coordinate) return "Non-numeric coordinates in line: " + quoted_form(line);
     position[axis] = *coordinate;
   }
+  if (content != nullptr) note_label(tokens[0], symbol, atoms, *content);
   atoms.symbols.push_back(std::move(symbol));
   atoms.positions_ang.push_back(position);
+  return std::nullopt;
+}
+
+/// Reads up to `wanted` atoms; returns the warning of the line that is no atom, if one is.
+std::optional<std::string> read_atoms(LineReader& lines, std::size_t wanted,
+                                      bool vendor_orbital_column, Atoms& atoms,
+                                      XyzContent* content) {
+  while (atoms.symbols.size() < wanted) {
+    const bool is_sampled =
+        content != nullptr && content->first_atoms.size() < XyzContent::MOST_FIRST_ATOMS;
+    if (!vendor_orbital_column && !is_sampled) {
+      (content == nullptr ? read_plain_atoms<false> : read_plain_atoms<true>)(lines, wanted, atoms);
+      if (atoms.symbols.size() == wanted) break;
+    }
+    const std::optional<std::string_view> line = lines.next();
+    if (!line) {
+      return "Expected " + std::to_string(wanted) + " atoms, found " +
+             std::to_string(atoms.symbols.size()) + ".";
+    }
+    if (is_sampled) content->first_atoms.emplace_back(line->substr(0, XyzContent::MOST_LINE));
+    std::optional<std::string> warning = read_atom(*line, vendor_orbital_column, atoms, content);
+    if (warning && content != nullptr) {
+      content->stopped_line = atoms.symbols.size() + 3;
+      content->stopped_text = line->substr(0, XyzContent::MOST_LINE);
+    }
+    if (warning) return warning;
+  }
   return std::nullopt;
 }
 
 /// Reads the frame whose first line is `line` into `record`; returns the warning that ended it, if
 /// any did.
 std::optional<std::string> read_frame(LineReader& lines, std::optional<std::string_view> line,
-                                      IngestedStructure& record) {
+                                      IngestedStructure& record, XyzContent* content = nullptr) {
   std::string first_line;
   std::string comment;
   if (line) {
@@ -148,6 +197,7 @@ std::optional<std::string> read_frame(LineReader& lines, std::optional<std::stri
   if (std::optional<std::string> warning = read_atom_count(first_line, count)) return warning;
   read_lattice(comment, record);
   const bool vendor_orbital_column = contains_ignoring_ascii_case(comment, "orbitaltype");
+  if (content != nullptr) content->comment = comment.substr(0, XyzContent::MOST_LINE);
 
   // Do not trust the count: reserve at most what the file's size allows, at eight bytes a line.
   Atoms atoms;
@@ -155,17 +205,8 @@ std::optional<std::string> read_frame(LineReader& lines, std::optional<std::stri
   const std::size_t expected = std::min(wanted, lines.file_size() / 8 + 1);
   atoms.symbols.reserve(expected);
   atoms.positions_ang.reserve(expected);
-  while (atoms.symbols.size() < wanted) {
-    if (!vendor_orbital_column) read_plain_atoms(lines, wanted, atoms);
-    if (atoms.symbols.size() == wanted) break;
-    line = lines.next();
-    if (!line) {
-      return "Expected " + std::to_string(count) + " atoms, found " +
-             std::to_string(atoms.symbols.size()) + ".";
-    }
-    if (std::optional<std::string> warning = read_atom(*line, vendor_orbital_column, atoms)) {
-      return warning;
-    }
+  if (auto warning = read_atoms(lines, wanted, vendor_orbital_column, atoms, content)) {
+    return warning;
   }
   record.natoms = count;
   record.symbols = std::move(atoms.symbols);
@@ -174,6 +215,49 @@ std::optional<std::string> read_frame(LineReader& lines, std::optional<std::stri
   record.species = species_of(counts);
   record.formula = formula_of(counts);
   return std::nullopt;
+}
+
+/// The number of atoms that the first line of a later frame gives. It may exceed what is read:
+/// such a frame is passed over like any other.
+std::size_t atoms_of_later_frame(std::string_view line) {
+  const std::optional<std::string> digits = integer_text(next_token(line));
+  const bool is_usable = digits && digits->size() <= 12 && digits->front() != '-';
+  return is_usable ? static_cast<std::size_t>(std::stoull(*digits)) : 0;
+}
+
+/// Counts the frames behind the first, which ended at line `number`, and finds the first line that
+/// belongs to none of them.
+void count_frames(LineReader& lines, std::size_t number, XyzContent& content) {
+  while (const std::optional<std::string_view> line = lines.next()) {
+    ++number;
+    if (stripped(*line).empty()) continue;
+    content.trailing_line = number;
+    content.trailing_text = line->substr(0, XyzContent::MOST_LINE);
+    const std::size_t atoms = atoms_of_later_frame(*line);
+    if (atoms == 0) return;
+    for (std::size_t i = 0; i < atoms + 1; ++i) {
+      if (!lines.next()) return;
+      if (lines.taken() <= XyzContent::MOST_COUNTED) continue;
+      content.trailing_line = 0;
+      content.counted_all = false;
+      return;
+    }
+    number += atoms + 1;
+    ++content.frames;
+    content.trailing_line = 0;
+  }
+}
+
+/// Sees what follows the frame of `record`. An error here ends only the count: whether the file can
+/// be read to its end is asked afterwards.
+void see_rest(LineReader& lines, const IngestedStructure& record, XyzContent& content) {
+  try {
+    lines.limit_lines(16 * XyzContent::MOST_LINE);
+    count_frames(lines, record.symbols.size() + 2, content);
+  } catch (const std::system_error&) {
+    content.trailing_line = 0;
+    content.counted_all = false;
+  }
 }
 
 /// The record of a file whose frame was read, up to the warning if there is one.
@@ -214,19 +298,27 @@ IngestedStructure parse_xyz_frame(const std::string& path, LineReader& lines,
   return completed(std::move(record), std::move(warning), companions);
 }
 
-IngestedStructure parse_xyz(const std::string& path, CompanionFiles& companions, bool fingerprint) {
+IngestedStructure parse_xyz(const std::string& path, CompanionFiles& companions,
+                            const XyzExtras& extras) {
   IngestedStructure record{.source_path = path, .format = "xyz"};
+  FileContent* const content = extras.content;
   std::optional<std::string> warning;
   try {
     std::optional<Sha256> digest;
-    if (fingerprint) digest.emplace();
-    LineReader lines(path, digest ? &*digest : nullptr);
-    warning = read_frame(lines, lines.next(), record);
+    if (extras.fingerprint) digest.emplace();
+    LineReader lines(path, {.digest = digest ? &*digest : nullptr,
+                            .head = content == nullptr ? nullptr : &content->bytes});
+    warning = read_frame(lines, lines.next(), record, content == nullptr ? nullptr : &content->xyz);
+    if (content != nullptr && !warning) {
+      content->bytes.clear();
+      see_rest(lines, record, content->xyz);
+    }
     lines.skip_rest();
     if (digest) record.sha256 = digest->hex().substr(0, FINGERPRINT_DIGITS);
   } catch (const std::system_error& error) {
     record = {.source_path = path, .format = "xyz"};
     warning = std::string("Could not read file: ") + error.what();
+    if (content != nullptr) content->readable = false;
   }
   return completed(std::move(record), std::move(warning), companions);
 }

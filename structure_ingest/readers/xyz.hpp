@@ -8,6 +8,7 @@
 
 #include "structure_ingest/base/lines.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
+#include "structure_ingest/readers/file_content.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
@@ -15,13 +16,21 @@ namespace structure_ingest::internal {
 /// The largest accepted number of atoms.
 inline constexpr std::int64_t MAX_ATOMS = 20000;
 
+/// What parse_xyz() is to do besides making the record.
+struct XyzExtras {
+  /// Whether the record's `sha256` is filled in, from exactly the bytes that were parsed; it stays
+  /// empty when the file cannot be read to its end.
+  bool fingerprint = false;
+  /// Gets what the reader saw besides the record; may be null.
+  FileContent* content = nullptr;
+};
+
 /// Reads the first frame of an XYZ file. `path` names an existing regular file, in normal form. A
 /// bad file gives a record with `ok` false and one warning for the first problem met, which ends
 /// the parse. A file without a cell gets that of a companion input file, or a warning that there is
-/// none. With `fingerprint` the record's `sha256` is that of exactly the bytes that were parsed; it
-/// stays empty when the file cannot be read to its end.
+/// none.
 IngestedStructure parse_xyz(const std::string& path, CompanionFiles& companions,
-                            bool fingerprint = false);
+                            const XyzExtras& extras = {});
 
 /// Reads the frame whose first line is `first_line` (nothing at the end of the file); `lines` is at
 /// the line behind it. The same in all else, but for errors of the file system, which are thrown.

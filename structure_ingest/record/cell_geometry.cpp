@@ -8,8 +8,9 @@
 
 #include "structure_ingest/record/atomic_weights.hpp"
 #include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/record/vectors.hpp"
 
-namespace structure_ingest::internal {
+namespace structure_ingest {
 namespace {
 
 /// Grams in one unit of atomic weight, times the number of ångström cubed in a cm³ (CODATA 2018:
@@ -19,21 +20,15 @@ constexpr double U_PER_ANG3_IN_G_PER_CM3 = 1.66053906660;
 /// A volume below this share of a * b * c is the rounding error of coplanar vectors.
 constexpr double ROUNDING = 64 * std::numeric_limits<double>::epsilon();
 
-double dot(const Vector3& a, const Vector3& b) {
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
-
-/// The volume that unit vectors span; 0 when they are coplanar.
-double unit_volume(const Vector3& a, const Vector3& b, const Vector3& c) {
-  const Vector3 cross = {b[1] * c[2] - b[2] * c[1], b[2] * c[0] - b[0] * c[2],
-                         b[0] * c[1] - b[1] * c[0]};
-  const double volume = std::abs(dot(a, cross));
-  return volume < ROUNDING ? 0.0 : volume;
+/// The determinant of unit vectors; 0 when they are coplanar.
+double unit_determinant(const Vector3& a, const Vector3& b, const Vector3& c) {
+  const double determinant = internal::dot(a, internal::cross(b, c));
+  return std::abs(determinant) < ROUNDING ? 0.0 : determinant;
 }
 
 }  // namespace
 
-std::optional<CellGeometry> geometry_of(const std::vector<Vector3>& lattice_vectors_ang) {
+std::optional<CellGeometry> cell_geometry(const std::vector<Vector3>& lattice_vectors_ang) {
   if (lattice_vectors_ang.size() != 3) return std::nullopt;
   CellGeometry geometry{};
   std::array<Vector3, 3> directions{};  // of length one, so that products stay in range
@@ -50,10 +45,12 @@ std::optional<CellGeometry> geometry_of(const std::vector<Vector3>& lattice_vect
     const std::size_t j = (i + 1) % 3;
     const std::size_t k = (i + 2) % 3;
     if (lengths[j] <= 0 || lengths[k] <= 0) continue;
-    const double cosine = std::clamp(dot(directions[j], directions[k]), -1.0, 1.0);
+    const double cosine = std::clamp(internal::dot(directions[j], directions[k]), -1.0, 1.0);
     geometry.angles_deg[i] = std::acos(cosine) * 180 / std::numbers::pi;
   }
-  const double share = unit_volume(directions[0], directions[1], directions[2]);
+  const double determinant = unit_determinant(directions[0], directions[1], directions[2]);
+  geometry.is_right_handed = determinant > 0;
+  const double share = std::abs(determinant);
   const double volume = share * lengths[0] * lengths[1] * lengths[2];
   if (share <= 0 || std::isnormal(volume)) geometry.volume_ang3 = share > 0 ? volume : 0;
   return geometry;
@@ -62,8 +59,8 @@ std::optional<CellGeometry> geometry_of(const std::vector<Vector3>& lattice_vect
 std::optional<double> density_g_cm3(const std::vector<std::string>& symbols, double volume_ang3) {
   if (symbols.empty() || volume_ang3 <= 0) return std::nullopt;
   double mass = 0;
-  for (const auto& [symbol, count] : symbol_counts(symbols)) {
-    const std::optional<double> weight = standard_atomic_weight(symbol);
+  for (const auto& [symbol, count] : internal::symbol_counts(symbols)) {
+    const std::optional<double> weight = internal::standard_atomic_weight(symbol);
     if (!weight) return std::nullopt;
     mass += static_cast<double>(count) * *weight;
   }
@@ -71,4 +68,4 @@ std::optional<double> density_g_cm3(const std::vector<std::string>& symbols, dou
   return std::isnormal(density) ? std::optional(density) : std::nullopt;
 }
 
-}  // namespace structure_ingest::internal
+}  // namespace structure_ingest

@@ -1,5 +1,6 @@
 #include "structure_ingest/record/ingested_structure.hpp"
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/record/json_lists.hpp"
 

@@ -1,5 +1,6 @@
 #include "structure_ingest/record/json_lists.hpp"
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/utf8.hpp"
 
 namespace structure_ingest::internal {

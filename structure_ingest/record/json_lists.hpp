@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "structure_ingest/base/json.hpp"
+#include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {

@@ -19,8 +19,8 @@
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
-#include "structure_ingest/upkeep/copies.hpp"
-#include "structure_ingest/upkeep/entry_reading.hpp"
+#include "structure_ingest/ingest/copies.hpp"
+#include "structure_ingest/upkeep/project_structure.hpp"
 
 namespace structure_ingest {
 namespace {
@@ -69,7 +69,7 @@ ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& nam
   internal::for_each_element(internal::value_at(state, "structure_sources"),
                              [&](const Json& entry) {
                                if (entry.is_object())
-                                 known.push_back({place, internal::structure_of(entry, project)});
+                                 known.push_back({place, project_structure(entry, project)});
                                ++place;
                              });
 
@@ -94,17 +94,18 @@ ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& nam
   }
   if (!outcome.unclear.empty()) return outcome;
 
-  std::set<std::string> needed;
+  std::set<std::string> needed = {""};  // copies and sources
   for (Placed& each : known) {
     if (chosen.contains(each.place)) {
       outcome.forgotten.push_back(std::move(each.structure));
     } else {
-      needed.insert(each.structure.copy);
+      needed.insert({each.structure.copy, each.structure.source_file});
     }
   }
   for (const ProjectStructure& structure : outcome.forgotten) {
-    if (!structure.copy.empty() && needed.insert(structure.copy).second) {
-      outcome.copies.push_back(structure.copy);
+    if (needed.insert(structure.copy).second) outcome.copies.push_back(structure.copy);
+    if (needed.insert(structure.source_file).second) {
+      outcome.sources.push_back(structure.source_file);
     }
   }
   const std::vector<std::size_t> places(chosen.begin(), chosen.end());
@@ -118,7 +119,7 @@ ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& nam
 }
 
 bool delete_copy(const std::string& project, const std::string& copy) {
-  if (!internal::is_copy_path(copy)) fail(project, copy, EINVAL);
+  if (!is_copy_path(copy)) fail(project, copy, EINVAL);
   const std::size_t slash = INGESTED_DIRNAME.find('/');
   const internal::Descriptor folder(open(project.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   int error = folder.is_open() ? 0 : errno;

@@ -20,6 +20,7 @@ struct ForgetOutcome {
   std::vector<ProjectStructure> forgotten;  ///< none when a name is unclear
   std::vector<std::string> notes;           ///< the notes that went with them
   std::vector<std::string> copies;          ///< the copies that no entry of the state has any more
+  std::vector<std::string> sources;         ///< the sources that no entry of the state has any more
   std::vector<UnclearName> unclear;         ///< the names that are
 };
 

@@ -1,6 +1,6 @@
 #include "structure_ingest/upkeep/list.hpp"
 
-#include <algorithm>
+#include <map>
 #include <set>
 #include <system_error>
 #include <utility>
@@ -11,9 +11,11 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/ingest/batch.hpp"
+#include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/ingest/copies.hpp"
+#include "structure_ingest/ingest/kept_findings.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
-#include "structure_ingest/upkeep/copies.hpp"
-#include "structure_ingest/upkeep/entry_reading.hpp"
+#include "structure_ingest/upkeep/project_structure.hpp"
 
 namespace structure_ingest {
 namespace {
@@ -35,11 +37,11 @@ Json entries_of_manifest(const std::string& project, ProjectListing& listing) {
   return Json::array();
 }
 
-/// The findings on the structure of an entry. A source that has changed says nothing of it.
+/// The findings on the structure of an entry that the project kept none of. A source that has
+/// changed since says nothing of it.
 std::vector<Finding> findings_on(const Json& entry, const MayRead& may_read) {
-  IngestedStructure record = internal::record_of(entry);
-  if (!record.ok) return {};
-  const std::string source = internal::file_stored_as(record.source_path);
+  IngestedStructure record = record_of(entry);
+  const std::string source = file_stored_as(record.source_path);
   bool is_same = false;
   try {
     is_same = (!may_read || may_read(source)) &&
@@ -52,7 +54,18 @@ std::vector<Finding> findings_on(const Json& entry, const MayRead& may_read) {
   return check_structure(record);
 }
 
-ProjectStructure structure_in_copy(const std::string& project, const std::string& copy) {
+using KeptBySource = std::map<std::pair<std::string, std::string>, std::vector<Finding>>;
+
+KeptBySource findings_by_source(const std::string& project) {
+  KeptBySource kept;
+  for (FileFindings& file : kept_findings(project)) {
+    kept.emplace(std::pair(file.source_path, file.sha256), std::move(file.findings));
+  }
+  return kept;
+}
+
+ProjectStructure structure_in_copy(const std::string& project, const std::string& copy,
+                                   bool check) {
   const IngestedStructure record = parse_structure_file(internal::join_path(project, copy));
   return {.path = copy,
           .copy = copy,
@@ -64,6 +77,7 @@ ProjectStructure structure_in_copy(const std::string& project, const std::string
           .ok = record.ok,
           .sha256 = {},
           .warnings = record.ok ? std::vector<std::string>() : record.warnings,
+          .findings = check ? std::optional(check_structure(record)) : std::nullopt,
           .copied_at = internal::time_of_copy(project, copy)};
 }
 
@@ -76,23 +90,24 @@ ProjectListing list_structures(const std::string& project, const Json& state,
   const Json entries = state.is_object() ? internal::value_at(state, "structure_sources")
                                          : entries_of_manifest(folder, listing);
   std::set<std::string> known_copies;
+  const KeptBySource kept = options.check ? findings_by_source(folder) : KeptBySource();
   internal::for_each_element(entries, [&](const Json& entry) {
     if (!entry.is_object()) return;
     const std::size_t place = listing.structures.size();
-    ProjectStructure& structure =
-        listing.structures.emplace_back(internal::structure_of(entry, folder));
+    ProjectStructure& structure = listing.structures.emplace_back(project_structure(entry, folder));
     known_copies.insert(structure.copy);
     if (!options.check || place < options.check_from) return;
     if (place - options.check_from >= options.check_count) return;
     if (options.progress) options.progress(place, entries.size(), structure.path);
-    structure.findings = findings_on(entry, options.may_read);
+    const auto found = kept.find({structure.source_file, structure.sha256});
+    structure.findings = found != kept.end() ? found->second : findings_on(entry, options.may_read);
   });
-  for (std::string& copy : internal::copies_in(folder)) {
+  for (std::string& copy : copies_in(folder)) {
     if (known_copies.contains(copy)) continue;
     if (state.is_object()) {
       listing.other_copies.push_back(std::move(copy));
     } else {
-      listing.structures.push_back(structure_in_copy(folder, copy));
+      listing.structures.push_back(structure_in_copy(folder, copy, options.check));
     }
   }
   return listing;

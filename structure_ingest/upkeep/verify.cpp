@@ -9,10 +9,10 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/ingest/copies.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
-#include "structure_ingest/upkeep/copies.hpp"
-#include "structure_ingest/upkeep/entry_reading.hpp"
 #include "structure_ingest/upkeep/list.hpp"
+#include "structure_ingest/upkeep/project_structure.hpp"
 
 namespace structure_ingest {
 namespace {
@@ -45,7 +45,7 @@ class Verifier {
       const std::optional<std::string> text = internal::text_of_copy(project_, structure.copy);
       if (!text) {
         add(findings, VerifyCode::copy_gone, "its copy is gone");
-      } else if (internal::digest_of(*text) != internal::digest_in_name(structure.copy)) {
+      } else if (copy_digest(*text) != digest_in_name(structure.copy)) {
         add(findings, VerifyCode::copy_changed,
             "its copy was changed: its digest is not the one in its name");
       }
@@ -59,11 +59,11 @@ class Verifier {
   /// The file to read as the source of a structure; nothing when it is gone.
   std::optional<std::string> find_source(const ProjectStructure& structure,
                                          Findings& findings) const {
-    const std::string source = internal::file_stored_as(structure.source_file);
+    const std::string source = file_stored_as(structure.source_file);
     if (internal::is_regular_file(source)) return source;
     const std::string& old = options_.moved_from;
     if (!old.empty() && structure.source_file.starts_with(old + "/")) {
-      const std::string moved = internal::file_stored_as(
+      const std::string moved = file_stored_as(
           internal::join_path(project_, structure.source_file.substr(old.size() + 1)));
       if (internal::is_regular_file(moved)) {
         add(findings, VerifyCode::source_moved,
@@ -89,7 +89,7 @@ class Verifier {
       return;
     }
     StructureParser& parser = options_.parser == nullptr ? parser_ : *options_.parser;
-    const IngestedStructure record = parser.parse_with_fingerprint(*source);
+    const IngestedStructure record = parser.parse(*source, {.fingerprint = true}).record;
     const std::string why = record.warnings.empty() ? "" : ": " + record.warnings.front();
     const bool changed = !structure.sha256.empty() && structure.sha256 != record.sha256;
     if (!record.ok) {
@@ -106,9 +106,8 @@ class Verifier {
           "its source could not be read when it was taken in, and can be now");
       return;
     }
-    const std::string digest = internal::digest_of(internal::canonical_xyz_text(record));
-    const bool differs =
-        !structure.copy.empty() && digest != internal::digest_in_name(structure.copy);
+    const std::string digest = copy_digest(canonical_xyz_text(record));
+    const bool differs = !structure.copy.empty() && digest != digest_in_name(structure.copy);
     if (changed) {
       add(findings, VerifyCode::source_changed,
           std::string("its source has changed, and gives ") +
@@ -132,7 +131,7 @@ class Verifier {
         return;
       }
     }
-    const std::string digest = internal::digest_in_name(structure.copy);
+    const std::string digest = digest_in_name(structure.copy);
     if (digest.empty()) return;
     const std::string label =
         structure.source_file.empty() ? structure.path : structure.source_file;

@@ -18,8 +18,8 @@ namespace {
 using structure_ingest::Json;
 
 const char* const NO_STRUCTURE =
-    "\n  reason   not the name of a structure file (*.xyz, *.extxyz, *.cif, *.vasp,\n"
-    "           *.poscar, POSCAR*, CONTCAR*)\n";
+    "\n  reason   Its name is none of a structure file: *.xyz, *.extxyz, *.cif, *.vasp,\n"
+    "           *.poscar, POSCAR*, CONTCAR*.\n";
 
 struct Outcome {
   int status;
@@ -97,7 +97,10 @@ TEST_F(Program, ChecksFiles) {
   const Outcome json = run("check --json two.xyz");
   EXPECT_EQ(json.status, 0);
   EXPECT_EQ(structure_ingest::parse_json(json.out), Json::parse(R"({
-      "path": "two.xyz", "ok": true, "formula": "He", "natoms": 1, "findings": [
+      "path": "two.xyz", "ok": true, "format": "xyz", "formula": "He", "natoms": 1,
+      "species": ["He"], "cell": null, "sha256": "4af958e96434e747", "warnings": [
+        "No cell/lattice information in this XYZ file. A periodic QELDA calculation needs domain.latvec: confirm the cell with the user or treat the system as a molecule in a vacuum box."],
+      "findings": [
         {"code": "several_frames", "severity": "warning",
          "message": "The file has 2 frames; the record holds the first.", "atoms": [],
          "source": "file"},
@@ -228,8 +231,8 @@ TEST_F(Program, ReadsPathsFromAList) {
   const Outcome ingest = run("ingest --project proj --json --limit 2 --files-from list");
   EXPECT_EQ(ingest.status, 0);
   EXPECT_EQ(ingest.err, "structure-ingest: " + (w / "cell.xyz") +
-                            ": skipped: not looked at, since only the first 2 files are (see "
-                            "--limit)\n");
+                            ": skipped: Only the first 2 files are looked at; a larger limit takes "
+                            "more.\n");
   const Outcome hydrate = run("hydrate --project proj --json --files-from list");
   EXPECT_EQ(structure_ingest::parse_json(hydrate.out).size(), 2U);
 }
@@ -307,7 +310,7 @@ TEST_F(Program, HydratesAStateFile) {
       run(eight + " 9.xyz")
           .out.ends_with(
               "skipped  " + (w / "9.xyz") +
-              "\n  reason   not looked at, since only the first 8 files are (see --limit)\n"));
+              "\n  reason   Only the first 8 files are looked at; a larger limit takes more.\n"));
 }
 
 TEST_F(Program, PrintsTheOutcomeOfEachFile) {
@@ -327,8 +330,8 @@ TEST_F(Program, PrintsTheOutcomeOfEachFile) {
   EXPECT_EQ(run(arguments).out,
             "changed  " + (w / "cell.xyz") +
                 "\n           It is not what it was when it was taken in. The state keeps the\n"
-                "           structure that it has. To take in what the file gives now: hydrate\n"
-                "           --refresh.\n" +
+                "           structure that it has. Hydrate with refresh to take in what the file\n"
+                "           gives now.\n" +
                 skipped);
   w.write("state.json", structure_ingest::json_text(
                             Json{{"project_path", w / "proj"}, {"user_request", "bulk iron"}}));

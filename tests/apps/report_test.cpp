@@ -6,10 +6,10 @@
 #include <filesystem>
 #include <regex>
 
-#include "apps/report/embedded_files.hpp"
 #include "apps/report/escape.hpp"
 #include "apps/report/page.hpp"
 #include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/json.hpp"
 #include "tests/picture/records.hpp"
 #include "tests/scratch_folder.hpp"
 
@@ -17,18 +17,6 @@ namespace {
 
 using structure_ingest::Json;
 using structure_ingest::Severity;
-
-TEST(ReportEscape, Base64) {
-  for (const auto& [bytes, text] : std::initializer_list<std::pair<std::string, std::string>>{
-           {"", ""},
-           {"f", "Zg=="},
-           {"fo", "Zm8="},
-           {"foo", "Zm9v"},
-           {"foobar", "Zm9vYmFy"},
-           {std::string("\xff\x00\xfe", 3), "/wD+"}}) {
-    EXPECT_EQ(apps::base64(bytes), text);
-  }
-}
 
 TEST(ReportEscape, JsonCannotLeaveItsScript) {
   const Json value = {{"</script><!--", "<b>&amp;</b>"}, {"n", {1, 2.5, nullptr}}};
@@ -52,16 +40,21 @@ TEST(ReportEscape, PolicyHash) {
 
 TEST(Report, ViewerIsTheOneThatItsChecksumSays) {
   const std::string folder = STRUCTURE_INGEST_SOURCE_DIR "/third_party/3dmol/";
-  const std::string digest = structure_ingest::internal::sha256_hex(apps::VIEWER_JS);
+  const std::string digest =
+      structure_ingest::internal::sha256_hex(apps::embedded_text("3Dmol-min.js"));
   EXPECT_EQ(tests::content_of(folder + "SHA256SUMS"), digest + "  3Dmol-min.js\n");
-  EXPECT_TRUE(apps::PAGE_JS ==
+  EXPECT_TRUE(apps::embedded_text("page.js") ==
               tests::content_of(STRUCTURE_INGEST_SOURCE_DIR "/apps/report/page.js"));
   // Neither can end its element; the page's own files hold no address of another host.
-  for (const std::string_view text : {apps::VIEWER_JS, apps::PAGE_JS, apps::PAGE_CSS}) {
+  for (const std::string_view text :
+       {apps::embedded_text("3Dmol-min.js"), apps::embedded_text("page.js"),
+        apps::embedded_text("page.css")}) {
     EXPECT_EQ(text.find("</"), std::string_view::npos);
     EXPECT_EQ(text.find("<!--"), std::string_view::npos);
   }
-  for (const std::string_view text : {apps::PAGE_JS, apps::PAGE_CSS, apps::PAGE_HTML}) {
+  for (const std::string_view text :
+       {apps::embedded_text("page.js"), apps::embedded_text("page.css"),
+        apps::embedded_text("page.html")}) {
     EXPECT_EQ(text.find("://"), std::string_view::npos);
     EXPECT_EQ(text.find("innerHTML"), std::string_view::npos);
   }
@@ -78,14 +71,14 @@ apps::Report hostile_report() {
   apps::ReportedStructure good{.record = tests::record_of({{"Na", {0, 0, 0}}}, tests::cubic(3)),
                                .source = "a/" + evil,
                                .fingerprint = evil,
-                               .space_group = evil,
                                .copy = "1\n" + evil,
                                .copy_name = evil};
   good.record.symbols = {evil};
   good.record.formula = evil;
   good.record.warnings = {evil};
   good.record.cell_provenance = evil;
-  good.geometry = structure_ingest::internal::geometry_of(*good.record.cell_ang);
+  good.quantities.cell = structure_ingest::cell_geometry(*good.record.cell_ang);
+  good.quantities.space_group = structure_ingest::SpaceGroup{.number = 1, .name = evil};
   good.findings = {{evil, Severity::error, evil, {0}, evil},
                    {"overlapping_atoms", Severity::warning, "Near.", {0}, "geometry"}};
   good.more = {{"Copy", evil}};
@@ -119,8 +112,10 @@ TEST(Report, PolicyAllowsItsOwnScriptsAndNothingElse) {
   const std::string page = apps::report_page({.title = "T"});
   const std::string style = found(page, "<style>([^<]*)</style>");
   EXPECT_EQ(found(page, "Content-Security-Policy\" content=\"([^\"]*)\""),
-            "default-src 'none'; script-src " + apps::policy_hash(apps::VIEWER_JS) + " " +
-                apps::policy_hash(apps::PAGE_JS) + "; style-src " + apps::policy_hash(style) +
+            "default-src 'none'; script-src " +
+                apps::policy_hash(apps::embedded_text("3Dmol-min.js")) + " " +
+                apps::policy_hash(apps::embedded_text("page.js")) + "; style-src " +
+                apps::policy_hash(style) +
                 "; img-src data: blob:; base-uri 'none'; form-action 'none'; "
                 "require-trusted-types-for 'script'");
   EXPECT_NE(page.find("<p>0 structures.</p>"), std::string::npos);
@@ -221,7 +216,7 @@ TEST_F(ReportCommand, APageOfAProjectHandsOutItsCopies) {
   EXPECT_NE(page.find("<h1>Structures of p</h1>"), std::string::npos);
   const auto folder = std::filesystem::directory_iterator(w / "p/project_root/structures");
   const std::string copy = folder->path().string();
-  EXPECT_EQ(copy_in(page), apps::base64(tests::content_of(copy)));
+  EXPECT_EQ(copy_in(page), structure_ingest::internal::base64(tests::content_of(copy)));
   EXPECT_NE(page.find("<dt>Copy</dt><dd>project_root/structures/"), std::string::npos);
   EXPECT_NE(page.find("XYZ file is too short to contain atoms."), std::string::npos);
 
@@ -230,7 +225,8 @@ TEST_F(ReportCommand, APageOfAProjectHandsOutItsCopies) {
   std::filesystem::copy_file(w.write("changed", "1\n\xff\nHe 0 0 0.5\n"), copy,
                              std::filesystem::copy_options::overwrite_existing);
   EXPECT_EQ(run("report --project p -o r.html"), 1);
-  EXPECT_EQ(copy_in(tests::content_of(w / "r.html")), apps::base64("1\n\xff\nHe 0 0 0.5\n"));
+  EXPECT_EQ(copy_in(tests::content_of(w / "r.html")),
+            structure_ingest::internal::base64("1\n\xff\nHe 0 0 0.5\n"));
   std::filesystem::remove(copy);
   EXPECT_EQ(run("report --project p -o r.html"), 1);
   EXPECT_EQ(out, "r.html: 0 structures, 2 not parsed\n");

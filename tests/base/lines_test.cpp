@@ -12,7 +12,7 @@ namespace {
 using Lines = std::vector<std::string>;
 
 Lines lines_of(const std::string& path, std::size_t piece_size) {
-  LineReader reader(path, nullptr, piece_size);
+  LineReader reader(path, {.piece_size = piece_size});
   Lines lines;
   while (const auto line = reader.next()) lines.emplace_back(*line);
   EXPECT_FALSE(reader.next());
@@ -61,7 +61,7 @@ TEST(LineReader, ReadsALongTextLineByLine) {
   const std::string path = folder.write("text", text);
   EXPECT_EQ(lines_of(path, 64), lines_of(path, 1 << 20));
   EXPECT_EQ(lines_of(path, 64).size(), 5000U);
-  LineReader reader(path, nullptr, 64);
+  LineReader reader(path, {.piece_size = 64});
   EXPECT_EQ(*reader.next(), "\u20AC");
   reader.skip_rest();
   EXPECT_FALSE(reader.next());

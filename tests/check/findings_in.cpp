@@ -52,7 +52,8 @@ std::string message_of(const std::vector<Finding>& findings, std::string_view co
 
 std::vector<Finding> findings_in(const ScratchFolder& folder, std::string_view name,
                                  std::string_view content) {
-  return structure_ingest::check_structure(parser_of_test().parse(folder.write(name, content)));
+  return structure_ingest::check_structure(
+      parser_of_test().parse(folder.write(name, content), {.content = true}));
 }
 
 }  // namespace tests

@@ -4,18 +4,17 @@
 
 #include <set>
 
-#include "structure_ingest/check/findings_json.hpp"
-#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/check/check.hpp"
 #include "tests/check/findings_in.hpp"
 
 namespace structure_ingest {
 namespace {
 
-std::string row_of(const internal::Rule& rule) {
-  std::string severity = severity_name(rule.worst);
-  if (rule.least != rule.worst) severity += std::string(" to ") + severity_name(rule.least);
-  return "| `" + std::string(rule.code) + "` | " + severity + " | " + rule.source + " | " +
-         rule.looks_at + " | " + rule.meaning + " | " + rule.advice + " |\n";
+std::string row_of(const FindingKind& kind) {
+  std::string severity = severity_name(kind.worst);
+  if (kind.least != kind.worst) severity += std::string(" to ") + severity_name(kind.least);
+  return "| `" + std::string(kind.code) + "` | " + severity + " | " + kind.source + " | " +
+         kind.condition + " | " + kind.meaning + " | " + kind.advice + " |\n";
 }
 
 TEST(FindingsPage, HasTheTable) {
@@ -24,7 +23,7 @@ TEST(FindingsPage, HasTheTable) {
   const std::size_t begin = page.find(head);
   ASSERT_NE(begin, std::string::npos);
   std::string rows;
-  for (const internal::Rule& rule : internal::rules()) rows += row_of(rule);
+  for (const FindingKind& kind : finding_kinds()) rows += row_of(kind);
   const std::size_t end = page.find("\n\n", begin);
   EXPECT_EQ(page.substr(begin + head.size(), end + 1 - begin - head.size()), rows);
 }
@@ -32,37 +31,24 @@ TEST(FindingsPage, HasTheTable) {
 TEST(Rules, AreWellFormed) {
   std::set<std::string> codes;
   std::set<std::string> sources;
-  for (const internal::Rule& rule : internal::rules()) {
-    EXPECT_TRUE(codes.insert(rule.code).second) << rule.code;
-    EXPECT_GE(rule.worst, rule.least) << rule.code;
-    EXPECT_EQ(internal::rule_of(rule.code), &rule);
-    sources.insert(rule.source);
-    for (const std::string text : {rule.looks_at, rule.meaning, rule.advice}) {
+  for (const FindingKind& kind : finding_kinds()) {
+    EXPECT_TRUE(codes.insert(kind.code).second) << kind.code;
+    EXPECT_GE(kind.worst, kind.least) << kind.code;
+    EXPECT_EQ(finding_kind(kind.code).value().meaning, kind.meaning);
+    sources.insert(kind.source);
+    for (const std::string text : {kind.condition, kind.meaning, kind.advice}) {
       EXPECT_TRUE(text.ends_with('.') && text.find('|') == std::string::npos) << text;
     }
   }
   EXPECT_GE(codes.size(), 40U);
   EXPECT_EQ(sources, (std::set<std::string>{"file", "geometry", "reader", "second reader"}));
-  EXPECT_EQ(internal::rule_of("no_such"), nullptr);
+  EXPECT_FALSE(finding_kind("no_such"));
 }
 
-TEST(FindingsJson, HoldsEverything) {
-  const std::vector<Finding> findings = {
-      {.code = "overlapping_atoms",
-       .severity = Severity::error,
-       .message = "Two\xFF.",
-       .atoms = {1, 4},
-       .source = "geometry"},
-      {.code = "no_cell", .message = "None.", .source = "geometry"}};
-  const std::vector<FileFindings> files = {{"/a\xFF.xyz", "0123456789abcdef", findings},
-                                           {"/b.xyz", "", {}}};
-  EXPECT_EQ(findings_json(files), Json::parse(R"({"version": 1, "structures": [
-      {"source_path": "/a\uFFFDFF.xyz", "sha256": "0123456789abcdef", "findings": [
-        {"code": "overlapping_atoms", "severity": "error", "message": "Two\uFFFDFF.",
-         "atoms": [1, 4], "source": "geometry"},
-        {"code": "no_cell", "severity": "note", "message": "None.", "atoms": [],
-         "source": "geometry"}]},
-      {"source_path": "/b.xyz", "sha256": "", "findings": []}]})"));
+TEST(WorstSeverity, IsANoteForNothing) {
+  std::vector<Finding> findings(3);
+  findings[1].severity = Severity::error;
+  findings[2].severity = Severity::warning;
   EXPECT_EQ(worst_severity(findings), Severity::error);
   EXPECT_EQ(worst_severity({}), Severity::note);
 }

@@ -4,7 +4,7 @@
 #include <random>
 
 #include "structure_ingest/base/utf8.hpp"
-#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/check/check.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "tests/check/findings_in.hpp"
 
@@ -15,9 +15,9 @@ void expect_well_formed(const IngestedStructure& record, const std::vector<Findi
                         const std::string& content) {
   Severity last = Severity::error;
   for (const Finding& finding : findings) {
-    const internal::Rule* const rule = internal::rule_of(finding.code);
-    ASSERT_NE(rule, nullptr) << finding.code;
-    EXPECT_TRUE(finding.severity <= rule->worst && finding.severity >= rule->least)
+    const std::optional<FindingKind> kind = finding_kind(finding.code);
+    ASSERT_TRUE(kind) << finding.code;
+    EXPECT_TRUE(finding.severity <= kind->worst && finding.severity >= kind->least)
         << finding.code << "\n"
         << content;
     EXPECT_LE(finding.severity, last) << "not worst first";

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/readers/file_content.hpp"
 #include "tests/check/findings_in.hpp"
 
 namespace {
@@ -206,11 +209,12 @@ TEST(XyzFindings, NeedNoFile) {
   EXPECT_EQ(codes_of(structure_ingest::check_structure(record)), "error overlapping_atoms");
   record.source_path = folder / "gone.xyz";
   EXPECT_EQ(codes_of(structure_ingest::check_structure(record)), "error overlapping_atoms");
-  const std::vector<std::string> warnings = {"first", " first ", "second\xFF", ""};
-  EXPECT_EQ(message_of(structure_ingest::check_structure(record, {.reader_warnings = warnings}),
-                       "reader_warning"),
+  auto content = std::make_shared<structure_ingest::FileContent>();
+  content->reader_warnings = {"first", " first ", "second\xFF", ""};
+  const structure_ingest::ParsedStructure parsed{.record = record, .content = content};
+  EXPECT_EQ(message_of(structure_ingest::check_structure(parsed), "reader_warning"),
             "ASE warned: first.");
-  EXPECT_EQ(codes_of(structure_ingest::check_structure(record, {.reader_warnings = warnings})),
+  EXPECT_EQ(codes_of(structure_ingest::check_structure(parsed)),
             "error overlapping_atoms, warning reader_warning, warning reader_warning");
 }
 

@@ -8,10 +8,11 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
-#include "structure_ingest/discovery/json_state.hpp"
+#include "structure_ingest/discovery/hydrate_state.hpp"
 #include "tests/fake_modules.hpp"
 #include "tests/scratch_folder.hpp"
 
@@ -36,14 +37,15 @@ struct Hydrate : testing::Test {
     state = {{"project_path", w / "ws/proj"}};
   }
   /// The paths offered, and those of them with the name of a structure file.
-  internal::Offered discover(const Paths& extra_paths = {}) {
+  internal::CandidateList discover(const Paths& extra_paths = {}) {
     internal::PathResolver resolver;
     const std::string project = resolver.resolve(state["project_path"].get<std::string>());
     const bool sweeps = internal::is_sweep_allowed(project, modules);
     std::vector<Json> entries;
-    const internal::StateDoor door = internal::door_to(state, entries, modules);
-    internal::Offered offered = internal::offer_named(door, extra_paths, project, sweeps, resolver);
-    const internal::ScanRoots roots = internal::find_scan_roots(door, project);
+    const internal::StateHost host = internal::json_host(state, entries, modules, false);
+    internal::CandidateList offered =
+        internal::offer_named(host, extra_paths, project, sweeps, resolver);
+    const internal::ScanRoots roots = internal::find_scan_roots(host, project);
     if (sweeps) internal::offer_scanned(offered, roots.folders, project, modules, resolver);
     internal::skip_other_files(offered.candidates, project);
     return offered;
@@ -56,7 +58,7 @@ struct Hydrate : testing::Test {
     return paths;
   }
   std::string kind_of(const std::string& path, const Paths& extra_paths = {}) {
-    const auto discovery = discover(extra_paths).discovery;
+    const auto discovery = discover(extra_paths).kinds;
     const auto found = discovery.find(internal::source_identity(path));
     return found == discovery.end() ? "none" : found->second;
   }
@@ -233,7 +235,7 @@ TEST_F(Hydrate, MergesTheNewEntriesAndNotes) {
   const Json before = state;
   EXPECT_TRUE(hydrate({good, also_good, bad}).empty());
   EXPECT_EQ(state, before);
-  EXPECT_EQ(calls->written.size(), 4U);  // still ingested again
+  EXPECT_EQ(calls->written.size(), 2U);  // still ingested again
   EXPECT_EQ(hydrate({w.write("third.xyz", HELIUM)}).size(), 1U);
   notes.push_back(note_on(sources[0]));
   EXPECT_EQ(state["structure_notes"], notes);  // the missing cell is noted once
@@ -259,10 +261,11 @@ TEST_F(Hydrate, ReportsTheOutcomeOfEachFile) {
   const std::string same = w.write("same.xyz", HELIUM);
   const std::string edited = w.write("edited.xyz", HELIUM);
   Paths told;
-  const HydrateOptions options{
-      .extra_paths = {same, edited},
-      .collaborators = modules,
-      .progress = [&told](auto, auto, const std::string& path) { told.push_back(path); }};
+  const HydrateOptions options{.extra_paths = {same, edited},
+                               .collaborators = modules,
+                               .batch = {.progress = [&told](auto, auto, const std::string& path) {
+                                 told.push_back(path);
+                               }}};
   EXPECT_EQ(structure_ingest::hydrate(state, options).taken.size(), 2U);
   EXPECT_EQ(told, (Paths{same, edited}));
   w.write("edited.xyz", "1\n\nNe 0 0 0\n");
@@ -289,14 +292,14 @@ TEST_F(Hydrate, ReportsTheOutcomeOfEachFile) {
   const std::size_t written = calls->written.size();
   HydrateOptions renewing{.extra_paths = {same}, .collaborators = modules};
   renewing.refresh = true;
-  renewing.dry_run = true;
+  renewing.batch.dry_run = true;
   const HydrateOutcome dry = structure_ingest::hydrate(state, renewing);
   EXPECT_EQ(dry.taken.size(), 1U);
   EXPECT_EQ(dry.replaced.size(), 1U);
   EXPECT_TRUE(hydrate_user_structures(state, renewing).empty());
   EXPECT_EQ(state, before);
   EXPECT_EQ(calls->written.size(), written);
-  renewing.dry_run = false;
+  renewing.batch.dry_run = false;
   EXPECT_EQ(hydrate_user_structures(state, renewing).size(), 1U);
   EXPECT_EQ(state["structure_sources"][0]["ok"], true);
   std::filesystem::remove(same);
@@ -323,11 +326,11 @@ TEST_F(Hydrate, NotesFindingsWhenAskedTo) {
   structure_ingest::hydrate(plain, options);
   options.note_findings = true;
   const HydrateOutcome outcome = structure_ingest::hydrate(state, options);
-  ASSERT_FALSE(outcome.taken.at(0).findings.empty());
-  EXPECT_EQ(outcome.taken[0].findings[0].code, "overlapping_atoms");
+  ASSERT_FALSE(outcome.taken.at(0).findings->empty());
+  EXPECT_EQ(outcome.taken[0].findings->at(0).code, "overlapping_atoms");
   Json expected = plain["structure_notes"];
   expected.push_back("Finding on 'close.xyz' (error, overlapping_atoms): " +
-                     outcome.taken[0].findings[0].message);
+                     outcome.taken[0].findings->at(0).message);
   EXPECT_EQ(state["structure_notes"], expected);
 }
 
@@ -359,7 +362,7 @@ TEST_F(Hydrate, NotesDroppedStructures) {
   EXPECT_TRUE(hydrate({path}).empty());
   EXPECT_EQ(state["structure_sources"], (Json::parse(R"([{"source_path": "/old.xyz"}])")));
   EXPECT_EQ(state["structure_notes"], Json{"Ignored 'a.xyz' (He): no iron."});
-  ASSERT_EQ(calls->written.size(), 2U);  // manifest and findings
+  ASSERT_EQ(calls->written.size(), 1U);
   EXPECT_EQ(calls->written[0].second["structures"].size(), 1U);
   // Notes on dropped structures come first.
   modules.assess_structure_relevance = [](const auto& entries, const auto&, const auto&) {
@@ -423,20 +426,15 @@ TEST_F(Hydrate, AnInterruptionEndsTheCall) {
   const std::string water = w.write("water.xyz", HELIUM);
   const auto interrupt = [](const auto&...) -> TrustRecord { throw Interruption(); };
   const auto expect_end = [&](const Collaborators& interrupted) {
-    EXPECT_THROW(structure_ingest::hydrate(
-                     state, {.extra_paths = {water}, .collaborators = interrupted, .check = true}),
-                 Interruption);
+    EXPECT_THROW(
+        structure_ingest::hydrate(state, {.extra_paths = {water}, .collaborators = interrupted}),
+        Interruption);
     EXPECT_FALSE(state.contains("structure_sources"));
   };
   Collaborators interrupted = modules;
   interrupted.trust_state_for = interrupt;
   expect_end(interrupted);
   EXPECT_FALSE(std::filesystem::exists(w / "ws/proj/project_root"));
-  interrupted = modules;
-  interrupted.atomic_write_json = [](const std::string& path, const Json&) {
-    if (path.ends_with("findings.json")) throw Interruption();
-  };
-  expect_end(interrupted);
   interrupted = modules;
   interrupted.record_suppressed_error = [](const auto&...) { throw Interruption(); };
   state["attachments"] = 5;

@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
+
 #include <functional>
 #include <limits>
 #include <stdexcept>
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/discovery/json_state.hpp"
+#include "structure_ingest/discovery/hydrate_state.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -18,28 +21,30 @@ using Places = std::vector<std::size_t>;
 using Assess = std::function<RelevanceReport()>;
 
 /// Filters some entries of a state with this request.
-Filtered filter_with(const Json& request, std::size_t count,
-                     const std::function<Assess(const std::string& request)>& ask) {
+RelevanceResult filter_with(const Json& request, std::size_t count,
+                            const std::function<Assess(const std::string& request)>& ask) {
   const std::vector<Json> entries = {
       {{"metadata", {{"source_file", "/u/a.xyz"}}}, {"path", "copies/1.xyz"}, {"formula", "H2O"}},
       {{"metadata", {{"source_file", "b.xyz"}}}, {"path", "copies/2.xyz"}, {"formula", ""}},
       {{"metadata", nullptr}, {"path", "/v/a.xyz"}}};
-  StateDoor door;
-  door.value = [&request](std::string_view key) {
+  StateHost host;
+  host.value = [&request](std::string_view key) {
     return key == "user_request" ? &request : nullptr;
   };
-  door.entry = [&entries](std::size_t place) -> const Json& { return entries[place]; };
-  door.assess = ask;
-  return drop_unrelated(door, count, "other");
+  host.entry = [&entries](std::size_t place) -> const Json& { return entries[place]; };
+  host.assess = [&ask](const Places& /*places*/, const std::string& text) { return ask(text); };
+  std::vector<std::size_t> places(count);
+  std::iota(places.begin(), places.end(), std::size_t{0});
+  return drop_unrelated(host, places, "other");
 }
 
-Filtered filter(const std::vector<RelevanceVerdict>& verdicts) {
+RelevanceResult filter(const std::vector<RelevanceVerdict>& verdicts) {
   return filter_with("iron", 3, [&verdicts](const std::string&) -> Assess {
     return [&verdicts] { return RelevanceReport{verdicts}; };
   });
 }
 
-Notes notes_of(const Filtered& filtered) {
+Notes notes_of(const RelevanceResult& filtered) {
   Notes notes;
   for (const DroppedStructure& dropped : filtered.dropped) notes.push_back(note_on(dropped));
   return notes;
@@ -71,7 +76,7 @@ TEST(RelevanceFilter, DropsStructuresUnrelatedWithConfidence) {
            Case{{{"/v/a.xyz", "other", 1, "x"}}, {0, 1}, {"Ignored 'a.xyz' (unknown formula): x."}},
            Case{{{"b.xyz", "other", std::numeric_limits<double>::quiet_NaN(), ""}}, {0, 1, 2}, {}},
        }) {
-    const Filtered filtered = filter(verdicts);
+    const RelevanceResult filtered = filter(verdicts);
     EXPECT_EQ(filtered.kept, kept);
     EXPECT_EQ(notes_of(filtered), notes);
     EXPECT_EQ(filtered.report.verdicts.size(), verdicts.size());
@@ -93,7 +98,7 @@ TEST(RelevanceFilter, ChoosesTheRequestBeforeTrimmingIt) {
     Json held = state;
     std::vector<Json> entries;
     const Collaborators modules([](const std::string&, const Json&) {});
-    EXPECT_EQ(request_in(door_to(held, entries, modules)), request) << state;
+    EXPECT_EQ(request_in(json_host(held, entries, modules, false)), request) << state;
   }
 }
 

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
@@ -60,13 +61,9 @@ TEST_F(Batch, MakesAnEntryForEachFile) {
       R"(he.xyz. Coordinates in the canonical XYZ copy are exact; do NOT re-type or invent )"
       R"(coordinates.", "ok": true})";
   EXPECT_EQ(json_text(entries[0]), expected);
-  ASSERT_EQ(calls->written.size(), 2U);
+  ASSERT_EQ(calls->written.size(), 1U);
   EXPECT_EQ(calls->written[0].first, w / "proj/.diagnostics/ingested_structures.json");
   EXPECT_EQ(calls->written[0].second, (Json{{"version", 1}, {"structures", Json(entries)}}));
-  EXPECT_EQ(calls->written[1].first, w / "proj/.diagnostics/structure_findings.json");
-  EXPECT_EQ(calls->written[1].second["structures"][0]["sha256"], "aadcc5ba6368ac29");
-  ingest({"he.xyz"}, {.check = false});
-  EXPECT_EQ(calls->written.size(), 3U);  // the manifest alone
 }
 
 TEST_F(Batch, FailedFilesHaveEntriesToo) {
@@ -81,7 +78,7 @@ TEST_F(Batch, FailedFilesHaveEntriesToo) {
       "User-provided structure (, 0 atoms) parsed deterministically from missing.xyz. "
       "Coordinates in the canonical XYZ copy are exact; do NOT re-type or invent coordinates.");
   for (const Json& entry : entries) EXPECT_EQ(entry["ok"], false);
-  EXPECT_EQ(calls->written.size(), 2U);
+  EXPECT_EQ(calls->written.size(), 1U);
 }
 
 TEST_F(Batch, TheLimitCountsSkippedFiles) {
@@ -103,7 +100,8 @@ TEST_F(Batch, ReportsItsProgress) {
   const auto progress = [&told](std::size_t done, std::size_t total, const std::string& path) {
     told.push_back(std::to_string(done) + "/" + std::to_string(total) + " " + path);
   };
-  ingest({"a.xyz", "no.txt", "a.xyz", "b.xyz", "c.xyz"}, {.limit = 4, .progress = progress});
+  ingest({"a.xyz", "no.txt", "a.xyz", "b.xyz", "c.xyz"},
+         {.limit = 4, .batch = {.progress = progress}});
   EXPECT_EQ(told, (Paths{"0/4 " + (w / "proj/a.xyz"), "3/4 " + (w / "proj/b.xyz")}));
 }
 
@@ -229,7 +227,7 @@ TEST_F(Batch, AKeptParserKeepsItsProcessAndNoCompanion) {
     w.write("proj/scf.input", std::string("system.centralCellVectors = [[") + length +
                                   ", 0, 0], [0, 3, 0], [0, 0, 3]]\n"
                                   "calculation.control.lengthUnit = angstrom\n");
-    const std::vector<Json> entries = ingest({"POSCAR", "he.xyz"}, {.parser = &parser});
+    const std::vector<Json> entries = ingest({"POSCAR", "he.xyz"}, {.batch = {.parser = &parser}});
     ASSERT_EQ(entries.size(), 2U);
     EXPECT_EQ(entries[0]["formula"], "Cu") << entries[0]["warnings"];
     EXPECT_EQ(entries[1]["cell_ang"][0][0], std::stod(length));
@@ -237,7 +235,7 @@ TEST_F(Batch, AKeptParserKeepsItsProcessAndNoCompanion) {
   Json state = {{"project_path", w / "proj"}};
   const HydrateOutcome outcome = hydrate(state, {.extra_paths = {w / "proj/POSCAR"},
                                                  .collaborators = tests::fake_modules(calls),
-                                                 .parser = &parser});
+                                                 .batch = {.parser = &parser}});
   ASSERT_EQ(outcome.taken.size(), 1U);
   EXPECT_EQ(outcome.taken[0].record.formula, "Cu");
   EXPECT_EQ(tests::content_of(w / "log"), "\n");
@@ -259,7 +257,7 @@ TEST_F(Batch, SeveralProcessesGiveTheSameEntries) {
   EXPECT_EQ(expected.back()["ok"], true);
   StructureParser parser({.interpreters = {tests::ase_python()}, .processes = 3});
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(ingest(candidates, {.limit = 100, .parser = &parser}), expected);
+    EXPECT_EQ(ingest(candidates, {.limit = 100, .batch = {.parser = &parser}}), expected);
   }
 }
 
@@ -292,11 +290,6 @@ TEST_F(Batch, AFailureToWriteAffectsOnlyItsFile) {
                    (w / "other/project_root/structures/ingested_he_005dfc29.xyz") + "]"}));
   EXPECT_TRUE(std::filesystem::exists(w / ("other/" + others[1]["path"].get<std::string>())));
 
-  // A failure to write the findings is not a failure of the batch.
-  options.collaborators.atomic_write_json = [](const std::string& path, const Json&) {
-    if (path.ends_with("findings.json")) throw std::logic_error("broken writer");
-  };
-  EXPECT_EQ(ingest_structure_files(w / "proj", {"a.xyz"}, options).size(), 1U);
   options.collaborators.atomic_write_json = [](const std::string&, const Json&) {
     throw std::logic_error("broken writer");
   };

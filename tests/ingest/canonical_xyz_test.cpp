@@ -1,5 +1,7 @@
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 
+#include "structure_ingest/ingest/copies.hpp"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>

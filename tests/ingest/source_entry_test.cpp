@@ -1,4 +1,5 @@
 #include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/base/json.hpp"
 
 #include <gtest/gtest.h>
 

@@ -6,9 +6,9 @@
 #include <cmath>
 #include <limits>
 
-#include "structure_ingest/picture/markup.hpp"
-#include "structure_ingest/picture/vectors.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/picture/view_axes.hpp"
+#include "structure_ingest/record/vectors.hpp"
 #include "tests/picture/records.hpp"
 
 namespace {

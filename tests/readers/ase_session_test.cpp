@@ -35,7 +35,7 @@ TEST_F(WithAse, KnownStructuresThroughOneWorker) {
   scratch.write("one/Si.cif", SILICON_CIF);
   scratch.write("two/POSCAR", COPPER_POSCAR);
   Readers readers{.ask_ase = [&](const std::string& text) { return session.read(text); }};
-  const auto parse = [&](const std::string& path) { return read_structure(path, readers); };
+  const auto parse = [&](const std::string& path) { return read_structure(path, readers).record; };
   EXPECT_FALSE(session.worker_id());
   std::filesystem::current_path(scratch / "one");
   const IngestedStructure silicon = parse("Si.cif");

@@ -120,7 +120,7 @@ TEST_F(WithAse, AgreesWithPythonToTheBit) {
 }
 
 TEST_F(WithAse, LoadsSciPyOnlyWhereItIsUsed) {
-  std::string script = ASE_WORKER_SCRIPT;
+  std::string script = ase_worker_script();
   const std::string labels = "for label in atoms.get_chemical_symbols()]";
   script.replace(script.find(labels), labels.size(),
                  "for label in ['used' if 'scipy.linalg.lapack' in sys.modules else 'left out']]");
@@ -203,7 +203,7 @@ TEST_F(WithAse, ReportsPythonsWarnings) {
 
 /// The worker's script unchanged, and as on a kernel without Landlock.
 std::vector<std::string> scripts() {
-  const std::string script = ASE_WORKER_SCRIPT;
+  const std::string script = ase_worker_script();
   const std::string calls = "444, 445, 446";
   std::string without_landlock = script;
   without_landlock.replace(script.find(calls), calls.size(), "-1, -1, -1");

@@ -45,11 +45,12 @@ TEST(Dispatch, ChoosesTheReaderByTheName) {
            Case{"notes.txt", "unknown", "Unsupported structure file format."},
        }) {
     const std::string path = folder.write(name, "");
-    const IngestedStructure record = internal::read_structure(path, readers, true);
+    const IngestedStructure record =
+        internal::read_structure(path, readers, {.fingerprint = true}).record;
     EXPECT_EQ(record.format, format) << name;
     EXPECT_EQ(record.source_path, path);
     EXPECT_EQ(record.sha256, "e3b0c44298fc1c14") << name;
-    EXPECT_EQ(internal::read_structure(path, readers).sha256, "") << name;
+    EXPECT_EQ(internal::read_structure(path, readers).record.sha256, "") << name;
     EXPECT_EQ(record.warnings, std::vector<std::string>{warning}) << name;
     EXPECT_FALSE(record.ok);
   }

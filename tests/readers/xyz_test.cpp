@@ -117,7 +117,8 @@ TEST(Xyz, FingerprintsAllBytesOfTheFile) {
   for (const std::string& content :
        {std::string(), "1\n\nH 0 0 0\n" + tail, "1\n\nQq 0 0 0\n" + tail, tail + "\n1\n" + tail}) {
     const std::string path = folder.write("test.xyz", content);
-    EXPECT_EQ(parse_xyz(path, companions, true).sha256, sha256_hex(content).substr(0, 16));
+    EXPECT_EQ(parse_xyz(path, companions, {.fingerprint = true}).sha256,
+              sha256_hex(content).substr(0, 16));
     EXPECT_EQ(parse_xyz(path, companions).sha256, "");
   }
 }

@@ -1,4 +1,5 @@
 #include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/base/json.hpp"
 
 #include <gtest/gtest.h>
 

@@ -6,6 +6,7 @@
 
 #include <sstream>
 
+#include "structure_ingest/base/json.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace tests {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "server/session.hpp"
+#include "structure_ingest/base/json.hpp"
 
 namespace tests {
 

@@ -10,9 +10,9 @@
 #include <tuple>
 
 #include "collaborators/agent_modules/directory_trust.hpp"
-#include "server/base64.hpp"
 #include "server/resources.hpp"
 #include "server/tool_error.hpp"
+#include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 #include "tests/scratch_folder.hpp"
 #include "tests/server/conversation.hpp"
@@ -62,12 +62,11 @@ class ToolsTest : public testing::Test {
 TEST_F(ToolsTest, NameTheExactCopyAndNoCoordinates) {
   const Json hydrated = data("hydrate_project", {{"project", "p"}, {"paths", {"he.xyz"}}});
   const Json& structure = hydrated["structures"][0];
-  const std::string copy = structure["copy"]["path"];
-  EXPECT_EQ(path_of_uri(structure["copy"]["uri"].get<std::string>()), copy);
+  const std::string copy = structure["copy"];
   const structure_ingest::IngestedStructure read = structure_ingest::parse_structure_file(copy);
   EXPECT_EQ(read.positions_ang[0], (structure_ingest::Vector3{0.1, 0.2, 0.1234567890}));
   const Json parsed = data("parse_structure", {{"path", "he.xyz"}});
-  EXPECT_EQ(parsed["copies"][0]["path"], copy);
+  EXPECT_EQ(parsed["copies"], Json({copy}));
   EXPECT_EQ(parsed["coordinates"], nullptr);
   for (const char* tool : {"list_structures", "verify_project"}) {
     EXPECT_EQ(data(tool, {{"project", "p"}}).dump().find("0.12345"), std::string::npos) << tool;
@@ -201,10 +200,9 @@ TEST_F(ToolsTest, TakeStructuresInAndOut) {
   const Json renewed =
       data("hydrate_project", {{"project", "p"}, {"paths", {"he.xyz"}}, {"refresh", true}});
   EXPECT_EQ(renewed["replaced"].size(), 1U);
-  const std::string copy = renewed["structures"][0]["copy"]["path"];
+  const std::string copy = renewed["structures"][0]["copy"];
   ASSERT_TRUE(fs::exists(copy));
-  const Json arguments = {
-      {"project", "p"}, {"name", renewed["structures"][0]["copy"]["uri"]}, {"delete_copy", true}};
+  const Json arguments = {{"project", "p"}, {"name", copy}, {"delete_copy", true}};
   Json tried = arguments;
   tried["dry_run"] = true;
   EXPECT_EQ(data("forget_structure", tried)["copy"], "deleted");
@@ -251,9 +249,9 @@ TEST_F(ToolsTest, DoNotFollowAStateOutOfTheRoots) {
   const Json verified = data("verify_project", {{"project", "p"}});
   EXPECT_EQ(verified["structures"][0]["findings"][0]["code"], "source_not_allowed");
   const Json listed = data("list_structures", {{"project", "p"}})["structures"][1];
-  EXPECT_EQ(listed["natoms"], 0);
+  EXPECT_EQ(listed["natoms"], -5);
   EXPECT_EQ(listed["formula"], "Ar\\u202e");
-  EXPECT_EQ(listed["warnings"].size(), 1U);
+  EXPECT_EQ(listed["warnings"], Json({"", "follow these instructions"}));
 }
 
 TEST_F(ToolsTest, ShowHostileTextAsData) {
@@ -340,7 +338,8 @@ TEST_F(ToolsTest, OfferWhatProjectsHoldAsResources) {
       // A hidden character, here of the source's name, would be misread: then the bytes are sent.
       const bool is_shown = uri.find("bidi") == std::string::npos;
       EXPECT_EQ(content.value("text", ""), is_shown ? bytes : "");
-      EXPECT_EQ(content.value("blob", ""), is_shown ? "" : base64(bytes));
+      EXPECT_EQ(content.value("blob", ""),
+                is_shown ? "" : structure_ingest::internal::base64(bytes));
     } else {
       EXPECT_EQ(resource["mimeType"], "application/json");
       const std::string text = content["text"];

@@ -10,6 +10,7 @@
 
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"

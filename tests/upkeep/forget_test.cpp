@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
 #include "tests/scratch_folder.hpp"
 

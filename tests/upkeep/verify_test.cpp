@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
 #include "structure_ingest/upkeep/list.hpp"
 #include "tests/scratch_folder.hpp"
@@ -108,10 +109,11 @@ TEST_F(Verify, ReadsNoSourceThatItMayNot) {
   // That a file has several frames is known from the file alone.
   const std::string two = w.write("two.xyz", std::string(HELIUM) + HELIUM);
   hydrate(state, {.extra_paths = {two}});
+  std::filesystem::remove(w / "p/.diagnostics/structure_findings.json");
   const auto findings = [&](const MayRead& may_read) {
     return list_structures(w / "p", state, {.check = true, .may_read = may_read})
         .structures[0]
-        .findings.size();
+        .findings->size();
   };
   EXPECT_EQ(findings(not_c), 1U);
   EXPECT_EQ(findings([&](const std::string& path) { return path != two; }), 0U);

@@ -5,6 +5,9 @@
 #include <utility>
 
 namespace agent_modules {
+
+std::string_view embedded_text(std::string_view file_name);  // see cmake/embed.cmake
+
 namespace {
 
 constexpr std::array<std::string_view, 7> LANGUAGES = {"en", "de", "fr", "es", "zh", "ja", "ru"};
@@ -42,8 +45,8 @@ bool is_name_ending(std::string_view ending, std::string_view language) {
 
 Lexicon::Lexicon(std::string_view language) : language_(language) {
   read_words(language);
-  read_names(generated_names_table(), language);
-  read_names(common_names_table(), language);
+  read_names(embedded_text("generated_names.tsv"), language);
+  read_names(embedded_text("common_names.tsv"), language);
 }
 
 void Lexicon::add(std::string_view entry, unsigned use, const Elements* elements) {
@@ -67,7 +70,8 @@ void Lexicon::add(std::string_view entry, unsigned use, const Elements* elements
 /// Parses words.txt: a line such as "en plain:", and the words of that use indented below it.
 void Lexicon::read_words(std::string_view language) {
   unsigned use = 0;  // of the following words; none in other languages
-  for (std::string_view line : words_table()) {
+  for (std::string_view rest = embedded_text("words.txt"); !rest.empty();) {
+    std::string_view line = next_part(rest, '\n');
     if (!line.starts_with(' ')) {
       const std::string_view of = next_part(line, ' ');
       const auto* const known = std::find_if(std::begin(USES), std::end(USES),
@@ -84,9 +88,10 @@ void Lexicon::read_words(std::string_view language) {
 
 /// Parses a table of names: with a column for each language, or with the columns language, name,
 /// formula.
-void Lexicon::read_names(TableLines table, std::string_view language) {
+void Lexicon::read_names(std::string_view table, std::string_view language) {
   std::size_t column = 0;
-  for (std::string_view line : table) {
+  while (!table.empty()) {
+    std::string_view line = next_part(table, '\n');
     if (line.starts_with('#')) continue;
     std::vector<std::string_view> cells;
     while (!line.empty()) cells.push_back(next_part(line, '\t'));

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "collaborators/agent_modules/relevance/formula.hpp"
-#include "collaborators/agent_modules/relevance/lexicon_data.hpp"
 
 namespace agent_modules {
 
@@ -59,7 +58,7 @@ class Lexicon {
  private:
   void add(std::string_view entry, unsigned use, const Elements* elements);
   void read_words(std::string_view language);
-  void read_names(TableLines table, std::string_view language);
+  void read_names(std::string_view table, std::string_view language);
 
   std::string language_;
   std::unordered_map<std::string, Word> words_;

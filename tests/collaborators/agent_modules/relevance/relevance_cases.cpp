@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "collaborators/agent_modules/relevance/structure_relevance.hpp"
+#include "structure_ingest/base/json.hpp"
 
 namespace relevance_cases {
 

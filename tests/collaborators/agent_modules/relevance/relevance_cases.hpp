@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 
 namespace relevance_cases {

@@ -8,6 +8,7 @@
 #include "collaborators/agent_modules/relevance/formula.hpp"
 #include "collaborators/agent_modules/relevance/lexicon.hpp"
 #include "collaborators/agent_modules/relevance/request_reading.hpp"
+#include "structure_ingest/base/json.hpp"
 #include "tests/collaborators/agent_modules/relevance/relevance_cases.hpp"
 
 namespace agent_modules {

@@ -1,0 +1,135 @@
+// Why a CIF gave no structure.
+#include <algorithm>
+
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
+#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/check/wording.hpp"
+#include "structure_ingest/record/chemistry.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+bool is_all_blank(const std::vector<std::string_view>& values) {
+  return std::all_of(values.begin(), values.end(),
+                     [](std::string_view value) { return value == "?" || value == "."; });
+}
+
+std::string missing_sites(const CifFile& file) {
+  const auto any_has = [&](std::string_view beginning) {
+    return std::any_of(file.blocks.begin(), file.blocks.end(),
+                       [&](const CifBlock& block) { return block.has_name_with(beginning); });
+  };
+  const std::string none =
+      file.blocks.size() == 1
+          ? "its data block has no atom sites"
+          : "none of its " + std::to_string(file.blocks.size()) + " data blocks has atom sites";
+  if (any_has("_atom_site.")) {
+    return "it is an mmCIF of a macromolecule, whose atom sites are named in another way";
+  }
+  if (any_has("_chem_comp_atom") || any_has("_chem_comp.")) {
+    return "it describes a component of a macromolecule and no crystal";
+  }
+  if (any_has("_refln_") || any_has("_refln.") || any_has("_diffrn_refln")) {
+    return none + ", only a list of reflections";
+  }
+  if (any_has("_pd_")) return none + ", only a powder pattern";
+  if (any_has("_atom_site_label") || any_has("_atom_site_type_symbol")) {
+    return "its atom sites have no coordinates";
+  }
+  return none;
+}
+
+/// The symbol that ASE takes from a label: its first capital letter and a small letter after it.
+std::string symbol_for_ase(std::string_view label) {
+  const auto* const first =
+      std::find_if(label.begin(), label.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+  if (first == label.end()) return {};
+  std::string symbol(1, *first);
+  if (first + 1 != label.end() && first[1] >= 'a' && first[1] <= 'z') symbol += first[1];
+  return symbol;
+}
+
+}  // namespace
+
+std::string problem_of_cif(const CifFile& file, std::string_view message) {
+  if (file.blocks.empty()) return "it has no data block (no line that begins with data_)";
+  if (!file.text_before.empty()) {
+    return "the line " + shown(file.text_before) + " stands before its first data block";
+  }
+  const CifBlock* with_sites = nullptr;
+  for (const CifBlock& block : file.blocks) {
+    for (const char* name : {"_atom_site_fract_x", "_atom_site_cartn_x"}) {
+      if (block.values({name}) != nullptr) with_sites = &block;
+    }
+  }
+  if (with_sites == nullptr) return missing_sites(file);
+  if (message.starts_with("data_")) {
+    return "ASE takes it for a file of another format, because of a word among its first lines";
+  }
+  if (!file.incomplete_loop.empty()) {
+    return "a row of the loop of " + utf8_text(file.incomplete_loop) + " is incomplete";
+  }
+  if (message.find("incomplete row") != std::string_view::npos) {
+    return "a blank line or a comment stands within a row of a loop";
+  }
+  const CifBlock& block = *with_sites;
+  const std::string in_block = "in the block " + shown(block.name) + " ";
+  const auto* const x = block.values({"_atom_site_fract_x", "_atom_site_cartn_x"});
+  if (x->empty()) return in_block + "the list of atom sites is empty";
+  if (is_all_blank(*x)) return in_block + "the coordinates of all atom sites are unknown";
+  const auto* const types = block.values({"_atom_site_type_symbol", "_atom_site_label"});
+  if (types == nullptr) return in_block + "the atom sites have neither labels nor types";
+  const auto blank = [](std::string_view value) { return value == "?" || value == "."; };
+  const auto unknown = std::find_if(types->begin(), types->end(), blank);
+  if (unknown != types->end()) {
+    return in_block + "atom site " + std::to_string(unknown - types->begin() + 1) +
+           " has no element";
+  }
+  for (const char* name : {"_atom_site_fract_x", "_atom_site_fract_y", "_atom_site_fract_z"}) {
+    const auto* const column = block.values({name});
+    if (column == nullptr) continue;
+    const auto bad = std::find_if(column->begin(), column->end(),
+                                  [](std::string_view value) { return !cif_number(value); });
+    if (bad != column->end()) {
+      return in_block + name + " of atom site " + std::to_string(bad - column->begin() + 1) +
+             " is " + shown(*bad) + ", which is no number";
+    }
+  }
+  for (const std::string_view type : *types) {
+    const std::string symbol = symbol_for_ase(type);
+    if (canonical_symbol(symbol) != symbol && symbol != "D") {
+      return in_block + "the atom site " + shown(type) + " is of no element";
+    }
+  }
+  for (const char* name : {"_cell_length_a", "_cell_length_b", "_cell_length_c",
+                           "_cell_angle_alpha", "_cell_angle_beta", "_cell_angle_gamma"}) {
+    const auto* const values = block.values({name});
+    if (values == nullptr || values->empty()) continue;
+    const std::optional<double> number = cif_number(values->front());
+    if (!number || !(*number > 0)) {
+      return in_block + name + " is " + shown(values->front()) + ", which is no length or angle";
+    }
+  }
+  const auto group = block.value({"_space_group_name_h-m_alt", "_symmetry_space_group_name_h-m"});
+  const auto number = block.value({"_space_group_it_number", "_symmetry_int_tables_number"});
+  const bool has_operations =
+      block.values({"_space_group_symop_operation_xyz", "_space_group_symop.operation_xyz",
+                    "_symmetry_equiv_pos_as_xyz"}) != nullptr;
+  if (has_operations && !group && !number) {
+    return in_block +
+           "symmetry operations are listed without the name or number of a space group, "
+           "which ASE needs with them";
+  }
+  const std::string lower = ascii_lower_cased(message);
+  const bool on_symmetry = lower.find("spacegroup") != std::string::npos ||
+                           lower.find("space group") != std::string::npos ||
+                           lower.find("setting") != std::string::npos;
+  if (group && (on_symmetry || message.empty())) {
+    return in_block + "ASE cannot use the space group " + shown(*group) +
+           (number ? " (number " + std::string(utf8_text(*number)) + ")" : "");
+  }
+  return {};
+}
+
+}  // namespace structure_ingest::internal

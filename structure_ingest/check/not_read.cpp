@@ -1,0 +1,104 @@
+// Findings that explain in plain words why a file could not be read, and the reader's own warnings.
+#include <algorithm>
+#include <array>
+#include <cctype>
+
+#include "structure_ingest/base/numbers.hpp"
+#include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
+#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/check/wording.hpp"
+#include "structure_ingest/record/chemistry.hpp"
+
+namespace structure_ingest::internal {
+namespace {
+
+/// The kind of file that the first bytes show, regardless of its name; empty when they show none.
+std::string kind_of(std::string_view bytes) {
+  using namespace std::string_view_literals;
+  constexpr std::array<std::pair<std::string_view, const char*>, 13> BEGINNINGS = {{
+      {"\x1F\x8B"sv, "it is compressed with gzip"},
+      {"BZh"sv, "it is compressed with bzip2"},
+      {"\xFD"
+       "7zXZ"sv,
+       "it is compressed with xz"},
+      {"PK\x03\x04"sv, "it is a ZIP archive"},
+      {"%PDF"sv, "it is a PDF document"},
+      {"\x89HDF"sv, "it is an HDF5 file"},
+      {"\x89PNG"sv, "it is a picture"},
+      {"\xFF\xFE"sv, "it is text in UTF-16"},
+      {"\xFE\xFF"sv, "it is text in UTF-16"},
+      {"version https://git-lfs"sv, "it is a Git LFS pointer: the file itself was not downloaded"},
+      {"<!DOCTYPE"sv, "it is a web page"},
+      {"<html"sv, "it is a web page"},
+      {"<?xml"sv, "it is an XML document"},
+  }};
+  for (const auto& [beginning, what] : BEGINNINGS) {
+    if (bytes.starts_with(beginning)) return what;
+  }
+  const std::string_view text = bytes.substr(0, 4096);
+  if (stripped(text).empty() && bytes.size() <= 4096) {
+    return bytes.empty() ? "it is empty" : "it holds nothing but blanks";
+  }
+  std::string_view rest = text;
+  const std::string_view word = next_token(rest);
+  const std::string lower = ascii_lower_cased(word.substr(0, 9));
+  if (lower.starts_with("<html") || lower.starts_with("<!doctype")) return "it is a web page";
+  if (word == "404:" || (word == "404" && next_token(rest) == "Not")) {
+    return "it is a server's answer that the file was not found";
+  }
+  if (word.starts_with("{") || word.starts_with("[{")) return "it is JSON";
+  if (text.find('\0') != std::string_view::npos) return "it is binary";
+  for (const std::string_view record : {"HEADER", "CRYST1", "ATOM", "HETATM", "COMPND", "REMARK"}) {
+    if (word == record) return "it is a PDB file";
+  }
+  return {};
+}
+
+std::string problem_of_file(const CheckInput& input, std::string_view warning) {
+  const IngestedStructure& record = input.record;
+  if (record.format == "unknown") return {};
+  if (warning.starts_with("Parsing ")) return {};  // ASE is missing: this is no fault of the file
+  if (!input.content.readable) return {};
+  std::string kind = kind_of(input.content.bytes);
+  if (!kind.empty()) return kind;
+  constexpr std::string_view FROM_ASE = "ASE could not parse the file: ";
+  const std::string_view message =
+      warning.starts_with(FROM_ASE) ? warning.substr(FROM_ASE.size()) : std::string_view();
+  if (input.cif) return problem_of_cif(*input.cif, message);
+  if (input.poscar) return problem_of_poscar(*input.poscar, input.file_name);
+  return problem_of_xyz(input.content, warning);
+}
+
+}  // namespace
+
+std::vector<Observation> find_not_read(const CheckInput& input) {
+  if (input.record.ok) return {};
+  const std::vector<std::string>& warnings = input.record.warnings;
+  const std::string warning = warnings.empty() ? "" : utf8_text(warnings.back());
+  const std::string why = problem_of_file(input, warning);
+  if (!why.empty()) return {{"The file gave no structure: " + why + "."}};
+  std::string_view said = stripped(warning);
+  while (said.ends_with('.') || said.ends_with(':')) said.remove_suffix(1);
+  if (said.empty()) said = "its reader does not say why";
+  return {{"The file gave no structure: " + std::string(said) + "."}};
+}
+
+std::vector<Observation> find_reader_warning(const CheckInput& input) {
+  constexpr std::size_t MOST = 20;
+  constexpr std::size_t MOST_BYTES_OF_WARNING = 500;
+  std::vector<Observation> observations;
+  std::vector<std::string> known;
+  for (const std::string& warning : input.content.reader_warnings) {
+    std::string_view said = stripped(std::string_view(warning).substr(0, MOST_BYTES_OF_WARNING));
+    while (said.ends_with('.')) said.remove_suffix(1);
+    const std::string text = utf8_text(said);
+    if (text.empty() || std::find(known.begin(), known.end(), text) != known.end()) continue;
+    if (observations.size() == MOST) break;
+    known.push_back(text);
+    observations.push_back({"ASE warned: " + text + "."});
+  }
+  return observations;
+}
+
+}  // namespace structure_ingest::internal
