@@ -235,6 +235,20 @@ TEST_F(Program, ReadsPathsFromAList) {
                             "more.\n");
   const Outcome hydrate = run("hydrate --project proj --json --files-from list");
   EXPECT_EQ(structure_ingest::parse_json(hydrate.out).size(), 2U);
+
+  // A path that goes up from a link goes up from where the link leads.
+  w.write("far/up.xyz", "1\n\nNe 0 0 0\n");
+  w.make_folder("far/down");
+  w.link("link", "far/down");
+  w.write("home/mine.xyz", "1\n\nAr 0 0 0\n");
+  w.write("list", "~/mine.xyz\nlink/../up.xyz\n");
+  const Outcome odd_paths =
+      run("--version >none && HOME='" + (w / "home") + "' '" STRUCTURE_INGEST_PROGRAM
+          "' ingest --project proj --json --files-from list");
+  EXPECT_EQ(odd_paths.status, 0) << odd_paths.err;
+  const Json found = structure_ingest::parse_json(odd_paths.out);
+  EXPECT_EQ(found[0]["source_path"], w / "home/mine.xyz");
+  EXPECT_EQ(found[1]["source_path"], w / "far/up.xyz");
 }
 
 TEST_F(Program, IngestsIntoAProject) {
@@ -269,6 +283,11 @@ TEST_F(Program, IngestsIntoAProject) {
   }
   w.write("file", "");
   EXPECT_EQ(run("ingest --project file he.xyz").status, 3);
+  // A limit on the size of files ends no program by a signal.
+  EXPECT_EQ(run("--version >none && (ulimit -f 0; '" STRUCTURE_INGEST_PROGRAM
+                "' ingest --project tight he.xyz)")
+                .status,
+            3);
   w.write("blocked/project_root", "");
   const Outcome blocked = run("ingest --project blocked --limit 010 he.xyz");
   EXPECT_EQ(blocked.status, 3);

@@ -246,11 +246,13 @@ TEST_F(Upkeep, ShowsManyFilesInATable) {
             std::string::npos)
       << out;
   w.write("t/a,\"b\".xyz", HELIUM);
-  EXPECT_EQ(run("parse --csv t/bad.xyz 't/a,\"b\".xyz'"), 1);
+  w.write("t/c\"d.xyz", HELIUM);
+  EXPECT_EQ(run("parse --csv t/bad.xyz 't/a,\"b\".xyz' 't/c\"d.xyz'"), 1);
   EXPECT_EQ(out,
             "file,formula,atoms,a,b,c,alpha,beta,gamma,volume,density,space group,shortest,error\n"
             "t/bad.xyz,,,,,,,,,,,,,XYZ file is too short to contain atoms.\n"
-            "\"t/a,\"\"b\"\".xyz\",He,1,5,5,5,90,90,90,125,0.05317178934,Pm-3m,5,\n");
+            "\"t/a,\"\"b\"\".xyz\",He,1,5,5,5,90,90,90,125,0.05317178934,Pm-3m,5,\n"
+            "\"t/c\"\"d.xyz\",He,1,5,5,5,90,90,90,125,0.05317178934,Pm-3m,5,\n");
 }
 
 TEST_F(Upkeep, ShowsFramesAndBlocksAndExtractsThem) {

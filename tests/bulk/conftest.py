@@ -39,8 +39,7 @@ def row_by_single_calls(path):
     record, findings = _core.check(None, path)
     row = {name: getattr(record, name) for name in (
         "ok", "format", "formula", "natoms", "species", "cell_ang", "cell_provenance", "warnings")}
-    row["findings"] = [dict(zip(("code", "severity", "message", "atoms", "source"), finding))
-                       for finding in findings]
+    row["findings"] = findings
     row["sha256"] = ""
     with contextlib.suppress(OSError):
         row["sha256"] = hashlib.sha256(Path(path).read_bytes()).hexdigest()[:16]

@@ -136,6 +136,8 @@ TEST(XyzFindings, HaveTheseMessages) {
            "columns 2 to 4."},
           {"1\n" + BOX + "\nH 0 0 0\n7 lines of notes\n", "trailing_content",
            "Line 4, '7 lines of notes', and what follows it are no whole frame and were not read."},
+          {"1\n" + BOX + "\nH 0 0 0\n1\n\nH 0 0 1\n\nnotes\n", "trailing_content",
+           "Line 8, 'notes', and what follows it are no whole frame and were not read."},
           {"1\n\nH 0 0 0\n1\n\nH 0 0 1\n", "several_frames",
            "The file has 2 frames; the record holds the first."},
           {"1\nLattice=\"2 0 0 0 2 0 0 0 2\"\nU 0 0 0\n", "unusual_density",

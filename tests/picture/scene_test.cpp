@@ -139,6 +139,14 @@ TEST(ViewAxes, LookAlongALatticeVector) {
   EXPECT_NEAR(seen(View::along_c, {0, 0, 4})[2], 4, 1e-12);
   EXPECT_NEAR(seen(View::along_c, {1, 3, 0})[1], std::sqrt(10), 1e-12);
   EXPECT_GT(seen(View::along_c, {2, 0, 0})[0], 0);
+  // At an angle c goes up, a to the right, and b away from the viewer, who stands to the right of
+  // the front and above it.
+  EXPECT_GT(seen(View::angled, {0, 0, 4})[1], 3.8);
+  EXPECT_GT(seen(View::angled, {2, 0, 0})[0], 1.8);
+  EXPECT_GT(seen(View::angled, {2, 0, 0})[2], 0);
+  EXPECT_LT(seen(View::angled, {0, 3, 0})[2], -2.6);
+  EXPECT_GT(seen(View::angled, {0, 3, 0})[0], 0);
+  EXPECT_GT(seen(View::angled, {0, 0, 4})[2], 0);
 }
 
 TEST(ViewAxes, ShowAMoleculeFromItsBroadSide) {

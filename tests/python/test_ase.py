@@ -31,6 +31,8 @@ def test_a_reader_keeps_its_worker(si, examples):
         assert len(first) == 1
         taken = reader.check_structure_file(examples / "copper/POSCAR")
         assert taken.record.formula == "Cu" and workers() == first
+        assert [record.formula for record in reader.parse_structure_files(
+            [examples / "copper/POSCAR"])] == ["Cu"] and workers() == first
     assert workers() == []
     with pytest.raises(ValueError, match="^the reader is closed$"):
         reader.parse_structure_file(examples / "water.xyz")

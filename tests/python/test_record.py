@@ -100,5 +100,9 @@ def test_to_ase(si, examples):
     atoms = si.parse_structure_file(examples / "silicon.extxyz").to_ase()
     assert atoms.get_chemical_formula() == "Si2" and atoms.pbc.all() and atoms.cell.rank == 3
     assert not si.parse_structure_file(examples / "water.xyz").to_ase().pbc.any()
+    fractional = si.IngestedStructure("a", "cif", symbols=["H"], positions_ang=[[0.5, 0.25, 0.0]],
+                                      cell_ang=[[4.0, 0, 0], [0, 4, 0], [0, 0, 4]],
+                                      fractional=True, ok=True)
+    assert fractional.to_ase().positions.tolist() == [[2.0, 1.0, 0.0]]
     with pytest.raises(ValueError, match="^examples/broken.xyz gives no structure: Malformed atom"):
         si.parse_structure_file(examples / "broken.xyz").to_ase()

@@ -17,6 +17,8 @@ class RootsTest : public testing::Test {
     w.write("ours/a.xyz", "1\n\nHe 0 0 0\n");
     w.write("ours/sub/b.xyz", "1\n\nHe 0 0 0\n");
     w.write("other/c.xyz", "1\n\nHe 0 0 0\n");
+    w.write("ours/both.xyz", "1\n\nHe 0 0 0\n");
+    w.write("other/both.xyz", "1\n\nHe 0 0 0\n");
     w.write("outside/secret.xyz", "1\n\nHe 0 0 0\n");
     w.write("ours-2/d.xyz", "1\n\nHe 0 0 0\n");
     w.link("ours/out.xyz", "../outside/secret.xyz");
@@ -60,6 +62,7 @@ TEST_F(RootsTest, LocateWhatLiesInThem) {
            // what is refused
            {"", "refused"},
            {"none.xyz", "refused"},  // in none of several roots
+           {"both.xyz", "refused"},  // in more than one
            {"../outside/secret.xyz", "refused"},
            {here + "/outside/secret.xyz", "refused"},
            {here + "/ours/../outside/secret.xyz", "refused"},

@@ -347,7 +347,9 @@ TEST_F(ToolsTest, OfferWhatProjectsHoldAsResources) {
       EXPECT_EQ(structure_ingest::parse_json(text), structure_ingest::parse_json(bytes));
     }
   }
-  EXPECT_EQ((*list((*all)["resources"][1]["uri"]))["resources"].size(), 2U);
+  data("hydrate_project", {{"project", "p"}, {"paths", {"ne.xyz"}}});
+  EXPECT_EQ((*list(""))["resources"].size(), 5U);
+  EXPECT_EQ((*list((*all)["resources"][1]["uri"]))["resources"].size(), 3U);
   EXPECT_FALSE(list("17"));
   w.write("r/" + COPIES + "ingested_x_00000000.xyz", "1\n\u202E\xFF\nHe 0 0 0\n");
   const std::string odd = file_uri(w / ("r/" + COPIES + "ingested_x_00000000.xyz"));
@@ -366,20 +368,26 @@ TEST_F(ToolsTest, OfferWhatProjectsHoldAsResources) {
 }
 
 TEST_F(ToolsTest, TellOfNewResourcesAndProgress) {
+  const Json parse = {{"name", "parse_structure"}, {"arguments", {{"path", "he.xyz"}}}};
   const std::vector<Json> answers = tests::answers_to(
       workspace,
-      {tests::hello(), tests::request(1, "tools/call",
-                                      {{"name", "hydrate_project"},
-                                       {"arguments", {{"project", "p"}, {"paths", {"he.xyz"}}}},
-                                       {"_meta", {{"progressToken", "t"}}}})});
-  ASSERT_EQ(answers.size(), 4U);
-  EXPECT_EQ(answers[1]["method"], "notifications/progress");
-  EXPECT_EQ(answers[1]["params"], Json({{"progressToken", "t"},
+      {tests::hello(), tests::request(0, "tools/call", parse),
+       tests::request(1, "tools/call",
+                      {{"name", "hydrate_project"},
+                       {"arguments", {{"project", "p"}, {"paths", {"he.xyz"}}}},
+                       {"_meta", {{"progressToken", "t"}}}}),
+       tests::request(2, "tools/call", parse)});
+  ASSERT_EQ(answers.size(), 6U);
+  EXPECT_EQ(answers[1]["result"]["structuredContent"]["copies"].size(), 0U);
+  EXPECT_EQ(answers[2]["method"], "notifications/progress");
+  EXPECT_EQ(answers[2]["params"], Json({{"progressToken", "t"},
                                         {"progress", 0},
                                         {"total", 1},
                                         {"message", "'" + (w / "r/he.xyz") + "'"}}));
-  EXPECT_EQ(answers[2]["method"], "notifications/resources/list_changed");
-  EXPECT_EQ(answers[3]["result"]["content"][1]["type"], "resource_link");
+  EXPECT_EQ(answers[3]["method"], "notifications/resources/list_changed");
+  EXPECT_EQ(answers[4]["result"]["content"][1]["type"], "resource_link");
+  // The new project is looked at, though projects had been searched for before.
+  EXPECT_EQ(answers[5]["result"]["structuredContent"]["copies"].size(), 1U);
 }
 
 }  // namespace

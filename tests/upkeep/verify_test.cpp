@@ -74,6 +74,12 @@ TEST_F(Verify, SaysWhatIsNotAsItWas) {
                 "a.xyz|bad.xyz source_changed!|c.xyz|"},
            Case{"its cell", [&] { w.write("c/scf.input", ""); },
                 "a.xyz|bad.xyz|c.xyz structure_differs!|"},
+           Case{"without a fingerprint",
+                [&] {
+                  w.write("a.xyz", std::string(HELIUM) + "\n");
+                  state["structure_sources"][0].erase("sha256");
+                },
+                "a.xyz|bad.xyz|c.xyz|"},
            Case{"no copy", [&] { std::filesystem::remove(he); }, "a.xyz copy_gone!|bad.xyz|c.xyz|"},
            Case{"a link",
                 [&] {
