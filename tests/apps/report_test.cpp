@@ -127,7 +127,6 @@ TEST(Report, PolicyAllowsItsOwnScriptsAndNothingElse) {
 struct ReportCommand : testing::Test {
   void SetUp() override {
     w.write("he.xyz", "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n");
-    w.write("h2.xyz", "2\n\nH 0 0 0\nH 0 0 0.74\n2\n\nH 0 0 0\nH 0 0 0.9\n");
     w.write("bad.xyz", "x\n");
   }
   int run(const std::string& arguments) {
@@ -140,62 +139,6 @@ struct ReportCommand : testing::Test {
   tests::ScratchFolder w;
   std::string out;
 };
-
-TEST_F(ReportCommand, SaysWhatItWroteAndWhatItCouldNot) {
-  w.make_folder("folder.html");
-  w.write("list", "he.xyz\nbad.xyz\n");
-  struct Case {
-    const char* arguments;
-    int status;
-    const char* output;
-  };
-  for (const auto& [arguments, status, output] : {
-           Case{"report he.xyz h2.xyz -o r.html", 0, "r.html: 2 structures\n"},
-           Case{"report he.xyz -o R.HTM", 0, "R.HTM: 1 structure\n"},
-           Case{"report --files-from list -o r.html", 1, "r.html: 1 structure, 1 not parsed\n"},
-           Case{"report missing.xyz -o r.html", 1, "r.html: 0 structures, 1 not parsed\n"},
-           Case{"report he.xyz -o he.xyz", 2,
-                "structure-ingest: -o: the name must end with .html or .htm: 'he.xyz'\n"},
-           Case{"report he.xyz -o .html", 2,
-                "structure-ingest: -o: the name must end with .html or .htm: '.html'\n"},
-           Case{"report -o r.html", 2,
-                "structure-ingest: PATH or --files-from is required (see 'structure-ingest report "
-                "--help')\n"},
-           Case{"report --project nowhere -o r.html", 2,
-                "structure-ingest: nowhere: no such folder\n"},
-           Case{"report --project . he.xyz -o r.html", 2,
-                "structure-ingest: PATH excludes --project (see 'structure-ingest report "
-                "--help')\n"},
-           Case{"report he.xyz -o none/r.html", 3,
-                "structure-ingest: filesystem error: cannot write: No such file or directory "
-                "[none/r.html]\n"},
-           Case{"report he.xyz -o folder.html", 3,
-                "structure-ingest: filesystem error: cannot replace: Is a directory "
-                "[folder.html]\n"},
-           Case{"picture he.xyz -o p.svg", 0, "p.svg: He, 1 atom, frame 1 of he.xyz\n"},
-           Case{"picture --frame last h2.xyz -o p.png", 0,
-                "p.png: H2, 2 atoms, the last frame of h2.xyz\n"},
-           Case{"picture --along d he.xyz -o p.svg", 2,
-                "structure-ingest: --along: give a, b or c, not 'd'\n"},
-           Case{"picture --size 15x20 he.xyz -o p.svg", 2,
-                "structure-ingest: --size: give two numbers from 16 to 4096, such as 480x400, not "
-                "'15x20'\n"},
-           Case{"picture --size 480 he.xyz -o p.svg", 2,
-                "structure-ingest: --size: give two numbers from 16 to 4096, such as 480x400, not "
-                "'480'\n"},
-           Case{"picture he.xyz -o p.gif", 2,
-                "structure-ingest: -o: the name must end with .svg or .png: 'p.gif'\n"},
-           Case{"picture bad.xyz -o new.svg", 1,
-                "structure-ingest: bad.xyz: XYZ file is too short to contain atoms.\n"},
-       }) {
-    EXPECT_EQ(run(arguments), status) << arguments;
-    EXPECT_EQ(out, output) << arguments;
-  }
-  EXPECT_FALSE(std::filesystem::exists(w / "new.svg"));
-  EXPECT_EQ(tests::content_of(w / "p.svg").substr(0, 5), "<svg ");
-  EXPECT_EQ(tests::content_of(w / "p.png").substr(0, 4), "\x89PNG");
-  EXPECT_NE(tests::content_of(w / "r.html").find("File does not exist"), std::string::npos);
-}
 
 TEST_F(ReportCommand, TheSameFilesGiveTheSamePage) {
   EXPECT_EQ(run("report he.xyz bad.xyz -o 1.html"), 1);
