@@ -1,5 +1,5 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: bench demo python test test-browser test-bulk test-clients relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format packages clang deb
+.PHONY: bench demo python test test-browser test-bulk test-clients relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format check-format packages clang deb
 
 # Only the program: the tests take longer to build than all else.
 demo: packages
@@ -84,6 +84,6 @@ tidy: packages
 	cmake --preset dev
 	tools/tidy build/dev
 
-format:
+format check-format:
 	@tools/install-packages clang-format
-	git ls-files '*.cpp' '*.hpp' | xargs clang-format -i
+	git ls-files '*.cpp' '*.hpp' | xargs clang-format $(if $(filter format,$@),-i,--dry-run -Werror)
