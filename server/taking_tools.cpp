@@ -187,6 +187,17 @@ std::string next_after(const HydrateOutcome& outcome, bool dry_run) {
   return next + next_after(outcome.taken, dry_run);
 }
 
+structure_ingest::BatchOptions batch_options(Workspace& workspace, const Call& call, bool dry_run) {
+  structure_ingest::BatchOptions options;
+  options.progress = call.progress();
+  options.dry_run = dry_run;
+  options.parser = &workspace.parser();
+  options.may_read = [&roots = workspace.roots()](const std::string& path) {
+    return roots.may_read(path);
+  };
+  return options;
+}
+
 }  // namespace
 
 Answer ingest_structures(Workspace& workspace, const Json& arguments, const Call& call) {
@@ -194,12 +205,9 @@ Answer ingest_structures(Workspace& workspace, const Json& arguments, const Call
   const std::string project = roots.locate_project(arguments.at("project"));
   const std::vector<std::string> paths = located_paths(roots, arguments);
   const bool dry_run = arguments.at("dry_run") == true;
-  structure_ingest::IngestOptions options{
-      .limit = static_cast<int>(paths.size()),
-      .batch = {.progress = call.progress(),
-                .dry_run = dry_run,
-                .parser = &workspace.parser(),
-                .may_read = [&roots](const std::string& path) { return roots.may_read(path); }}};
+  structure_ingest::IngestOptions options;
+  options.limit = static_cast<int>(paths.size());
+  options.batch = batch_options(workspace, call, dry_run);
   // The client names the files, so that they count as attached.
   for (const std::string& path : paths) {
     options.discovery_by_path[base::source_identity(base::resolve_path(path))] =
@@ -229,16 +237,13 @@ Answer hydrate_project(Workspace& workspace, const Json& arguments, const Call& 
   std::vector<std::string> not_scanned;
   HydrateOutcome outcome;
   const auto hydrate = [&](Json& state) {
-    outcome = structure_ingest::hydrate(
-        state,
-        {.extra_paths = paths,
-         .collaborators = modules_within(roots, call, not_scanned),
-         .limit = limit,
-         .batch = {.progress = call.progress(),
-                   .dry_run = dry_run,
-                   .parser = &workspace.parser(),
-                   .may_read = [&roots](const std::string& path) { return roots.may_read(path); }},
-         .refresh = arguments.at("refresh") == true});
+    structure_ingest::HydrateOptions options;
+    options.extra_paths = paths;
+    options.collaborators = modules_within(roots, call, not_scanned);
+    options.limit = limit;
+    options.batch = batch_options(workspace, call, dry_run);
+    options.refresh = arguments.at("refresh") == true;
+    outcome = structure_ingest::hydrate(state, options);
     // A state that was changed by half must not be written.
     if (outcome.error) refuse_hydration(outcome);
   };
