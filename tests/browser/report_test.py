@@ -4,6 +4,7 @@ Needs Debian's chromium, chromium-driver and python3-selenium.
 """
 
 import base64
+import hashlib
 import json
 import math
 import pathlib
@@ -50,6 +51,10 @@ FILES = {
     "gpj.\u202exyz": "x\n",
 }
 PLACE = {name: f"s{i}" for i, name in enumerate(FILES)}
+# A click takes an atom by its colour.
+FAR_APART = [("N", 0, 0, 0), ("O", 4, 0, 0), ("Cl", 4, 4, 0), ("S", 0, 3, 0)]
+COLOURS = {"N": lambda r, g, b: b > g + 80 and b > r + 80, "O": lambda r, g, b: r > g + 100 and r > b + 100,
+           "Cl": lambda r, g, b: g > r + 80 and g > b + 80, "S": lambda r, g, b: r > b + 80 and g > b + 80}
 
 
 def make_report(folder, files, page):
@@ -242,6 +247,24 @@ class List(Browser):
         self.driver.execute_cdp_cmd("Emulation.clearDeviceMetricsOverride", {})
 
 
+class Order(Browser):
+    files = {"b.extxyz": molecule([("Ar", 0, 0, 0)], 'Lattice="9 0 0 0 9 0 0 0 9"'), "d10.xyz": "2\n\nH 0 0 0\n",
+             "d9.extxyz": crystal(2), "c.xyz": molecule([("H", 0, 0, 0), ("H", 0, 0, 0.1)]),
+             "a.extxyz": molecule([("Xe", 0, 0, 0), ("Xe", 0, 0, 4.1)], 'Lattice="4 0 0 0 4 0 0 0 8.5"')}
+
+    def test_is_that_of_each_column(self):
+        by_digest = sorted(self.files, key=lambda name: hashlib.sha256(self.files[name].encode()).hexdigest())
+        for column, names in [("Formula", "b d9 c a d10"), ("Atoms", "b c a d9 d10"),
+                              ("Cell", "a d9 b d10 c"), ("Density", "b d9 a d10 c"),
+                              ("Space group", "d9 a b d10 c"), ("Shortest", "c d9 a b d10"),
+                              ("Findings", "c d10 b a d9"), ("Source", "a b c d9 d10"),
+                              ("Fingerprint", " ".join(name.split(".")[0] for name in by_digest))]:
+            button = next(each for each in self.find_all("thead button") if each.text.startswith(column))
+            button.click()
+            rows = [int(row.get_attribute("data-id")[1:]) for row in self.find_all("tbody tr")]
+            self.assertEqual(" ".join(list(self.files)[row].split(".")[0] for row in rows), names, column)
+
+
 class View(Browser):
     def test_paints_the_structure(self):
         self.open("salt.extxyz")
@@ -270,9 +293,9 @@ class View(Browser):
     def test_measures_what_is_clicked(self):
         self.open("nitric_oxide.xyz")
         self.find("input[name=axes]").click()
-        self.click_colour(lambda r, g, b: r > g + 100 and r > b + 100)
+        self.click_colour(COLOURS["O"])
         self.assertEqual(self.measured(), "O 1 at 0.9123, -0.7011, 0.1234 Å")
-        self.click_colour(lambda r, g, b: b > g + 80 and b > r + 80 and b > 120 and r < 90)
+        self.click_colour(COLOURS["N"])
         distance = math.dist(NITRIC_OXIDE[0][1:], NITRIC_OXIDE[1][1:])
         self.assertEqual(self.measured(), f"O 1 – N 0: {distance:.6f} Å")
 
@@ -312,6 +335,34 @@ class View(Browser):
             self.until(lambda: any(f.suffix == ".xyz" for f in target.glob("*")))
             (copy,) = target.glob("*.xyz")
             self.assertEqual(copy.read_bytes(), (self.path / "copy").read_bytes())
+
+
+class Measures(Browser):
+    files = {"far_apart.xyz": molecule(FAR_APART),
+             "across.extxyz": molecule([("He", 0.5, 1, 1), ("Ne", 9.25, 1, 1), ("Ar", 3, 1, 1)],
+                                       'Lattice="10 0 0 0 4 0 0 0 4"')}
+
+    def test_begins_anew_with_the_fourth_atom(self):
+        self.script("location.hash = '#s0'")
+        self.until(lambda: self.find("#s0").is_displayed())
+        self.find("input[name=axes]").click()
+        for symbol, expected in [("N", "N 0 at 0.0000, 0.0000, 0.0000 Å"), ("O", "N 0 – O 1: 4.000000 Å"),
+                                 ("Cl", "N 0 – O 1 – Cl 2: 90.0000°; 4.000000 Å, 4.000000 Å"),
+                                 ("S", "S 3 at 0.0000, 3.0000, 0.0000 Å"), ("S", ""),
+                                 ("O", "O 1 at 4.0000, 0.0000, 0.0000 Å")]:
+            self.click_colour(COLOURS[symbol])
+            self.assertEqual(self.measured(), expected)
+
+    def test_names_the_nearest_image(self):
+        self.script("location.hash = '#s1'")
+        self.until(lambda: self.find("#s1").is_displayed())
+        for typed, expected in [("0 1", "He 0 – Ne 1: 8.750000 Å (nearest image: 1.250000 Å)"),
+                                ("0 2", "He 0 – Ar 2: 2.500000 Å"),
+                                ("2 1 0 2", "Ar 2 – Ne 1 – He 0: 0.0000°; 6.250000 Å, 8.750000 Å")]:
+            field = self.find("#s1 .measure input")
+            field.clear()
+            field.send_keys(typed)
+            self.assertEqual(self.measured(), expected)
 
 
 class WithoutWebGL(Browser):
