@@ -37,8 +37,8 @@
   function compare(left, right) {
     const known = (key) => key !== "" && !Number.isNaN(key);
     if (!known(left) || !known(right)) return known(right) - known(left); // unknown ones come last
-    const result =
-      typeof left === "number" ? left - right : left.localeCompare(right, "en", { numeric: true });
+    const numeric = order.column !== 8; // a fingerprint that begins with digits is no number
+    const result = typeof left === "number" ? left - right : left.localeCompare(right, "en", { numeric });
     return order.descending ? -result : result;
   }
 

@@ -4,7 +4,6 @@ Needs Debian's chromium, chromium-driver and python3-selenium.
 """
 
 import base64
-import hashlib
 import json
 import math
 import pathlib
@@ -253,12 +252,14 @@ class Order(Browser):
              "a.extxyz": molecule([("Xe", 0, 0, 0), ("Xe", 0, 0, 4.1)], 'Lattice="4 0 0 0 4 0 0 0 8.5"')}
 
     def test_is_that_of_each_column(self):
-        by_digest = sorted(self.files, key=lambda name: hashlib.sha256(self.files[name].encode()).hexdigest())
+        checked = subprocess.run([PROGRAM, "check", "--json", *self.files], cwd=self.path, capture_output=True)
+        records = map(json.loads, checked.stdout.splitlines())
+        digests = {record["sha256"]: pathlib.Path(record["path"]).stem for record in records if record["ok"]}
         for column, names in [("Formula", "b d9 c a d10"), ("Atoms", "b c a d9 d10"),
                               ("Cell", "a d9 b d10 c"), ("Density", "b d9 a d10 c"),
                               ("Space group", "d9 a b d10 c"), ("Shortest", "c d9 a b d10"),
-                              ("Findings", "c d10 b a d9"), ("Source", "a b c d9 d10"),
-                              ("Fingerprint", " ".join(name.split(".")[0] for name in by_digest))]:
+                              ("Findings", "c d10 b d9 a"), ("Source", "a b c d9 d10"),
+                              ("Fingerprint", " ".join([*(digests[digest] for digest in sorted(digests)), "d10"]))]:
             button = next(each for each in self.find_all("thead button") if each.text.startswith(column))
             button.click()
             rows = [int(row.get_attribute("data-id")[1:]) for row in self.find_all("tbody tr")]

@@ -96,24 +96,24 @@ test("each tool answers what its schema says", async () => {
   const files = (await answer("scan_workspace", {})).files;
   assert.equal(files.length, STRUCTURES.length);
   const project = path.join(folder, "project");
-  const taken = await answer("hydrate_project", { project, paths: files.map((file) => file.uri) });
+  const taken = await answer("hydrate_project", { project, paths: files.map((file) => file.path) });
   assert.equal(taken.structures.length, files.length);
   assert.equal(changes, 1);
-  for (const { uri } of files) {
-    const parsed = await answer("parse_structure", { path: uri, include_coordinates: true });
-    const checked = await answer("check_structure", { path: uri });
+  for (const { path: file } of files) {
+    const parsed = await answer("parse_structure", { path: file, include_coordinates: true });
+    const checked = await answer("check_structure", { path: file });
     assert.equal(parsed.ok, checked.ok);
     assert.equal(parsed.copies.length, parsed.ok ? 1 : 0);
     if (!parsed.ok) continue;
     // The copy holds the very coordinates, to its ten decimals.
-    const [count, , ...atoms] = fs.readFileSync(parsed.copies[0].path, "utf8").split("\n");
+    const [count, , ...atoms] = fs.readFileSync(parsed.copies[0], "utf8").split("\n");
     assert.equal(Number(count), parsed.natoms);
     parsed.coordinates.positions_ang.forEach((position, i) => {
       const [symbol, ...numbers] = atoms[i].split(" ");
       assert.equal(symbol, parsed.coordinates.symbols[i]);
       numbers.forEach((number, k) => assert.ok(Math.abs(Number(number) - position[k]) <= 0.51e-10));
     });
-    const picture = await call("picture_of_structure", { path: uri, mark_atoms: [0] });
+    const picture = await call("picture_of_structure", { path: file, mark_atoms: [0] });
     unused.delete("picture_of_structure");
     assert.equal(picture.content[1].mimeType, "image/png");
     assert.equal(Buffer.from(picture.content[1].data, "base64").subarray(1, 4).toString(), "PNG");
