@@ -27,7 +27,7 @@ struct HydrateOptions {
   Collaborators collaborators = agent_modules();
   /// How many candidates are considered, as in `IngestOptions`.
   int limit = DEFAULT_LIMIT;
-  BatchOptions batch{};
+  BatchOptions batch{};  ///< how the files are read and written
   /// Whether a source that has changed since it was taken in is taken in anew: its new entry takes
   /// the place of the old ones and of the notes on them, and a note says so. One that cannot be
   /// read any more, or whose new structure is unrelated to the request, stays as it was.

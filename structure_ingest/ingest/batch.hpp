@@ -58,7 +58,7 @@ struct IngestOptions {
   std::map<std::string, std::string> discovery_by_path{};
   /// The agent's other modules, of which only the writer is used, for the manifest.
   Collaborators collaborators = agent_modules();
-  BatchOptions batch{};
+  BatchOptions batch{};  ///< how the files are read and written
 };
 
 /// Ingests the candidates in order into the project: skips names of no structure file, repeats, the

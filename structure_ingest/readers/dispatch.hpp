@@ -43,7 +43,7 @@ struct ParseOptions {
 
 /// A structure file as it was read.
 struct ParsedStructure {
-  IngestedStructure record;
+  IngestedStructure record;  ///< what the file gave
   /// Null unless it was asked for.
   std::shared_ptr<const FileContent> content{};
 };
