@@ -20,7 +20,11 @@ const HERE = path.dirname(fileURLToPath(import.meta.url));
 const EXAMPLES = path.join(HERE, "examples");
 const STRUCTURES = fs.readdirSync(EXAMPLES, { recursive: true }).filter((name) => /\.(xyz|extxyz|cif)$|POSCAR/.test(name));
 const made = [];
-after(() => made.forEach((folder) => fs.rmSync(folder, { recursive: true })));
+const connected = [];
+after(async () => {
+  await Promise.all(connected.map((client) => client.close())); // a server left open by a failure keeps node alive
+  made.forEach((folder) => fs.rmSync(folder, { recursive: true }));
+});
 
 /** A folder with the examples in it. */
 function workspace() {
@@ -51,6 +55,7 @@ async function connect(folder, ...options) {
     env: environment(folder), stderr: "ignore",
   });
   await client.connect(transport);
+  connected.push(client);
   return { client, transport, call: (name, args, ...more) => client.callTool({ name, arguments: args }, undefined, ...more) };
 }
 
