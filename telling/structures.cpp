@@ -21,7 +21,7 @@ Json texts_json(const std::vector<std::string>& texts) {
   return list;
 }
 
-std::string with_cell(std::string text, bool has_cell) {
+std::string with_cell(const std::string& text, bool has_cell) {
   return text + (has_cell ? ", with a cell" : ", no cell");
 }
 

@@ -68,6 +68,7 @@ RelevanceReport assess(const Collaborators& collaborators, const std::vector<Jso
     return collaborators.assess_structure_relevance(entries, request, state);
   }
   std::vector<Json> asked;
+  asked.reserve(places.size());
   for (const std::size_t place : places) asked.push_back(entries[place]);
   return collaborators.assess_structure_relevance(asked, request, state);
 }

@@ -187,6 +187,7 @@ class Assessment {
 RelevanceReport assess_structure_relevance(const std::vector<Json>& entries,
                                            const std::string& request, const Json& state) {
   std::vector<Structure> structures;
+  structures.reserve(entries.size());
   for (const Json& entry : entries) structures.push_back(structure_of(entry));
   std::vector<Structure> available = structures;
   if (const Json& known = value_at(state, "structure_sources"); known.is_array())
