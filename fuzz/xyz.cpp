@@ -127,7 +127,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const fuzz::MemoryFile file(text);
   const std::vector<std::string> lines = lines_of(text);
   for (const std::size_t piece : {std::size_t{1}, std::size_t{64}}) {
-    internal::LineReader reader(file.path(), nullptr, piece);
+    internal::LineReader reader(file.path(), {.piece_size = piece});
     for (const std::string& line : lines) fuzz::require(reader.next() == line);
     fuzz::require(!reader.next());
   }
@@ -142,7 +142,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(record.warnings.back() == atoms.warning);
     return 0;
   }
-  const fuzz::MemoryFile copy(internal::canonical_xyz_text(record));
+  const fuzz::MemoryFile copy(structure_ingest::canonical_xyz_text(record));
   const IngestedStructure again = internal::parse_xyz(copy.path(), companions);
   fuzz::require(again.ok && again.symbols == record.symbols);
   fuzz::require(again.cell_ang.has_value() == record.cell_ang.has_value());
