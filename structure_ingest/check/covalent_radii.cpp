@@ -53,4 +53,11 @@ float covalent_radius_ang(std::string_view symbol) {
   return TABLE[place_of(symbol[0], second)];
 }
 
+std::vector<float> scaled_radii(const std::vector<std::string>& symbols, float share) {
+  std::vector<float> radii;
+  radii.reserve(symbols.size());
+  for (const std::string& symbol : symbols) radii.push_back(share * covalent_radius_ang(symbol));
+  return radii;
+}
+
 }  // namespace structure_ingest::internal

@@ -36,10 +36,10 @@ std::vector<std::string_view> tokens_of(std::string_view line, std::size_t most)
   return tokens;
 }
 
-std::string shown(std::string_view text) {
+std::string excerpt(std::string_view text) {
   constexpr std::size_t MOST = 60;
-  if (text.size() <= MOST) return quoted_form(without_invalid_utf8(text));
-  return quoted_form(without_invalid_utf8(text.substr(0, MOST))) + "...";
+  return quoted_form(without_invalid_utf8(text.substr(0, MOST))) +
+         (text.size() > MOST ? "..." : "");
 }
 
 std::string composition_text(const std::map<std::string, double>& composition) {
@@ -62,7 +62,7 @@ std::string composition_text(const std::map<std::string, double>& composition) {
   return text;
 }
 
-std::string first_of(const std::vector<std::string>& items, std::size_t most) {
+std::string listed(const std::vector<std::string>& items, std::size_t most) {
   std::string text;
   const std::size_t shown = items.size() <= most + 1 ? items.size() : most;
   for (std::size_t i = 0; i < shown; ++i) {

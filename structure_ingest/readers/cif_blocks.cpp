@@ -169,7 +169,7 @@ std::optional<std::string_view> CifBlock::value(std::initializer_list<const char
     const std::vector<std::string_view>* const found = values({wanted});
     if (found == nullptr || found->empty()) continue;
     const std::string_view text = found->front();
-    if (text != "?" && text != "." && !text.empty()) return text;
+    if (!is_unknown(text) && !text.empty()) return text;
   }
   return std::nullopt;
 }

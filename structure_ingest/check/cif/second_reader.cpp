@@ -13,6 +13,8 @@
 #include <optional>
 #include <vector>
 
+#include "structure_ingest/readers/cif_blocks.hpp"
+
 // Expand each site with the operations of the symmetry: those that the file lists, else those of
 // the space group that it names, else the identity. Count an image as a new atom unless it
 // coincides with an earlier image of the same site. Combine sites that share a place into one atom
@@ -195,8 +197,7 @@ void expand(const std::vector<Site>& sites, const gemmi::GroupOps& group,
 void read_block(cif::Block& block, SecondReading& reading) {
   gemmi::UnitCell cell;
   std::vector<double> parameters;
-  for (const char* name : {"_cell_length_a", "_cell_length_b", "_cell_length_c",
-                           "_cell_angle_alpha", "_cell_angle_beta", "_cell_angle_gamma"}) {
+  for (const char* name : CIF_CELL_NAMES) {
     const auto value = value_of(block, {name});
     parameters.push_back(value ? cif::as_number(*value) : NAN);
     if (!std::isfinite(parameters.back())) {

@@ -31,16 +31,12 @@ std::optional<std::size_t> count_of(std::string_view token) {
   return count;
 }
 
-bool begins_with(std::string_view line, std::string_view letters) {
-  return !line.empty() && letters.find(line.front()) != std::string_view::npos;
-}
-
 std::string line_problem(std::size_t index, const std::vector<std::string_view>& lines,
                          const std::string& expected) {
   const std::string number = std::to_string(index + 1);
   if (index >= lines.size())
     return "it ends before line " + number + ", which is to be " + expected;
-  return "line " + number + " is " + shown(lines[index]) + " where " + expected + " is expected";
+  return "line " + number + " is " + excerpt(lines[index]) + " where " + expected + " is expected";
 }
 
 /// Reads the lines of symbols and counts at `at` and advances it; false when they are malformed.
