@@ -3,8 +3,8 @@
 #include <cmath>
 #include <limits>
 
-#include "structure_ingest/check/covalent_radii.hpp"
 #include "structure_ingest/base/words.hpp"
+#include "structure_ingest/check/covalent_radii.hpp"
 #include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"

@@ -122,14 +122,13 @@ std::optional<std::string> StartingWorker::listen() {
 }
 
 AseStart::AseStart(const AseSessionOptions& options, std::vector<std::string> interpreters,
-                   std::string known, std::vector<std::string>& slow)
+                   std::string known, std::set<std::string>& slow)
     : options_(options),
       interpreters_(std::move(interpreters)),
       known_(std::move(known)),
       slow_(slow),
-      deadline_(steady_clock::now() + options.time_limit) {
-  problems_.assign(interpreters_.size(), "was not tried");
-}
+      deadline_(steady_clock::now() + options.time_limit),
+      problems_(interpreters_.size(), "was not tried") {}
 
 void AseStart::advance() {
   while (!ended_) {
@@ -186,8 +185,9 @@ std::string AseStart::interpreter() const {
   return found ? interpreters_[trials_.front().place] : "";
 }
 
-std::unique_ptr<ChildProcess> AseStart::take_worker() {
-  return trials_.empty() ? nullptr : std::move(trials_.front().worker.process);
+std::optional<StartingWorker> AseStart::take_worker() {
+  if (trials_.empty()) return std::nullopt;
+  return std::move(trials_.front().worker);
 }
 
 std::string AseStart::problems() const {
@@ -198,14 +198,9 @@ std::string AseStart::problems() const {
   return text.empty() ? "there is no python3" : text;
 }
 
-bool AseStart::is_slow(const std::string& interpreter) const {
-  return std::find(slow_.begin(), slow_.end(), interpreter) != slow_.end();
-}
-
 void AseStart::give_up(const Trial& trial, const std::string& problem) {
   problems_[trial.place] = problem;
-  const std::string& interpreter = interpreters_[trial.place];
-  if (!is_slow(interpreter)) slow_.push_back(interpreter);
+  slow_.insert(interpreters_[trial.place]);
 }
 
 void AseStart::drop_ended() {
@@ -223,7 +218,7 @@ void AseStart::drop_silent() {
                                      [](const Trial& trial) { return trial.worker.ready(); });
   std::erase_if(trials_, [&](const Trial& trial) {
     if (trial.worker.found_ase() || steady_clock::now() < trial.greeting_end) return false;
-    if (!has_ready && !is_slow(interpreters_[trial.place])) return false;
+    if (!has_ready && !slow_.contains(interpreters_[trial.place])) return false;
     give_up(trial, "said nothing for " + seconds_text(options_.greeting_limit) + " seconds");
     return true;
   });
