@@ -52,8 +52,8 @@ bool is_in_key(char32_t c) {
   return is_key_letter(c) || (c >= U'0' && c <= U'9') || c == U'_' || c == U'.';
 }
 
-bool ends_word(char32_t c) {
-  return c == U'\'' || c == U'"' || c == U'%' || c == U'#' || is_space(c);
+bool is_one_of(char32_t c, std::string_view ascii) {
+  return c < 128 && ascii.find(static_cast<char>(c)) != std::string_view::npos;
 }
 
 /// One "key = value", at the front of a line.
@@ -84,8 +84,9 @@ std::optional<Assignment> next_assignment(std::string_view text, std::size_t& be
 /// The word at the front of a value: up to a quote, white space, % or #, after an optional opening
 /// quote.
 std::string_view first_word(std::string_view value) {
-  if (value.starts_with('\'') || value.starts_with('"')) value.remove_prefix(1);
-  return value.substr(0, end_of_run(value, 0, [](char32_t c) { return !ends_word(c); }));
+  if (value.starts_with('\'') || value.starts_with("\"")) value.remove_prefix(1);
+  return value.substr(
+      0, end_of_run(value, 0, [](char32_t c) { return !is_one_of(c, "'\"%#") && !is_space(c); }));
 }
 
 /// Removes the text up to and including the next number from `rest`; nothing when there is none.
@@ -94,9 +95,9 @@ std::optional<double> next_number(std::string_view& rest) {
     return end_of_run(rest, position, [](char32_t c) { return decimal_digit(c) >= 0; });
   };
   const auto skip_one_of = [&rest](std::size_t position, std::string_view characters) {
-    const bool found =
-        position < rest.size() && characters.find(rest[position]) != std::string_view::npos;
-    return found ? position + 1 : position;
+    const bool is_there =
+        position < rest.size() && is_one_of(static_cast<unsigned char>(rest[position]), characters);
+    return is_there ? position + 1 : position;
   };
   for (std::size_t start = 0; start < rest.size(); start += character_at(rest, start).length) {
     const std::size_t whole = skip_one_of(start, "+-");

@@ -82,9 +82,7 @@ std::vector<Site> sites_of(cif::Block& block) {
   cif::Table table = block.find(
       "_atom_site_", {"fract_x", "fract_y", "fract_z", "?type_symbol", "?label", "?occupancy"});
   for (auto row : table) {
-    Site site;
-    site.fract =
-        gemmi::Fractional(cif::as_number(row[0]), cif::as_number(row[1]), cif::as_number(row[2]));
+    Site site{{cif::as_number(row[0]), cif::as_number(row[1]), cif::as_number(row[2])}, {}};
     const bool has_type = row.has2(3);
     if (has_type || row.has2(4))
       site.element = element_of(row.str(has_type ? 3 : 4), !has_type, formula);
@@ -213,10 +211,9 @@ void read_block(cif::Block& block, SecondReading& reading) {
   }
   const std::vector<Site> sites = sites_of(block);
   for (const Site& site : sites) {
-    const bool finite = std::isfinite(site.fract.x + site.fract.y + site.fract.z) &&
-                        std::abs(site.fract.x) < 1e6 && std::abs(site.fract.y) < 1e6 &&
-                        std::abs(site.fract.z) < 1e6;
-    if (!finite || site.element.empty()) {
+    const bool is_placed = std::abs(site.fract.x) < 1e6 && std::abs(site.fract.y) < 1e6 &&
+                           std::abs(site.fract.z) < 1e6;
+    if (!is_placed || site.element.empty()) {
       reading.refusal = "a site has no position or no element";
       return;
     }
