@@ -21,6 +21,9 @@ inline bool begins_with(std::string_view text, std::string_view characters) {
   return !text.empty() && characters.find(text.front()) != std::string_view::npos;
 }
 
+/// The capital letter at the front of a text, and the small letter behind it if there is one.
+std::string_view leading_symbol(std::string_view text);
+
 /// A number with four significant digits: "3.142", "1e+20".
 std::string number_text(double value);
 

@@ -23,8 +23,8 @@ namespace {
 
 constexpr std::string_view MISSING_CELL =
     "No cell/lattice information in this XYZ file. A periodic QELDA calculation needs "
-    "domain.latvec: "
-    "confirm the cell with the user or treat the system as a molecule in a vacuum box.";
+    "domain.latvec: confirm the cell with the user or treat the system as a molecule in a vacuum "
+    "box.";
 
 /// The value of the first Lattice="..." field of the comment line that is not empty: the key in any
 /// letter case, the value in double quotes.

@@ -30,16 +30,14 @@ std::optional<Composition> composition_of_formula(std::string_view formula) {
   Composition composition;
   for (std::string_view token = next_token(formula); !token.empty(); token = next_token(formula)) {
     while (!token.empty()) {
-      const bool two = token.size() > 1 && token[1] >= 'a' && token[1] <= 'z';
-      if (token[0] < 'A' || token[0] > 'Z') return std::nullopt;
-      std::string symbol(token.substr(0, two ? 2 : 1));
+      std::string symbol(leading_symbol(token));
       token.remove_prefix(symbol.size());
       const std::size_t end = std::min(token.find_first_not_of("0123456789."), token.size());
       const std::optional<double> count = end == 0 ? 1.0 : cif_number(token.substr(0, end));
       token.remove_prefix(end);
       if (!count) return std::nullopt;
       if (symbol == "D") symbol = "H";
-      if (canonical_symbol(symbol) != symbol) return std::nullopt;
+      if (symbol.empty() || canonical_symbol(symbol) != symbol) return std::nullopt;
       composition[symbol] += *count;
     }
   }

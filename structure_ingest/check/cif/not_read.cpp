@@ -36,13 +36,9 @@ std::string missing_sites(const CifFile& file) {
 }
 
 /// The symbol that ASE takes from a label: its first capital letter and a small letter after it.
-std::string symbol_for_ase(std::string_view label) {
-  const auto* const first =
-      std::find_if(label.begin(), label.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
-  if (first == label.end()) return {};
-  std::string symbol(1, *first);
-  if (first + 1 != label.end() && first[1] >= 'a' && first[1] <= 'z') symbol += first[1];
-  return symbol;
+std::string_view symbol_for_ase(std::string_view label) {
+  const auto* const first = std::find_if(label.begin(), label.end(), is_capital);
+  return leading_symbol({first, label.end()});
 }
 
 }  // namespace
@@ -92,7 +88,7 @@ std::string problem_of_cif(const CifFile& file, std::string_view message) {
     }
   }
   for (const std::string_view type : *types) {
-    const std::string symbol = symbol_for_ase(type);
+    const std::string_view symbol = symbol_for_ase(type);
     if (canonical_symbol(symbol) != symbol && symbol != "D") {
       return in_block + "the atom site " + excerpt(type) + " is of no element";
     }

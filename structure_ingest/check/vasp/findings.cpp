@@ -139,12 +139,11 @@ std::vector<std::string> formula_elements(std::string_view word) {
   }
   if (std::find(NOT_FORMULAS.begin(), NOT_FORMULAS.end(), letters) != NOT_FORMULAS.end()) return {};
   std::vector<std::string> elements;
-  for (std::size_t at = 0; at < letters.size();) {
-    const bool two = at + 1 < letters.size() && letters[at + 1] >= 'a' && letters[at + 1] <= 'z';
-    const std::string symbol = letters.substr(at, two ? 2 : 1);
-    if (symbol[0] < 'A' || symbol[0] > 'Z' || canonical_symbol(symbol) != symbol) return {};
-    elements.push_back(symbol);
-    at += symbol.size();
+  for (std::string_view rest = letters; !rest.empty();) {
+    const std::string_view symbol = leading_symbol(rest);
+    if (symbol.empty() || canonical_symbol(symbol) != symbol) return {};
+    elements.emplace_back(symbol);
+    rest.remove_prefix(symbol.size());
   }
   return elements;
 }
