@@ -51,11 +51,9 @@ std::vector<std::size_t> atoms_of(const std::vector<ClosePair>& pairs) {
 }
 
 std::string pair_text(const IngestedStructure& record, const ClosePair& pair) {
-  const std::string distance = number_text(pair.distance_ang) + " \u00C5";
-  if (pair.first == pair.second) {
-    return atom_text(record, pair.first) + " and its own image, " + distance;
-  }
-  return atom_text(record, pair.first) + " and " + atom_text(record, pair.second) + ", " + distance;
+  return atom_text(record, pair.first) + " and " +
+         (pair.first == pair.second ? "its own image" : atom_text(record, pair.second)) + ", " +
+         number_text(pair.distance_ang) + " \u00C5";
 }
 
 /// Whether the positions lie in a cube of 1 Å and span it as fractional coordinates do. Two atoms
@@ -154,8 +152,8 @@ std::string coordinates_look_fractional(const CheckInput& input) {
   if (!input.finite || record.symbols.size() < 2 || !look_like_fractions(record)) return {};
   // A CIF without a cell has a more specific finding.
   if (record.format == "cif") return {};
-  const bool is_direct = input.poscar && !input.poscar->mode.empty() &&
-                         std::string_view("cCkK").find(input.poscar->mode[0]) == std::string::npos;
+  const bool is_direct =
+      input.poscar && !input.poscar->mode.empty() && !begins_with(input.poscar->mode, "cCkK");
   if (is_direct || !not_positions(input).empty()) return {};
   if (record.cell_ang) {
     const std::optional<CellGeometry> geometry = cell_geometry(*record.cell_ang);
@@ -205,19 +203,18 @@ std::string found_symmetry(const CheckInput& input) {
   const std::optional<SpaceGroup>& found = input.symmetry;
   if (!found) return {};
   const std::size_t natoms = input.record.symbols.size();
-  std::string cell = "neither the primitive cell (" + counted(found->primitive_atoms, "atom") +
-                     ") nor the conventional one (" + std::to_string(found->conventional_atoms) +
-                     ")";
-  if (natoms == found->conventional_atoms) {
-    cell = "the size of the conventional cell (the primitive one has " +
-           counted(found->primitive_atoms, "atom") + ")";
-  }
-  if (natoms == found->primitive_atoms) {
-    cell = "the size of the primitive cell (the conventional one has " +
-           counted(found->conventional_atoms, "atom") + ")";
-  }
+  const std::string primitive = counted(found->primitive_atoms, "atom");
+  const std::string conventional = counted(found->conventional_atoms, "atom");
+  std::string cell;
   if (natoms == found->primitive_atoms && natoms == found->conventional_atoms) {
     cell = "the size of the primitive cell";
+  } else if (natoms == found->primitive_atoms) {
+    cell = "the size of the primitive cell (the conventional one has " + conventional + ")";
+  } else if (natoms == found->conventional_atoms) {
+    cell = "the size of the conventional cell (the primitive one has " + primitive + ")";
+  } else {
+    cell = "neither the primitive cell (" + primitive + ") nor the conventional one (" +
+           std::to_string(found->conventional_atoms) + ")";
   }
   return "Space group " + found->name + " (" + std::to_string(found->number) + ") within " +
          number_text(SYMMETRY_TOLERANCE_ANG) + " \u00C5; the cell, with " +

@@ -16,7 +16,7 @@ namespace {
 /// The kind of file that the first bytes show, regardless of its name; empty when they show none.
 std::string kind_of(std::string_view bytes) {
   using namespace std::string_view_literals;
-  constexpr std::array<std::pair<std::string_view, const char*>, 13> BEGINNINGS = {{
+  constexpr std::array<std::pair<std::string_view, const char*>, 11> BEGINNINGS = {{
       {"\x1F\x8B"sv, "it is compressed with gzip"},
       {"BZh"sv, "it is compressed with bzip2"},
       {"\xFD"
@@ -29,8 +29,6 @@ std::string kind_of(std::string_view bytes) {
       {"\xFF\xFE"sv, "it is text in UTF-16"},
       {"\xFE\xFF"sv, "it is text in UTF-16"},
       {"version https://git-lfs"sv, "it is a Git LFS pointer: the file itself was not downloaded"},
-      {"<!DOCTYPE"sv, "it is a web page"},
-      {"<html"sv, "it is a web page"},
       {"<?xml"sv, "it is an XML document"},
   }};
   for (const auto& [beginning, what] : BEGINNINGS) {

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -13,6 +12,7 @@
 #include <utility>
 
 #include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/readers/ase_protocol.hpp"
 
@@ -91,9 +91,7 @@ std::vector<std::string> ase_interpreters() {
 }
 
 std::string seconds_text(milliseconds time) {
-  std::array<char, 32> text{};
-  const double seconds = std::chrono::duration<double>(time).count();
-  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), seconds).ptr};
+  return number_text(std::chrono::duration<double>(time).count(), 9);
 }
 
 std::unique_ptr<ChildProcess> start_ase_worker(const std::string& interpreter,

@@ -34,8 +34,9 @@ std::optional<std::size_t> count_of(std::string_view token) {
 std::string line_problem(std::size_t index, const std::vector<std::string_view>& lines,
                          const std::string& expected) {
   const std::string number = std::to_string(index + 1);
-  if (index >= lines.size())
+  if (index >= lines.size()) {
     return "it ends before line " + number + ", which is to be " + expected;
+  }
   return "line " + number + " is " + excerpt(lines[index]) + " where " + expected + " is expected";
 }
 
@@ -45,11 +46,9 @@ bool read_species(const std::vector<std::string_view>& lines, std::size_t& at, P
   std::vector<std::string_view> tokens = tokens_of(lines[at], 1000);
   if (tokens.empty()) return false;
   if (!count_of(tokens[0])) {
-    file.symbols = tokens;
-    const auto comment = std::find_if(file.symbols.begin(), file.symbols.end(), [](auto token) {
-      return token.starts_with('!') || token.starts_with('#');
-    });
-    file.symbols.erase(comment, file.symbols.end());
+    const auto comment = std::find_if(tokens.begin(), tokens.end(),
+                                      [](auto token) { return begins_with(token, "!#"); });
+    file.symbols.assign(tokens.begin(), comment);
     if (++at >= lines.size()) return false;
     tokens = tokens_of(lines[at], 1000);
   }
