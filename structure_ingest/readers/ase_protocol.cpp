@@ -1,4 +1,4 @@
-#include "structure_ingest/readers/ase_protocol.hpp"
+#include "structure_ingest/readers/ase.hpp"
 
 #include <algorithm>
 #include <array>

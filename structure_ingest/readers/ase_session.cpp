@@ -13,7 +13,6 @@
 
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/readers/ase_protocol.hpp"
 
 namespace structure_ingest::internal {
 namespace {

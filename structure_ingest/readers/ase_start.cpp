@@ -14,7 +14,7 @@
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/readers/ase_protocol.hpp"
+#include "structure_ingest/readers/ase.hpp"
 
 namespace structure_ingest::internal {
 
