@@ -27,8 +27,9 @@ namespace {
 namespace base = internal;
 using base::LineReader;
 
-IngestedStructure failed(const std::string& path, std::string warning) {
-  return {.source_path = path, .format = "xyz", .warnings = {std::move(warning)}};
+IngestedStructure failed(const std::string& path, std::string warning,
+                         const std::string& format = "xyz") {
+  return {.source_path = path, .format = format, .warnings = {std::move(warning)}};
 }
 
 /// Passes over the frame that begins with `line`; returns the warning when it cannot.
@@ -41,6 +42,17 @@ std::optional<std::string> skip_frame(LineReader& lines, std::string_view line) 
            std::to_string(i == 0 ? 0 : i - 1) + ".";
   }
   return std::nullopt;
+}
+
+/// What visit_xyz_frames() returns, and the first frame that it visits, if any.
+std::pair<std::size_t, std::optional<IngestedStructure>> first_visited(const std::string& path,
+                                                                       std::size_t first) {
+  std::optional<IngestedStructure> visited;
+  const std::size_t frames = visit_xyz_frames(path, first, [&](std::size_t, const auto& record) {
+    visited = record;
+    return false;
+  });
+  return {frames, std::move(visited)};
 }
 
 /// A folder for one file that others read, removed at its end.
@@ -125,25 +137,15 @@ std::size_t visit_xyz_frames(const std::string& path, std::size_t first, const V
 }
 
 IngestedStructure parse_xyz_frame(const std::string& path, std::size_t number) {
-  std::optional<IngestedStructure> found;
-  const std::size_t frames =
-      visit_xyz_frames(path, number, [&found](std::size_t, const IngestedStructure& record) {
-        found = record;
-        return false;
-      });
+  const auto [frames, found] = first_visited(path, number);
   if (found) return *found;
   return failed(base::path_text(path), "There is no frame " + std::to_string(number) +
                                            ": the last one is " + std::to_string(frames) + ".");
 }
 
 IngestedStructure parse_last_xyz_frame(const std::string& path) {
-  std::optional<IngestedStructure> broken;
-  const std::size_t frames =
-      visit_xyz_frames(path, std::numeric_limits<std::size_t>::max(),
-                       [&broken](std::size_t, const IngestedStructure& record) {
-                         broken = record;
-                         return false;
-                       });
+  // Where the last frame begins is known only when all have been passed over.
+  const auto [frames, broken] = first_visited(path, std::numeric_limits<std::size_t>::max());
   return broken ? *broken : parse_xyz_frame(path, frames);
 }
 
@@ -161,6 +163,7 @@ void visit_frames(StructureParser& parser, const std::string& path, const FrameC
                   const ShowFrame& show) {
   const bool is_xyz = base::is_xyz_file(base::path_text(path));
   const std::string number = std::to_string(choice.number);
+  // Parsing a whole frame only to learn the format would read a trajectory twice.
   if (is_xyz && choice.all) {
     visit_xyz_frames(path, 1, [&show](std::size_t each, const IngestedStructure& record) {
       show(record, "frame " + std::to_string(each));
@@ -173,10 +176,9 @@ void visit_frames(StructureParser& parser, const std::string& path, const FrameC
   } else {
     IngestedStructure record = parser.parse(path);
     if (!is_xyz && record.ok && choice.number != 1) {
-      record = {
-          .source_path = record.source_path,
-          .format = record.format,
-          .warnings = {"There is no frame " + number + ": of this format one structure is read."}};
+      record = failed(record.source_path,
+                      "There is no frame " + number + ": of this format one structure is read.",
+                      record.format);
     }
     show(record, is_xyz ? "frame 1" : "");
   }
@@ -186,9 +188,7 @@ IngestedStructure parse_cif_block(StructureParser& parser, const std::string& pa
                                   const std::string& name) {
   IngestedStructure record = parser.parse(path);
   const auto fail = [&record](std::string warning) {
-    return IngestedStructure{.source_path = record.source_path,
-                             .format = record.format,
-                             .warnings = {std::move(warning)}};
+    return failed(record.source_path, std::move(warning), record.format);
   };
   if (record.format == "unknown") return record;
   if (record.format != "cif") return fail("Only CIF files have data blocks.");
