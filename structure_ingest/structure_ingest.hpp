@@ -29,7 +29,6 @@
 #include "structure_ingest/picture/drawing.hpp"            // IWYU pragma: export
 #include "structure_ingest/picture/picture.hpp"            // IWYU pragma: export
 #include "structure_ingest/project/ownership.hpp"          // IWYU pragma: export
-#include "structure_ingest/readers/blocks.hpp"             // IWYU pragma: export
 #include "structure_ingest/readers/dispatch.hpp"           // IWYU pragma: export
 #include "structure_ingest/readers/frames.hpp"             // IWYU pragma: export
 #include "structure_ingest/record/cell_geometry.hpp"       // IWYU pragma: export

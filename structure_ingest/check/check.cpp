@@ -4,23 +4,9 @@
 #include <utility>
 
 #include "structure_ingest/check/input.hpp"
-#include "structure_ingest/check/rules.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
 
 namespace structure_ingest {
-
-const char* severity_name(Severity severity) {
-  switch (severity) {
-    case Severity::error:
-      return "error";
-    case Severity::warning:
-      return "warning";
-    case Severity::note:
-      break;
-  }
-  return "note";
-}
-
 namespace {
 
 std::vector<Finding> check(const IngestedStructure& record, const FileContent& content,
@@ -29,7 +15,26 @@ std::vector<Finding> check(const IngestedStructure& record, const FileContent& c
       .record = record, .content = content, .search_symmetry = options.search_symmetry};
   internal::derive(input);
   if (options.space_group != nullptr) *options.space_group = input.symmetry;
-  return internal::findings_on(input);
+
+  std::vector<internal::Observation> observations;
+  for (const auto observe : {internal::check_readable, internal::check_geometry,
+                             internal::check_xyz, internal::check_cif, internal::check_poscar}) {
+    std::ranges::move(observe(input), std::back_inserter(observations));
+  }
+  std::vector<Finding> findings;
+  for (const FindingKind& kind : finding_kinds()) {
+    for (internal::Observation& observation : observations) {
+      if (observation.message.empty() || observation.code != kind.code) continue;
+      findings.push_back({.code = kind.code,
+                          .severity = observation.severity.value_or(kind.worst),
+                          .message = std::move(observation.message),
+                          .atoms = std::move(observation.atoms),
+                          .source = kind.source});
+    }
+  }
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const Finding& a, const Finding& b) { return a.severity > b.severity; });
+  return findings;
 }
 
 }  // namespace
@@ -41,22 +46,6 @@ std::vector<Finding> check_structure(const ParsedStructure& parsed, const CheckO
 
 std::vector<Finding> check_structure(const IngestedStructure& record, const CheckOptions& options) {
   return check(record, internal::content_of_file(record), options);
-}
-
-std::vector<Finding> internal::findings_on(const CheckInput& input) {
-  std::vector<Finding> findings;
-  for (const Rule& rule : rules()) {
-    for (Observation& observation : rule.find(input)) {
-      findings.push_back({.code = rule.kind.code,
-                          .severity = observation.severity.value_or(rule.kind.worst),
-                          .message = std::move(observation.message),
-                          .atoms = std::move(observation.atoms),
-                          .source = rule.kind.source});
-    }
-  }
-  std::stable_sort(findings.begin(), findings.end(),
-                   [](const Finding& a, const Finding& b) { return a.severity > b.severity; });
-  return findings;
 }
 
 CheckedStructure check_structure_file(const std::string& path) {

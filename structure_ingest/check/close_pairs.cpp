@@ -135,9 +135,7 @@ Sites sites_of(std::span<const Vector3> positions, std::span<const float> reach,
           sites.complete = false;
         }
         const double whole = floor_of(f);
-        if (whole != 0) {
-          for (std::size_t k = 0; k < 3; ++k) place[k] -= whole * cell->vectors[axis][k];
-        }
+        if (whole != 0) place = plus(place, cell->vectors[axis], -whole);
         fraction[axis] = f - whole;
         inside = inside && std::abs(fraction[axis] - 0.5) < 0.5 - cell->margin[axis];
       }
@@ -251,14 +249,15 @@ struct PairCollector {
     if (to_image && first > second) return;
     const Vector3 rounded = {static_cast<double>(q.x - p.x), static_cast<double>(q.y - p.y),
                              static_cast<double>(q.z - p.z)};
-    Vector3 apart = {positions[second][0] - positions[first][0],
-                     positions[second][1] - positions[first][1],
-                     positions[second][2] - positions[first][2]};
-    const Vector3 cells = cells_between(apart, rounded);
-    if (first == second && ((cells > Vector3{}) == from_image)) return;
+    Vector3 apart = plus(positions[second], positions[first], -1);
+    // How many lattice vectors lie between the sites, of which the rounded difference tells enough.
+    const Vector3 off = plus(rounded, apart, -1);
+    Vector3 cells{};
     for (std::size_t axis = 0; cell != nullptr && axis < 3; ++axis) {
-      for (std::size_t k = 0; k < 3; ++k) apart[k] += cells[axis] * cell->vectors[axis][k];
+      cells[axis] = std::round(dot(cell->inverse[axis], off));
+      apart = plus(apart, cell->vectors[axis], cells[axis]);
     }
+    if (first == second && ((cells > Vector3{}) == from_image)) return;
     const double distance = std::sqrt(dot(apart, apart));
     const double limit = static_cast<double>(std::max(reach[first] + reach[second], least));
     if (!(distance < limit)) return;
@@ -274,18 +273,6 @@ struct PairCollector {
          .limit_ang = limit,
          .cells = {sign * static_cast<int>(cells[0]), sign * static_cast<int>(cells[1]),
                    sign * static_cast<int>(cells[2])}});
-  }
-
-  /// The number of lattice vectors between two differences of positions, of which `rounded` is
-  /// inexact.
-  Vector3 cells_between(const Vector3& apart, const Vector3& rounded) const {
-    Vector3 cells{};
-    if (cell == nullptr) return cells;
-    const Vector3 off = {rounded[0] - apart[0], rounded[1] - apart[1], rounded[2] - apart[2]};
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      cells[axis] = std::round(dot(cell->inverse[axis], off));
-    }
-    return cells;
   }
 };
 

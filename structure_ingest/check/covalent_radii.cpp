@@ -27,30 +27,35 @@ constexpr std::array<std::pair<std::string_view, float>, 96> RADII_ANG = {{
 }};
 
 constexpr std::size_t LETTERS = 26;
+constexpr std::size_t NO_SYMBOL = LETTERS * (LETTERS + 1);
 
-/// The index of a symbol in the table; the second letter may be absent.
-constexpr std::size_t place_of(char first, char second) {
-  const auto row = static_cast<std::size_t>(static_cast<unsigned char>(first - 'A'));
-  const auto column = static_cast<std::size_t>(static_cast<unsigned char>(second - 'a'));
-  return row * (LETTERS + 1) + (column < LETTERS ? column + 1 : 0);
+/// The place of a symbol in the table, by its letters; NO_SYMBOL for any other text.
+constexpr std::size_t place_of(std::string_view symbol) {
+  if (symbol.empty() || symbol.size() > 2) return NO_SYMBOL;
+  const std::size_t first = static_cast<unsigned char>(symbol[0] - 'A');
+  const std::size_t second =
+      symbol.size() == 1 ? 0 : static_cast<unsigned char>(symbol[1] - 'a') + 1;
+  return first < LETTERS && second <= LETTERS ? first * (LETTERS + 1) + second : NO_SYMBOL;
 }
 
 /// One lookup without a search: this is called for every atom of a structure.
-constexpr std::array<float, LETTERS*(LETTERS + 1)> TABLE = [] {
-  std::array<float, LETTERS*(LETTERS + 1)> table{};
-  for (const auto& [symbol, radius] : RADII_ANG) {
-    table[place_of(symbol[0], symbol.size() > 1 ? symbol[1] : ' ')] = radius;
-  }
+constexpr std::array<float, NO_SYMBOL + 1> TABLE = [] {
+  std::array<float, NO_SYMBOL + 1> table{};
+  for (const auto& [symbol, radius] : RADII_ANG) table[place_of(symbol)] = radius;
   return table;
 }();
 
 }  // namespace
 
 float covalent_radius_ang(std::string_view symbol) {
-  if (symbol.empty() || symbol.size() > 2 || symbol[0] < 'A' || symbol[0] > 'Z') return 0;
-  const char second = symbol.size() > 1 ? symbol[1] : ' ';
-  if (symbol.size() > 1 && (second < 'a' || second > 'z')) return 0;
-  return TABLE[place_of(symbol[0], second)];
+  return TABLE[place_of(symbol)];
+}
+
+std::vector<float> scaled_radii(const std::vector<std::string>& symbols, float share) {
+  std::vector<float> radii;
+  radii.reserve(symbols.size());
+  for (const std::string& symbol : symbols) radii.push_back(share * covalent_radius_ang(symbol));
+  return radii;
 }
 
 }  // namespace structure_ingest::internal

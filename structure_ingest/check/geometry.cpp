@@ -3,11 +3,12 @@
 #include <cmath>
 #include <limits>
 
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/covalent_radii.hpp"
-#include "structure_ingest/check/rules.hpp"
-#include "structure_ingest/check/symmetry.hpp"
+#include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"
+#include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -32,10 +33,6 @@ std::string atom_text(const IngestedStructure& record, std::size_t atom) {
   return "atom " + std::to_string(atom) + " (" + record.symbols[atom] + ")";
 }
 
-bool is_finite(const Vector3& vector) {
-  return std::isfinite(vector[0]) && std::isfinite(vector[1]) && std::isfinite(vector[2]);
-}
-
 /// A negative scale factor inverts the cell; that has a finding of its own.
 bool is_turned_by_scale(const CheckInput& input) {
   return input.poscar && !input.poscar->scales.empty() && input.poscar->scales[0] < 0;
@@ -54,11 +51,9 @@ std::vector<std::size_t> atoms_of(const std::vector<ClosePair>& pairs) {
 }
 
 std::string pair_text(const IngestedStructure& record, const ClosePair& pair) {
-  const std::string distance = number_text(pair.distance_ang) + " \u00C5";
-  if (pair.first == pair.second) {
-    return atom_text(record, pair.first) + " and its own image, " + distance;
-  }
-  return atom_text(record, pair.first) + " and " + atom_text(record, pair.second) + ", " + distance;
+  return atom_text(record, pair.first) + " and " +
+         (pair.first == pair.second ? "its own image" : atom_text(record, pair.second)) + ", " +
+         number_text(pair.distance_ang) + " \u00C5";
 }
 
 /// Whether the positions lie in a cube of 1 Å and span it as fractional coordinates do. Two atoms
@@ -96,9 +91,7 @@ double closest_share(const IngestedStructure& record) {
   return closest;
 }
 
-}  // namespace
-
-std::vector<Observation> find_non_finite_coordinates(const CheckInput& input) {
+Observation non_finite_coordinates(const CheckInput& input) {
   std::vector<std::size_t> atoms;
   std::size_t count = 0;
   for (std::size_t i = 0; i < input.record.positions_ang.size() && !input.finite; ++i) {
@@ -106,37 +99,38 @@ std::vector<Observation> find_non_finite_coordinates(const CheckInput& input) {
     if (++count <= MOST_ATOMS_NAMED) atoms.push_back(i);
   }
   if (count == 0) return {};
-  return {{counted(count, "atom") + " of " + std::to_string(input.record.natoms) +
-               (count == 1 ? " has" : " have") +
-               " a coordinate that is no finite number, the first " +
-               atom_text(input.record, atoms.front()) + ".",
-           atoms}};
+  return {"non_finite_coordinates",
+          counted(count, "atom") + " of " + std::to_string(input.record.natoms) +
+              (count == 1 ? " has" : " have") +
+              " a coordinate that is no finite number, the first " +
+              atom_text(input.record, atoms.front()) + ".",
+          atoms};
 }
 
-std::vector<Observation> find_degenerate_cell(const CheckInput& input) {
+std::string degenerate_cell(const CheckInput& input) {
   const IngestedStructure& record = input.record;
   if (!record.ok || input.has_volume) return {};
   if (!record.cell_ang) {
     if (record.format != "vasp") return {};
-    return {{"A lattice vector of the file is zero, so that the record has no cell."}};
+    return "A lattice vector of the file is zero, so that the record has no cell.";
   }
   const std::vector<Vector3>& cell = *record.cell_ang;
   if (!std::all_of(cell.begin(), cell.end(), is_finite)) {
-    return {{"A lattice vector has a component that is no finite number."}};
+    return "A lattice vector has a component that is no finite number.";
   }
-  return {{"The lattice vectors lie in one plane or nearly so: they span " +
-           number_text(std::abs(input.signed_volume_ang3)) + " \u00C5\u00B3."}};
+  return "The lattice vectors lie in one plane or nearly so: they span " +
+         number_text(std::abs(input.signed_volume_ang3)) + " \u00C5\u00B3.";
 }
 
-std::vector<Observation> find_left_handed_cell(const CheckInput& input) {
+std::string left_handed_cell(const CheckInput& input) {
   if (!input.has_volume || input.signed_volume_ang3 > 0 || is_turned_by_scale(input)) {
     return {};
   }
-  return {{"The lattice vectors a, b, c form a left-handed system (their determinant is " +
-           number_text(input.signed_volume_ang3) + " \u00C5\u00B3)."}};
+  return "The lattice vectors a, b, c form a left-handed system (their determinant is " +
+         number_text(input.signed_volume_ang3) + " \u00C5\u00B3).";
 }
 
-std::vector<Observation> find_overlapping_atoms(const CheckInput& input) {
+Observation overlapping_atoms(const CheckInput& input) {
   const IngestedStructure& record = input.record;
   const std::vector<ClosePair>& pairs = input.close.pairs;
   if (pairs.empty()) return {};
@@ -148,18 +142,19 @@ std::vector<Observation> find_overlapping_atoms(const CheckInput& input) {
   const std::string limit = same_place
                                 ? "closer than 0.5 \u00C5 or half the sum of their covalent radii"
                                 : "closer than half the sum of their covalent radii";
-  return {{count + " " + limit + "; the closest: " + pair_text(record, closest) + ".",
-           atoms_of(pairs), same_place ? Severity::error : Severity::warning}};
+  return {"overlapping_atoms",
+          count + " " + limit + "; the closest: " + pair_text(record, closest) + ".",
+          atoms_of(pairs), same_place ? Severity::error : Severity::warning};
 }
 
-std::vector<Observation> find_coordinates_look_fractional(const CheckInput& input) {
+std::string coordinates_look_fractional(const CheckInput& input) {
   const IngestedStructure& record = input.record;
   if (!input.finite || record.symbols.size() < 2 || !look_like_fractions(record)) return {};
   // A CIF without a cell has a more specific finding.
   if (record.format == "cif") return {};
-  const bool is_direct = input.poscar && !input.poscar->mode.empty() &&
-                         std::string_view("cCkK").find(input.poscar->mode[0]) == std::string::npos;
-  if (is_direct || !find_not_positions(input).empty()) return {};
+  const bool is_direct =
+      input.poscar && !input.poscar->mode.empty() && !begins_with(input.poscar->mode, "cCkK");
+  if (is_direct || !not_positions(input).empty()) return {};
   if (record.cell_ang) {
     const std::optional<CellGeometry> geometry = cell_geometry(*record.cell_ang);
     constexpr double FAR_LARGER_ANG = 2;
@@ -170,64 +165,73 @@ std::vector<Observation> find_coordinates_look_fractional(const CheckInput& inpu
   }
   const double share = record.symbols.size() > FEW_ATOMS ? 0 : closest_share(record);
   if (!(share < SHORTEST_BOND_SHARE)) return {};
-  return {{"All " + std::to_string(record.natoms) +
-           " atoms lie within a cube of 1 \u00C5, too close for atoms: the coordinates are most "
-           "probably fractional, but were taken as \u00E5ngstr\u00F6m."}};
+  return "All " + std::to_string(record.natoms) +
+         " atoms lie within a cube of 1 \u00C5, too close for atoms: the coordinates are most "
+         "probably fractional, but were taken as \u00E5ngstr\u00F6m.";
 }
 
-std::vector<Observation> find_unusual_density(const CheckInput& input) {
+std::string unusual_density(const CheckInput& input) {
   const IngestedStructure& record = input.record;
   if (!input.has_volume || !input.finite || is_turned_by_scale(input)) return {};
   const double volume = std::abs(input.signed_volume_ang3);
   const auto natoms = static_cast<double>(record.symbols.size());
   const std::optional<double> density = density_g_cm3(record.symbols, volume);
   if (density && *density > DENSEST_G_CM3) {
-    return {{"The cell has a density of " + number_text(*density) +
-             " g/cm\u00B3; the densest solid, osmium, has 22.6."}};
+    return "The cell has a density of " + number_text(*density) +
+           " g/cm\u00B3; the densest solid, osmium, has 22.6.";
   }
   if (natoms / volume > MOST_ATOMS_A_VOLUME) {
-    return {{"The cell holds " + number_text(natoms / volume) +
-             " atoms/\u00C5\u00B3; diamond, the solid with most, holds 0.176."}};
+    return "The cell holds " + number_text(natoms / volume) +
+           " atoms/\u00C5\u00B3; diamond, the solid with most, holds 0.176.";
   }
   // A single atom in a box is the usual way to compute an atom's energy; bonded atoms form a
   // molecule, a wire or a slab. Report only several atoms that are all far from each other.
   if (record.symbols.size() < 2 || volume / natoms < MOST_VOLUME_AN_ATOM_ANG3) return {};
-  std::vector<float> reach;
-  for (const std::string& symbol : record.symbols) {
-    reach.push_back(BONDED_SHARE * covalent_radius_ang(symbol));
-  }
-  const ClosePairs bonds = find_close_pairs(record.positions_ang, reach, *record.cell_ang, 0);
+  const ClosePairs bonds = find_close_pairs(
+      record.positions_ang, scaled_radii(record.symbols, BONDED_SHARE), *record.cell_ang, 0);
   if (!bonds.pairs.empty() || !bonds.complete) return {};
-  return {{"The cell is nearly empty: " + number_text(volume / natoms) +
-           " \u00C5\u00B3 an atom, and no two atoms within a bond's length of each other."}};
+  return "The cell is nearly empty: " + number_text(volume / natoms) +
+         " \u00C5\u00B3 an atom, and no two atoms within a bond's length of each other.";
 }
 
-std::vector<Observation> find_no_cell(const CheckInput& input) {
+std::string no_cell(const CheckInput& input) {
   if (!input.record.ok || input.record.cell_ang) return {};
-  return {{"The record has no cell: it is a molecule, or its cell is not in the file."}};
+  return "The record has no cell: it is a molecule, or its cell is not in the file.";
 }
 
-std::vector<Observation> find_found_symmetry(const CheckInput& input) {
+std::string found_symmetry(const CheckInput& input) {
   const std::optional<SpaceGroup>& found = input.symmetry;
   if (!found) return {};
   const std::size_t natoms = input.record.symbols.size();
-  std::string cell = "neither the primitive cell (" + counted(found->primitive_atoms, "atom") +
-                     ") nor the conventional one (" + std::to_string(found->conventional_atoms) +
-                     ")";
-  if (natoms == found->conventional_atoms) {
-    cell = "the size of the conventional cell (the primitive one has " +
-           counted(found->primitive_atoms, "atom") + ")";
-  }
-  if (natoms == found->primitive_atoms) {
-    cell = "the size of the primitive cell (the conventional one has " +
-           counted(found->conventional_atoms, "atom") + ")";
-  }
+  const std::string primitive = counted(found->primitive_atoms, "atom");
+  const std::string conventional = counted(found->conventional_atoms, "atom");
+  std::string cell;
   if (natoms == found->primitive_atoms && natoms == found->conventional_atoms) {
     cell = "the size of the primitive cell";
+  } else if (natoms == found->primitive_atoms) {
+    cell = "the size of the primitive cell (the conventional one has " + conventional + ")";
+  } else if (natoms == found->conventional_atoms) {
+    cell = "the size of the conventional cell (the primitive one has " + primitive + ")";
+  } else {
+    cell = "neither the primitive cell (" + primitive + ") nor the conventional one (" +
+           std::to_string(found->conventional_atoms) + ")";
   }
-  return {{"Space group " + found->name + " (" + std::to_string(found->number) + ") within " +
-           number_text(SYMMETRY_TOLERANCE_ANG) + " \u00C5; the cell, with " +
-           counted(natoms, "atom") + ", is " + cell + "."}};
+  return "Space group " + found->name + " (" + std::to_string(found->number) + ") within " +
+         number_text(SYMMETRY_TOLERANCE_ANG) + " \u00C5; the cell, with " +
+         counted(natoms, "atom") + ", is " + cell + ".";
+}
+
+}  // namespace
+
+std::vector<Observation> check_geometry(const CheckInput& input) {
+  return {non_finite_coordinates(input),
+          {"degenerate_cell", degenerate_cell(input)},
+          {"left_handed_cell", left_handed_cell(input)},
+          overlapping_atoms(input),
+          {"coordinates_look_fractional", coordinates_look_fractional(input)},
+          {"unusual_density", unusual_density(input)},
+          {"no_cell", no_cell(input)},
+          {"found_symmetry", found_symmetry(input)}};
 }
 
 }  // namespace structure_ingest::internal

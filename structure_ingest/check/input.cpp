@@ -1,8 +1,8 @@
 #include "structure_ingest/check/input.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <limits>
 
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/check/covalent_radii.hpp"
@@ -16,19 +16,16 @@ namespace {
 constexpr double FLAT_SHARE = 1e-3;
 
 bool has_atoms(const CifBlock& block) {
-  const bool fractional = block.values({"_atom_site_fract_x"}) != nullptr &&
-                          block.values({"_atom_site_fract_y"}) != nullptr &&
-                          block.values({"_atom_site_fract_z"}) != nullptr;
-  const bool cartesian = block.values({"_atom_site_cartn_x"}) != nullptr &&
-                         block.values({"_atom_site_cartn_y"}) != nullptr &&
-                         block.values({"_atom_site_cartn_z"}) != nullptr;
+  const auto has_all = [&](const std::array<const char*, 3>& names) {
+    return std::all_of(names.begin(), names.end(),
+                       [&](const char* name) { return block.values({name}) != nullptr; });
+  };
   const auto* const labels = block.values({"_atom_site_type_symbol", "_atom_site_label"});
-  return (fractional || cartesian) && labels != nullptr && !labels->empty() &&
-         std::none_of(labels->begin(), labels->end(),
-                      [](std::string_view label) { return label == "?" || label == "."; });
+  return (has_all(CIF_FRACTION_NAMES) || has_all(CIF_POSITION_NAMES)) && labels != nullptr &&
+         !labels->empty() && std::none_of(labels->begin(), labels->end(), is_unknown);
 }
 
-void take_cif(CheckInput& input) {
+void read_cif(CheckInput& input) {
   input.cif = cif_blocks(input.content.bytes);
   for (const CifBlock& block : input.cif->blocks) {
     if (!has_atoms(block)) continue;
@@ -42,7 +39,7 @@ void take_cif(CheckInput& input) {
 
 void measure_cell(const std::vector<Vector3>& cell, CheckInput& input) {
   if (cell.size() != 3) return;
-  const auto& [a, b, c] = std::array{cell[0], cell[1], cell[2]};
+  const Vector3 &a = cell[0], &b = cell[1], &c = cell[2];
   const auto length = [](const Vector3& v) { return std::hypot(std::hypot(v[0], v[1]), v[2]); };
   const double product = length(a) * length(b) * length(c);
   const double volume = dot(a, cross(b, c));
@@ -61,14 +58,10 @@ void measure_geometry(CheckInput& input) {
   input.finite = std::isfinite(sum) && record.positions_ang.size() == record.symbols.size();
   if (record.cell_ang) measure_cell(*record.cell_ang, input);
   if (!input.finite) return;
-  std::vector<float> reach;
-  reach.reserve(record.symbols.size());
-  for (const std::string& symbol : record.symbols) {
-    reach.push_back(SUSPECT_SHARE * covalent_radius_ang(symbol));
-  }
   const std::span<const Vector3> cell =
       input.has_volume ? std::span<const Vector3>(*record.cell_ang) : std::span<const Vector3>();
-  input.close = find_close_pairs(record.positions_ang, reach, cell, SAME_PLACE_ANG);
+  input.close = find_close_pairs(record.positions_ang, scaled_radii(record.symbols, SUSPECT_SHARE),
+                                 cell, SAME_PLACE_ANG);
 }
 
 }  // namespace
@@ -79,7 +72,7 @@ void derive(CheckInput& input) {
   if (record.ok && record.format == "xyz" && input.content.readable) {
     input.xyz = &input.content.xyz;
   }
-  if (record.format == "cif") take_cif(input);
+  if (record.format == "cif") read_cif(input);
   if (record.format == "vasp") input.poscar = poscar_lines(input.content.bytes);
   if (record.ok) measure_geometry(input);
   if (input.search_symmetry && input.finite && input.has_volume && input.signed_volume_ang3 > 0 &&

@@ -6,7 +6,7 @@
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 
@@ -16,7 +16,7 @@ namespace {
 /// The kind of file that the first bytes show, regardless of its name; empty when they show none.
 std::string kind_of(std::string_view bytes) {
   using namespace std::string_view_literals;
-  constexpr std::array<std::pair<std::string_view, const char*>, 13> BEGINNINGS = {{
+  constexpr std::array<std::pair<std::string_view, const char*>, 11> BEGINNINGS = {{
       {"\x1F\x8B"sv, "it is compressed with gzip"},
       {"BZh"sv, "it is compressed with bzip2"},
       {"\xFD"
@@ -29,8 +29,6 @@ std::string kind_of(std::string_view bytes) {
       {"\xFF\xFE"sv, "it is text in UTF-16"},
       {"\xFE\xFF"sv, "it is text in UTF-16"},
       {"version https://git-lfs"sv, "it is a Git LFS pointer: the file itself was not downloaded"},
-      {"<!DOCTYPE"sv, "it is a web page"},
-      {"<html"sv, "it is a web page"},
       {"<?xml"sv, "it is an XML document"},
   }};
   for (const auto& [beginning, what] : BEGINNINGS) {
@@ -55,6 +53,12 @@ std::string kind_of(std::string_view bytes) {
   return {};
 }
 
+/// `text` without blanks around it and without these characters at its end.
+std::string without_end(std::string_view text, std::string_view characters) {
+  text = stripped(text);
+  return std::string(text.substr(0, text.find_last_not_of(characters) + 1));
+}
+
 std::string problem_of_file(const CheckInput& input, std::string_view warning) {
   const IngestedStructure& record = input.record;
   if (record.format == "unknown") return {};
@@ -70,33 +74,30 @@ std::string problem_of_file(const CheckInput& input, std::string_view warning) {
   return problem_of_xyz(input.content, warning);
 }
 
-}  // namespace
-
-std::vector<Observation> find_not_read(const CheckInput& input) {
+std::string not_read(const CheckInput& input) {
   if (input.record.ok) return {};
   const std::vector<std::string>& warnings = input.record.warnings;
   const std::string warning = warnings.empty() ? "" : utf8_text(warnings.back());
-  const std::string why = problem_of_file(input, warning);
-  if (!why.empty()) return {{"The file gave no structure: " + why + "."}};
-  std::string_view said = stripped(warning);
-  while (said.ends_with('.') || said.ends_with(':')) said.remove_suffix(1);
-  if (said.empty()) said = "its reader does not say why";
-  return {{"The file gave no structure: " + std::string(said) + "."}};
+  std::string why = problem_of_file(input, warning);
+  if (why.empty()) why = without_end(warning, ".:");
+  if (why.empty()) why = "its reader does not say why";
+  return "The file gave no structure: " + why + ".";
 }
 
-std::vector<Observation> find_reader_warning(const CheckInput& input) {
-  constexpr std::size_t MOST = 20;
+}  // namespace
+
+std::vector<Observation> check_readable(const CheckInput& input) {
+  constexpr std::size_t MOST_WARNINGS = 20;
   constexpr std::size_t MOST_BYTES_OF_WARNING = 500;
-  std::vector<Observation> observations;
+  std::vector<Observation> observations = {{"not_read", not_read(input)}};
   std::vector<std::string> known;
   for (const std::string& warning : input.content.reader_warnings) {
-    std::string_view said = stripped(std::string_view(warning).substr(0, MOST_BYTES_OF_WARNING));
-    while (said.ends_with('.')) said.remove_suffix(1);
-    const std::string text = utf8_text(said);
+    const std::string text =
+        utf8_text(without_end(std::string_view(warning).substr(0, MOST_BYTES_OF_WARNING), "."));
     if (text.empty() || std::find(known.begin(), known.end(), text) != known.end()) continue;
-    if (observations.size() == MOST) break;
+    if (known.size() == MOST_WARNINGS) break;
     known.push_back(text);
-    observations.push_back({"ASE warned: " + text + "."});
+    observations.push_back({"reader_warning", "ASE warned: " + text + "."});
   }
   return observations;
 }

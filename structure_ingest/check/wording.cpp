@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/utf8.hpp"
@@ -36,33 +35,34 @@ std::vector<std::string_view> tokens_of(std::string_view line, std::size_t most)
   return tokens;
 }
 
-std::string shown(std::string_view text) {
+std::string_view leading_symbol(std::string_view text) {
+  if (text.empty() || !is_capital(text[0])) return {};
+  const bool has_second = text.size() > 1 && is_letter(text[1]) && !is_capital(text[1]);
+  return text.substr(0, has_second ? 2 : 1);
+}
+
+std::string excerpt(std::string_view text) {
   constexpr std::size_t MOST = 60;
-  if (text.size() <= MOST) return quoted_form(without_invalid_utf8(text));
-  return quoted_form(without_invalid_utf8(text.substr(0, MOST))) + "...";
+  return quoted_form(without_invalid_utf8(text.substr(0, MOST))) +
+         (text.size() > MOST ? "..." : "");
 }
 
 std::string composition_text(const std::map<std::string, double>& composition) {
   std::string text;
   for (const auto& [symbol, count] : composition) {
     if (count < 0.0005) continue;
-    text += symbol;
-    const double whole = std::round(count);
-    if (std::abs(count - whole) >= 0.0005) {
-      std::array<char, 64> digits{};
-      const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), count,
-                                        std::chars_format::fixed, 3);
-      std::string number(digits.data(), result.ptr);
-      number.erase(number.find_last_not_of('0') + 1);
-      text += number;
-    } else if (whole != 1) {
-      text += std::to_string(static_cast<long long>(std::min(whole, 1e15)));
-    }
+    std::array<char, 32> digits{};
+    const auto result = std::to_chars(digits.data(), digits.data() + digits.size(),
+                                      std::min(count, 1e15), std::chars_format::fixed, 3);
+    std::string number(digits.data(), result.ptr);  // "1.500", "2.000"
+    number.erase(number.find_last_not_of('0') + 1);
+    if (number.ends_with('.')) number.pop_back();
+    text += symbol + (number == "1" ? "" : number);
   }
   return text;
 }
 
-std::string first_of(const std::vector<std::string>& items, std::size_t most) {
+std::string listed(const std::vector<std::string>& items, std::size_t most) {
   std::string text;
   const std::size_t shown = items.size() <= most + 1 ? items.size() : most;
   for (std::size_t i = 0; i < shown; ++i) {

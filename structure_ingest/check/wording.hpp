@@ -7,9 +7,22 @@
 #include <string_view>
 #include <vector>
 
-#include "structure_ingest/base/words.hpp"
-
 namespace structure_ingest::internal {
+
+inline bool is_capital(char c) {
+  return c >= 'A' && c <= 'Z';
+}
+inline bool is_letter(char c) {
+  return is_capital(c) || (c >= 'a' && c <= 'z');
+}
+
+/// Whether the first character of `text` is one of these.
+inline bool begins_with(std::string_view text, std::string_view characters) {
+  return !text.empty() && characters.find(text.front()) != std::string_view::npos;
+}
+
+/// The capital letter at the front of a text, and the small letter behind it if there is one.
+std::string_view leading_symbol(std::string_view text);
 
 /// A number with four significant digits: "3.142", "1e+20".
 std::string number_text(double value);
@@ -20,13 +33,13 @@ std::vector<std::string_view> lines_of(std::string_view text, std::size_t most);
 /// The tokens of one line, at most `most`.
 std::vector<std::string_view> tokens_of(std::string_view line, std::size_t most);
 
-/// `text` in the quoted form, shortened for a message.
-std::string shown(std::string_view text);
+/// The beginning of `text` in quotes, with dots where more follows.
+std::string excerpt(std::string_view text);
 
 /// "Fe2O3" with the elements in ascending order and fractional counts with up to three digits.
 std::string composition_text(const std::map<std::string, double>& composition);
 
 /// "'Fe1', 'Fe2' and 3 more": the first few of a list.
-std::string first_of(const std::vector<std::string>& items, std::size_t most = 3);
+std::string listed(const std::vector<std::string>& items, std::size_t most = 3);
 
 }  // namespace structure_ingest::internal

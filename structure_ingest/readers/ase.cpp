@@ -1,6 +1,5 @@
 #include "structure_ingest/readers/ase.hpp"
 
-#include <algorithm>
 #include <utility>
 
 #include "structure_ingest/base/file.hpp"
@@ -11,7 +10,7 @@ namespace {
 
 /// Moves ASE's answer into the record, step by step. Returns the warning of the step that failed;
 /// the results of the steps before it stay in the record.
-std::optional<std::string> take_answer(AseAnswer&& answer, IngestedStructure& record) {
+std::optional<std::string> fill_in(AseAnswer&& answer, IngestedStructure& record) {
   using Failure = AseAnswer::Failure;
   if (answer.failure == Failure::unavailable) {
     return "Parsing " + record.format +
@@ -23,9 +22,9 @@ std::optional<std::string> take_answer(AseAnswer&& answer, IngestedStructure& re
   const std::string extraction_failed = "Failed to extract structure data: " + answer.message;
   if (!answer.labels) return extraction_failed;
   std::vector<std::string> symbols;
-  for (const std::string& label : *answer.labels) symbols.push_back(canonical_symbol(label));
-  if (std::any_of(symbols.begin(), symbols.end(), [](const auto& s) { return s.empty(); })) {
-    return "File contains unrecognized element symbols.";
+  for (const std::string& label : *answer.labels) {
+    symbols.push_back(canonical_symbol(label));
+    if (symbols.back().empty()) return "File contains unrecognized element symbols.";
   }
   record.symbols = std::move(symbols);
   record.natoms = static_cast<std::int64_t>(record.symbols.size());
@@ -52,7 +51,7 @@ IngestedStructure parse_with_ase(const std::string& path, const std::string& for
   }
   AseAnswer answer = ask_ase(path);
   if (reader_warnings != nullptr) *reader_warnings = std::move(answer.warnings);
-  if (std::optional<std::string> warning = take_answer(std::move(answer), record)) {
+  if (std::optional<std::string> warning = fill_in(std::move(answer), record)) {
     record.warnings.push_back(*std::move(warning));
   }
   return record;

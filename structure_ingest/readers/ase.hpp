@@ -1,9 +1,14 @@
-// Makes records from CIF and VASP files, which ASE reads.
+// Makes records from CIF and VASP files, which ASE reads, and the protocol between the library and
+// the worker that runs it; the head of ase_worker.py describes that. Nothing in an answer is
+// trusted.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "structure_ingest/record/ingested_structure.hpp"
@@ -36,5 +41,26 @@ using AskAse = std::function<AseAnswer(const std::string& path)>;
 IngestedStructure parse_with_ase(const std::string& path, const std::string& format,
                                  const AskAse& ask_ase,
                                  std::vector<std::string>* reader_warnings = nullptr);
+
+/// The worker's greetings, equal in size: that ASE is installed, then that it is loaded.
+inline constexpr std::string_view ASE_FOUND = "found  1";
+inline constexpr std::string_view ASE_READY = "ready  1";
+
+/// The size of a size or count, in bytes.
+inline constexpr std::size_t ASE_SIZE_BYTES = 8;
+
+/// Limits on the text from one file: the bytes of a message or warning (ASE quotes unreadable
+/// content of any size), and the number of warnings.
+inline constexpr std::size_t MAX_ASE_TEXT = 4096;
+inline constexpr std::size_t MAX_ASE_WARNINGS = 16;
+
+std::string ase_request(const std::string& path);
+
+/// Decodes the number in ASE_SIZE_BYTES bytes.
+std::uint64_t ase_size(std::string_view bytes);
+
+/// Decodes an answer without its leading size; nothing when it is malformed. A text above
+/// MAX_ASE_TEXT is cut between two characters, followed by " ... [cut: N bytes in all]".
+std::optional<AseAnswer> ase_answer(std::string_view bytes);
 
 }  // namespace structure_ingest::internal

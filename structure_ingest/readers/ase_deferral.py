@@ -26,8 +26,9 @@ def called_later(module, name):
 
 
 def distances(points, others):
-    """scipy.spatial.distance.cdist as ASE calls it for each atom of a CIF with occupancies: the same
-    to the last bit where a compiler does not join products and sums, and for few atoms not slower."""
+    """scipy.spatial.distance.cdist as ASE calls it for each atom of a CIF with occupancies: the
+    same to the last bit where a compiler does not join products and sums, and for few atoms not
+    slower."""
     is_usual = (IS_X86 and points.shape == (1, 3) and others.shape[1:] == (3,) and
                 len(others) < 1000 and points.dtype == others.dtype == float)
     if not is_usual:

@@ -1,4 +1,4 @@
-#include "structure_ingest/readers/ase_protocol.hpp"
+#include "structure_ingest/readers/ase.hpp"
 
 #include <algorithm>
 #include <array>
@@ -25,73 +25,63 @@ std::string bounded(std::string_view text) {
          " bytes in all]";
 }
 
-/// Decodes an answer front to back. Do not trust counts: reserve at most what the remaining bytes
+/// Decodes an answer front to back. After a part that is malformed there is nothing left to read,
+/// and every further part is empty. Do not trust counts: reserve at most what the remaining bytes
 /// can hold.
 class Input {
  public:
   explicit Input(std::string_view bytes) : rest_(bytes) {}
 
   bool at_end() const { return rest_.empty(); }
+  bool is_malformed() const { return is_malformed_; }
 
-  std::optional<std::string_view> bytes(std::uint64_t size) {
-    if (size > rest_.size()) return std::nullopt;
+  std::string_view bytes(std::uint64_t size) {
+    require(size <= rest_.size());
     const std::string_view taken = rest_.substr(0, size);
-    rest_.remove_prefix(size);
+    rest_.remove_prefix(taken.size());
     return taken;
   }
-  std::optional<std::uint64_t> number() {
-    const std::optional<std::string_view> taken = bytes(ASE_SIZE_BYTES);
-    return taken ? std::optional(ase_size(*taken)) : std::nullopt;
+  std::uint64_t number() {
+    const std::string_view taken = bytes(ASE_SIZE_BYTES);
+    return taken.empty() ? 0 : ase_size(taken);
   }
-  std::optional<std::string> text() {
-    const std::optional<std::uint64_t> size = number();
-    const std::optional<std::string_view> taken = size ? bytes(*size) : std::nullopt;
-    return taken ? std::optional(bounded(*taken)) : std::nullopt;
-  }
-  std::optional<std::vector<std::string>> texts() {
-    const std::optional<std::uint64_t> count = number();
-    if (!count || *count > rest_.size() / ASE_SIZE_BYTES) return std::nullopt;
-    std::vector<std::string> texts(*count);
-    for (std::string& text_read : texts) {
-      std::optional<std::string> taken = text();
-      if (!taken) return std::nullopt;
-      text_read = *std::move(taken);
-    }
+  std::string text() { return bounded(bytes(number())); }
+  std::vector<std::string> texts() {
+    const std::uint64_t count = number();
+    require(count <= rest_.size() / ASE_SIZE_BYTES);
+    std::vector<std::string> texts(is_malformed_ ? 0 : count);
+    for (std::string& each : texts) each = text();
     return texts;
   }
-  std::optional<std::vector<Vector3>> vectors(std::optional<std::uint64_t> count) {
-    if (!count || *count > rest_.size() / sizeof(Vector3)) return std::nullopt;
-    std::vector<Vector3> rows(*count);
+  std::vector<Vector3> vectors(std::uint64_t count) {
+    require(count <= rest_.size() / sizeof(Vector3));
+    std::vector<Vector3> rows(is_malformed_ ? 0 : count);
     for (Vector3& row : rows) {
-      for (double& value : row) value = std::bit_cast<double>(*number());
+      for (double& value : row) value = std::bit_cast<double>(number());
     }
     return rows;
   }
 
  private:
+  void require(bool is_possible) {
+    if (is_possible) return;
+    is_malformed_ = true;
+    rest_ = {};
+  }
+
   std::string_view rest_;
+  bool is_malformed_ = false;
 };
 
-bool take_warnings(std::optional<std::vector<std::string>> warnings, AseAnswer& answer) {
-  if (!warnings) return false;
-  for (std::string& warning : *warnings) {
-    std::vector<std::string>& kept = answer.warnings;
-    const bool is_new = std::find(kept.begin(), kept.end(), warning) == kept.end();
-    if (is_new && kept.size() < MAX_ASE_WARNINGS) kept.push_back(std::move(warning));
+void add_warnings(std::vector<std::string> warnings, std::vector<std::string>& known) {
+  for (std::string& warning : warnings) {
+    const bool is_new = std::find(known.begin(), known.end(), warning) == known.end();
+    if (is_new && known.size() < MAX_ASE_WARNINGS) known.push_back(std::move(warning));
   }
-  return true;
 }
 
-/// Decodes one section into `answer`; false when it is malformed.
-bool take_section(Input& input, AseAnswer& answer) {
-  const char kind = input.bytes(1)->front();
-  if (kind == 'L') return (answer.labels = input.texts()).has_value();
-  if (kind == 'W') return take_warnings(input.texts(), answer);
-  if (kind == 'P') return (answer.positions_ang = input.vectors(input.number())).has_value();
-  return kind == 'C' && (answer.cell_ang = input.vectors(3)).has_value();
-}
-
-bool is_whole(const AseAnswer& answer) {
+/// Whether an answer without failure has the atoms.
+bool has_atoms_if_good(const AseAnswer& answer) {
   if (answer.failure != Failure::none) return true;
   return answer.labels && answer.positions_ang &&
          answer.labels->size() == answer.positions_ang->size();
@@ -117,15 +107,30 @@ std::uint64_t ase_size(std::string_view bytes) {
 
 std::optional<AseAnswer> ase_answer(std::string_view bytes) {
   Input input(bytes);
-  const std::optional<std::string_view> code = input.bytes(1);
-  const std::size_t failure = code ? static_cast<unsigned char>(code->front()) : FAILURES.size();
-  std::optional<std::string> message = input.text();
-  if (failure >= FAILURES.size() || !message) return std::nullopt;
-  AseAnswer answer{.failure = FAILURES[failure], .message = *std::move(message)};
+  const std::string_view code = input.bytes(1);
+  const std::size_t failure = code.empty() ? 0 : static_cast<unsigned char>(code.front());
+  if (failure >= FAILURES.size()) return std::nullopt;
+  AseAnswer answer{.failure = FAILURES[failure], .message = input.text()};
   while (!input.at_end()) {
-    if (!take_section(input, answer)) return std::nullopt;
+    switch (input.bytes(1).front()) {
+      case 'L':
+        answer.labels = input.texts();
+        break;
+      case 'P':
+        answer.positions_ang = input.vectors(input.number());
+        break;
+      case 'C':
+        answer.cell_ang = input.vectors(3);
+        break;
+      case 'W':
+        add_warnings(input.texts(), answer.warnings);
+        break;
+      default:
+        return std::nullopt;
+    }
   }
-  return is_whole(answer) ? std::optional(std::move(answer)) : std::nullopt;
+  const bool is_whole = !input.is_malformed() && has_atoms_if_good(answer);
+  return is_whole ? std::optional(std::move(answer)) : std::nullopt;
 }
 
 }  // namespace structure_ingest::internal

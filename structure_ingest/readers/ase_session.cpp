@@ -13,12 +13,10 @@
 
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/readers/ase_protocol.hpp"
 
 namespace structure_ingest::internal {
 namespace {
 
-using Transfer = ChildProcess::Transfer;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -30,27 +28,9 @@ AseAnswer read_failure(std::string message) {
   return {.failure = AseAnswer::Failure::read, .message = std::move(message)};
 }
 
-AseAnswer late_answer(milliseconds limit) {
-  return read_failure("no answer within " + seconds_text(limit) + " seconds");
-}
-
-AseAnswer answer_of_ended(ChildProcess& worker) {
-  return read_failure("the process that runs ASE " + worker.end());
-}
-
 /// Opens the current folder, even when it was deleted or cannot be reached by name.
 Descriptor current_folder() {
   return Descriptor(retried([] { return open(".", O_PATH | O_DIRECTORY | O_CLOEXEC); }));
-}
-
-/// Whether the worker is alive and has sent nothing, as it must while it waits for a request.
-bool is_waiting(ChildProcess& worker) {
-  std::string unasked;
-  return worker.receive_present(unasked, 1) == Transfer::late;
-}
-
-bool is_in(const std::vector<std::string>& list, const std::string& text) {
-  return std::find(list.begin(), list.end(), text) != list.end();
 }
 
 }  // namespace
@@ -63,7 +43,7 @@ AseAnswer AseSession::read(const std::string& path) {
   if (!is_absolute(path) && current_folder().number() < 0) {
     return read_failure("the current folder cannot be opened");
   }
-  const std::shared_ptr<Job> job = take_first(path);
+  const std::shared_ptr<Job> job = move_to_front(path);
   for (advance(); !job->answer; advance()) {
     if (start_ && start_->ended()) {
       why_unavailable_ = start_->problems();
@@ -100,7 +80,7 @@ std::optional<pid_t> AseSession::worker_id() const {
 
 /// Makes the job of `path` the first one: an announced one, whose predecessors were not asked for,
 /// or else a new one.
-std::shared_ptr<AseSession::Job> AseSession::take_first(const std::string& path) {
+std::shared_ptr<AseSession::Job> AseSession::move_to_front(const std::string& path) {
   const auto known =
       std::find_if(jobs_.begin(), jobs_.end(), [&](const auto& job) { return job->path == path; });
   if (known == jobs_.end()) {
@@ -125,16 +105,17 @@ std::vector<std::string> AseSession::interpreters_in_order() const {
   std::vector<std::string> interpreters;
   for (const auto& list : {options_.first_interpreters,
                            options_.interpreters ? *options_.interpreters : ase_interpreters()}) {
-    for (const std::string& interpreter : list) {
-      if (is_absolute(interpreter) && !is_in(interpreters, interpreter)) {
-        interpreters.push_back(interpreter);
-      }
+    for (const std::string& each : list) {
+      const bool is_new =
+          std::find(interpreters.begin(), interpreters.end(), each) == interpreters.end();
+      if (is_absolute(each) && is_new) interpreters.push_back(each);
     }
   }
-  std::stable_partition(interpreters.begin(), interpreters.end(),
-                        [&](const std::string& each) { return !is_in(slow_interpreters_, each); });
-  std::stable_partition(interpreters.begin(), interpreters.end(),
-                        [&](const std::string& each) { return each == latest_interpreter_; });
+  const auto rank = [&](const std::string& each) {
+    return each == latest_interpreter_ ? 0 : slow_interpreters_.contains(each) ? 2 : 1;
+  };
+  std::stable_sort(interpreters.begin(), interpreters.end(),
+                   [&](const auto& a, const auto& b) { return rank(a) < rank(b); });
   return interpreters;
 }
 
@@ -168,7 +149,7 @@ void AseSession::leave_to_owner() {
 void AseSession::advance() {
   leave_to_owner();
   // A limit is on the time in which somebody listens: the caller may have been busy.
-  const auto unheard = steady_clock::now() - latest_look_;
+  const auto unheard = steady_clock::now() - last_listened_;
   for (Reader& reader : readers_) reader.deadline += unheard;
   std::erase_if(readers_, [&](Reader& reader) { return !listen(reader); });
 
@@ -179,11 +160,9 @@ void AseSession::advance() {
     start_->advance();
     const std::string interpreter = start_->interpreter();
     if (!interpreter.empty()) start_more(interpreter);
-    if (std::unique_ptr<ChildProcess> worker = start_->ended() ? start_->take_worker() : nullptr) {
+    if (auto worker = start_->ended() ? start_->take_worker() : std::nullopt) {
       latest_interpreter_ = interpreter;
-      readers_.push_back({.worker = {.process = std::move(worker),
-                                     .heard = std::string(ASE_FOUND) + std::string(ASE_READY)},
-                          .deadline = {}});
+      readers_.push_back({.worker = *std::move(worker), .deadline = {}});
       start_.reset();
     }
   } else if (!readers_.empty()) {
@@ -193,7 +172,7 @@ void AseSession::advance() {
     const std::shared_ptr<Job> job = next_job();
     return job && !reader.job && reader.worker.ready() && !ask(reader, job);
   });
-  latest_look_ = steady_clock::now();
+  last_listened_ = steady_clock::now();
 }
 
 /// Waits for something to do.
@@ -214,7 +193,7 @@ void AseSession::wait() {
   constexpr milliseconds::rep most = std::numeric_limits<int>::max();
   poll(channels.data(), channels.size(),
        static_cast<int>(std::clamp(left, milliseconds::rep{0}, most)));
-  latest_look_ = steady_clock::now();
+  last_listened_ = steady_clock::now();
 }
 
 /// Ends the workers that read a file which is not wanted any more.
@@ -239,15 +218,10 @@ bool AseSession::listen(Reader& reader) {
     if (transfer == Transfer::done) {
       transfer = process.receive_present(reader.answer, ase_size(reader.size));
     }
-    switch (transfer) {
-      case Transfer::late:
-        if (is_late) answer = late_answer(options_.time_limit);
-        return !is_late;
-      case Transfer::closed:
-        answer = answer_of_ended(process);
-        return false;
-      case Transfer::done:
-        break;
+    if (transfer == Transfer::late && !is_late) return true;
+    if (transfer != Transfer::done) {
+      answer = transfer_failure(transfer, process);
+      return false;
     }
     answer = ase_answer(reader.answer);
     if (!answer) {
@@ -264,24 +238,25 @@ bool AseSession::listen(Reader& reader) {
   return true;
 }
 
+/// The answer on a file whose worker did not take the request or give the whole answer.
+AseAnswer AseSession::transfer_failure(Transfer transfer, ChildProcess& process) const {
+  return read_failure(transfer == Transfer::late
+                          ? "no answer within " + seconds_text(options_.time_limit) + " seconds"
+                          : "the process that runs ASE " + process.end());
+}
+
 /// Asks for one file; false when the worker is of no more use.
 bool AseSession::ask(Reader& reader, const std::shared_ptr<Job>& job) const {
   ChildProcess& process = *reader.worker.process;
-  if (!is_waiting(process)) return false;
+  std::string unasked;  // a worker that waits is alive and has sent nothing
+  if (process.receive_present(unasked, 1) != Transfer::late) return false;
   job->asked = true;
   reader.job = job;
   reader.deadline = steady_clock::now() + options_.time_limit;
-  switch (process.send(ase_request(job->path), current_folder().number(), reader.deadline)) {
-    case Transfer::late:
-      job->answer = late_answer(options_.time_limit);
-      return false;
-    case Transfer::closed:
-      job->answer = answer_of_ended(process);
-      return false;
-    case Transfer::done:
-      break;
-  }
-  return true;
+  const Transfer transfer =
+      process.send(ase_request(job->path), current_folder().number(), reader.deadline);
+  if (transfer != Transfer::done) job->answer = transfer_failure(transfer, process);
+  return transfer == Transfer::done;
 }
 
 }  // namespace structure_ingest::internal

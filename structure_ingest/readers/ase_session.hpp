@@ -1,4 +1,14 @@
 // Runs ASE in child processes: a few workers read the CIF and VASP files of a batch.
+//
+// There is no thread. All that happens, happens within a call: read(), expect() or keep_busy() run
+// advance(), which does whatever needs no waiting, always in this order: listen to the workers,
+// start the first worker or go on starting it, start more, and ask every idle worker for a file.
+// Listening comes first because it frees the workers that are asked, and drops those that ended.
+// Only read() waits, with one poll(2) on everything that may send something, and for its own file.
+// Between two calls nobody listens: a worker that has finished then waits, and time limits do not
+// run, or a caller who is busy with something else would make good files fail.
+// The owner's process id is compared on each call: a fork has the same sockets, and would take
+// answers away from the owner.
 #pragma once
 
 #include <sys/types.h>
@@ -6,6 +16,7 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -44,6 +55,8 @@ class AseSession {
   std::optional<pid_t> worker_id() const;
 
  private:
+  using Transfer = ChildProcess::Transfer;
+
   /// A file that is wanted now or later.
   struct Job {
     std::string path;
@@ -60,7 +73,7 @@ class AseSession {
   };
 
   std::vector<std::string> interpreters_in_order() const;
-  std::shared_ptr<Job> take_first(const std::string& path);
+  std::shared_ptr<Job> move_to_front(const std::string& path);
   std::shared_ptr<Job> next_job() const;
   void start_more(const std::string& interpreter);
   void leave_to_owner();
@@ -68,6 +81,7 @@ class AseSession {
   void wait();
   void drop_unwanted();
   bool listen(Reader& reader);
+  AseAnswer transfer_failure(Transfer transfer, ChildProcess& process) const;
   bool ask(Reader& reader, const std::shared_ptr<Job>& job) const;
 
   AseSessionOptions options_;
@@ -76,9 +90,9 @@ class AseSession {
   std::optional<AseStart> start_;  // while there is no worker
   std::vector<Reader> readers_;
   bool may_start_more_ = true;
-  Deadline latest_look_{};                      // when the workers were last listened to
-  std::string latest_interpreter_;              // of the latest worker: now tried first
-  std::vector<std::string> slow_interpreters_;  // missed a limit once: now tried last
+  Deadline last_listened_{};                 // when the workers were last listened to
+  std::string latest_interpreter_;           // of the latest worker: now tried first
+  std::set<std::string> slow_interpreters_;  // missed a limit once: now tried last
   std::string why_unavailable_;
 };
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -13,8 +12,9 @@
 #include <utility>
 
 #include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/readers/ase_protocol.hpp"
+#include "structure_ingest/readers/ase.hpp"
 
 namespace structure_ingest::internal {
 
@@ -91,9 +91,7 @@ std::vector<std::string> ase_interpreters() {
 }
 
 std::string seconds_text(milliseconds time) {
-  std::array<char, 32> text{};
-  const double seconds = std::chrono::duration<double>(time).count();
-  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), seconds).ptr};
+  return number_text(std::chrono::duration<double>(time).count(), 9);
 }
 
 std::unique_ptr<ChildProcess> start_ase_worker(const std::string& interpreter,
@@ -122,14 +120,13 @@ std::optional<std::string> StartingWorker::listen() {
 }
 
 AseStart::AseStart(const AseSessionOptions& options, std::vector<std::string> interpreters,
-                   std::string known, std::vector<std::string>& slow)
+                   std::string known, std::set<std::string>& slow)
     : options_(options),
       interpreters_(std::move(interpreters)),
       known_(std::move(known)),
       slow_(slow),
-      deadline_(steady_clock::now() + options.time_limit) {
-  problems_.assign(interpreters_.size(), "was not tried");
-}
+      deadline_(steady_clock::now() + options.time_limit),
+      problems_(interpreters_.size(), "was not tried") {}
 
 void AseStart::advance() {
   while (!ended_) {
@@ -186,8 +183,9 @@ std::string AseStart::interpreter() const {
   return found ? interpreters_[trials_.front().place] : "";
 }
 
-std::unique_ptr<ChildProcess> AseStart::take_worker() {
-  return trials_.empty() ? nullptr : std::move(trials_.front().worker.process);
+std::optional<StartingWorker> AseStart::take_worker() {
+  if (trials_.empty()) return std::nullopt;
+  return std::move(trials_.front().worker);
 }
 
 std::string AseStart::problems() const {
@@ -198,14 +196,9 @@ std::string AseStart::problems() const {
   return text.empty() ? "there is no python3" : text;
 }
 
-bool AseStart::is_slow(const std::string& interpreter) const {
-  return std::find(slow_.begin(), slow_.end(), interpreter) != slow_.end();
-}
-
 void AseStart::give_up(const Trial& trial, const std::string& problem) {
   problems_[trial.place] = problem;
-  const std::string& interpreter = interpreters_[trial.place];
-  if (!is_slow(interpreter)) slow_.push_back(interpreter);
+  slow_.insert(interpreters_[trial.place]);
 }
 
 void AseStart::drop_ended() {
@@ -223,7 +216,7 @@ void AseStart::drop_silent() {
                                      [](const Trial& trial) { return trial.worker.ready(); });
   std::erase_if(trials_, [&](const Trial& trial) {
     if (trial.worker.found_ase() || steady_clock::now() < trial.greeting_end) return false;
-    if (!has_ready && !is_slow(interpreters_[trial.place])) return false;
+    if (!has_ready && !slow_.contains(interpreters_[trial.place])) return false;
     give_up(trial, "said nothing for " + seconds_text(options_.greeting_limit) + " seconds");
     return true;
   });

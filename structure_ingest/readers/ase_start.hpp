@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -62,7 +63,7 @@ struct StartingWorker {
 class AseStart {
  public:
   AseStart(const AseSessionOptions& options, std::vector<std::string> interpreters,
-           std::string known, std::vector<std::string>& slow);
+           std::string known, std::set<std::string>& slow);
 
   /// Does all that can be done without waiting.
   void advance();
@@ -77,8 +78,8 @@ class AseStart {
   /// The interpreter that will be taken, once it is known to have ASE; empty before.
   std::string interpreter() const;
 
-  /// After the end: a worker that has loaded ASE; null when there is none within the time limit.
-  std::unique_ptr<ChildProcess> take_worker();
+  /// After the end: a worker that is ready; nothing when there is none within the time limit.
+  std::optional<StartingWorker> take_worker();
 
   /// What happened to each interpreter, after a failure.
   std::string problems() const;
@@ -90,7 +91,6 @@ class AseStart {
     StartingWorker worker;
   };
 
-  bool is_slow(const std::string& interpreter) const;
   void give_up(const Trial& trial, const std::string& problem);
   void drop_ended();
   void drop_silent();
@@ -99,7 +99,7 @@ class AseStart {
   const AseSessionOptions& options_;
   std::vector<std::string> interpreters_;
   std::string known_;
-  std::vector<std::string>& slow_;
+  std::set<std::string>& slow_;
   Deadline deadline_;
   std::vector<Trial> trials_;  // in the order of the interpreters
   std::size_t next_ = 0;       // the interpreter to start next

@@ -1,8 +1,9 @@
 """Reads structure files with ASE for a host process.
 
-The host has this text in its code, behind that of ase_deferral.py, and starts both as `python3 -I -c TEXT`, with its standard streams
-on the null device, a stream socket as descriptor 3 and the reading end of a pipe as descriptor 4.
-The pipe is never written to: it hangs up when the host ends.
+The host has this text in its code, behind that of ase_deferral.py, and starts both as
+`python3 -I -c TEXT`, with its standard streams on the null device, a stream socket as descriptor 3
+and the reading end of a pipe as descriptor 4. The pipe is never written to: it hangs up when the
+host ends.
 
 All numbers are little-endian; a size or count is an unsigned integer of 8 bytes. The worker first
 sends FOUND if ASE is installed and then READY once it has loaded it; otherwise it ends.
@@ -47,8 +48,8 @@ NO_FAILURE, READ_FAILURE, EXTRACTION_FAILURE = b"\0", b"\1", b"\2"
 ABOUT_CODE = (DeprecationWarning, PendingDeprecationWarning, FutureWarning, ImportWarning,
               ResourceWarning, SyntaxWarning)
 
-# The events of Python's audit hooks that change files or start programs. SQLite creates files beside
-# a database that is only read.
+# The events of Python's audit hooks that change files or start programs. SQLite creates files
+# beside a database that is only read.
 CHANGES = {
     "os.chmod", "os.chown", "os.exec", "os.fork", "os.link", "os.mkdir", "os.posix_spawn",
     "os.remove", "os.rename", "os.rmdir", "os.setxattr", "os.symlink", "os.system", "os.truncate",
@@ -57,7 +58,8 @@ CHANGES = {
 
 
 def end_with_owner():
-    """Has the kernel end this process (SIGIO) when the lifeline hangs up, even while it is busy."""
+    """Asks the kernel to end this process (SIGIO) when the lifeline hangs up, even while it is
+    busy."""
     signal.signal(signal.SIGINT, signal.SIG_DFL)
     fcntl.fcntl(LIFELINE, fcntl.F_SETOWN, os.getpid())
     fcntl.fcntl(LIFELINE, fcntl.F_SETFL, os.O_ASYNC | os.O_NONBLOCK)
@@ -126,7 +128,8 @@ def refuse_changes(event, arguments):
     file size limit stops writes by C libraries."""
     if event == "open":
         path, _, flags = arguments
-        if not (flags or 0) & (os.O_WRONLY | os.O_RDWR | os.O_CREAT | os.O_TRUNC) or path == os.devnull:
+        writes = (flags or 0) & (os.O_WRONLY | os.O_RDWR | os.O_CREAT | os.O_TRUNC)
+        if not writes or path == os.devnull:
             return
     elif event not in CHANGES:
         return
@@ -199,8 +202,8 @@ def vectors(rows):
 
 
 def name_for_ase(path):
-    """Another name for the same file, if ASE would take this one for a database address and connect
-    to it because of the word it begins with."""
+    """Another name for the same file, if ASE would take this one for a database address and
+    connect to it because of the word it begins with."""
     is_address = path.startswith(("postgres", "mysql", "mariadb"))
     return "./" + path if is_address else path
 

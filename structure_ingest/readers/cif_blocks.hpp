@@ -2,7 +2,9 @@
 // file means, not whether it is well-formed.
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,6 +39,20 @@ struct CifFile {
 };
 
 CifFile cif_blocks(std::string_view text);
+
+/// The names of the six cell parameters, of a site's fractions and of its Cartesian position.
+inline constexpr std::array<const char*, 6> CIF_CELL_NAMES = {
+    "_cell_length_a",    "_cell_length_b",   "_cell_length_c",
+    "_cell_angle_alpha", "_cell_angle_beta", "_cell_angle_gamma"};
+inline constexpr std::array<const char*, 3> CIF_FRACTION_NAMES = {
+    "_atom_site_fract_x", "_atom_site_fract_y", "_atom_site_fract_z"};
+inline constexpr std::array<const char*, 3> CIF_POSITION_NAMES = {
+    "_atom_site_cartn_x", "_atom_site_cartn_y", "_atom_site_cartn_z"};
+
+/// Whether a value stands for an unknown one or one that does not apply.
+inline bool is_unknown(std::string_view value) {
+  return value == "?" || value == ".";
+}
 
 /// The number in a value such as "5.640(2)"; nothing for "?", "." and other text.
 std::optional<double> cif_number(std::string_view value);

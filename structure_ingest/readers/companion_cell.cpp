@@ -22,8 +22,8 @@
 //
 // A regular-expression engine backtracks over white space that spans lines, and takes quadratic
 // time on files with many blank lines. Read by hand, the patterns need no backtracking: no part of
-// them can begin with a character that the previous part may end with. Each search below therefore
-// goes over the text once. The tests compare it with the patterns themselves.
+// them can begin with a character that the previous part may end with. One pass over the text
+// therefore finds all assignments. The tests compare it with the patterns themselves.
 
 namespace structure_ingest::internal {
 namespace {
@@ -32,136 +32,72 @@ constexpr std::string_view COMPANION_NAME = "scf.input";
 constexpr std::array<std::string_view, 5> BOHR_NAMES = {"bohr", "au", "a.u.", "atomicunit",
                                                         "atomicunits"};
 
-/// Folds case as the patterns do: letters to lower case, the long s and the Kelvin sign to the
-/// ASCII letters that they match. Other characters stay as they are.
-char32_t folded(char32_t character) {
-  if (character >= U'A' && character <= U'Z') return character + (U'a' - U'A');
-  if (character == 0x017F) return U's';
-  if (character == 0x212A) return U'k';
-  return character;
+/// The place behind the characters from `at` on that a predicate holds for.
+template <typename Predicate>
+std::size_t end_of_run(std::string_view text, std::size_t at, Predicate holds) {
+  while (at < text.size()) {
+    const Character character = character_at(text, at);
+    if (!holds(character.value)) break;
+    at += character.length;
+  }
+  return at;
 }
 
-/// A position in the text, and the steps that the patterns consist of.
-struct Cursor {
-  std::string_view text;
-  std::size_t position = 0;
+/// A letter as the patterns mean it in any case: the long s and the Kelvin sign count as s and k.
+bool is_key_letter(char32_t c) {
+  return (c >= U'a' && c <= U'z') || (c >= U'A' && c <= U'Z') || c == 0x017F || c == 0x212A;
+}
 
-  bool at_end() const { return position == text.size(); }
-  Character peek() const { return character_at(text, position); }
+bool is_in_key(char32_t c) {
+  return is_key_letter(c) || (c >= U'0' && c <= U'9') || c == U'_' || c == U'.';
+}
 
-  void skip_space() {
-    while (!at_end() && is_space(peek().value)) position += peek().length;
-  }
-  bool skip(char character) {
-    if (at_end() || text[position] != character) return false;
-    ++position;
-    return true;
-  }
-  bool skip_key(std::string_view key) {
-    std::size_t place = position;
-    for (const char expected : key) {
-      if (place == text.size()) return false;
-      const Character character = character_at(text, place);
-      if (folded(character.value) != folded(static_cast<char32_t>(expected))) return false;
-      place += character.length;
-    }
-    position = place;
-    return true;
-  }
-  bool skip_any_key() {
-    const auto is_letter = [](char32_t c) { return folded(c) >= U'a' && folded(c) <= U'z'; };
-    if (at_end() || !is_letter(peek().value)) return false;
-    const auto is_inner = [&](char32_t c) {
-      return is_letter(c) || (c >= U'0' && c <= U'9') || c == U'_' || c == U'.';
-    };
-    while (!at_end() && is_inner(peek().value)) position += peek().length;
-    return true;
-  }
-  bool skip_assignment() {
-    skip_space();
-    return skip('=');
-  }
-  /// Moves to the first character of the next line that is not white space; that may lie several
-  /// lines down.
-  bool next_line_start() {
-    const std::size_t line_feed = text.find('\n', position);
-    if (line_feed == std::string_view::npos) return false;
-    position = line_feed + 1;
-    skip_space();
-    return true;
-  }
+bool is_one_of(char32_t c, std::string_view ascii) {
+  return c < 128 && ascii.find(static_cast<char>(c)) != std::string_view::npos;
+}
+
+/// One "key = value", at the front of a line.
+struct Assignment {
+  std::string key;    // in lower case, cut when it is longer than any that matters
+  std::size_t begin;  // where the key begins
+  std::size_t value;  // where the value begins, which may be in a later line
 };
 
-/// Where the value of the next assignment of `key` starts, after white space. `line` is at the
-/// first non-space character of the line where the search begins.
-std::optional<Cursor> find_value(Cursor& line, std::string_view key) {
-  do {
-    Cursor value = line;
-    if (value.skip_key(key) && value.skip_assignment()) {
-      value.skip_space();
-      return value;
-    }
-  } while (line.next_line_start());
-  return std::nullopt;
-}
-
-Cursor first_line(std::string_view text) {
-  Cursor start{text};
-  start.skip_space();
-  return start;
-}
-
-/// The first non-empty value assigned to `key`: up to a quote, white space, % or #, after an
-/// optional opening quote.
-std::optional<std::string_view> word_value(std::string_view text, std::string_view key) {
-  Cursor line = first_line(text);
-  while (std::optional<Cursor> value = find_value(line, key)) {
-    if (!value->skip('\'')) value->skip('"');
-    const std::size_t start = value->position;
-    while (!value->at_end()) {
-      const Character character = value->peek();
-      const bool ends = character.value == U'\'' || character.value == U'"' ||
-                        character.value == U'%' || character.value == U'#' ||
-                        is_space(character.value);
-      if (ends) break;
-      value->position += character.length;
-    }
-    if (value->position > start) return text.substr(start, value->position - start);
-    if (!line.next_line_start()) break;
+/// The next assignment whose line begins at `begin`, the first character of a line that is not
+/// white space, or later. Moves `begin` to the next such character behind.
+std::optional<Assignment> next_assignment(std::string_view text, std::size_t& begin) {
+  constexpr std::size_t MOST_KEY = 64;
+  while (begin < text.size()) {
+    const std::size_t line = begin;
+    const std::size_t line_end = std::min(text.find('\n', line), text.size());
+    begin = end_of_run(text, line_end, is_space);
+    if (!is_key_letter(character_at(text, line).value)) continue;
+    const std::size_t key_end = end_of_run(text, line, is_in_key);
+    const std::size_t sign = end_of_run(text, key_end, is_space);
+    if (sign == text.size() || text[sign] != '=') continue;
+    return Assignment{case_folded(text.substr(line, std::min(key_end - line, MOST_KEY))), line,
+                      end_of_run(text, sign + 1, is_space)};
   }
   return std::nullopt;
 }
 
-/// The block of the vectors: from the start of the value to the next line that begins with a key
-/// assignment.
-std::optional<std::string_view> vector_block(std::string_view text) {
-  Cursor line = first_line(text);
-  const std::optional<Cursor> value = find_value(line, "system.centralCellVectors");
-  if (!value) return std::nullopt;
-  Cursor end = *value;
-  while (end.next_line_start()) {
-    Cursor key = end;
-    if (key.skip_any_key() && key.skip_assignment()) {
-      return text.substr(value->position, end.position - value->position);
-    }
-  }
-  return text.substr(value->position);
+/// The word at the front of a value: up to a quote, white space, % or #, after an optional opening
+/// quote.
+std::string_view first_word(std::string_view value) {
+  if (value.starts_with('\'') || value.starts_with("\"")) value.remove_prefix(1);
+  return value.substr(
+      0, end_of_run(value, 0, [](char32_t c) { return !is_one_of(c, "'\"%#") && !is_space(c); }));
 }
 
 /// Removes the text up to and including the next number from `rest`; nothing when there is none.
 std::optional<double> next_number(std::string_view& rest) {
   const auto digits = [&rest](std::size_t position) {
-    while (position < rest.size()) {
-      const Character character = character_at(rest, position);
-      if (decimal_digit(character.value) < 0) break;
-      position += character.length;
-    }
-    return position;
+    return end_of_run(rest, position, [](char32_t c) { return decimal_digit(c) >= 0; });
   };
   const auto skip_one_of = [&rest](std::size_t position, std::string_view characters) {
-    const bool found =
-        position < rest.size() && characters.find(rest[position]) != std::string_view::npos;
-    return found ? position + 1 : position;
+    const bool is_there =
+        position < rest.size() && is_one_of(static_cast<unsigned char>(rest[position]), characters);
+    return is_there ? position + 1 : position;
   };
   for (std::size_t start = 0; start < rest.size(); start += character_at(rest, start).length) {
     const std::size_t whole = skip_one_of(start, "+-");
@@ -211,17 +147,27 @@ CompanionInput read_companion(const std::string& path) {
 }  // namespace
 
 CompanionInput companion_input(std::string_view text) {
-  CompanionInput companion;
-  if (const auto atom_file = word_value(text, "system.atomFile")) {
-    companion.atom_file = lower_cased(file_name(*atom_file));
+  std::string_view atom_file;
+  std::string_view unit;
+  std::optional<std::size_t> vectors;  // where they begin
+  std::size_t vectors_end = text.size();
+  std::size_t line = end_of_run(text, 0, is_space);
+  while (const std::optional<Assignment> found = next_assignment(text, line)) {
+    const std::string_view word = first_word(text.substr(found->value));
+    // Of several assignments the first counts, and of words the first that is not empty.
+    if (found->key == "system.atomfile" && atom_file.empty()) atom_file = word;
+    if (found->key == "calculation.control.lengthunit" && unit.empty()) unit = word;
+    if (vectors && found->begin > *vectors) vectors_end = std::min(vectors_end, found->begin);
+    if (found->key == "system.centralcellvectors" && !vectors) vectors = found->value;
   }
-  const auto block = vector_block(text);
-  if (!block) return companion;
-  const auto unit = word_value(text, "calculation.control.lengthUnit");
-  const std::string unit_name = unit ? lower_cased(*unit) : "angstrom";
+  CompanionInput companion;
+  if (!atom_file.empty()) companion.atom_file = lower_cased(file_name(atom_file));
+  if (!vectors) return companion;
+  const std::string unit_name = lower_cased(unit);
   const bool is_bohr =
       std::find(BOHR_NAMES.begin(), BOHR_NAMES.end(), unit_name) != BOHR_NAMES.end();
-  companion.cell_ang = rows_in(*block, is_bohr ? BOHR_TO_ANGSTROM : 1.0);
+  companion.cell_ang =
+      rows_in(text.substr(*vectors, vectors_end - *vectors), is_bohr ? BOHR_TO_ANGSTROM : 1.0);
   return companion;
 }
 

@@ -71,8 +71,10 @@ IngestedStructure read(const std::string& path, internal::Readers& readers,
   }
 }
 
-/// Reads the bytes of a file for its fingerprint and its content, each of which may be null.
-void read_bytes(const std::string& path, std::string* fingerprint, FileContent* content) {
+/// Reads the bytes of a file that another process parsed, or that was not parsed, for its
+/// fingerprint and its content, each of which may be null. One that cannot be read has neither; a
+/// warning in its record already gives the reason.
+void read_bytes(const std::string& path, std::string* fingerprint, FileContent* content) try {
   internal::InputFile file(path);
   std::optional<internal::Sha256> digest;
   if (fingerprint != nullptr) digest.emplace();
@@ -89,17 +91,9 @@ void read_bytes(const std::string& path, std::string* fingerprint, FileContent* 
     if (count >= room && !digest) break;
   }
   if (digest) *fingerprint = digest->hex().substr(0, internal::FINGERPRINT_DIGITS);
-}
-
-/// Reads the bytes of a file that another process parsed, or that was not parsed. One that cannot
-/// be read has neither fingerprint nor content; a warning in its record already gives the reason.
-void try_to_read_bytes(const std::string& path, std::string* fingerprint, FileContent* content) {
-  try {
-    read_bytes(path, fingerprint, content);
-  } catch (const std::system_error&) {
-    if (content != nullptr)
-      *content = {.readable = false, .reader_warnings = content->reader_warnings};
-  }
+} catch (const std::system_error&) {
+  if (content == nullptr) return;
+  *content = {.readable = false, .reader_warnings = content->reader_warnings};
 }
 
 }  // namespace
@@ -186,9 +180,13 @@ ParsedStructure read_structure(const std::string& path, Readers& readers,
       options.fingerprint && parsed.record.sha256.empty() ? &parsed.record.sha256 : nullptr;
   const bool was_for_ase = parsed.record.format == "cif" || parsed.record.format == "vasp";
   FileContent* const unread = was_for_ase ? content.get() : nullptr;
-  if (fingerprint != nullptr || unread != nullptr) try_to_read_bytes(text, fingerprint, unread);
+  if (fingerprint != nullptr || unread != nullptr) read_bytes(text, fingerprint, unread);
   parsed.content = content;
   return parsed;
+}
+
+bool is_xyz_file(const std::string& path) {
+  return format_of(path) == "xyz" && is_regular_file(path);
 }
 
 FileContent content_of_file(const IngestedStructure& record) {
@@ -197,7 +195,7 @@ FileContent content_of_file(const IngestedStructure& record) {
     CompanionFiles companions;
     parse_xyz(record.source_path, companions, {.content = &content});
   } else if (record.format == "cif" || record.format == "vasp") {
-    try_to_read_bytes(record.source_path, nullptr, &content);
+    read_bytes(record.source_path, nullptr, &content);
   }
   return content;
 }

@@ -1,4 +1,4 @@
-// The frames of a file, of which parsing reads the first.
+// The frames of a trajectory, of which parsing reads the first, and the data blocks of a CIF.
 #pragma once
 
 #include <cstddef>
@@ -49,5 +49,12 @@ using ShowFrame = std::function<void(const IngestedStructure& record, const std:
 /// a record with `ok` false.
 STRUCTURE_INGEST_API void visit_frames(StructureParser& parser, const std::string& path,
                                        const FrameChoice& choice, const ShowFrame& show);
+
+/// Reads the data block `name` (in any letter case) of a CIF as if the file held no other. A file
+/// that has none of this name, or is no CIF, gives a record with `ok` false that says so. The block
+/// is written to a temporary file, which ASE reads.
+STRUCTURE_INGEST_API IngestedStructure parse_cif_block(StructureParser& parser,
+                                                       const std::string& path,
+                                                       const std::string& name);
 
 }  // namespace structure_ingest

@@ -22,6 +22,9 @@ struct Readers {
 ParsedStructure read_structure(const std::string& path, Readers& readers,
                                const ParseOptions& options = {});
 
+/// Whether the built-in XYZ reader reads the file at `path`, which exists.
+bool is_xyz_file(const std::string& path);
+
 /// What a reader would hand down of the file of `record`, for those that have the record alone.
 FileContent content_of_file(const IngestedStructure& record);
 

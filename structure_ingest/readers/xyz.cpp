@@ -23,8 +23,8 @@ namespace {
 
 constexpr std::string_view MISSING_CELL =
     "No cell/lattice information in this XYZ file. A periodic QELDA calculation needs "
-    "domain.latvec: "
-    "confirm the cell with the user or treat the system as a molecule in a vacuum box.";
+    "domain.latvec: confirm the cell with the user or treat the system as a molecule in a vacuum "
+    "box.";
 
 /// The value of the first Lattice="..." field of the comment line that is not empty: the key in any
 /// letter case, the value in double quotes.
@@ -69,7 +69,7 @@ bool is_capital(char c) {
   return c >= 'A' && c <= 'Z';
 }
 
-/// Keeps a label in capitals, such as "CA", that was read as a symbol of two letters.
+/// Notes a label in capitals, such as "CA", that was read as a symbol of two letters.
 void note_label(std::string_view label, const std::string& symbol, const Atoms& before,
                 XyzContent& content) {
   if (symbol.size() != 2 || label.size() < 2 || !is_capital(label[1])) return;
@@ -184,13 +184,9 @@ std::optional<std::string> read_atoms(LineReader& lines, std::size_t wanted,
 /// any did.
 std::optional<std::string> read_frame(LineReader& lines, std::optional<std::string_view> line,
                                       IngestedStructure& record, XyzContent* content = nullptr) {
-  std::string first_line;
-  std::string comment;
-  if (line) {
-    first_line = *line;
-    line = lines.next();
-  }
-  if (line) comment = *line;
+  const std::string first_line(line.value_or(""));  // a copy: `next` ends the life of a line
+  if (line) line = lines.next();
+  const std::string comment(line.value_or(""));
   if (!line || !lines.has_next()) return "XYZ file is too short to contain atoms.";
 
   std::int64_t count = 0;
@@ -226,8 +222,10 @@ std::size_t atoms_of_later_frame(std::string_view line) {
 }
 
 /// Counts the frames behind the first, which ended at line `number`, and finds the first line that
-/// belongs to none of them.
-void count_frames(LineReader& lines, std::size_t number, XyzContent& content) {
+/// belongs to none of them. An error here ends only the count: whether the file can be read to its
+/// end is asked afterwards.
+void count_frames(LineReader& lines, std::size_t number, XyzContent& content) try {
+  lines.limit_lines(16 * XyzContent::MOST_LINE);
   while (const std::optional<std::string_view> line = lines.next()) {
     ++number;
     if (stripped(*line).empty()) continue;
@@ -246,18 +244,9 @@ void count_frames(LineReader& lines, std::size_t number, XyzContent& content) {
     ++content.frames;
     content.trailing_line = 0;
   }
-}
-
-/// Sees what follows the frame of `record`. An error here ends only the count: whether the file can
-/// be read to its end is asked afterwards.
-void see_rest(LineReader& lines, const IngestedStructure& record, XyzContent& content) {
-  try {
-    lines.limit_lines(16 * XyzContent::MOST_LINE);
-    count_frames(lines, record.symbols.size() + 2, content);
-  } catch (const std::system_error&) {
-    content.trailing_line = 0;
-    content.counted_all = false;
-  }
+} catch (const std::system_error&) {
+  content.trailing_line = 0;
+  content.counted_all = false;
 }
 
 /// The record of a file whose frame was read, up to the warning if there is one.
@@ -311,7 +300,7 @@ IngestedStructure parse_xyz(const std::string& path, CompanionFiles& companions,
     warning = read_frame(lines, lines.next(), record, content == nullptr ? nullptr : &content->xyz);
     if (content != nullptr && !warning) {
       content->bytes.clear();
-      see_rest(lines, record, content->xyz);
+      count_frames(lines, record.symbols.size() + 2, content->xyz);
     }
     lines.skip_rest();
     if (digest) record.sha256 = digest->hex().substr(0, FINGERPRINT_DIGITS);

@@ -1,6 +1,8 @@
 // Arithmetic of vectors.
 #pragma once
 
+#include <cmath>
+
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
@@ -16,6 +18,10 @@ inline Vector3 cross(const Vector3& a, const Vector3& b) {
 /// a + times * b.
 inline Vector3 plus(const Vector3& a, const Vector3& b, double times = 1) {
   return {a[0] + times * b[0], a[1] + times * b[1], a[2] + times * b[2]};
+}
+
+inline bool is_finite(const Vector3& vector) {
+  return std::isfinite(vector[0]) && std::isfinite(vector[1]) && std::isfinite(vector[2]);
 }
 
 }  // namespace structure_ingest::internal

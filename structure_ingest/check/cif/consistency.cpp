@@ -3,12 +3,11 @@
 // quantities.
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <map>
 
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"
 #include "structure_ingest/record/chemistry.hpp"
@@ -31,28 +30,18 @@ std::optional<Composition> composition_of_formula(std::string_view formula) {
   Composition composition;
   for (std::string_view token = next_token(formula); !token.empty(); token = next_token(formula)) {
     while (!token.empty()) {
-      const bool two = token.size() > 1 && token[1] >= 'a' && token[1] <= 'z';
-      if (token[0] < 'A' || token[0] > 'Z') return std::nullopt;
-      std::string symbol(token.substr(0, two ? 2 : 1));
+      std::string symbol(leading_symbol(token));
       token.remove_prefix(symbol.size());
       const std::size_t end = std::min(token.find_first_not_of("0123456789."), token.size());
       const std::optional<double> count = end == 0 ? 1.0 : cif_number(token.substr(0, end));
       token.remove_prefix(end);
       if (!count) return std::nullopt;
       if (symbol == "D") symbol = "H";
-      if (canonical_symbol(symbol) != symbol) return std::nullopt;
+      if (symbol.empty() || canonical_symbol(symbol) != symbol) return std::nullopt;
       composition[symbol] += *count;
     }
   }
   if (composition.empty()) return std::nullopt;
-  return composition;
-}
-
-Composition composition_of(const IngestedStructure& record) {
-  Composition composition;
-  for (const auto& [symbol, count] : symbol_counts(record.symbols)) {
-    composition[symbol] = static_cast<double>(count);
-  }
   return composition;
 }
 
@@ -78,145 +67,140 @@ bool is_proportional(const Composition& formula, const Composition& content) {
   return sum > 0 && is_same(formula, total(content) / sum, content);
 }
 
-const CifBlock* block_with_cell(const CheckInput& input) {
-  return input.record.ok && input.has_volume ? input.block : nullptr;
+/// What the file states of its content.
+struct Stated {
+  std::string_view formula_text{};
+  std::optional<Composition> formula{};
+  std::optional<double> z{};  // the number of formula units in the cell
+};
+
+Stated stated_in(const CifBlock& block) {
+  const std::string_view text = block.value({"_chemical_formula_sum"}).value_or("");
+  return {text, composition_of_formula(text), block.number({"_cell_formula_units_z"})};
 }
 
-bool has_full_sites_only(const CheckInput& input) {
-  return find_partial_occupancy(input).empty() && find_mixed_site(input).empty();
-}
-
-std::string counts_text(const std::map<std::string, std::size_t>& atoms) {
-  Composition composition;
-  for (const auto& [symbol, count] : atoms) composition[symbol] = static_cast<double>(count);
-  return composition_text(composition);
-}
-
-}  // namespace
-
-std::vector<Observation> find_formula_mismatch(const CheckInput& input) {
-  const CifBlock* const block = block_with_cell(input);
-  if (block == nullptr) return {};
-  const std::optional<std::string_view> text = block->value({"_chemical_formula_sum"});
-  const std::optional<Composition> formula = text ? composition_of_formula(*text) : std::nullopt;
+std::string formula_mismatch(const CheckInput& input, const Stated& stated, bool has_full_sites) {
+  const std::optional<Composition>& formula = stated.formula;
   if (!formula || total(*formula) <= 0) return {};
-  const Composition content = composition_of(input.record);
-  const std::optional<double> z = block->number({"_cell_formula_units_z"});
-  const bool has_z = z && *z > 0 && *z < 1e4;
+  Composition content;
+  for (const auto& [symbol, count] : symbol_counts(input.record.symbols)) {
+    content[symbol] = static_cast<double>(count);
+  }
+  const bool has_z = stated.z && *stated.z > 0 && *stated.z < 1e4;
   // Partial occupancies explain a mismatch and have findings of their own.
-  const Composition& meant = input.second.content;
-  const bool occupancies_explain = input.second.refusal.empty() && !has_full_sites_only(input) &&
-                                   is_proportional(*formula, meant);
+  const bool occupancies_explain = input.second.refusal.empty() && !has_full_sites &&
+                                   is_proportional(*formula, input.second.content);
   if (is_proportional(*formula, content) || occupancies_explain) {
     // Some programs write the formula of the whole cell and still state Z.
-    if (!has_z || occupancies_explain || is_same(*formula, *z, content) ||
+    if (!has_z || occupancies_explain || is_same(*formula, *stated.z, content) ||
         is_same(*formula, 1, content)) {
       return {};
     }
     const double units = total(content) / total(*formula);
-    return {{"The file states Z = " + number_text(*z) + " units of " + shown(*text) +
-             " in the cell, but the record holds " + number_text(units) + " (" +
-             input.record.formula + ")."}};
+    return "The file states Z = " + number_text(*stated.z) + " units of " +
+           excerpt(stated.formula_text) + " in the cell, but the record holds " +
+           number_text(units) + " (" + input.record.formula + ").";
   }
-  const bool only_hydrogen_lacks = [&] {
-    Composition without = *formula;
-    return without.erase("H") > 0 && !content.contains("H") && !without.empty() &&
-           is_proportional(without, content);
-  }();
-  if (only_hydrogen_lacks) {
-    return {{"The file's formula is " + shown(*text) +
-             ", but it gives no positions of hydrogen: the record, " + input.record.formula +
-             ", has none."}};
+  Composition without_hydrogen = *formula;
+  if (without_hydrogen.erase("H") > 0 && !content.contains("H") &&
+      is_proportional(without_hydrogen, content)) {
+    return "The file's formula is " + excerpt(stated.formula_text) +
+           ", but it gives no positions of hydrogen: the record, " + input.record.formula +
+           ", has none.";
   }
-  const std::string times = has_z ? " times Z = " + number_text(*z) : "";
-  return {{"The file's formula is " + shown(*text) + times + ", but the record holds " +
-           input.record.formula + "."}};
+  const std::string times = has_z ? " times Z = " + number_text(*stated.z) : "";
+  return "The file's formula is " + excerpt(stated.formula_text) + times +
+         ", but the record holds " + input.record.formula + ".";
 }
 
-std::vector<Observation> find_volume_mismatch(const CheckInput& input) {
-  const CifBlock* const block = block_with_cell(input);
-  const std::optional<double> stated =
-      block == nullptr ? std::nullopt : block->number({"_cell_volume"});
-  if (!stated || !(*stated > 0)) return {};
-  const double volume = std::abs(input.signed_volume_ang3);
-  if (std::abs(volume - *stated) <= VOLUME_SHARE * volume) return {};
-  return {{"The file states a cell volume of " + number_text(*stated) +
-           " \u00C5\u00B3, but its cell has " + number_text(volume) + " \u00C5\u00B3."}};
+std::string volume_mismatch(const CifBlock& block, double volume) {
+  const std::optional<double> stated = block.number({"_cell_volume"});
+  if (!stated || !(*stated > 0) || std::abs(volume - *stated) <= VOLUME_SHARE * volume) return {};
+  return "The file states a cell volume of " + number_text(*stated) +
+         " \u00C5\u00B3, but its cell has " + number_text(volume) + " \u00C5\u00B3.";
 }
 
-std::vector<Observation> find_density_mismatch(const CheckInput& input) {
-  const CifBlock* const block = block_with_cell(input);
-  const std::optional<double> stated =
-      block == nullptr ? std::nullopt : block->number({"_exptl_crystal_density_diffrn"});
+std::string density_mismatch(const CheckInput& input, double volume) {
+  const std::optional<double> stated = input.block->number({"_exptl_crystal_density_diffrn"});
   if (!stated || !(*stated > 0)) return {};
-  const std::optional<double> density =
-      density_g_cm3(input.record.symbols, std::abs(input.signed_volume_ang3));
+  const std::optional<double> density = density_g_cm3(input.record.symbols, volume);
   if (!density || std::abs(*density - *stated) <= DENSITY_SHARE * *stated) return {};
-  // The findings on occupancies and on the formula explain such a difference.
-  if (!has_full_sites_only(input) || !find_formula_mismatch(input).empty()) return {};
-  return {{"The file states a density of " + number_text(*stated) +
-           " g/cm\u00B3, but the record has " + number_text(*density) + " g/cm\u00B3."}};
+  return "The file states a density of " + number_text(*stated) +
+         " g/cm\u00B3, but the record has " + number_text(*density) + " g/cm\u00B3.";
 }
 
-std::vector<Observation> find_readers_disagree(const CheckInput& input) {
-  const CifBlock* const block = block_with_cell(input);
-  if (block == nullptr || !input.second.refusal.empty()) return {};
-  std::map<std::string, std::size_t> counts;
-  for (const auto& [symbol, count] : symbol_counts(input.record.symbols)) counts[symbol] = count;
+std::string readers_disagree(const CheckInput& input) {
+  const SecondReading& second = input.second;
   // Readers may differ in the species that they choose for a shared place; that is not a
   // disagreement.
-  const bool same_number = input.second.natoms == static_cast<std::size_t>(input.record.natoms);
-  if (counts == input.second.atoms || (input.second.shared_places > 0 && same_number)) return {};
-  const std::string from = input.second.symmetry_source.empty()
-                               ? ""
-                               : " from " + utf8_text(input.second.symmetry_source);
-  return {{"A second reader, gemmi, expands the block " + shown(block->name) + from + " to " +
-           counted(input.second.natoms, "atom") + ", " + counts_text(input.second.atoms) +
-           "; the record holds " + std::to_string(input.record.natoms) + ", " +
-           input.record.formula + "."}};
+  const bool is_same_number = second.natoms == static_cast<std::size_t>(input.record.natoms);
+  if (symbol_counts(input.record.symbols) == second.atoms ||
+      (second.shared_places > 0 && is_same_number)) {
+    return {};
+  }
+  const std::string from =
+      second.symmetry_source.empty() ? "" : " from " + utf8_text(second.symmetry_source);
+  return "A second reader, gemmi, expands the block " + excerpt(input.block->name) + from + " to " +
+         counted(second.natoms, "atom") + ", " + formula_of(second.atoms) + "; the record holds " +
+         std::to_string(input.record.natoms) + ", " + input.record.formula + ".";
 }
 
-std::vector<Observation> find_symmetry_unclear(const CheckInput& input) {
-  const CifBlock* const block = block_with_cell(input);
-  if (block == nullptr || !input.second.refusal.empty()) return {};
+std::string symmetry_unclear(const CheckInput& input, const Stated& stated) {
   const SecondReading& second = input.second;
-  const bool lists_operations = second.symmetry_source.starts_with("the operations");
-  const std::string declared = "The file declares the space group " + shown(second.declared);
-  if (lists_operations && second.declared_number > 0) {
+  const std::string declared = "The file declares the space group " + excerpt(second.declared);
+  if (second.symmetry_source.starts_with("the operations")) {
+    if (second.declared_number == 0) return {};
     if (second.operations_number > 0 && second.operations_number != second.declared_number) {
-      return {{declared + " (number " + std::to_string(second.declared_number) +
-               "), but the operations that it lists are those of " + second.formed + " (number " +
-               std::to_string(second.operations_number) + ")."}};
+      return declared + " (number " + std::to_string(second.declared_number) +
+             "), but the operations that it lists are those of " + second.formed + " (number " +
+             std::to_string(second.operations_number) + ").";
     }
     if (second.operations_number == 0 && second.operations != second.declared_operations) {
-      return {{declared + ", which has " + std::to_string(second.declared_operations) +
-               " operations in its standard cell, but lists " + std::to_string(second.operations) +
-               "."}};
+      return declared + ", which has " + std::to_string(second.declared_operations) +
+             " operations in its standard cell, but lists " + std::to_string(second.operations) +
+             ".";
     }
     return {};
   }
-  if (!lists_operations && second.several_settings) {
-    return {{declared + ", of which there are several settings, and lists no operations that would "
-                        "tell which it means."}};
+  if (second.several_settings) {
+    return declared +
+           ", of which there are several settings, and lists no operations that would "
+           "tell which it means.";
   }
-  if (!lists_operations && second.declared_number == 0 && !second.declared.empty()) {
-    return {{declared + ", which is not in the tables, and lists no operations."}};
+  if (second.declared_number == 0 && !second.declared.empty()) {
+    return declared + ", which is not in the tables, and lists no operations.";
   }
-  const std::optional<std::string_view> text = block->value({"_chemical_formula_sum"});
-  const std::optional<Composition> formula = text ? composition_of_formula(*text) : std::nullopt;
-  const std::optional<double> z = block->number({"_cell_formula_units_z"});
-  if (second.symmetry_source.empty() && formula && z &&
-      total(*formula) * *z > static_cast<double>(input.record.natoms) + 0.5) {
-    return {{"The file says nothing of its symmetry, and its sites are fewer than the " +
-             number_text(total(*formula) * *z) + " atoms of its formula times Z."}};
+  if (second.symmetry_source.empty() && stated.formula && stated.z &&
+      total(*stated.formula) * *stated.z > static_cast<double>(input.record.natoms) + 0.5) {
+    return "The file says nothing of its symmetry, and its sites are fewer than the " +
+           number_text(total(*stated.formula) * *stated.z) + " atoms of its formula times Z.";
   }
   return {};
 }
 
-std::vector<Observation> find_not_strict_cif(const CheckInput& input) {
-  if (!input.record.ok || !input.second.not_strict) return {};
-  return {{"A second reader, gemmi, does not take the file for a well-formed CIF: " +
-           utf8_text(input.second.refusal.substr(0, 200)) + "."}};
+}  // namespace
+
+std::vector<Observation> contradictions_in_cif(const CheckInput& input, bool has_full_sites) {
+  std::vector<Observation> observations;
+  if (input.second.not_strict) {
+    observations.push_back(
+        {"not_strict_cif",
+         "A second reader, gemmi, does not take the file for a well-formed CIF: " +
+             utf8_text(input.second.refusal.substr(0, 200)) + "."});
+  }
+  if (!input.has_volume) return observations;
+  const double volume = std::abs(input.signed_volume_ang3);
+  const Stated stated = stated_in(*input.block);
+  observations.push_back({"volume_mismatch", volume_mismatch(*input.block, volume)});
+  observations.push_back({"formula_mismatch", formula_mismatch(input, stated, has_full_sites)});
+  // What is found of occupancies and the formula explains a difference of densities.
+  if (has_full_sites && observations.back().message.empty()) {
+    observations.push_back({"density_mismatch", density_mismatch(input, volume)});
+  }
+  if (!input.second.refusal.empty()) return observations;
+  observations.push_back({"readers_disagree", readers_disagree(input)});
+  observations.push_back({"symmetry_unclear", symmetry_unclear(input, stated)});
+  return observations;
 }
 
 }  // namespace structure_ingest::internal

@@ -11,7 +11,10 @@
 #include <gemmi/unitcell.hpp>
 #include <initializer_list>
 #include <optional>
+#include <stdexcept>
 #include <vector>
+
+#include "structure_ingest/readers/cif_blocks.hpp"
 
 // Expand each site with the operations of the symmetry: those that the file lists, else those of
 // the space group that it names, else the identity. Count an image as a new atom unless it
@@ -80,9 +83,7 @@ std::vector<Site> sites_of(cif::Block& block) {
   cif::Table table = block.find(
       "_atom_site_", {"fract_x", "fract_y", "fract_z", "?type_symbol", "?label", "?occupancy"});
   for (auto row : table) {
-    Site site;
-    site.fract =
-        gemmi::Fractional(cif::as_number(row[0]), cif::as_number(row[1]), cif::as_number(row[2]));
+    Site site{{cif::as_number(row[0]), cif::as_number(row[1]), cif::as_number(row[2])}, {}};
     const bool has_type = row.has2(3);
     if (has_type || row.has2(4))
       site.element = element_of(row.str(has_type ? 3 : 4), !has_type, formula);
@@ -158,8 +159,7 @@ void expand(const std::vector<Site>& sites, const gemmi::GroupOps& group,
   if (sites.size() * ops.size() > 4 * MOST_ATOMS ||
       sites.size() * ops.size() * ops.size() > MOST_COMPARISONS ||
       sites.size() * sites.size() * ops.size() > 4 * MOST_COMPARISONS) {
-    reading.refusal = "it is too large for a second reading";
-    return;
+    throw std::runtime_error("it is too large for a second reading");
   }
   struct Place {
     gemmi::Fractional first;
@@ -192,38 +192,29 @@ void expand(const std::vector<Site>& sites, const gemmi::GroupOps& group,
   }
 }
 
+/// Throws the refusal where the block lacks something.
 void read_block(cif::Block& block, SecondReading& reading) {
-  gemmi::UnitCell cell;
   std::vector<double> parameters;
-  for (const char* name : {"_cell_length_a", "_cell_length_b", "_cell_length_c",
-                           "_cell_angle_alpha", "_cell_angle_beta", "_cell_angle_gamma"}) {
+  for (const char* name : CIF_CELL_NAMES) {
     const auto value = value_of(block, {name});
     parameters.push_back(value ? cif::as_number(*value) : NAN);
-    if (!std::isfinite(parameters.back())) {
-      reading.refusal = "it has no complete cell";
-      return;
-    }
+    if (!std::isfinite(parameters.back())) throw std::runtime_error("it has no complete cell");
   }
+  gemmi::UnitCell cell;
   cell.set(parameters[0], parameters[1], parameters[2], parameters[3], parameters[4],
            parameters[5]);
   if (!(cell.volume > 0.1) || !(cell.volume < 1e9)) {
-    reading.refusal = "its cell has no sensible volume";
-    return;
+    throw std::runtime_error("its cell has no sensible volume");
   }
   const std::vector<Site> sites = sites_of(block);
   for (const Site& site : sites) {
-    const bool finite = std::isfinite(site.fract.x + site.fract.y + site.fract.z) &&
-                        std::abs(site.fract.x) < 1e6 && std::abs(site.fract.y) < 1e6 &&
-                        std::abs(site.fract.z) < 1e6;
-    if (!finite || site.element.empty()) {
-      reading.refusal = "a site has no position or no element";
-      return;
+    const bool is_placed = std::abs(site.fract.x) < 1e6 && std::abs(site.fract.y) < 1e6 &&
+                           std::abs(site.fract.z) < 1e6;
+    if (!is_placed || site.element.empty()) {
+      throw std::runtime_error("a site has no position or no element");
     }
   }
-  if (sites.empty()) {
-    reading.refusal = "it has no sites with fractional coordinates";
-    return;
-  }
+  if (sites.empty()) throw std::runtime_error("it has no sites with fractional coordinates");
   const gemmi::SpaceGroup* const declared = declared_group(block, cell, reading);
   const std::optional<gemmi::GroupOps> listed = listed_operations(block);
   gemmi::GroupOps group{{gemmi::Op::identity()}, {{0, 0, 0}}};
@@ -245,23 +236,14 @@ void read_block(cif::Block& block, SecondReading& reading) {
 
 SecondReading read_with_gemmi(std::string_view text, std::string_view block_name) {
   SecondReading reading;
-  cif::Document document;
+  reading.not_strict = true;  // until gemmi has parsed it
   try {
-    document = cif::read_memory(text.data(), text.size(), "");
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const std::exception& error) {
-    reading.refusal = error.what();
-    reading.not_strict = true;
-    return reading;
-  }
-  try {
-    for (auto block = document.blocks.rbegin(); block != document.blocks.rend(); ++block) {
-      if (block->name != block_name) continue;
-      read_block(*block, reading);
-      return reading;
-    }
-    reading.refusal = "it has no such block";
+    cif::Document document = cif::read_memory(text.data(), text.size(), "");
+    reading.not_strict = false;
+    const auto block = std::find_if(document.blocks.rbegin(), document.blocks.rend(),
+                                    [&](const auto& each) { return each.name == block_name; });
+    if (block == document.blocks.rend()) throw std::runtime_error("it has no such block");
+    read_block(*block, reading);
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {

@@ -31,16 +31,13 @@ std::optional<std::size_t> count_of(std::string_view token) {
   return count;
 }
 
-bool begins_with(std::string_view line, std::string_view letters) {
-  return !line.empty() && letters.find(line.front()) != std::string_view::npos;
-}
-
 std::string line_problem(std::size_t index, const std::vector<std::string_view>& lines,
                          const std::string& expected) {
   const std::string number = std::to_string(index + 1);
-  if (index >= lines.size())
+  if (index >= lines.size()) {
     return "it ends before line " + number + ", which is to be " + expected;
-  return "line " + number + " is " + shown(lines[index]) + " where " + expected + " is expected";
+  }
+  return "line " + number + " is " + excerpt(lines[index]) + " where " + expected + " is expected";
 }
 
 /// Reads the lines of symbols and counts at `at` and advances it; false when they are malformed.
@@ -49,11 +46,9 @@ bool read_species(const std::vector<std::string_view>& lines, std::size_t& at, P
   std::vector<std::string_view> tokens = tokens_of(lines[at], 1000);
   if (tokens.empty()) return false;
   if (!count_of(tokens[0])) {
-    file.symbols = tokens;
-    const auto comment = std::find_if(file.symbols.begin(), file.symbols.end(), [](auto token) {
-      return token.starts_with('!') || token.starts_with('#');
-    });
-    file.symbols.erase(comment, file.symbols.end());
+    const auto comment = std::find_if(tokens.begin(), tokens.end(),
+                                      [](auto token) { return begins_with(token, "!#"); });
+    file.symbols.assign(tokens.begin(), comment);
     if (++at >= lines.size()) return false;
     tokens = tokens_of(lines[at], 1000);
   }
@@ -67,61 +62,54 @@ bool read_species(const std::vector<std::string_view>& lines, std::size_t& at, P
   return !file.counts.empty();
 }
 
-void read_atoms(const std::vector<std::string_view>& lines, std::size_t at, PoscarFile& file) {
-  for (; at < lines.size() && file.atoms.size() < file.natoms; ++at) {
-    if (leading_numbers(lines[at], 3).size() < 3) break;
-    file.atoms.push_back(lines[at]);
-  }
+/// Reads the lines of atoms from `at` on, and looks at what follows; returns the problem.
+std::string read_atoms(const std::vector<std::string_view>& lines, std::size_t at,
+                       PoscarFile& file) {
+  const auto has_numbers = [&](std::size_t count) {
+    return at < lines.size() && leading_numbers(lines[at], count).size() == count;
+  };
+  for (; file.atoms.size() < file.natoms && has_numbers(3); ++at) file.atoms.push_back(lines[at]);
   if (file.atoms.size() < file.natoms) {
-    file.problem =
-        std::to_string(file.natoms) + " atoms are counted, but " +
-        line_problem(at, lines, "the position of atom " + std::to_string(file.atoms.size() + 1));
-    return;
+    return std::to_string(file.natoms) + " atoms are counted, but " +
+           line_problem(at, lines, "the position of atom " + std::to_string(file.atoms.size() + 1));
   }
-  while (at < lines.size() && leading_numbers(lines[at], 3).size() == 3) {
-    ++file.more_atoms;
+  for (; has_numbers(3); ++at) ++file.more_atoms;
+  if (file.more_atoms > 0) return {};
+  // Velocities follow a blank line, or a line that names their coordinates.
+  if (at < lines.size() && !has_numbers(1)) ++at;
+  file.velocities = has_numbers(3);
+  return {};
+}
+
+/// Reads all lines up to the first problem, which it returns.
+std::string read_lines(const std::vector<std::string_view>& lines, PoscarFile& file) {
+  if (!lines.empty()) file.title = lines[0];
+  if (lines.size() > 1) file.scales = leading_numbers(lines[1], 4);
+  if (file.scales.empty()) return line_problem(1, lines, "the scale factor");
+  std::size_t at = 2;
+  for (Vector3& vector : file.vectors) {
+    const std::vector<double> numbers =
+        at < lines.size() ? leading_numbers(lines[at], 3) : std::vector<double>();
+    if (numbers.size() < 3) return line_problem(at, lines, "a lattice vector of three numbers");
+    std::copy(numbers.begin(), numbers.end(), vector.begin());
     ++at;
   }
-  // Velocities follow a blank line, or a line that names their coordinates.
-  if (at < lines.size() && leading_numbers(lines[at], 1).empty() && file.more_atoms == 0) ++at;
-  file.velocities = file.more_atoms == 0 && at < lines.size() && at > 0 &&
-                    leading_numbers(lines[at], 3).size() == 3;
+  if (!read_species(lines, at, file)) {
+    return line_problem(at, lines, "the number of atoms of each species");
+  }
+  file.selective = at < lines.size() && begins_with(lines[at], "sS");
+  if (file.selective) ++at;
+  if (at >= lines.size()) return line_problem(at, lines, "'Direct' or 'Cartesian'");
+  file.mode_line = at + 1;
+  file.mode = lines[at];
+  return read_atoms(lines, at + 1, file);
 }
 
 }  // namespace
 
 PoscarFile poscar_lines(std::string_view text) {
   PoscarFile file;
-  const std::vector<std::string_view> lines = lines_of(text, MOST_LINES);
-  if (!lines.empty()) file.title = lines[0];
-  if (lines.size() > 1) file.scales = leading_numbers(lines[1], 4);
-  if (file.scales.empty()) {
-    file.problem = line_problem(1, lines, "the scale factor");
-    return file;
-  }
-  for (std::size_t i = 0; i < 3; ++i) {
-    const std::vector<double> numbers =
-        lines.size() > 2 + i ? leading_numbers(lines[2 + i], 3) : std::vector<double>();
-    if (numbers.size() < 3) {
-      file.problem = line_problem(2 + i, lines, "a lattice vector of three numbers");
-      return file;
-    }
-    std::copy(numbers.begin(), numbers.end(), file.vectors[i].begin());
-  }
-  std::size_t at = 5;
-  if (!read_species(lines, at, file)) {
-    file.problem = line_problem(at, lines, "the number of atoms of each species");
-    return file;
-  }
-  file.selective = at < lines.size() && begins_with(lines[at], "sS");
-  if (file.selective) ++at;
-  if (at >= lines.size()) {
-    file.problem = line_problem(at, lines, "'Direct' or 'Cartesian'");
-    return file;
-  }
-  file.mode_line = at + 1;
-  file.mode = lines[at];
-  read_atoms(lines, at + 1, file);
+  file.problem = read_lines(lines_of(text, MOST_LINES), file);
   return file;
 }
 

@@ -1,4 +1,4 @@
-// Findings on labels that mean another element than the one the reader chose.
+// The finding on labels that mean another element than the one the reader chose.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -6,9 +6,9 @@
 
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/covalent_radii.hpp"
-#include "structure_ingest/check/rules.hpp"
+#include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
-#include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -21,14 +21,6 @@ constexpr std::size_t MOST_DISTANCES = 20000;
 constexpr double TOO_CLOSE_SHARE = 0.75;
 constexpr double LEAST_BOND_SHARE = 0.8;
 constexpr double MOST_BOND_SHARE = 1.3;
-
-bool is_letter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-bool is_capital(char c) {
-  return c >= 'A' && c <= 'Z';
-}
 
 /// Whether a label read as this symbol may be a site name that begins with the element's letter: CA
 /// is carbon alpha in files of biomolecules.
@@ -43,11 +35,8 @@ bool is_bonded_as_first_letter(const IngestedStructure& record, std::size_t atom
   double nearest = std::numeric_limits<double>::infinity();
   std::size_t neighbour = atom;
   for (std::size_t i = 0; i < record.symbols.size(); ++i) {
-    const Vector3& other = record.positions_ang[i];
-    const double x = place[0] - other[0];
-    const double y = place[1] - other[1];
-    const double z = place[2] - other[2];
-    const double square = x * x + y * y + z * z;
+    const Vector3 apart = plus(place, record.positions_ang[i], -1);
+    const double square = dot(apart, apart);
     if (i == atom || square >= nearest) continue;
     nearest = square;
     neighbour = i;
@@ -63,11 +52,10 @@ bool is_bonded_as_first_letter(const IngestedStructure& record, std::size_t atom
          as_first < MOST_BOND_SHARE;
 }
 
-/// Whether two or more letters follow the symbol directly: "Carbon" for Ca.
+/// Whether two letters follow the symbol directly: "Carbon" for Ca.
 bool is_word(std::string_view label, std::string_view symbol) {
-  std::size_t letters = 0;
-  for (std::size_t i = symbol.size(); i < label.size() && is_letter(label[i]); ++i) ++letters;
-  return letters >= 2;
+  return label.size() >= symbol.size() + 2 && is_letter(label[symbol.size()]) &&
+         is_letter(label[symbol.size() + 1]);
 }
 
 /// For each species, one atom whose distances fit the element of its first letter.
@@ -90,12 +78,22 @@ std::vector<std::size_t> atoms_like_first_letter(const IngestedStructure& record
   return atoms;
 }
 
-std::vector<Observation> labels_of_xyz(const CheckInput& input) {
+}  // namespace
+
+Observation label_observation(const std::vector<std::string>& texts, std::vector<std::size_t> atoms,
+                              Severity severity) {
+  if (texts.empty()) return {};
+  return {"label_reinterpreted",
+          "Labels were read as elements that they probably do not mean: " + listed(texts, 6) + ".",
+          std::move(atoms), severity};
+}
+
+Observation labels_of_xyz(const CheckInput& input) {
   const IngestedStructure& record = input.record;
   std::vector<std::string> texts;
   std::vector<std::size_t> atoms;
   const auto add = [&](std::size_t atom, std::string_view label) {
-    const std::string text = shown(label) + " as " + record.symbols[atom];
+    const std::string text = excerpt(label) + " as " + record.symbols[atom];
     if (std::find(texts.begin(), texts.end(), text) != texts.end()) return;
     texts.push_back(text);
     atoms.push_back(atom);
@@ -117,48 +115,7 @@ std::vector<Observation> labels_of_xyz(const CheckInput& input) {
       if (std::binary_search(placed.begin(), placed.end(), atom)) add(atom, label);
     }
   }
-  if (texts.empty()) return {};
-  return {
-      {"Labels were read as elements that they probably do not mean: " + first_of(texts, 6) + ".",
-       atoms, Severity::warning}};
-}
-
-/// ASE takes a capital letter and a small one: it reads CL as C.
-std::vector<Observation> labels_of_cif(const CheckInput& input) {
-  const auto* const types = input.block->values({"_atom_site_type_symbol"});
-  const auto* const labels = types != nullptr ? types : input.block->values({"_atom_site_label"});
-  if (labels == nullptr) return {};
-  const std::string formula(input.block->value({"_chemical_formula_sum"}).value_or(""));
-  std::vector<std::string> texts;
-  for (const std::string_view label : *labels) {
-    if (label.size() < 2 || !is_capital(label[0]) || !is_capital(label[1])) continue;
-    if (types != nullptr && label.size() > 2 && is_letter(label[2])) continue;
-    const std::string symbol = canonical_symbol(label);
-    if (symbol.size() != 2) continue;
-    // Without a type symbol the label may mean either element: only the formula can decide.
-    if (types == nullptr && formula.find(symbol) == std::string::npos) continue;
-    const std::string read(1, label[0]);
-    if (!std::binary_search(input.record.species.begin(), input.record.species.end(), read)) {
-      continue;
-    }
-    const std::string text = shown(label) + " as " + read;
-    if (std::find(texts.begin(), texts.end(), text) == texts.end()) texts.push_back(text);
-    if (texts.size() > 100) break;
-  }
-  if (texts.empty()) return {};
-  return {
-      {"Labels were read as elements that they probably do not mean: " + first_of(texts, 6) + ".",
-       {},
-       types != nullptr ? Severity::error : Severity::warning}};
-}
-
-}  // namespace
-
-std::vector<Observation> find_label_reinterpreted(const CheckInput& input) {
-  if (!input.record.ok) return {};
-  if (input.xyz) return labels_of_xyz(input);
-  if (input.block != nullptr) return labels_of_cif(input);
-  return {};
+  return label_observation(texts, std::move(atoms), Severity::warning);
 }
 
 }  // namespace structure_ingest::internal
