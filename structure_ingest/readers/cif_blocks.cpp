@@ -25,9 +25,10 @@ class Tokens {
     if (text_.starts_with("\xEF\xBB\xBF")) at_ = line_begin_ = 3;
   }
 
-  std::optional<Token> next() {
-    Token token{.text = {}, .begins_line = skip_blanks_and_comments()};
-    if (at_ == text_.size()) return std::nullopt;
+  /// Reads the next token; false at the end.
+  bool next(Token& token) {
+    token = {.text = {}, .begins_line = skip_blanks_and_comments()};
+    if (at_ == text_.size()) return false;
     const char first = text_[at_];
     std::size_t end = at_;
     if (first == ';' && at_ == line_begin_) {
@@ -44,21 +45,22 @@ class Tokens {
       token.text = text_.substr(at_, end - at_);
       at_ = end;
     }
-    return token;
+    return true;
   }
 
  private:
   /// Returns whether the place behind them is the first of a line that is not blank.
   bool skip_blanks_and_comments() {
     bool begins_line = at_ == line_begin_;  // at the beginning of the text
-    for (; at_ < text_.size(); ++at_) {
-      if (text_[at_] == '#') at_ = std::min(text_.find_first_of("\n\r", at_), text_.size());
-      if (at_ == text_.size() || !is_blank(text_[at_])) break;
-      if (text_[at_] != '\n' && text_[at_] != '\r') continue;
-      begins_line = true;
-      line_begin_ = at_ + 1;
+    for (;;) {
+      for (; at_ < text_.size() && is_blank(text_[at_]); ++at_) {
+        if (text_[at_] != '\n' && text_[at_] != '\r') continue;
+        begins_line = true;
+        line_begin_ = at_ + 1;
+      }
+      if (at_ == text_.size() || text_[at_] != '#') return begins_line;
+      at_ = std::min(text_.find_first_of("\n\r", at_), text_.size());
     }
-    return begins_line;
   }
 
   /// Where the quote at the current place is closed, which must be on its line and before a blank;
@@ -82,7 +84,8 @@ class Builder {
  public:
   void add(const Token& token, std::string_view text) {
     const bool is_name = !token.quoted && token.text.starts_with('_');
-    const std::string word = token.quoted ? "" : ascii_lower_cased(token.text.substr(0, 5));
+    const std::string word =
+        token.quoted || token.text.size() < 5 ? "" : ascii_lower_cased(token.text.substr(0, 5));
     if (word == "data_" || word == "loop_" || is_name) end_loop();
     if (word == "data_") {
       file_.blocks.push_back({token.text.substr(5), {}});
@@ -183,7 +186,7 @@ bool CifBlock::has_name_with(std::string_view beginning) const {
 CifFile cif_blocks(std::string_view text) {
   Tokens tokens(text);
   Builder builder;
-  while (const std::optional<Token> token = tokens.next()) builder.add(*token, text);
+  for (Token token; tokens.next(token);) builder.add(token, text);
   return std::move(builder).file();
 }
 
