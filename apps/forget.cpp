@@ -1,14 +1,9 @@
 #include <algorithm>
 #include <filesystem>
-#include <memory>
-#include <string>
 #include <system_error>
-#include <vector>
 
-#include "apps/command_line.hpp"
 #include "apps/commands.hpp"
-#include "apps/outcome.hpp"
-#include "apps/project_state.hpp"
+#include "apps/options.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "telling/words.hpp"
@@ -119,17 +114,17 @@ Status run(const ForgetArguments& arguments) {
 Command forget_command() {
   auto arguments = std::make_shared<ForgetArguments>();
   Command command{.name = "forget",
-                  .about = "Take structures out of a project's state, with the notes on them"};
+                  .about = "Take structures out of a project's state, with the notes on them",
+                  .examples = {"forget --project my_project water.xyz",
+                               "forget --delete-copy ingested_water_e78b2589.xyz"},
+                  .run = [arguments] { return run(*arguments); }};
   add_state_options(command, arguments->state, "The project folder (default: the current one)");
-  command.add_flag("--delete-copy", arguments->delete_copy,
-                   "Delete the canonical copy as well, unless another structure has it");
-  command.add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
-  command.add_arguments("NAME", arguments->names,
-                        "A structure: the path or the file name of its source or of its copy",
-                        {.required = true});
-  command.examples = {"forget --project my_project water.xyz",
-                      "forget --delete-copy ingested_water_e78b2589.xyz"};
-  command.run = [arguments] { return run(*arguments); };
+  command.add("--delete-copy", &arguments->delete_copy,
+              "Delete the canonical copy as well, unless another structure has it");
+  command.add("--dry-run", &arguments->dry_run, "Write nothing; say what would be done");
+  command.add("NAME", &arguments->names,
+              "A structure: the path or the file name of its source or of its copy",
+              {.required = true});
   return command;
 }
 

@@ -1,13 +1,8 @@
 #include <cstdint>
-#include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
-#include "apps/command_line.hpp"
 #include "apps/commands.hpp"
-#include "apps/outcome.hpp"
-#include "apps/project_state.hpp"
+#include "apps/options.hpp"
 #include "apps/table.hpp"
 #include "apps/terminal.hpp"
 #include "telling/structures.hpp"
@@ -93,11 +88,12 @@ Status run(const ListArguments& arguments) {
 
 Command list_command() {
   auto arguments = std::make_shared<ListArguments>();
-  Command command{.name = "list", .about = "List the structures that a project holds"};
+  Command command{.name = "list",
+                  .about = "List the structures that a project holds",
+                  .examples = {"list --project my_project", "list --json | jq '.[].formula'"},
+                  .run = [arguments] { return run(*arguments); }};
   add_state_options(command, arguments->state, "The project folder (default: the current one)");
-  command.add_flag("--json", arguments->json, "One JSON array of the structures");
-  command.examples = {"list --project my_project", "list --json | jq '.[].formula'"};
-  command.run = [arguments] { return run(*arguments); };
+  command.add("--json", &arguments->json, "One JSON array of the structures");
   return command;
 }
 

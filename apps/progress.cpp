@@ -80,7 +80,7 @@ Progress::~Progress() {
   clear();
 }
 
-void Progress::show(std::size_t done, std::size_t total, const std::string& path) {
+void Progress::operator()(std::size_t done, std::size_t total, const std::string& path) {
   if (!on_terminal_) return;
   const Clock::time_point now = Clock::now();
   if (now - start_ < DELAY || (line_is_shown != 0 && now - shown_at_ < INTERVAL)) return;

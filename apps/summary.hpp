@@ -30,7 +30,4 @@ class Summary {
   std::map<std::string, std::size_t> findings_;  // by severity and code
 };
 
-/// The kind of a warning: its first sentence without what it says of one file.
-std::string kind_of(const std::string& warning);
-
 }  // namespace apps

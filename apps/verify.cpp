@@ -1,13 +1,8 @@
 #include <algorithm>
-#include <cstddef>
-#include <memory>
-#include <string>
 
-#include "apps/command_line.hpp"
 #include "apps/commands.hpp"
-#include "apps/outcome.hpp"
+#include "apps/options.hpp"
 #include "apps/progress.hpp"
-#include "apps/project_state.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "telling/structures.hpp"
@@ -68,10 +63,7 @@ Status run(const VerifyArguments& arguments) {
   Progress progress;
   const Verification verification = structure_ingest::verify_project(
       project.project, project.state,
-      {.moved_from = project.moved_from,
-       .progress = [&progress](std::size_t done, std::size_t total, const std::string& path) {
-         progress.show(done, total, path);
-       }});
+      {.moved_from = project.moved_from, .progress = std::ref(progress)});
   progress.clear();
   if (arguments.json) {
     Json list = Json::array();
@@ -99,12 +91,12 @@ Command verify_command() {
   Command command{.name = "verify",
                   .about =
                       "Check that a project's structures are still what was taken in; exit "
-                      "status 1 if something is not as it was"};
+                      "status 1 if something is not as it was",
+                  .examples = {"verify --project my_project",
+                               "verify --json | jq '.[] | select(.as_it_was | not)'"},
+                  .run = [arguments] { return run(*arguments); }};
   add_state_options(command, arguments->state, "The project folder (default: the current one)");
-  command.add_flag("--json", arguments->json, "One JSON array of the structures and findings");
-  command.examples = {"verify --project my_project",
-                      "verify --json | jq '.[] | select(.as_it_was | not)'"};
-  command.run = [arguments] { return run(*arguments); };
+  command.add("--json", &arguments->json, "One JSON array of the structures and findings");
   return command;
 }
 
