@@ -3,7 +3,6 @@
 // Built together with the library and not installed.
 #pragma once
 
-#include "structure_ingest/discovery/hydrate_state.hpp"     // IWYU pragma: export
 #include "structure_ingest/discovery/merge.hpp"             // IWYU pragma: export
 #include "structure_ingest/discovery/relevance_filter.hpp"  // IWYU pragma: export
 #include "structure_ingest/discovery/state_host.hpp"        // IWYU pragma: export

@@ -11,7 +11,6 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
-#include "structure_ingest/discovery/hydrate_state.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
 #include "structure_ingest/discovery/state_host.hpp"
@@ -50,23 +49,6 @@ CandidateSearch find_candidates(const StateHost& host, const HydrateOptions& opt
   return search;
 }
 
-/// What the state knows of the source of an entry.
-struct KnownPlace {
-  std::string key;                              // of the source
-  const internal::KnownEntry* entry = nullptr;  // null for a new source
-  bool changed = false;                         // whether the file gives something else now
-};
-
-KnownPlace known_place(const std::map<std::string, internal::KnownEntry>& known,
-                       const std::string& source, const IngestedStructure& record) {
-  KnownPlace place{.key = internal::source_key(source)};
-  const auto found = known.find(place.key);
-  if (found == known.end()) return place;
-  place.entry = &found->second;
-  place.changed = found->second.source == source && internal::has_changed(found->second, record);
-  return place;
-}
-
 /// The sources that are taken in anew, by their keys, and whether their old entries are ok.
 using RenewedSources = std::map<std::string, bool>;
 
@@ -80,22 +62,25 @@ Places places_of_new(const Entries& entries,
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const IngestedStructure& record = entries[i].record;
     const std::string source = internal::source_text_of(host.entry(i));
-    const KnownPlace place = known_place(known, source, record);
-    if (place.entry == nullptr) {
+    const std::string key = internal::source_key(source);
+    const auto found = known.find(key);
+    if (found == known.end()) {
       fresh.push_back(i);
       continue;
     }
-    if (refresh && place.changed && record.ok) {
+    const internal::KnownEntry& old = found->second;
+    const bool changed = old.source == source && internal::has_changed(old, record);
+    if (refresh && changed && record.ok) {
       fresh.push_back(i);
-      renewed.emplace(place.key, place.entry->ok);
+      renewed.emplace(key, old.ok);
       continue;
     }
     outcome.known.push_back(
         {.path = record.source_path,
-         .ok = place.entry->ok,
-         .changed = place.changed,
+         .ok = old.ok,
+         .changed = changed,
          .problem = record.ok || record.warnings.empty() ? "" : record.warnings.front(),
-         .taken_for = place.entry->source == source ? "" : place.entry->source});
+         .taken_for = old.source == source ? "" : old.source});
   }
   return fresh;
 }

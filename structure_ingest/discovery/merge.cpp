@@ -16,16 +16,6 @@
 namespace structure_ingest::internal {
 namespace {
 
-std::vector<std::string> warnings_of(const Json& entry) {
-  std::vector<std::string> warnings;
-  const Json& list = value_at(entry, "warnings");
-  if (!list.is_array()) return warnings;
-  for (const Json& warning : list) {
-    if (warning.is_string()) warnings.push_back(warning.get<std::string>());
-  }
-  return warnings;
-}
-
 std::string note_on(const Json& entry, const std::vector<std::string>& warnings) {
   if (value_at(entry, "ok") == true) {
     return "User structure ingested deterministically: " + named_in_notes(entry) + ".";
@@ -76,7 +66,7 @@ std::vector<std::string> new_notes(const std::vector<std::string>& known,
 }
 
 std::vector<std::string> notes_on(const Json& entry) {
-  const std::vector<std::string> warnings = warnings_of(entry);
+  const std::vector<std::string> warnings = strings_at(entry, "warnings");
   std::vector<std::string> notes = {note_on(entry, warnings)};
   for (const std::string& warning : warnings) {
     if (warning.find("No cell/lattice information") != std::string::npos) notes.push_back(warning);

@@ -47,12 +47,6 @@ bool are_alike(const ProjectStructure& a, const ProjectStructure& b) {
   return a.path == b.path && a.source_file == b.source_file;
 }
 
-/// Opens a folder in another; no descriptor when that one is none.
-internal::Descriptor open_folder(const internal::Descriptor& above, const std::string& name) {
-  return internal::Descriptor(
-      openat(above.number(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
-}
-
 [[noreturn]] void fail(const std::string& project, const std::string& copy, int error) {
   throw std::filesystem::filesystem_error("cannot remove the copy",
                                           internal::join_path(project, copy),
@@ -120,18 +114,17 @@ ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& nam
 
 bool delete_copy(const std::string& project, const std::string& copy) {
   if (!is_copy_path(copy)) fail(project, copy, EINVAL);
-  const std::size_t slash = INGESTED_DIRNAME.find('/');
-  const internal::Descriptor folder(open(project.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  int error = folder.is_open() ? 0 : errno;
-  const auto root = open_folder(folder, std::string(INGESTED_DIRNAME.substr(0, slash)));
-  if (error == 0 && !root.is_open()) error = errno;
-  const auto structures = open_folder(root, std::string(INGESTED_DIRNAME.substr(slash + 1)));
-  if (error == 0 && !structures.is_open()) error = errno;
-  if (error == 0 && unlinkat(structures.number(), internal::file_name(copy).c_str(), 0) != 0) {
-    error = errno;
+  // Each folder is opened in the one above it, so that no link in the project is followed, also if
+  // one is put there meanwhile.
+  internal::Descriptor folder(open(project.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  for (const std::filesystem::path& name : std::filesystem::path(INGESTED_DIRNAME)) {
+    if (!folder.is_open()) break;
+    folder = internal::open_at(folder.number(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
   }
-  if (error != 0 && error != ENOENT) fail(project, copy, error);
-  return error == 0;
+  const bool is_removed =
+      folder.is_open() && unlinkat(folder.number(), internal::file_name(copy).c_str(), 0) == 0;
+  if (!is_removed && errno != ENOENT) fail(project, copy, errno);
+  return is_removed;
 }
 
 }  // namespace structure_ingest

@@ -69,13 +69,10 @@ ProjectStructure structure_in_copy(const std::string& project, const std::string
   const IngestedStructure record = parse_structure_file(internal::join_path(project, copy));
   return {.path = copy,
           .copy = copy,
-          .source_file = {},
-          .discovery = {},
           .formula = record.formula,
           .natoms = record.natoms,
           .has_cell = record.cell_ang.has_value(),
           .ok = record.ok,
-          .sha256 = {},
           .warnings = record.ok ? std::vector<std::string>() : record.warnings,
           .findings = check ? std::optional(check_structure(record)) : std::nullopt,
           .copied_at = internal::time_of_copy(project, copy)};
