@@ -4,7 +4,6 @@
 
 #include <span>
 #include <string>
-#include <vector>
 
 #include "apps/options.hpp"
 #include "apps/progress.hpp"

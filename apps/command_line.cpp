@@ -67,23 +67,21 @@ std::vector<std::string> command_names(const CLI::App& program) {
 /// How many single-character changes (a wrong, missing or needless character, or two that changed
 /// places) lead from one text to the other.
 std::size_t edit_distance(const std::string& from, const std::string& to) {
-  // The rows for the prefixes of `from` that are two, one and no character shorter.
-  std::vector<std::size_t> before_last(to.size() + 1);
-  std::vector<std::size_t> last(to.size() + 1);
-  std::vector<std::size_t> row(to.size() + 1);
-  for (std::size_t j = 0; j <= to.size(); ++j) row[j] = j;
-  for (std::size_t i = 1; i <= from.size(); ++i) {
-    before_last.swap(last);
-    last.swap(row);
-    row[0] = i;
-    for (std::size_t j = 1; j <= to.size(); ++j) {
+  // The distance between the first i characters of one and the first j of the other, at [i][j].
+  std::vector distance(from.size() + 1, std::vector<std::size_t>(to.size() + 1));
+  for (std::size_t i = 0; i <= from.size(); ++i) {
+    for (std::size_t j = 0; j <= to.size(); ++j) {
+      std::size_t& least = distance[i][j];
+      least = i + j;
+      if (i == 0 || j == 0) continue;
       const std::size_t differs = from[i - 1] == to[j - 1] ? 0 : 1;
-      row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + differs});
+      least = std::min(
+          {distance[i - 1][j] + 1, distance[i][j - 1] + 1, distance[i - 1][j - 1] + differs});
       const bool swapped = i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1];
-      if (swapped) row[j] = std::min(row[j], before_last[j - 2] + 1);
+      if (swapped) least = std::min(least, distance[i - 2][j - 2] + 1);
     }
   }
-  return row[to.size()];
+  return distance[from.size()][to.size()];
 }
 
 /// The one of `names` that was probably meant by `word`, or nothing when none is near.
@@ -163,10 +161,9 @@ std::string refusal_of(const CLI::App& program, const CLI::ParseError& error) {
                                    : "unexpected argument '" + first + "'";
     }
   } else if (command == nullptr) {
-    message = "give a command:";
-    std::string separator = " ";
+    message.clear();
     for (const std::string& name : command_names(program)) {
-      message += std::exchange(separator, ", ") + name;
+      message += (message.empty() ? "give a command: " : ", ") + name;
     }
   }
   const std::string name = command == nullptr ? "" : command->get_name() + " ";

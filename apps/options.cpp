@@ -1,17 +1,19 @@
 #include "apps/options.hpp"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
 
@@ -20,10 +22,6 @@ namespace {
 
 namespace base = structure_ingest::internal;
 
-struct CloseFile {
-  void operator()(FILE* file) const { static_cast<void>(std::fclose(file)); }
-};
-
 constexpr std::size_t MOST_BYTES = std::size_t{1} << 28;  // a device may have no end
 
 /// All bytes of a file, which may be a pipe, or of standard input.
@@ -31,19 +29,20 @@ std::string content_of(const std::string& path, const std::string& name) {
   const auto refuse = [&name] {
     throw WrongInput(name + ": " + std::generic_category().message(errno));
   };
-  std::unique_ptr<FILE, CloseFile> opened;
+  base::Descriptor opened;
   if (path != "-") {
-    opened.reset(std::fopen(path.c_str(), "rbe"));
-    if (!opened) refuse();
+    opened = base::open_at(AT_FDCWD, path, O_RDONLY);
+    if (!opened.is_open()) refuse();
   }
-  FILE* const file = opened ? opened.get() : stdin;
+  const int file = opened.is_open() ? opened.number() : STDIN_FILENO;
   std::string content;
   std::array<char, 65536> buffer{};
-  while (const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), file)) {
-    content.append(buffer.data(), size);
+  while (const ssize_t size =
+             base::retried([&] { return read(file, buffer.data(), buffer.size()); })) {
+    if (size < 0) refuse();
+    content.append(buffer.data(), static_cast<std::size_t>(size));
     if (content.size() > MOST_BYTES) throw WrongInput(name + ": too long for a list of paths");
   }
-  if (std::ferror(file) != 0) refuse();
   return content;
 }
 

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <iostream>
 #include <string_view>
+#include <utility>
 
 #include "apps/terminal.hpp"
 
@@ -48,12 +49,10 @@ std::size_t terminal_width() {
 std::string duration(double seconds) {
   constexpr double MINUTE = 60;
   constexpr double HOUR = 3600;
-  const bool short_time = seconds < 2 * MINUTE;
-  const bool hours = seconds >= 2 * HOUR;
-  const double unit = short_time ? 1 : hours ? HOUR : MINUTE;
-  return std::to_string(std::llround(std::ceil(seconds / unit))) + (short_time ? " s"
-                                                                    : hours    ? " h"
-                                                                               : " min");
+  const auto [unit, name] = seconds < 2 * MINUTE ? std::pair(1.0, " s")
+                            : seconds < 2 * HOUR ? std::pair(MINUTE, " min")
+                                                 : std::pair(HOUR, " h");
+  return std::to_string(std::llround(std::ceil(seconds / unit))) + name;
 }
 
 /// The end of a printable text that fits into `width` columns, with dots where the rest was.

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <optional>
 
 #include "apps/commands.hpp"
 #include "apps/options.hpp"

@@ -17,9 +17,8 @@ class Summary {
   /// Adds the findings on one structure, of which each code counts once.
   void add(std::span<const structure_ingest::Finding> findings);
 
-  /// Prints how many files were read, and how many failed, or have a warning or a
-  /// finding, by the kind of it.
-  /// Up to ten files can be seen at a glance: of them nothing is printed.
+  /// Prints how many files were read, and how many of them failed, or have a warning or a finding,
+  /// by its kind. Nothing for up to ten files: they can be seen at a glance.
   void print() const;
 
  private:

@@ -6,11 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <map>
 #include <optional>
-#include <string_view>
 
 #include "apps/report/escape.hpp"
 #include "structure_ingest/base/digest.hpp"

@@ -129,6 +129,8 @@
     return [right, cross(toward, right), toward];
   }
 
+  // The rotation whose matrix has these rows, as [x, y, z, w]. The square root is taken of the largest
+  // component, so that no division is by a small number.
   function quaternion(m) {
     const trace = m[0][0] + m[1][1] + m[2][2];
     if (trace > 0) {
@@ -420,6 +422,8 @@
 
   // ---- Measuring, by the coordinates of the copy ----
 
+  // In a skewed cell the nearest image need not lie in a neighbouring one: look two cells far. An atom
+  // is no image of itself.
   function nearest_image(structure, from, to) {
     let best = Infinity;
     const between = wrapped(structure, minus(to, from));
@@ -432,7 +436,7 @@
     return best;
   }
 
-  function told(picked) {
+  function measure_text(picked) {
     const { structure } = view;
     const names = picked.map((site) => name_of(structure, site.atom) + (site.image ? "′" : ""));
     if (picked.length === 1) {
@@ -456,7 +460,7 @@
 
   function show_picked() {
     const output = view.article.querySelector("output");
-    output.textContent = view.picked.length === 0 ? "" : told(view.picked);
+    output.textContent = view.picked.length === 0 ? "" : measure_text(view.picked);
     if (view.viewer && view.scene.parentNode) decorate();
   }
 

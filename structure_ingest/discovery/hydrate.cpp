@@ -1,15 +1,12 @@
 #include "structure_ingest/discovery/hydrate.hpp"
 
 #include <algorithm>
-#include <cstdint>
 #include <iterator>
 #include <map>
-#include <set>
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
 #include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
@@ -141,6 +138,8 @@ HydrateOutcome hydrate_unguarded(const StateHost& host, const HydrateOptions& op
   outcome.skipped = std::move(search.skipped);
   if (search.list.candidates.empty()) return outcome;
 
+  // Read what the state knows before the batch: sources that are no list end the call before any
+  // copy is written.
   const std::map<std::string, internal::KnownEntry> known = internal::known_sources(host);
   IngestOutcome ingested =
       internal::ingested_entries({.project = search.project,
@@ -152,6 +151,8 @@ HydrateOutcome hydrate_unguarded(const StateHost& host, const HydrateOptions& op
   std::move(ingested.skipped.begin(), ingested.skipped.end(), std::back_inserter(outcome.skipped));
   outcome.why_no_ase = std::move(ingested.why_no_ase);
   Entries& entries = ingested.entries;
+  // The manifest tells of the whole batch, also of entries that the state has already or that turn
+  // out to be unrelated.
   outcome.manifest_error = host.take_batch(search.project, entries);
   if (batch.check && !batch.dry_run) internal::keep_findings(search.project, entries);
 

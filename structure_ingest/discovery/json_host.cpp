@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <string_view>

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <set>
-#include <string_view>
-#include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"

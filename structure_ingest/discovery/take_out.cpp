@@ -17,7 +17,7 @@ constexpr std::string_view IN_PLACE_OF = " in place of ";
 constexpr std::string_view FINDING = "Finding on '";
 constexpr std::string_view FINDING_END = "' (";
 
-/// Which notes tell of one of some entries.
+/// The notes on some entries.
 class NotesOn {
  public:
   explicit NotesOn(const std::vector<const Json*>& entries) {
@@ -29,15 +29,16 @@ class NotesOn {
     }
   }
 
-  bool tell(const std::string& note) const {
-    if (note.starts_with(FINDING)) return tell_finding(note);
+  bool contains(const std::string& note) const {
+    if (note.starts_with(FINDING)) return contains_finding(note);
     if (!note.starts_with(REPLACED)) return notes_.contains(note);
     return replacements_.contains(note.substr(0, note.find(IN_PLACE_OF)));
   }
 
  private:
-  /// The name of the file may hold anything, also what comes behind it.
-  bool tell_finding(const std::string& note) const {
+  /// The name of the file may hold anything, also the text that follows it in a note: try each
+  /// place where it may end.
+  bool contains_finding(const std::string& note) const {
     for (std::size_t end = 0; (end = note.find(FINDING_END, end)) != std::string::npos;) {
       end += FINDING_END.size();
       if (findings_.contains(note.substr(0, end))) return true;
@@ -93,7 +94,7 @@ std::vector<std::string> take_out(Json& state, const std::vector<std::size_t>& p
   std::vector<std::string> gone;
   for_each_element(value_at(state, "structure_notes"), [&](const Json& note) {
     const std::string text = note.is_string() ? note.get<std::string>() : "";
-    if (text.empty() || !on_taken.tell(text) || on_left.tell(text)) {
+    if (text.empty() || !on_taken.contains(text) || on_left.contains(text)) {
       notes.push_back(note);
     } else if (std::find(gone.begin(), gone.end(), text) == gone.end()) {
       gone.push_back(text);

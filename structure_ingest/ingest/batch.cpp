@@ -1,7 +1,5 @@
 #include "structure_ingest/ingest/batch.hpp"
 
-#include <utility>
-
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 

@@ -20,12 +20,11 @@
 #include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
-#include "structure_ingest/upkeep/project_structure.hpp"
 
 namespace structure_ingest {
 namespace {
 
-struct Placed {
+struct ListedStructure {
   std::size_t place;  // among the elements of "structure_sources"
   ProjectStructure structure;
 };
@@ -58,7 +57,7 @@ bool are_alike(const ProjectStructure& a, const ProjectStructure& b) {
 ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& names,
                                 const ForgetOptions& options) {
   const std::string project = internal::text_or_empty(internal::value_at(state, "project_path"));
-  std::vector<Placed> known;
+  std::vector<ListedStructure> known;
   std::size_t place = 0;
   internal::for_each_element(internal::value_at(state, "structure_sources"),
                              [&](const Json& entry) {
@@ -67,29 +66,34 @@ ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& nam
                                ++place;
                              });
 
+  // First decide on all names: one that is unclear leaves the state as it is.
   ForgetOutcome outcome;
   std::set<std::size_t> chosen;
   for (const std::string& given : names) {
     const std::string name = internal::utf8_text(given);  // as the state holds it
-    std::vector<Placed> fitting;
-    std::copy_if(known.begin(), known.end(), std::back_inserter(fitting),
-                 [&](const Placed& each) { return fits(each.structure, name, options.folder); });
+    std::vector<ListedStructure> fitting;
+    std::copy_if(
+        known.begin(), known.end(), std::back_inserter(fitting),
+        [&](const ListedStructure& each) { return fits(each.structure, name, options.folder); });
     const bool is_clear =
-        !fitting.empty() && std::all_of(fitting.begin(), fitting.end(), [&](const Placed& each) {
+        !fitting.empty() &&
+        std::all_of(fitting.begin(), fitting.end(), [&](const ListedStructure& each) {
           return are_alike(each.structure, fitting.front().structure);
         });
     if (is_clear) {
-      for (const Placed& each : fitting) chosen.insert(each.place);
+      for (const ListedStructure& each : fitting) chosen.insert(each.place);
     } else {
       UnclearName unclear{.name = given, .fits = {}};
-      for (Placed& each : fitting) unclear.fits.push_back(std::move(each.structure));
+      for (ListedStructure& each : fitting) unclear.fits.push_back(std::move(each.structure));
       outcome.unclear.push_back(std::move(unclear));
     }
   }
   if (!outcome.unclear.empty()) return outcome;
 
-  std::set<std::string> needed = {""};  // copies and sources
-  for (Placed& each : known) {
+  // The copies and sources that stay with another structure, and those that are listed already. One
+  // set holds both: the paths of copies are relative to the project, those of sources absolute.
+  std::set<std::string> needed = {""};
+  for (ListedStructure& each : known) {
     if (chosen.contains(each.place)) {
       outcome.forgotten.push_back(std::move(each.structure));
     } else {
@@ -102,13 +106,9 @@ ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& nam
       outcome.sources.push_back(structure.source_file);
     }
   }
-  const std::vector<std::size_t> places(chosen.begin(), chosen.end());
-  if (options.dry_run) {
-    Json copy = state;
-    outcome.notes = internal::take_out(copy, places);
-  } else {
-    outcome.notes = internal::take_out(state, places);
-  }
+  Json copy = options.dry_run ? state : Json();
+  outcome.notes =
+      internal::take_out(options.dry_run ? copy : state, {chosen.begin(), chosen.end()});
   return outcome;
 }
 

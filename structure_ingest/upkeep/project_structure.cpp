@@ -3,10 +3,7 @@
 #include <charconv>
 #include <cstddef>
 #include <limits>
-#include <optional>
 #include <string_view>
-#include <system_error>
-#include <vector>
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"

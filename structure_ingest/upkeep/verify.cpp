@@ -14,7 +14,6 @@
 #include "structure_ingest/ingest/copies.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/upkeep/list.hpp"
-#include "structure_ingest/upkeep/project_structure.hpp"
 
 namespace structure_ingest {
 namespace {
@@ -137,6 +136,7 @@ class Verifier {
     if (digest.empty()) return;
     const std::string label =
         structure.source_file.empty() ? structure.path : structure.source_file;
+    // Eight digits of a digest may agree by chance, hardly so with the formula.
     const auto [first, is_new] = copies_.emplace(digest + structure.formula, label);
     if (!is_new) {
       add(findings, VerifyCode::duplicate, "the same structure is there from " + first->second,
