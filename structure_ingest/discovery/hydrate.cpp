@@ -8,10 +8,9 @@
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
-#include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
+#include "structure_ingest/discovery/state_entries.hpp"
 #include "structure_ingest/discovery/state_host.hpp"
-#include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest {

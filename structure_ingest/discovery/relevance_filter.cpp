@@ -5,7 +5,7 @@
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/discovery/take_out.hpp"
+#include "structure_ingest/discovery/state_entries.hpp"
 
 namespace structure_ingest::internal {
 namespace {

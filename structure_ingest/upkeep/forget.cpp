@@ -16,8 +16,7 @@
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
-#include "structure_ingest/discovery/merge.hpp"
-#include "structure_ingest/discovery/take_out.hpp"
+#include "structure_ingest/discovery/state_entries.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
 

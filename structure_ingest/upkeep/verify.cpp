@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/discovery/merge.hpp"
+#include "structure_ingest/discovery/state_entries.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
