@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include "apps/commands.hpp"
 #include "apps/options.hpp"
 #include "apps/progress.hpp"
 #include "apps/structure_view.hpp"

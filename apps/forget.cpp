@@ -3,7 +3,6 @@
 #include <set>
 #include <system_error>
 
-#include "apps/commands.hpp"
 #include "apps/options.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"

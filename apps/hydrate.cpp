@@ -2,7 +2,6 @@
 #include <filesystem>
 
 #include "apps/batch.hpp"
-#include "apps/commands.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "telling/outcomes.hpp"

@@ -3,7 +3,6 @@
 #include <system_error>
 
 #include "apps/batch.hpp"
-#include "apps/commands.hpp"
 #include "apps/summary.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/atomic_io.hpp"

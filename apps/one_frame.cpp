@@ -4,7 +4,6 @@
 #include <map>
 #include <system_error>
 
-#include "apps/commands.hpp"
 #include "apps/options.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"

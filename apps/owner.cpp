@@ -1,6 +1,6 @@
 #include <optional>
 
-#include "apps/commands.hpp"
+#include "apps/command_line.hpp"
 #include "apps/terminal.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 

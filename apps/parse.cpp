@@ -2,7 +2,6 @@
 
 #include <optional>
 
-#include "apps/commands.hpp"
 #include "apps/options.hpp"
 #include "apps/progress.hpp"
 #include "apps/structure_view.hpp"

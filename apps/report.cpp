@@ -1,6 +1,5 @@
 #include <algorithm>
 
-#include "apps/commands.hpp"
 #include "apps/options.hpp"
 #include "apps/progress.hpp"
 #include "apps/report/page.hpp"

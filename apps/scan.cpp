@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "apps/commands.hpp"
+#include "apps/command_line.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/workspace_inventory.hpp"

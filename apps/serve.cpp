@@ -4,7 +4,7 @@
 #include <csignal>
 #include <system_error>
 
-#include "apps/commands.hpp"
+#include "apps/command_line.hpp"
 #include "apps/terminal.hpp"
 #include "server/session.hpp"
 #include "structure_ingest/base/file.hpp"

@@ -2,7 +2,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "apps/commands.hpp"
+#include "apps/command_line.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/directory_trust.hpp"
 #include "structure_ingest/base/paths.hpp"
