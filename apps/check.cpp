@@ -1,14 +1,6 @@
 #include <unistd.h>
 
-#include <cstddef>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "apps/command_line.hpp"
-#include "apps/commands.hpp"
-#include "apps/outcome.hpp"
-#include "apps/path_list.hpp"
+#include "apps/options.hpp"
 #include "apps/progress.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/summary.hpp"
@@ -32,10 +24,7 @@ struct CheckArguments {
 
 void print_checked(const IngestedStructure& record, const std::vector<Finding>& findings,
                    const std::string& origin) {
-  print_line(
-      printable(record.source_path) + ": " +
-      (record.ok ? coloured(shown_composition(record), GREEN) : coloured("not parsed", RED)));
-  if (record.ok) print_cell(record);
+  print_heading(record);
   for (const Finding& finding : findings) {
     print_row(structure_ingest::severity_name(finding.severity), telling::finding_text(finding));
   }
@@ -44,6 +33,7 @@ void print_checked(const IngestedStructure& record, const std::vector<Finding>& 
 }
 
 Status check_files(const CheckArguments& arguments) {
+  require_paths(arguments.paths);
   Status status = ALL_WELL;
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
   structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
@@ -51,7 +41,7 @@ Status check_files(const CheckArguments& arguments) {
   Progress progress;
   Summary summary;
   for (std::size_t i = 0; i < paths.size(); ++i) {
-    progress.show(i, paths.size(), paths[i].path);
+    progress(i, paths.size(), paths[i].path);
     const structure_ingest::ParsedStructure parsed =
         parser.parse(paths[i].path, {.fingerprint = true, .content = true});
     const IngestedStructure& record = parsed.record;
@@ -90,19 +80,17 @@ Status explain(const std::string& code) {
 Command check_command() {
   auto arguments = std::make_shared<CheckArguments>();
   Command command{.name = "check",
-                  .about = "Tell what in structure files would mislead a calculation"};
-  command.add_flag("--json", arguments->json, "One JSON document a line, one line a path");
-  command.add_option("--explain", arguments->explain, "CODE", "Say what the finding CODE means");
+                  .about = "Tell what in structure files would mislead a calculation",
+                  .examples = {"check POSCAR crystal.cif", "check --explain partial_occupancy",
+                               "check --json *.cif | jq -r 'select(.findings != []) | .path'"},
+                  .run = [arguments] {
+                    return arguments->explain.empty() ? check_files(*arguments)
+                                                      : explain(arguments->explain);
+                  }};
+  command.add("--json", &arguments->json, "One JSON document a line, one line a path");
+  command.add("--explain CODE", &arguments->explain, "Say what the finding CODE means");
   add_jobs_option(command, arguments->jobs);
   add_path_options(command, arguments->paths, "Structure files");
-  command.check = [arguments] {
-    if (arguments->explain.empty()) require_paths(arguments->paths);
-  };
-  command.examples = {"check POSCAR crystal.cif", "check --explain partial_occupancy",
-                      "check --json *.cif | jq -r 'select(.findings != []) | .path'"};
-  command.run = [arguments] {
-    return arguments->explain.empty() ? check_files(*arguments) : explain(arguments->explain);
-  };
   return command;
 }
 

@@ -3,10 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <string_view>
 #include <system_error>
-#include <utility>
+#include <type_traits>
 
 #include "apps/terminal.hpp"
 
@@ -65,6 +64,26 @@ std::vector<std::string> command_names(const CLI::App& program) {
   return names;
 }
 
+/// How many single-character changes (a wrong, missing or needless character, or two that changed
+/// places) lead from one text to the other.
+std::size_t edit_distance(const std::string& from, const std::string& to) {
+  // The distance between the first i characters of one and the first j of the other, at [i][j].
+  std::vector distance(from.size() + 1, std::vector<std::size_t>(to.size() + 1));
+  for (std::size_t i = 0; i <= from.size(); ++i) {
+    for (std::size_t j = 0; j <= to.size(); ++j) {
+      std::size_t& least = distance[i][j];
+      least = i + j;
+      if (i == 0 || j == 0) continue;
+      const std::size_t differs = from[i - 1] == to[j - 1] ? 0 : 1;
+      least = std::min(
+          {distance[i - 1][j] + 1, distance[i][j - 1] + 1, distance[i - 1][j - 1] + differs});
+      const bool swapped = i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1];
+      if (swapped) least = std::min(least, distance[i - 2][j - 2] + 1);
+    }
+  }
+  return distance[from.size()][to.size()];
+}
+
 /// The one of `names` that was probably meant by `word`, or nothing when none is near.
 std::string nearest(const std::string& word, const std::vector<std::string>& names) {
   std::string typed = without_dashes(word);
@@ -107,10 +126,6 @@ std::string refused_option(const CLI::App* command, const CLI::App& program,
   return with_suggestion(message, nearest(name, known));
 }
 
-std::string program_text() {
-  return "Takes the atomic-structure files that a user supplies into a project.";
-}
-
 constexpr const char* EXIT_STATUS =
     "Exit status: 0 all well, 1 some file could not be parsed, a check found an error\n"
     "or something is not as it was, 2 wrong usage or an unusable state, 3 something\n"
@@ -146,39 +161,49 @@ std::string refusal_of(const CLI::App& program, const CLI::ParseError& error) {
                                    : "unexpected argument '" + first + "'";
     }
   } else if (command == nullptr) {
-    message = "give a command:";
-    std::string separator = " ";
+    message.clear();
     for (const std::string& name : command_names(program)) {
-      message += std::exchange(separator, ", ") + name;
+      message += (message.empty() ? "give a command: " : ", ") + name;
     }
   }
   const std::string name = command == nullptr ? "" : command->get_name() + " ";
   return message + " (see 'structure-ingest " + name + "--help')";
 }
 
-CLI::Option* declared(CLI::App& command, const Command::Option& option) {
-  if (option.flag != nullptr) return command.add_flag(option.name, *option.flag, option.about);
-  CLI::Option* const added = option.text != nullptr
-                                 ? command.add_option(option.name, *option.text, option.about)
-                                 : command.add_option(option.name, *option.list, option.about);
-  return added->type_name(option.type);
+CLI::Option* add_option(CLI::App& command, const Command::Option& option) {
+  const std::size_t blank = std::min(option.name.find(' '), option.name.size());
+  const std::string name = option.name.substr(0, blank);
+  const auto add = [&](auto* value) {
+    if constexpr (std::is_same_v<decltype(value), bool*>) {
+      return command.add_flag(name, *value, option.about);
+    } else {
+      return command.add_option(name, *value, option.about);
+    }
+  };
+  CLI::Option* const added = std::visit(add, option.value);
+  return added->type_name(option.name.substr(std::min(blank + 1, option.name.size())));
+}
+
+void add_version_flag(CLI::App& command) {
+  command
+      .set_version_flag("--version", std::string("structure-ingest ") + STRUCTURE_INGEST_VERSION)
+      ->description("Print the version and exit");
 }
 
 /// Declares a subcommand in the terms of the parser.
-void declare(CLI::App& program, const Command& command) {
-  CLI::App* const declared_command = program.add_subcommand(command.name, command.about);
-  for (const Command::Option& option : command.options) {
-    CLI::Option* const added = declared(*declared_command, option);
-    for (const std::string& other : option.traits.excludes) {
-      added->excludes(declared_command->get_option(other));
-    }
-    for (const std::string& other : option.traits.needs) {
-      added->needs(declared_command->get_option(other));
-    }
-    if (option.traits.required) added->required();
-    if (option.traits.show_default) added->capture_default_str();
+void add_command(CLI::App& program, const Command& command) {
+  CLI::App* const added = program.add_subcommand(command.name, command.about);
+  for (const Command::Option& declared : command.options) {
+    CLI::Option* const option = add_option(*added, declared);
+    const OptionTraits& traits = declared.traits;
+    for (const std::string& other : traits.excludes) option->excludes(added->get_option(other));
+    for (const std::string& other : traits.needs) option->needs(added->get_option(other));
+    option->required(traits.required);
+    if (traits.show_default) option->capture_default_str();
   }
-  declared_command->footer(examples_text(command.examples));
+  add_version_flag(*added);
+  added->footer(examples_text(command.examples));
+  added->group("Commands");
 }
 
 /// The arguments, last one first as the option parser takes them. It would read a path in square
@@ -195,52 +220,16 @@ std::vector<std::string> reversed_arguments(int argc, char** argv) {
 
 }  // namespace
 
-void Command::add_flag(const std::string& option, bool& value, const std::string& text,
-                       OptionTraits traits) {
-  options.push_back({.name = option, .about = text, .flag = &value, .traits = std::move(traits)});
-}
-
-void Command::add_option(const std::string& option, std::string& value, const std::string& type,
-                         const std::string& text, OptionTraits traits) {
-  options.push_back(
-      {.name = option, .about = text, .type = type, .text = &value, .traits = std::move(traits)});
-}
-
-void Command::add_options(const std::string& option, std::vector<std::string>& values,
-                          const std::string& type, const std::string& text, OptionTraits traits) {
-  options.push_back(
-      {.name = option, .about = text, .type = type, .list = &values, .traits = std::move(traits)});
-}
-
-void Command::add_argument(const std::string& argument, std::string& value,
-                           const std::string& text) {
-  add_option(argument, value, "", text, {.required = true});
-}
-
-void Command::add_optional_argument(const std::string& argument, std::string& value,
-                                    const std::string& text) {
-  add_option(argument, value, "", text);
-}
-
-void Command::add_arguments(const std::string& argument, std::vector<std::string>& values,
-                            const std::string& text, OptionTraits traits) {
-  add_options(argument, values, "", text, std::move(traits));
-}
-
-Status run_command_line(int argc, char** argv, std::vector<Command> commands) {
-  CLI::App program(program_text(), "structure-ingest");
+Status run_command_line(int argc, char** argv, const std::vector<Command>& commands) {
+  CLI::App program("Takes the atomic-structure files that a user supplies into a project.",
+                   "structure-ingest");
   set_help_format(program);
   program.set_help_flag("-h,--help", "Print this help and exit");
   program.require_subcommand(1, 1);
-  for (const Command& command : commands) declare(program, command);
+  for (const Command& command : commands) add_command(program, command);
   program.footer(examples_text({"parse water.xyz crystal.cif",
                                 "hydrate --project my_project ~/water.xyz", "COMMAND --help"}));
-  const std::string version = std::string("structure-ingest ") + STRUCTURE_INGEST_VERSION;
-  program.set_version_flag("--version", version)->description("Print the version and exit");
-  for (CLI::App* command : program.get_subcommands({})) {
-    command->set_version_flag("--version", version)->description("Print the version and exit");
-    command->group("Commands");
-  }
+  add_version_flag(program);
   try {
     program.parse(reversed_arguments(argc, argv));
   } catch (const CLI::Success& request) {
@@ -251,34 +240,13 @@ Status run_command_line(int argc, char** argv, std::vector<Command> commands) {
     return WRONG_USAGE;
   }
   const std::string name = program.get_subcommands().front()->get_name();
-  const auto command = std::find_if(commands.begin(), commands.end(),
-                                    [&name](const Command& each) { return each.name == name; });
   try {
-    if (command->check) command->check();
-    return command->run();
+    return std::find_if(commands.begin(), commands.end(),
+                        [&name](const Command& each) { return each.name == name; })
+        ->run();
   } catch (const WrongOptions& error) {
     throw WrongInput(error.what() + (" (see 'structure-ingest " + name + " --help')"));
   }
-}
-
-std::size_t edit_distance(const std::string& from, const std::string& to) {
-  // The rows for the prefixes of `from` that are two, one and no character shorter.
-  std::vector<std::size_t> before_last(to.size() + 1);
-  std::vector<std::size_t> last(to.size() + 1);
-  std::vector<std::size_t> row(to.size() + 1);
-  for (std::size_t j = 0; j <= to.size(); ++j) row[j] = j;
-  for (std::size_t i = 1; i <= from.size(); ++i) {
-    before_last.swap(last);
-    last.swap(row);
-    row[0] = i;
-    for (std::size_t j = 1; j <= to.size(); ++j) {
-      const std::size_t differs = from[i - 1] == to[j - 1] ? 0 : 1;
-      row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + differs});
-      const bool swapped = i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1];
-      if (swapped) row[j] = std::min(row[j], before_last[j - 2] + 1);
-    }
-  }
-  return row[to.size()];
 }
 
 }  // namespace apps

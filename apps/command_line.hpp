@@ -1,12 +1,14 @@
 // The command line: what a subcommand declares, the help that is made of it, and what is said of
-// arguments that do not fit. The library that parses is included by the source of this header
-// alone.
+// arguments that do not fit. Only the source of this header includes the library that parses, whose
+// headers take long to compile.
 #pragma once
 
 #include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 namespace apps {
@@ -39,43 +41,47 @@ struct OptionTraits {
 
 /// A subcommand: what it declares, and what runs it once the values have been read.
 struct Command {
+  /// Where the value of an option goes: that of a flag, one text, or any number of texts.
+  using Value = std::variant<bool*, std::string*, std::vector<std::string>*>;
+
   struct Option {
-    std::string name;  // "--json", "-o,--output", or "FILE" for an argument
+    /// "--json" for a flag, "-o,--output FILE" for an option with a value, "FILE" for an argument.
+    std::string name;
+    Value value;
     std::string about;
-    std::string type{};    // of its value: "DIR"
-    bool* flag = nullptr;  // one of these gets the value
-    std::string* text = nullptr;
-    std::vector<std::string>* list = nullptr;
     OptionTraits traits{};
   };
 
   std::string name;
   std::string about;
-  std::vector<Option> options{};
-  std::vector<std::string> examples{};  // of the arguments
-  std::function<Status()> run{};
-  std::function<void()> check{};  // of options that do not go together: throws WrongOptions
+  std::vector<std::string> examples;  // of the arguments
+  std::function<Status()> run;        // throws WrongOptions for options that do not go together
+  std::vector<Option> options{};      // in the order of the help
 
-  void add_flag(const std::string& option, bool& value, const std::string& text,
-                OptionTraits traits = {});
-  void add_option(const std::string& option, std::string& value, const std::string& type,
-                  const std::string& text, OptionTraits traits = {});
-  void add_options(const std::string& option, std::vector<std::string>& values,
-                   const std::string& type, const std::string& text, OptionTraits traits = {});
-  /// An argument that must be given, one that need not, and any number of them.
-  void add_argument(const std::string& argument, std::string& value, const std::string& text);
-  void add_optional_argument(const std::string& argument, std::string& value,
-                             const std::string& text);
-  void add_arguments(const std::string& argument, std::vector<std::string>& values,
-                     const std::string& text, OptionTraits traits = {});
+  void add(std::string option, Value value, std::string text, OptionTraits traits = {}) {
+    options.push_back({std::move(option), value, std::move(text), std::move(traits)});
+  }
 };
 
 /// Reads the arguments and runs the subcommand that they name. Prints help, version and what is
 /// wrong with the arguments.
-Status run_command_line(int argc, char** argv, std::vector<Command> commands);
+Status run_command_line(int argc, char** argv, const std::vector<Command>& commands);
 
-/// How many single-character changes (a wrong, missing or needless character, or two that changed
-/// places) lead from one text to the other.
-std::size_t edit_distance(const std::string& from, const std::string& to);
+// The subcommands, each in the source of its name or of its subject.
+Command parse_command();
+Command check_command();
+Command ingest_command();
+Command hydrate_command();
+Command owner_command();
+Command belongs_command();
+Command trust_command();
+Command scan_command();
+Command list_command();
+Command verify_command();
+Command forget_command();
+Command extract_command();
+Command picture_command();
+Command report_command();
+Command serve_command();
 
 }  // namespace apps

@@ -1,14 +1,9 @@
 #include <algorithm>
 #include <filesystem>
-#include <memory>
-#include <string>
+#include <set>
 #include <system_error>
-#include <vector>
 
-#include "apps/command_line.hpp"
-#include "apps/commands.hpp"
-#include "apps/outcome.hpp"
-#include "apps/project_state.hpp"
+#include "apps/options.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "telling/words.hpp"
@@ -52,38 +47,20 @@ void require_clear_names(const ForgetOutcome& outcome, const std::string& file) 
   }
 }
 
-/// Removes the copies that nothing needs any more, and returns those that could not be removed.
-std::vector<std::string> delete_copies(const std::string& project,
-                                       const std::vector<std::string>& copies) {
-  std::vector<std::string> left;
-  for (const std::string& copy : copies) {
-    try {
-      structure_ingest::delete_copy(project, copy);
-    } catch (const std::system_error& error) {
-      print_error(error.what());
-      left.push_back(copy);
-    }
-  }
-  return left;
-}
-
-bool contains(const std::vector<std::string>& list, const std::string& text) {
-  return std::find(list.begin(), list.end(), text) != list.end();
-}
-
-void print_forgotten(const ForgetOutcome& outcome, const ForgetArguments& arguments,
-                     const std::vector<std::string>& left) {
+/// Prints what was forgotten; the copies `deleted` are gone, or would be after a dry run.
+void print_forgotten(const ForgetOutcome& outcome, const std::set<std::string>& deleted,
+                     bool dry_run) {
   for (const ProjectStructure& structure : outcome.forgotten) {
     print_line("forgotten  " + printable(label_of(structure)));
     if (structure.ok) {
       print_row("formula", telling::composition(structure.formula, structure.natoms));
     }
     if (structure.copy.empty()) continue;
-    const bool is_needed = !contains(outcome.copies, structure.copy);
-    const bool is_gone = arguments.delete_copy && !is_needed && !contains(left, structure.copy);
-    const std::string what = !is_gone            ? "kept: "
-                             : arguments.dry_run ? "to be deleted: "
-                                                 : "deleted: ";
+    const bool is_needed = std::find(outcome.copies.begin(), outcome.copies.end(),
+                                     structure.copy) == outcome.copies.end();
+    const std::string what = !deleted.contains(structure.copy) ? "kept: "
+                             : dry_run                         ? "to be deleted: "
+                                                               : "deleted: ";
     print_row("copy", what + structure.copy + (is_needed ? " (another structure has it)" : ""));
   }
   for (const std::string& note : outcome.notes) print_row("note", "taken out: " + note);
@@ -95,7 +72,6 @@ Status run(const ForgetArguments& arguments) {
   const structure_ingest::ForgetOptions options{.folder = std::filesystem::current_path().string(),
                                                 .dry_run = arguments.dry_run};
   ForgetOutcome outcome;
-  std::vector<std::string> left;
   const auto forget = [&](Json& state) {
     outcome = structure_ingest::forget_structures(state, arguments.names, options);
     require_clear_names(outcome, project.file);
@@ -106,12 +82,23 @@ Status run(const ForgetArguments& arguments) {
     print_line("Dry run: nothing is written. What would be forgotten:");
   } else {
     change_state(arguments.state, forget);
-    // Only now: the copy of a structure that the state still has must not go.
-    if (arguments.delete_copy) left = delete_copies(project.project, outcome.copies);
-    structure_ingest::forget_findings(project.project, outcome.sources);
   }
-  print_forgotten(outcome, arguments, left);
-  return left.empty() ? ALL_WELL : CANNOT_WRITE;
+  Status status = ALL_WELL;
+  std::set<std::string> deleted;
+  // Delete copies only now: that of a structure that the state still has must not go.
+  for (const std::string& copy :
+       arguments.delete_copy ? outcome.copies : std::vector<std::string>()) {
+    try {
+      if (!arguments.dry_run) structure_ingest::delete_copy(project.project, copy);
+      deleted.insert(copy);
+    } catch (const std::system_error& error) {
+      print_error(error.what());
+      status = CANNOT_WRITE;
+    }
+  }
+  if (!arguments.dry_run) structure_ingest::forget_findings(project.project, outcome.sources);
+  print_forgotten(outcome, deleted, arguments.dry_run);
+  return status;
 }
 
 }  // namespace
@@ -119,17 +106,17 @@ Status run(const ForgetArguments& arguments) {
 Command forget_command() {
   auto arguments = std::make_shared<ForgetArguments>();
   Command command{.name = "forget",
-                  .about = "Take structures out of a project's state, with the notes on them"};
+                  .about = "Take structures out of a project's state, with the notes on them",
+                  .examples = {"forget --project my_project water.xyz",
+                               "forget --delete-copy ingested_water_e78b2589.xyz"},
+                  .run = [arguments] { return run(*arguments); }};
   add_state_options(command, arguments->state, "The project folder (default: the current one)");
-  command.add_flag("--delete-copy", arguments->delete_copy,
-                   "Delete the canonical copy as well, unless another structure has it");
-  command.add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
-  command.add_arguments("NAME", arguments->names,
-                        "A structure: the path or the file name of its source or of its copy",
-                        {.required = true});
-  command.examples = {"forget --project my_project water.xyz",
-                      "forget --delete-copy ingested_water_e78b2589.xyz"};
-  command.run = [arguments] { return run(*arguments); };
+  command.add("--delete-copy", &arguments->delete_copy,
+              "Delete the canonical copy as well, unless another structure has it");
+  command.add("--dry-run", &arguments->dry_run, "Write nothing; say what would be done");
+  command.add("NAME", &arguments->names,
+              "A structure: the path or the file name of its source or of its copy",
+              {.required = true});
   return command;
 }
 

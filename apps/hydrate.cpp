@@ -1,16 +1,7 @@
 #include <algorithm>
-#include <cstddef>
 #include <filesystem>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include "apps/command_line.hpp"
-#include "apps/commands.hpp"
-#include "apps/outcome.hpp"
-#include "apps/path_list.hpp"
-#include "apps/progress.hpp"
-#include "apps/project_state.hpp"
+#include "apps/batch.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "telling/outcomes.hpp"
@@ -25,14 +16,9 @@ using structure_ingest::SourceEntry;
 
 struct HydrateArguments {
   StateArguments state;
-  std::string limit = std::to_string(structure_ingest::DEFAULT_LIMIT);
   bool refresh = false;
-  bool dry_run = false;
-  bool json = false;
-  bool no_check = false;
   bool note_findings = false;
-  std::string jobs;
-  PathArguments paths;
+  BatchArguments batch;
 };
 
 /// Why an entry was kept: the assessor's verdict on it, if it was asked.
@@ -96,29 +82,38 @@ structure_ingest::Collaborators modules_that_warn() {
 
 HydrateOutcome hydrate(Json& state, const HydrateArguments& arguments,
                        const std::vector<std::string>& paths) {
-  structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
+  const BatchArguments& batch = arguments.batch;
+  structure_ingest::StructureParser parser({.processes = processes_for(batch.jobs)});
   Progress progress;
-  return structure_ingest::hydrate(
-      state,
-      {.extra_paths = paths,
-       .collaborators = modules_that_warn(),
-       .limit = read_limit(arguments.limit),
-       .batch = {.progress = [&progress](
-                                 std::size_t done, std::size_t total,
-                                 const std::string& path) { progress.show(done, total, path); },
-                 .dry_run = arguments.dry_run,
-                 .check = !arguments.no_check,
-                 .parser = &parser},
-       .refresh = arguments.refresh,
-       .note_findings = arguments.note_findings});
+  return structure_ingest::hydrate(state, {.extra_paths = paths,
+                                           .collaborators = modules_that_warn(),
+                                           .limit = read_limit(batch.limit),
+                                           .batch = batch_options(batch, parser, progress),
+                                           .refresh = arguments.refresh,
+                                           .note_findings = arguments.note_findings});
+}
+
+/// Whether there is nothing to print of a hydration that looked at all files.
+bool found_nothing_new(const HydrateOutcome& outcome) {
+  return outcome.taken.empty() && outcome.dropped.empty() &&
+         std::none_of(outcome.known.begin(), outcome.known.end(),
+                      [](const KnownSource& known) { return known.changed; }) &&
+         std::none_of(outcome.skipped.begin(), outcome.skipped.end(), [](const auto& skipped) {
+           return skipped.reason == structure_ingest::SkipReason::past_limit;
+         });
 }
 
 Status run(const HydrateArguments& arguments) {
-  const int limit = read_limit(arguments.limit);
-  processes_for(arguments.jobs);  // refuses a wrong number before anything is done
-  const std::vector<std::string> paths = paths_into_project(arguments.paths);
+  const BatchArguments& batch = arguments.batch;
+  if (arguments.state.state.empty() && arguments.state.project.empty()) {
+    throw WrongOptions("--state or --project is required");
+  }
+  // Refuse wrong numbers before anything is done.
+  const int limit = read_limit(batch.limit);
+  processes_for(batch.jobs);
+  const std::vector<std::string> paths = paths_into_project(batch.paths);
   HydrateOutcome outcome;
-  if (arguments.dry_run) {
+  if (batch.dry_run) {
     Json state = state_to_try(arguments.state);
     outcome = hydrate(state, arguments, paths);
   } else {
@@ -127,61 +122,49 @@ Status run(const HydrateArguments& arguments) {
     }
     change_state(arguments.state, [&](Json& state) { outcome = hydrate(state, arguments, paths); });
   }
-  if (arguments.json) {
+  if (batch.json) {
     print_array(outcome.taken);
     warn_outcome(outcome);
     warn_skipped(outcome.skipped, limit);
   } else if (!outcome.error) {
-    if (arguments.dry_run) print_line(DRY_RUN);
+    if (batch.dry_run) print_line(DRY_RUN);
     print_outcome(outcome);
     print_skipped(outcome.skipped, limit);
-    const bool is_silent = outcome.taken.empty() && outcome.dropped.empty() &&
-                           std::none_of(outcome.known.begin(), outcome.known.end(),
-                                        [](const KnownSource& known) { return known.changed; });
-    const bool saw_all =
-        std::none_of(outcome.skipped.begin(), outcome.skipped.end(), [](const auto& skipped) {
-          return skipped.reason == structure_ingest::SkipReason::past_limit;
-        });
-    if (is_silent && saw_all) print_line("Nothing new.");
+    if (found_nothing_new(outcome)) print_line("Nothing new.");
   }
   if (outcome.error) {
     throw WrongInput(state_file_of(arguments.state) +
                      ": nothing was taken in: " + telling::message_of(outcome.error));
   }
-  warn_why_no_ase(outcome.why_no_ase);
-  return status_of(outcome.taken, outcome.manifest_error);
+  return status_of(outcome.taken, outcome.manifest_error, outcome.why_no_ase);
 }
 
 }  // namespace
 
 Command hydrate_command() {
   auto arguments = std::make_shared<HydrateArguments>();
+  BatchArguments& batch = arguments->batch;
   Command command{.name = "hydrate",
-                  .about = "Take the structures that an agent state names into its project"};
+                  .about = "Take the structures that an agent state names into its project",
+                  .examples = {"hydrate --project my_project ~/water.xyz ~/crystal.cif",
+                               "hydrate --project my_project --refresh ~/water.xyz",
+                               "hydrate --state state.json --json"},
+                  .run = [arguments] { return run(*arguments); }};
   add_state_options(command, arguments->state,
                     std::string("A project whose own ") + PROJECT_STATE +
                         " is the state (instead of --state); created when missing");
-  command.add_option("--limit", arguments->limit, "N",
-                     "How many files are considered, those that the state names included",
-                     {.show_default = true});
-  command.add_flag("--refresh", arguments->refresh,
-                   "Take in anew what has changed since it was taken in");
-  command.add_flag("--dry-run", arguments->dry_run, "Write nothing; say what would be done");
-  command.add_flag("--json", arguments->json, "One JSON array of the entries that were added");
-  command.add_flag("--no-check", arguments->no_check, "Do not check the structures");
-  command.add_flag("--note-findings", arguments->note_findings,
-                   "Add a note to the state for each error and warning that the check finds");
-  add_jobs_option(command, arguments->jobs);
-  add_project_path_options(command, arguments->paths, "More structure files, as if attached");
-  command.examples = {"hydrate --project my_project ~/water.xyz ~/crystal.cif",
-                      "hydrate --project my_project --refresh ~/water.xyz",
-                      "hydrate --state state.json --json"};
-  command.check = [arguments] {
-    if (arguments->state.state.empty() && arguments->state.project.empty()) {
-      throw WrongOptions("--state or --project is required");
-    }
-  };
-  command.run = [arguments] { return run(*arguments); };
+  command.add("--limit N", &batch.limit,
+              "How many files are considered, those that the state names included",
+              {.show_default = true});
+  command.add("--refresh", &arguments->refresh,
+              "Take in anew what has changed since it was taken in");
+  command.add("--dry-run", &batch.dry_run, "Write nothing; say what would be done");
+  command.add("--json", &batch.json, "One JSON array of the entries that were added");
+  command.add("--no-check", &batch.no_check, "Do not check the structures");
+  command.add("--note-findings", &arguments->note_findings,
+              "Add a note to the state for each error and warning that the check finds");
+  add_jobs_option(command, batch.jobs);
+  add_project_path_options(command, batch.paths, "More structure files, as if attached");
   return command;
 }
 

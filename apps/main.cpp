@@ -8,7 +8,6 @@
 #include <system_error>
 
 #include "apps/command_line.hpp"
-#include "apps/commands.hpp"
 #include "apps/terminal.hpp"
 
 namespace {

@@ -1,17 +1,9 @@
 #include <unistd.h>
 
-#include <cstddef>
-#include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
-#include "apps/command_line.hpp"
-#include "apps/commands.hpp"
-#include "apps/outcome.hpp"
-#include "apps/path_list.hpp"
+#include "apps/options.hpp"
 #include "apps/progress.hpp"
-#include "apps/structure_row.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/summary.hpp"
 #include "apps/table.hpp"
@@ -30,18 +22,6 @@ struct ParseArguments {
   std::string jobs;
   PathArguments paths;
 };
-
-void print_record(const structure_ingest::IngestedStructure& record,
-                  const std::vector<structure_ingest::Finding>& findings, const std::string& part,
-                  const std::string& origin) {
-  print_line(
-      printable(record.source_path) + (part.empty() ? "" : ", " + part) + ": " +
-      (record.ok ? coloured(shown_composition(record), GREEN) : coloured("not parsed", RED)));
-  if (record.ok) print_cell(record);
-  print_warnings(record.warnings, record.ok);
-  print_cautions(record, findings);
-  if (!record.ok && !origin.empty()) print_row("listed", origin);
-}
 
 /// Shows the records in the way that was asked for.
 class Output {
@@ -66,10 +46,11 @@ class Output {
     } else {
       // A check looks into the file, too, and there at what is read by itself.
       std::vector<structure_ingest::Finding> findings;
-      if (!arguments_.no_check && part.empty()) {
-        findings = structure_ingest::check_structure(parsed);
-      }
-      print_record(record, findings, part, origin);
+      if (checks() && part.empty()) findings = structure_ingest::check_structure(parsed);
+      print_heading(record, part);
+      print_warnings(record.warnings, record.ok);
+      print_cautions(record, findings);
+      if (!record.ok && !origin.empty()) print_row("listed", origin);
       summary_.add(record);
       summary_.add(findings);
     }
@@ -92,6 +73,7 @@ class Output {
 };
 
 Status run(const ParseArguments& arguments) {
+  require_paths(arguments.paths);
   Status status = ALL_WELL;
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
   std::optional<structure_ingest::FrameChoice> choice;
@@ -102,7 +84,7 @@ Status run(const ParseArguments& arguments) {
   Output output(arguments);
   std::string reason_told;
   for (std::size_t i = 0; i < paths.size(); ++i) {
-    progress.show(i, paths.size(), paths[i].path);
+    progress(i, paths.size(), paths[i].path);
     const auto add = [&](const structure_ingest::ParsedStructure& parsed, const std::string& part) {
       if (!parsed.record.ok) status = SOME_FILE_UNPARSED;
       if (isatty(STDOUT_FILENO) != 0) progress.clear();
@@ -135,26 +117,25 @@ Status run(const ParseArguments& arguments) {
 
 Command parse_command() {
   auto arguments = std::make_shared<ParseArguments>();
-  Command command{.name = "parse", .about = "Parse structure files and show them"};
-  command.add_flag("--json", arguments->json, "One JSON document a line, one line a path");
-  command.add_flag("--table", arguments->table, "One aligned line a file",
-                   {.excludes = {"--json"}});
-  command.add_flag("--csv", arguments->csv, "The same as comma-separated values",
-                   {.excludes = {"--json", "--table"}});
-  command.add_option("--frame", arguments->frame, "N",
-                     "Of XYZ files another frame than the first: a number, last, or all");
-  command.add_option("--block", arguments->block, "NAME",
-                     "Of CIF files the data block of this name, as if it were alone",
-                     {.excludes = {"--frame"}});
-  command.add_flag("--no-check", arguments->no_check,
-                   "Leave out the cautions: what 'check' calls an error or a warning");
+  Command command{.name = "parse",
+                  .about = "Parse structure files and show them",
+                  .examples = {"parse water.xyz crystal.cif POSCAR",
+                               "parse --json crystal.cif | jq .cell_ang", "parse --table *.cif",
+                               "parse --frame last relaxation.xyz", "parse --files-from list.txt"},
+                  .run = [arguments] { return run(*arguments); }};
+  command.add("--json", &arguments->json, "One JSON document a line, one line a path");
+  command.add("--table", &arguments->table, "One aligned line a file", {.excludes = {"--json"}});
+  command.add("--csv", &arguments->csv, "The same as comma-separated values",
+              {.excludes = {"--json", "--table"}});
+  command.add("--frame N", &arguments->frame,
+              "Of XYZ files another frame than the first: a number, last, or all");
+  command.add("--block NAME", &arguments->block,
+              "Of CIF files the data block of this name, as if it were alone",
+              {.excludes = {"--frame"}});
+  command.add("--no-check", &arguments->no_check,
+              "Leave out the cautions: what 'check' calls an error or a warning");
   add_jobs_option(command, arguments->jobs);
   add_path_options(command, arguments->paths, "Structure files");
-  command.check = [arguments] { require_paths(arguments->paths); };
-  command.examples = {"parse water.xyz crystal.cif POSCAR",
-                      "parse --json crystal.cif | jq .cell_ang", "parse --table *.cif",
-                      "parse --frame last relaxation.xyz", "parse --files-from list.txt"};
-  command.run = [arguments] { return run(*arguments); };
   return command;
 }
 

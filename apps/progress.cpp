@@ -7,6 +7,7 @@
 #include <csignal>
 #include <iostream>
 #include <string_view>
+#include <utility>
 
 #include "apps/terminal.hpp"
 
@@ -48,12 +49,10 @@ std::size_t terminal_width() {
 std::string duration(double seconds) {
   constexpr double MINUTE = 60;
   constexpr double HOUR = 3600;
-  const bool short_time = seconds < 2 * MINUTE;
-  const bool hours = seconds >= 2 * HOUR;
-  const double unit = short_time ? 1 : hours ? HOUR : MINUTE;
-  return std::to_string(std::llround(std::ceil(seconds / unit))) + (short_time ? " s"
-                                                                    : hours    ? " h"
-                                                                               : " min");
+  const auto [unit, name] = seconds < 2 * MINUTE ? std::pair(1.0, " s")
+                            : seconds < 2 * HOUR ? std::pair(MINUTE, " min")
+                                                 : std::pair(HOUR, " h");
+  return std::to_string(std::llround(std::ceil(seconds / unit))) + name;
 }
 
 /// The end of a printable text that fits into `width` columns, with dots where the rest was.
@@ -80,7 +79,7 @@ Progress::~Progress() {
   clear();
 }
 
-void Progress::show(std::size_t done, std::size_t total, const std::string& path) {
+void Progress::operator()(std::size_t done, std::size_t total, const std::string& path) {
   if (!on_terminal_) return;
   const Clock::time_point now = Clock::now();
   if (now - start_ < DELAY || (line_is_shown != 0 && now - shown_at_ < INTERVAL)) return;

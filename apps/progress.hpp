@@ -17,8 +17,8 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// Tells that `done` of `total` files are done and that `path` is next.
-  void show(std::size_t done, std::size_t total, const std::string& path);
+  /// Shows that `done` of `total` files are done and that `path` is next.
+  void operator()(std::size_t done, std::size_t total, const std::string& path);
 
   /// Removes the line, so that something else can be printed in its place.
   void clear();

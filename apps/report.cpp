@@ -1,24 +1,14 @@
+#include <algorithm>
 
-#include <cstddef>
-#include <memory>
-#include <optional>
-#include <string>
-#include <system_error>
-#include <utility>
-#include <vector>
-
-#include "apps/command_line.hpp"
-#include "apps/commands.hpp"
-#include "apps/outcome.hpp"
-#include "apps/output_file.hpp"
-#include "apps/path_list.hpp"
+#include "apps/options.hpp"
 #include "apps/progress.hpp"
-#include "apps/project_state.hpp"
 #include "apps/report/page.hpp"
+#include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "telling/outcomes.hpp"
 
 namespace apps {
@@ -34,10 +24,6 @@ struct ReportArguments {
   std::string title;
   std::string output;
 };
-
-bool is_of_project(const ReportArguments& arguments) {
-  return !arguments.state.project.empty() || !arguments.state.state.empty();
-}
 
 structure_ingest::Quantities all_quantities_of(const structure_ingest::IngestedStructure& record) {
   return structure_ingest::quantities_of(record, {.space_group = true});
@@ -91,7 +77,7 @@ std::vector<ReportedStructure> from_files(const PathArguments& arguments) {
   Progress progress;
   std::string reason_told;
   for (std::size_t i = 0; i < paths.size(); ++i) {
-    progress.show(i, paths.size(), paths[i].path);
+    progress(i, paths.size(), paths[i].path);
     structures.push_back(from_file(parser, paths[i]));
     if (const std::string& reason = parser.why_ase_is_unavailable(); reason != reason_told) {
       progress.clear();
@@ -116,16 +102,21 @@ Report project_report(const StateArguments& arguments) {
   structure_ingest::StructureParser parser;
   Progress progress;
   for (std::size_t i = 0; i < listing.structures.size(); ++i) {
-    progress.show(i, listing.structures.size(), listing.structures[i].path);
+    progress(i, listing.structures.size(), listing.structures[i].path);
     report.structures.push_back(from_project(parser, project.project, listing.structures[i]));
   }
   return report;
 }
 
 Status run(const ReportArguments& arguments) {
+  const bool is_of_project = !arguments.state.project.empty() || !arguments.state.state.empty();
+  if (!is_of_project) require_paths(arguments.paths);
+  if (is_of_project && !arguments.paths.are_empty()) {
+    throw WrongOptions("PATH excludes --project");
+  }
   ending_of_output(arguments.output, {".html", ".htm"});
   Report report;
-  if (is_of_project(arguments)) {
+  if (is_of_project) {
     report = project_report(arguments.state);
   } else {
     report.title = "Structures";
@@ -133,16 +124,12 @@ Status run(const ReportArguments& arguments) {
   }
   report.program = std::string("structure-ingest ") + STRUCTURE_INGEST_VERSION;
   if (!arguments.title.empty()) report.title = arguments.title;
-  const std::string page = report_page(report);
-  internal::replace_file(arguments.output, page);
-
-  std::size_t unread = 0;
-  for (const ReportedStructure& structure : report.structures) {
-    if (!structure.record.ok) ++unread;
-  }
-  const std::size_t read = report.structures.size() - unread;
-  print_line(printable(arguments.output) + ": " + std::to_string(read) +
-             (read == 1 ? " structure" : " structures") +
+  internal::replace_file(arguments.output, report_page(report));
+  const std::size_t read = static_cast<std::size_t>(
+      std::count_if(report.structures.begin(), report.structures.end(),
+                    [](const ReportedStructure& structure) { return structure.record.ok; }));
+  const std::size_t unread = report.structures.size() - read;
+  print_line(printable(arguments.output) + ": " + internal::counted(read, "structure") +
              (unread == 0 ? "" : ", " + std::to_string(unread) + " not parsed"));
   return unread == 0 ? ALL_WELL : SOME_FILE_UNPARSED;
 }
@@ -153,19 +140,14 @@ Command report_command() {
   auto arguments = std::make_shared<ReportArguments>();
   Command command{
       .name = "report",
-      .about = "Write one HTML page with the structures in 3D, their numbers and findings"};
+      .about = "Write one HTML page with the structures in 3D, their numbers and findings",
+      .examples = {"report *.cif -o report.html", "report --project my_project -o report.html"},
+      .run = [arguments] { return run(*arguments); }};
   add_state_options(command, arguments->state, "Report what this project holds, instead of files");
-  command.add_option("--title", arguments->title, "TEXT", "The heading of the page");
-  command.add_option("-o,--output", arguments->output, "FILE",
-                     "The page to write or replace; its name ends with .html", {.required = true});
+  command.add("--title TEXT", &arguments->title, "The heading of the page");
+  command.add("-o,--output FILE", &arguments->output,
+              "The page to write or replace; its name ends with .html", {.required = true});
   add_path_options(command, arguments->paths, "Structure files");
-  command.check = [arguments] {
-    const bool has_paths = !arguments->paths.paths.empty() || !arguments->paths.files_from.empty();
-    if (has_paths && is_of_project(*arguments)) throw WrongOptions("PATH excludes --project");
-    if (!is_of_project(*arguments)) require_paths(arguments->paths);
-  };
-  command.examples = {"report *.cif -o report.html", "report --project my_project -o report.html"};
-  command.run = [arguments] { return run(*arguments); };
   return command;
 }
 

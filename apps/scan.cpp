@@ -1,19 +1,12 @@
 #include <algorithm>
-#include <cstddef>
 #include <filesystem>
-#include <memory>
-#include <string>
 #include <system_error>
-#include <vector>
 
 #include "apps/command_line.hpp"
-#include "apps/commands.hpp"
-#include "apps/outcome.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/workspace_inventory.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/structure_ingest.hpp"
 #include "telling/outcomes.hpp"
 #include "telling/structures.hpp"
 
@@ -84,13 +77,12 @@ Command scan_command() {
   auto arguments = std::make_shared<ScanArguments>();
   Command command{
       .name = "scan",
-      .about = "List the structure files under a directory, with their kind and project"};
-  command.add_option("--project", arguments->project, "DIR",
-                     "The project that scans (default: DIR itself)");
-  command.add_flag("--json", arguments->json, "One JSON array of the files");
-  command.add_argument("DIR", arguments->directory, "The directory");
-  command.examples = {"scan ~/calculations", "scan ~/calculations --project my_project"};
-  command.run = [arguments] { return run(*arguments); };
+      .about = "List the structure files under a directory, with their kind and project",
+      .examples = {"scan ~/calculations", "scan ~/calculations --project my_project"},
+      .run = [arguments] { return run(*arguments); }};
+  command.add("--project DIR", &arguments->project, "The project that scans (default: DIR itself)");
+  command.add("--json", &arguments->json, "One JSON array of the files");
+  command.add("DIR", &arguments->directory, "The directory", {.required = true});
   return command;
 }
 

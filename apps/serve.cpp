@@ -2,13 +2,9 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <memory>
-#include <string>
 #include <system_error>
-#include <vector>
 
 #include "apps/command_line.hpp"
-#include "apps/commands.hpp"
 #include "apps/terminal.hpp"
 #include "server/session.hpp"
 #include "structure_ingest/base/file.hpp"
@@ -39,8 +35,7 @@ Status run(const ServeArguments& arguments) {
   server::LineInput input(STDIN_FILENO);
   server::LineOutput output(descriptor.number());
   server::serve(workspace, input, output,
-                {.version = STRUCTURE_INGEST_VERSION,
-                 .log = [](const std::string& text) { print_error(text); }});
+                {.version = STRUCTURE_INGEST_VERSION, .log = print_error});
   return ALL_WELL;
 }
 
@@ -49,14 +44,14 @@ Status run(const ServeArguments& arguments) {
 Command serve_command() {
   auto arguments = std::make_shared<ServeArguments>();
   Command command{.name = "serve",
-                  .about = "Offer all this to an assistant, by the Model Context Protocol"};
-  command.add_options("--root", arguments->roots, "DIR",
-                      "A folder to work in, links followed; may be given more than once. Nothing "
-                      "outside is read or written",
-                      {.required = true});
-  command.add_flag("--read-only", arguments->read_only, "Offer nothing that writes");
-  command.examples = {"serve --root ~/calculations", "serve --root ~/data --read-only"};
-  command.run = [arguments] { return run(*arguments); };
+                  .about = "Offer all this to an assistant, by the Model Context Protocol",
+                  .examples = {"serve --root ~/calculations", "serve --root ~/data --read-only"},
+                  .run = [arguments] { return run(*arguments); }};
+  command.add("--root DIR", &arguments->roots,
+              "A folder to work in, links followed; may be given more than once. Nothing outside "
+              "is read or written",
+              {.required = true});
+  command.add("--read-only", &arguments->read_only, "Offer nothing that writes");
   return command;
 }
 

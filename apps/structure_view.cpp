@@ -8,9 +8,9 @@
 
 namespace apps {
 
-using structure_ingest::internal::number_text;
-
 namespace {
+
+using structure_ingest::internal::number_text;
 
 std::string angle_text(const std::optional<double>& degrees) {
   return degrees ? number_text(*degrees, 5) + "\u00B0" : "undefined";
@@ -20,6 +20,13 @@ std::string angle_text(const std::optional<double>& degrees) {
 
 std::string shown_composition(const structure_ingest::IngestedStructure& record) {
   return printable(telling::composition(record.formula, record.natoms));
+}
+
+void print_heading(const structure_ingest::IngestedStructure& record, const std::string& part) {
+  print_line(
+      printable(record.source_path) + (part.empty() ? "" : ", " + part) + ": " +
+      (record.ok ? coloured(shown_composition(record), GREEN) : coloured("not parsed", RED)));
+  if (record.ok) print_cell(record);
 }
 
 void print_cell(const structure_ingest::IngestedStructure& record) {
@@ -48,6 +55,10 @@ void print_cell(const structure_ingest::IngestedStructure& record) {
 
 void print_warnings(const std::vector<std::string>& warnings, bool ok) {
   for (const std::string& warning : warnings) print_row(ok ? "warning" : "error", warning);
+}
+
+void warn_why_no_ase(const std::string& reason) {
+  if (!reason.empty()) print_error("ASE cannot be used: " + reason);
 }
 
 void print_cautions(const structure_ingest::IngestedStructure& record,

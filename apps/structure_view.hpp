@@ -12,12 +12,19 @@ namespace apps {
 /// "Si2, 2 atoms", fit for a terminal.
 std::string shown_composition(const structure_ingest::IngestedStructure& record);
 
+/// Prints what was read of a file, or of a `part` of it: "water.xyz: H2O, 3 atoms", and its cell.
+void print_heading(const structure_ingest::IngestedStructure& record, const std::string& part = "");
+
 /// Prints the rows on the cell: lengths and angles, where it came from, volume and density.
 /// Nothing is printed that the record does not say: no cell, no row.
 void print_cell(const structure_ingest::IngestedStructure& record);
 
 /// Prints the warnings of a record: why it is not ok, or what to know of it.
 void print_warnings(const std::vector<std::string>& warnings, bool ok);
+
+/// Prints on standard error why ASE cannot be used, unless `reason` is empty: the warning of a
+/// record is the same for all reasons.
+void warn_why_no_ase(const std::string& reason);
 
 /// Prints a row for each error and warning on a record whose own warnings have been printed.
 void print_cautions(const structure_ingest::IngestedStructure& record,

@@ -13,15 +13,7 @@ namespace {
 
 constexpr std::size_t MOST_AT_A_GLANCE = 10;
 
-void print_counts(const std::map<std::string, std::size_t>& counts, const std::string& label) {
-  std::vector<std::pair<std::string, std::size_t>> sorted(counts.begin(), counts.end());
-  std::stable_sort(sorted.begin(), sorted.end(),
-                   [](const auto& a, const auto& b) { return a.second > b.second; });
-  for (const auto& [kind, count] : sorted) print_row(label, std::to_string(count) + ": " + kind);
-}
-
-}  // namespace
-
+/// The kind of a warning: its first sentence without what it says of one file.
 std::string kind_of(const std::string& warning) {
   std::string kind;
   for (std::size_t i = 0; i < warning.size(); ++i) {
@@ -36,6 +28,15 @@ std::string kind_of(const std::string& warning) {
   }
   return kind;
 }
+
+void print_counts(const std::map<std::string, std::size_t>& counts, const std::string& label) {
+  std::vector<std::pair<std::string, std::size_t>> sorted(counts.begin(), counts.end());
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [](const auto& a, const auto& b) { return a.second > b.second; });
+  for (const auto& [kind, count] : sorted) print_row(label, std::to_string(count) + ": " + kind);
+}
+
+}  // namespace
 
 void Summary::add(const structure_ingest::IngestedStructure& record) {
   ++(record.ok ? read_ : failed_);

@@ -17,9 +17,8 @@ class Summary {
   /// Adds the findings on one structure, of which each code counts once.
   void add(std::span<const structure_ingest::Finding> findings);
 
-  /// Prints how many files were read, and how many failed, or have a warning or a
-  /// finding, by the kind of it.
-  /// Up to ten files can be seen at a glance: of them nothing is printed.
+  /// Prints how many files were read, and how many of them failed, or have a warning or a finding,
+  /// by its kind. Nothing for up to ten files: they can be seen at a glance.
   void print() const;
 
  private:
@@ -29,8 +28,5 @@ class Summary {
   std::map<std::string, std::size_t> warnings_;
   std::map<std::string, std::size_t> findings_;  // by severity and code
 };
-
-/// The kind of a warning: its first sentence without what it says of one file.
-std::string kind_of(const std::string& warning);
 
 }  // namespace apps

@@ -1,9 +1,10 @@
 #include "apps/table.hpp"
 
 #include <algorithm>
-#include <cstddef>
+#include <optional>
 
 #include "apps/terminal.hpp"
+#include "structure_ingest/base/numbers.hpp"
 
 namespace apps {
 
@@ -45,6 +46,38 @@ void print_csv_row(const TableRow& row) {
     line += '"';
   }
   print_line(line);
+}
+
+TableRow structure_headings() {
+  return {"file", "formula", "atoms",  "a",       "b",           "c",        "alpha",
+          "beta", "gamma",   "volume", "density", "space group", "shortest", "error"};
+}
+
+TableRow structure_row(const std::string& name, const structure_ingest::IngestedStructure& record,
+                       int digits) {
+  TableRow row = {name};
+  if (!record.ok) {
+    row.resize(structure_headings().size() - 1);
+    row.push_back(record.warnings.empty() ? "not parsed" : record.warnings.front());
+    return row;
+  }
+  const auto number = [digits](const std::optional<double>& value) {
+    return value ? structure_ingest::internal::number_text(*value, digits) : std::string();
+  };
+  const structure_ingest::Quantities quantities =
+      structure_ingest::quantities_of(record, {.space_group = true});
+  row.insert(row.end(), {record.formula, std::to_string(record.natoms)});
+  if (const auto& cell = quantities.cell) {
+    for (const double length : cell->lengths_ang) row.push_back(number(length));
+    for (const std::optional<double>& angle : cell->angles_deg) row.push_back(number(angle));
+    row.push_back(number(cell->volume_ang3));
+  } else {
+    row.resize(row.size() + 7);
+  }
+  row.insert(row.end(), {number(quantities.density_g_cm3),
+                         quantities.space_group ? quantities.space_group->name : "",
+                         number(quantities.shortest_distance_ang), ""});
+  return row;
 }
 
 }  // namespace apps

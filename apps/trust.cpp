@@ -1,12 +1,8 @@
-#include <memory>
 #include <optional>
 #include <stdexcept>
-#include <string>
 #include <system_error>
 
 #include "apps/command_line.hpp"
-#include "apps/commands.hpp"
-#include "apps/outcome.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/directory_trust.hpp"
 #include "structure_ingest/base/paths.hpp"
@@ -39,13 +35,13 @@ Status run(const TrustArguments& arguments) {
   if (arguments.forget) change(arguments.directory, std::nullopt);
   try {
     const std::string directory = structure_ingest::internal::resolve_path(arguments.directory);
-    if (arguments.list) {
-      for (const auto& [listed, state] : agent_modules::trust_list()) {
-        print_line(state + "  " + printable(listed));
-      }
+    if (!arguments.list) {
+      print_line(agent_modules::trust_state_for(directory).state);
       return ALL_WELL;
     }
-    print_line(agent_modules::trust_state_for(directory).state);
+    for (const auto& [listed, state] : agent_modules::trust_list()) {
+      print_line(state + "  " + printable(listed));
+    }
     return ALL_WELL;
   } catch (const std::runtime_error& error) {  // among them those of the file system
     throw WrongInput(error.what());
@@ -57,20 +53,17 @@ Status run(const TrustArguments& arguments) {
 Command trust_command() {
   auto arguments = std::make_shared<TrustArguments>();
   Command command{.name = "trust",
-                  .about = "Show or change which directories are trusted to be scanned"};
-  command.add_flag("--list", arguments->list, "Print the list of directories");
-  command.add_flag("--trusted", arguments->trusted, "List DIR as trusted",
-                   {.excludes = {"--list"}});
-  command.add_flag(
-      "--untrusted", arguments->untrusted,
-      "List DIR as untrusted: no scan looks into it, and from a project in it none is made",
-      {.excludes = {"--list", "--trusted"}});
-  command.add_flag("--forget", arguments->forget, "Take DIR off the list",
-                   {.excludes = {"--list", "--trusted", "--untrusted"}});
-  command.add_optional_argument("DIR", arguments->directory,
-                                "The directory (default: the current one)");
-  command.examples = {"trust", "trust --untrusted ~/downloads", "trust --list"};
-  command.run = [arguments] { return run(*arguments); };
+                  .about = "Show or change which directories are trusted to be scanned",
+                  .examples = {"trust", "trust --untrusted ~/downloads", "trust --list"},
+                  .run = [arguments] { return run(*arguments); }};
+  command.add("--list", &arguments->list, "Print the list of directories");
+  command.add("--trusted", &arguments->trusted, "List DIR as trusted", {.excludes = {"--list"}});
+  command.add("--untrusted", &arguments->untrusted,
+              "List DIR as untrusted: no scan looks into it, and from a project in it none is made",
+              {.excludes = {"--list", "--trusted"}});
+  command.add("--forget", &arguments->forget, "Take DIR off the list",
+              {.excludes = {"--list", "--trusted", "--untrusted"}});
+  command.add("DIR", &arguments->directory, "The directory (default: the current one)");
   return command;
 }
 

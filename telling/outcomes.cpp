@@ -1,6 +1,7 @@
 #include "telling/outcomes.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <filesystem>
 #include <map>
@@ -36,21 +37,11 @@ std::string repeat_text(const SkippedFile& file) {
 }  // namespace
 
 const char* skip_code(SkipReason reason) {
-  switch (reason) {
-    case SkipReason::not_a_structure_file:
-      return "not_a_structure_file";
-    case SkipReason::same_file:
-      return "same_file";
-    case SkipReason::canonical_copy:
-      return "canonical_copy";
-    case SkipReason::other_project:
-      return "other_project";
-    case SkipReason::past_limit:
-      return "past_limit";
-    case SkipReason::not_allowed:
-      return "not_allowed";
-  }
-  return "";
+  // In the order of the enumerators.
+  constexpr std::array CODES = {"not_a_structure_file", "same_file",  "canonical_copy",
+                                "other_project",        "past_limit", "not_allowed"};
+  static_assert(CODES.size() == static_cast<std::size_t>(SkipReason::not_allowed) + 1);
+  return CODES[static_cast<std::size_t>(reason)];
 }
 
 std::string skip_text(const SkippedFile& file, int limit) {
@@ -148,6 +139,7 @@ Json replaced_json(const structure_ingest::ReplacedStructure& replaced) {
 }
 
 std::string replaced_text(const structure_ingest::ReplacedStructure& replaced) {
+  if (replaced.formula.empty()) return replaced.path;
   return replaced.formula + " (" + std::to_string(replaced.natoms) + " atoms), " + replaced.path;
 }
 

@@ -42,7 +42,8 @@ Json known_json(const structure_ingest::KnownSource& known);
 Json dropped_json(const structure_ingest::DroppedStructure& dropped);
 Json replaced_json(const structure_ingest::ReplacedStructure& replaced);
 
-/// "Si2 (2 atoms), project_root/structures/ingested_si_0a1b2c3d.xyz".
+/// "Si2 (2 atoms), project_root/structures/ingested_si_0a1b2c3d.xyz"; only the path of an entry
+/// without a formula, such as that of a file that could not be read.
 std::string replaced_text(const structure_ingest::ReplacedStructure& replaced);
 
 /// How a file was found, in words, by its discovery kind.

@@ -6,15 +6,15 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <map>
-#include <string_view>
+#include <optional>
 
 #include "apps/report/escape.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/words.hpp"
+#include "telling/words.hpp"
 
 namespace apps {
 namespace {
@@ -23,14 +23,13 @@ using structure_ingest::Finding;
 using structure_ingest::IngestedStructure;
 using structure_ingest::Json;
 using structure_ingest::Severity;
+using structure_ingest::internal::counted;
 using structure_ingest::internal::markup_text;
+using structure_ingest::internal::number_text;
 
 constexpr std::array<Severity, 3> SEVERITIES = {Severity::error, Severity::warning, Severity::note};
 constexpr std::size_t MOST_MARKED = 200;
 constexpr std::size_t FINGERPRINT_SHOWN = 8;
-
-using structure_ingest::internal::counted;
-using structure_ingest::internal::number_text;
 
 /// "C<sub>60</sub>": the counts of a formula below the line.
 std::string formula_markup(const std::string& formula) {
@@ -52,8 +51,18 @@ std::string space_group_text(const ReportedStructure& structure) {
   return group ? group->name + " (" + std::to_string(group->number) + ")" : std::string();
 }
 
-std::string angle(const std::optional<double>& degrees) {
-  return degrees ? number_text(*degrees, 5) : "?";
+/// "3.5, 3.5, 5": numbers, each with its unit, and "?" for one that is not known.
+template <typename Numbers>
+std::string listed(const Numbers& numbers, int digits, const std::string& unit = "") {
+  std::string out;
+  for (const std::optional<double> number : numbers) {
+    out += (out.empty() ? "" : ", ") + (number ? number_text(*number, digits) : "?") + unit;
+  }
+  return out;
+}
+
+std::string span_of(const std::string& classes, const std::string& content) {
+  return "<span class=\"" + classes + "\">" + content + "</span>";
 }
 
 std::size_t count_of(const std::vector<Finding>& findings, Severity severity) {
@@ -69,16 +78,19 @@ std::string cell(const std::string& classes, const std::string& label, const std
          (content.empty() ? "" : " data-label=\"" + label + "\"") + ">" + content + "</td>";
 }
 
+std::string badge(const std::string& severity, const std::string& text) {
+  return span_of("badge " + severity, text);
+}
+
 std::string badges(const std::vector<Finding>& findings) {
   std::string out;
   for (const Severity severity : SEVERITIES) {
     const std::size_t count = count_of(findings, severity);
     if (count == 0) continue;
     const std::string name = structure_ingest::severity_name(severity);
-    out += (out.empty() ? "" : " ") + ("<span class=\"badge " + name + "\">") +
-           counted(count, name) + "</span>";
+    out += (out.empty() ? "" : " ") + badge(name, counted(count, name));
   }
-  return out.empty() ? "" : "<span class=\"badges\">" + out + "</span>";
+  return out.empty() ? "" : span_of("badges", out);
 }
 
 std::string thumbnail(const ReportedStructure& structure) {
@@ -90,13 +102,11 @@ std::string thumbnail(const ReportedStructure& structure) {
 }
 
 /// The name of the file above the folder that it is in.
-std::string source_markup(const ReportedStructure& structure) {
-  const std::size_t slash = structure.source.rfind('/');
-  const std::size_t begin = slash == std::string::npos ? 0 : slash + 1;
-  std::string name = markup_text(structure.source.substr(begin));
+std::string source_markup(const std::string& source) {
+  const std::size_t begin = source.rfind('/') + 1;  // 0 where there is no folder
+  const std::string name = markup_text(source.substr(begin));
   if (begin == 0) return name;
-  return name + "<br><span class=\"quiet\">" + markup_text(structure.source.substr(0, begin)) +
-         "</span>";
+  return name + "<br>" + span_of("quiet", markup_text(source.substr(0, begin)));
 }
 
 /// A row whose structure has the identifier `id`.
@@ -109,23 +119,21 @@ std::string row(const ReportedStructure& structure, const std::string& id) {
       (record.ok ? formula_markup(record.formula) : "not&nbsp;parsed") + "</span></a></th>";
   const std::string atoms = record.ok ? std::to_string(record.natoms) : "";
   cells += cell("number", "Atoms", atoms, atoms);
-  std::string lengths;
+  std::string lengths_and_angles;
   if (geometry) {
-    const auto& [a, b, c] = geometry->lengths_ang;
-    const auto& [alpha, beta, gamma] = geometry->angles_deg;
-    lengths = number_text(a, 5) + ", " + number_text(b, 5) + ", " + number_text(c, 5) +
-              "<br><span class=\"quiet\">" + angle(alpha) + ", " + angle(beta) + ", " +
-              angle(gamma) + "</span>";
+    lengths_and_angles = listed(geometry->lengths_ang, 5) + "<br>" +
+                         span_of("quiet", listed(geometry->angles_deg, 5));
   }
   const auto volume = geometry ? geometry->volume_ang3 : std::nullopt;
-  cells += cell("cell wide", "Cell (Å, °)", volume ? number_text(*volume, 17) : "", lengths);
+  cells +=
+      cell("cell wide", "Cell (Å, °)", volume ? number_text(*volume, 17) : "", lengths_and_angles);
   const auto quantity = [&](const std::optional<double>& value, const std::string& label) {
     return cell("number", label, value ? number_text(*value, 17) : "",
                 value ? number_text(*value, 4) : "");
   };
   cells += quantity(structure.quantities.density_g_cm3, "Density (g/cm³)");
-  cells += cell("", "Space group", markup_text(space_group_text(structure)),
-                markup_text(space_group_text(structure)));
+  const std::string space_group = markup_text(space_group_text(structure));
+  cells += cell("", "Space group", space_group, space_group);
   cells += quantity(structure.quantities.shortest_distance_ang, "Shortest distance (Å)");
   // By the errors, then the warnings, then the notes.
   std::size_t weight = 0;
@@ -133,13 +141,13 @@ std::string row(const ReportedStructure& structure, const std::string& id) {
     weight = weight * 1000 + std::min<std::size_t>(count_of(structure.findings, severity), 999);
   }
   cells += cell("wide", "Findings", std::to_string(weight), badges(structure.findings));
-  cells += cell("source wide", "Source", markup_text(structure.source), source_markup(structure));
   cells +=
-      cell("", "Fingerprint", markup_text(structure.fingerprint),
-           structure.fingerprint.empty()
-               ? ""
-               : "<span class=\"mono\">" +
-                     markup_text(structure.fingerprint.substr(0, FINGERPRINT_SHOWN)) + "</span>");
+      cell("source wide", "Source", markup_text(structure.source), source_markup(structure.source));
+  const std::string& fingerprint = structure.fingerprint;
+  cells += cell("", "Fingerprint", markup_text(fingerprint),
+                fingerprint.empty()
+                    ? ""
+                    : span_of("mono", markup_text(fingerprint.substr(0, FINGERPRINT_SHOWN))));
   const std::string worst =
       record.ok
           ? structure_ingest::severity_name(structure_ingest::worst_severity(structure.findings))
@@ -154,72 +162,68 @@ std::string entry(const std::string& label, const std::string& markup) {
 
 std::string numbers(const ReportedStructure& structure) {
   const IngestedStructure& record = structure.record;
+  const structure_ingest::Quantities& quantities = structure.quantities;
   std::string out;
+  const auto add = [&out](const char* label, const std::optional<double>& value, int digits,
+                          const char* unit) {
+    if (value) out += entry(label, number_text(*value, digits) + unit);
+  };
   if (record.ok) {
     out += entry("Atoms", std::to_string(record.natoms));
-    if (const auto& geometry = structure.quantities.cell) {
-      const auto& [a, b, c] = geometry->lengths_ang;
-      const auto& [alpha, beta, gamma] = geometry->angles_deg;
-      out += entry("a, b, c",
-                   number_text(a, 7) + ", " + number_text(b, 7) + ", " + number_text(c, 7) + " Å");
-      out += entry("α, β, γ", angle(alpha) + "°, " + angle(beta) + "°, " + angle(gamma) + "°");
-      if (geometry->volume_ang3)
-        out += entry("Volume", number_text(*geometry->volume_ang3, 6) + " Å³");
+    if (const auto& cell = quantities.cell) {
+      out += entry("a, b, c", listed(cell->lengths_ang, 7) + " Å");
+      out += entry("α, β, γ", listed(cell->angles_deg, 5, "°"));
+      add("Volume", cell->volume_ang3, 6, " Å³");
     } else {
       out += entry("Cell", "none");
     }
     if (!record.cell_provenance.empty()) {
       out += entry("Cell from", markup_text(record.cell_provenance));
     }
-    if (structure.quantities.density_g_cm3)
-      out += entry("Density", number_text(*structure.quantities.density_g_cm3, 4) + " g/cm³");
-    if (structure.quantities.space_group) {
-      out += entry("Space group", markup_text(space_group_text(structure)) +
-                                      " <span class=\"quiet\">within 0.01 Å</span>");
+    add("Density", quantities.density_g_cm3, 4, " g/cm³");
+    if (quantities.space_group) {
+      out += entry("Space group", markup_text(space_group_text(structure)) + " " +
+                                      span_of("quiet", "within 0.01 Å"));
     }
-    if (structure.quantities.shortest_distance_ang) {
-      out += entry("Shortest distance",
-                   number_text(*structure.quantities.shortest_distance_ang, 6) + " Å");
-    }
+    add("Shortest distance", quantities.shortest_distance_ang, 6, " Å");
   }
   for (const auto& [label, text] : structure.more) out += entry(label, markup_text(text));
   if (!structure.fingerprint.empty()) {
-    out += entry("Fingerprint",
-                 "<span class=\"mono\">" + markup_text(structure.fingerprint) + "</span>");
+    out += entry("Fingerprint", span_of("mono", markup_text(structure.fingerprint)));
   }
   return out.empty() ? "" : "<dl>\n" + out + "</dl>\n";
 }
 
+/// A headed list of warnings or findings; empty for none.
+std::string headed_list(const std::string& heading, const std::string& items) {
+  return items.empty() ? ""
+                       : "<h3>" + heading + "</h3>\n<ul class=\"findings\">\n" + items + "</ul>\n";
+}
+
 /// The warnings of a record, which says for one that was not read why.
-std::string warnings(const ReportedStructure& structure) {
-  const IngestedStructure& record = structure.record;
-  if (record.warnings.empty()) return "";
-  const std::string heading = record.ok ? "Warnings" : "Why it was not parsed";
+std::string warnings(const IngestedStructure& record) {
   const std::string kind = record.ok ? "warning" : "error";
-  std::string out = "<h3>" + heading + "</h3>\n<ul class=\"findings\">\n";
+  std::string out;
   for (const std::string& warning : record.warnings) {
-    out += "<li><span class=\"badge " + kind + "\">" + kind + "</span><p>" + markup_text(warning) +
-           "</p></li>\n";
+    out += "<li>" + badge(kind, kind) + "<p>" + markup_text(warning) + "</p></li>\n";
   }
-  return out + "</ul>\n";
+  return headed_list(record.ok ? "Warnings" : "Why it was not parsed", out);
 }
 
 std::string findings(const ReportedStructure& structure) {
-  if (structure.findings.empty()) return "";
-  std::string out = "<h3>Findings</h3>\n<ul class=\"findings\">\n";
+  std::string out;
   for (std::size_t i = 0; i < structure.findings.size(); ++i) {
     const Finding& finding = structure.findings[i];
     const std::string name = structure_ingest::severity_name(finding.severity);
-    out += "<li data-finding=\"" + std::to_string(i) + "\"><span class=\"badge " + name + "\">" +
-           name + "</span> <code>" + markup_text(finding.code) + "</code><p>" +
-           markup_text(finding.message) + "</p>";
+    out += "<li data-finding=\"" + std::to_string(i) + "\">" + badge(name, name) + " <code>" +
+           markup_text(finding.code) + "</code><p>" + markup_text(finding.message) + "</p>";
     if (const auto kind = structure_ingest::finding_kind(finding.code)) {
       out += "<p class=\"quiet\">" + markup_text(kind->meaning) +
              "</p><p>To do: " + markup_text(kind->advice) + "</p>";
     }
     out += "</li>\n";
   }
-  return out + "</ul>\n";
+  return headed_list("Findings", out);
 }
 
 /// The atoms that errors and warnings are about.
@@ -248,13 +252,13 @@ std::string article(const ReportedStructure& structure, const std::string& id) {
         structure_ingest::picture_svg_part(record, {.marked = marked_atoms(structure)}, id + "-") +
         "</div></figure>\n";
   }
-  out += "<div class=\"facts\">\n" + numbers(structure) + warnings(structure) + findings(structure);
+  out += "<div class=\"facts\">\n" + numbers(structure) + warnings(structure.record) +
+         findings(structure);
   if (!structure.copy.empty()) {
     out += "<p class=\"copy\"><a class=\"button\" download=\"" + markup_text(structure.copy_name) +
            "\" href=\"data:chemical/x-xyz;base64," +
-           structure_ingest::internal::base64(structure.copy) +
-           "\">Download the exact copy</a> <span class=\"quiet\">extended XYZ, " +
-           counted(structure.copy.size(), "byte") + "</span></p>\n";
+           structure_ingest::internal::base64(structure.copy) + "\">Download the exact copy</a> " +
+           span_of("quiet", "extended XYZ, " + counted(structure.copy.size(), "byte")) + "</p>\n";
   }
   return out + "</div>\n</div>\n</article>\n";
 }
@@ -308,23 +312,15 @@ Json script_data(const Report& report) {
 
 std::string summary(const Report& report) {
   std::size_t unread = 0;
-  std::array<std::size_t, 3> found{};
+  std::vector<Finding> findings;
   for (const ReportedStructure& structure : report.structures) {
     if (!structure.record.ok) ++unread;
-    for (std::size_t i = 0; i < 3; ++i) {
-      found[i] += count_of(structure.findings, SEVERITIES[i]);
-    }
+    findings.insert(findings.end(), structure.findings.begin(), structure.findings.end());
   }
   std::string out = counted(report.structures.size() - unread, "structure");
   if (unread > 0) out += ", " + counted(unread, "file") + " not parsed";
-  std::string separator = ". Findings: ";
-  for (std::size_t i = 0; i < 3; ++i) {
-    if (found[i] == 0) continue;
-    out += separator + counted(found[i], structure_ingest::severity_name(SEVERITIES[i]));
-    separator = ", ";
-  }
-  out += ".";
-  return report.remark.empty() ? out : out + " " + report.remark;
+  if (!findings.empty()) out += ". Findings: " + telling::severity_counts(findings);
+  return out + (report.remark.empty() ? "." : ". " + report.remark);
 }
 
 /// The licences, with their line breaks.

@@ -20,18 +20,19 @@
     return made;
   }
 
-  function option(value, text) {
-    return element("option", { value }, text);
-  }
+  const option = (value, text) => element("option", { value }, text);
+
+  const button = (text, onclick, properties) => element("button", { type: "button", onclick, ...properties }, text);
 
   // ---- The list ----
 
+  const TEXT_COLUMNS = [0, 4, 7, 8]; // formula, space group, source and fingerprint; the others are numbers
+  const FINDINGS = 6;
   const order = { column: -1, descending: false };
 
   function key_of(row, column) {
     const key = row.cells[column].dataset.sort;
-    const is_text = column === 0 || column === 4 || column === 7 || column === 8;
-    return is_text ? (key === undefined ? row.cells[column].textContent : key) : key === "" ? NaN : Number(key);
+    return TEXT_COLUMNS.includes(column) ? key : key === "" ? NaN : Number(key);
   }
 
   function compare(left, right) {
@@ -64,13 +65,15 @@
     const status = element("p", { role: "status" });
     headers.forEach((header, i) => {
       const name = header.firstChild.textContent.trim();
-      const button = element("button", { type: "button" }, ...header.childNodes);
-      header.append(button);
       // The worst findings, which one looks for, come first.
-      button.onclick = () => sort_by(i, i === order.column ? !order.descending : i === 6);
+      const onclick = () => sort_by(i, i === order.column ? !order.descending : i === FINDINGS);
+      header.append(element("button", { type: "button", onclick }, ...header.childNodes));
       choice.append(option(String(i), name));
     });
-    choice.onchange = () => sort_by(choice.value === "" ? -1 : Number(choice.value), choice.value === "6");
+    choice.onchange = () => {
+      const column = choice.value === "" ? -1 : Number(choice.value);
+      sort_by(column, column === FINDINGS);
+    };
 
     const texts = new Map(); // what is searched of a row, made when it is first needed
     const text_of = (row, i) => {
@@ -91,10 +94,9 @@
       const words = search.value.toLowerCase().split(/\s+/).filter(Boolean);
       let shown = 0;
       rows.forEach((row, i) => {
-        const is_shown = fits[severity.value](row.dataset.worst) &&
-          (words.length === 0 || words.every((word) => text_of(row, i).includes(word)));
-        row.hidden = !is_shown;
-        if (is_shown) ++shown;
+        row.hidden = !fits[severity.value](row.dataset.worst) ||
+          !words.every((word) => text_of(row, i).includes(word));
+        if (!row.hidden) ++shown;
       });
       status.textContent = shown === rows.length ? `${shown} shown` : `${shown} of ${rows.length} shown`;
     };
@@ -116,6 +118,9 @@
   const length = (a) => Math.hypot(a[0], a[1], a[2]);
   const unit = (a) => plus([0, 0, 0], a, 1 / length(a));
   const xyz = (a) => ({ x: a[0], y: a[1], z: a[2] });
+  // The sum of vectors, each so many times, from `start` on.
+  const combined = (vectors, times, start = [0, 0, 0]) =>
+    vectors.reduce((sum, vector, i) => plus(sum, vector, times[i]), start);
 
   // The axes of a view (right, up, toward the viewer) with one vector toward the viewer.
   function looking_along(toward_viewer, up) {
@@ -124,6 +129,8 @@
     return [right, cross(toward, right), toward];
   }
 
+  // The rotation whose matrix has these rows, as [x, y, z, w]. The square root is taken of the largest
+  // component, so that no division is by a small number.
   function quaternion(m) {
     const trace = m[0][0] + m[1][1] + m[2][2];
     if (trace > 0) {
@@ -142,12 +149,12 @@
 
   // ---- A structure, read from its canonical copy, which the page holds once ----
 
-  function copy_of(article) {
-    return atob(article.querySelector("a[download]").href.split(",", 2)[1]);
-  }
+  const UNIT_AXES = [[1, 0, 0], [0, 1, 0], [0, 0, 1]];
+
+  const text_in = (link) => atob(link.href.split(",", 2)[1]);
 
   function read_structure(article, known) {
-    const lines = copy_of(article).split("\n");
+    const lines = text_in(article.querySelector("a[download]")).split("\n");
     const lattice = /^Lattice="([^"]*)"/.exec(lines[1]);
     const numbers = lattice ? lattice[1].split(" ").map(Number) : [];
     const symbols = [], positions = [];
@@ -163,7 +170,8 @@
       const volume = dot(cell[0], cross(cell[1], cell[2]));
       inverse = [0, 1, 2].map((i) => plus([0, 0, 0], cross(cell[(i + 1) % 3], cell[(i + 2) % 3]), 1 / volume));
     }
-    return { symbols, positions, cell, inverse };
+    // The axes of a structure without a cell are those of its coordinates.
+    return { symbols, positions, cell, inverse, axes: cell || UNIT_AXES, names: cell ? "abc" : "xyz" };
   }
 
   const radius_of = (symbol) => data.elements[symbol].radius;
@@ -171,15 +179,13 @@
   const is_finite = (at) => at.every((x) => Math.abs(x) < 1e7);
 
   function wrapped(structure, at) {
-    return structure.inverse.reduce(
-      (result, row, i) => plus(result, structure.cell[i], -Math.floor(dot(row, at) + 1e-6)), at);
+    return combined(structure.cell, structure.inverse.map((row) => -Math.floor(dot(row, at) + 1e-6)), at);
   }
 
   // The place of an atom moved by whole lattice vectors.
   function moved(structure, atom, cells) {
-    return structure.cell
-      ? cells.reduce((at, times, i) => plus(at, structure.cell[i], times), structure.positions[atom])
-      : structure.positions[atom];
+    const at = structure.positions[atom];
+    return structure.cell ? combined(structure.cell, cells, at) : at;
   }
 
   // What is shown of a structure: sites, each an atom and by how many lattice vectors it is moved.
@@ -281,7 +287,7 @@
     if (structure.cell && options.cell) for (const edge of edges_of(structure.cell)) include(edge.to, 0);
     if (options.axes) for (const axis of axes_of(structure, view.extent)) include(axis.beyond, 0.02 * view.extent);
     if (low[0] > high[0]) include([0, 0, 0], 1);
-    const middle = axes.reduce((sum, axis, i) => plus(sum, axis, (low[i] + high[i]) / 2), [0, 0, 0]);
+    const middle = combined(axes, axes.map((_, i) => (low[i] + high[i]) / 2));
     const aspect = scene.clientWidth / Math.max(1, scene.clientHeight);
     const half_width = 1.1 * Math.max(2, (high[0] - low[0]) / 2, (high[1] - low[1]) / 2 * aspect);
     const distance = half_width / Math.tan(viewer.fov * Math.PI / 180);
@@ -293,37 +299,23 @@
     const edges = [];
     for (let axis = 0; axis < 3; ++axis)
       for (const [i, k] of [[0, 0], [0, 1], [1, 0], [1, 1]]) {
-        const from = plus(plus([0, 0, 0], cell[(axis + 1) % 3], i), cell[(axis + 2) % 3], k);
+        const from = combined([cell[(axis + 1) % 3], cell[(axis + 2) % 3]], [i, k]);
         edges.push({ from, to: plus(from, cell[axis]), axis: i + k === 0 ? axis : -1 });
       }
     return edges;
   }
 
-  function label(text, at, colour) {
-    view.viewer.addLabel(text, {
-      position: xyz(at), fontSize: 15, bold: true, fontColor: colour, showBackground: false, inFront: true,
-      alignment: "center",
-    });
-  }
-
   // The arrows of the axes: at the ends of the lattice vectors, beyond the atoms there; of a molecule
   // beside it. The name of an axis stands at the third point.
-  function axes_of(structure, extent) {
-    const vectors = structure.cell || [[1, 0, 0], [0, 1, 0], [0, 0, 1]];
-    const names = structure.cell ? "abc" : "xyz";
-    let origin = [0, 0, 0];
-    if (!structure.cell) {
-      origin = [0, 1, 2].map((i) =>
-        structure.positions.filter(is_finite).reduce((least, at) => Math.min(least, at[i]), Infinity) - 0.8);
-    }
-    const beyond = structure.cell ? structure.symbols.reduce((most, s) => Math.max(most, 0.2 + 0.35 * radius_of(s)), 0) : 0;
-    return vectors.map((vector, i) => {
-      const start = structure.cell ? plus(origin, vector) : origin;
-      const reach = structure.cell ? beyond + 0.07 * extent : 0.25 * extent;
-      return {
-        name: names[i], start, end: plus(start, unit(vector), reach),
-        beyond: plus(start, unit(vector), reach + 0.04 * extent),
-      };
+  function axes_of({ cell, symbols, positions, axes, names }, extent) {
+    const least = (i) => positions.filter(is_finite).reduce((least, at) => Math.min(least, at[i]), Infinity);
+    const corner = [0, 1, 2].map((i) => least(i) - 0.8);
+    const largest_ball = symbols.reduce((most, symbol) => Math.max(most, 0.2 + 0.35 * radius_of(symbol)), 0);
+    const reach = cell ? largest_ball + 0.07 * extent : 0.25 * extent;
+    return axes.map((vector, i) => {
+      const start = cell ? vector : corner;
+      const beyond = plus(start, unit(vector), reach + 0.04 * extent);
+      return { name: names[i], start, end: plus(start, unit(vector), reach), beyond };
     });
   }
 
@@ -332,7 +324,10 @@
       view.viewer.addArrow({
         start: xyz(start), end: xyz(end), radius: 0.005 * extent, radiusRatio: 2.4, color: AXIS_COLOURS[i],
       });
-      label(name, beyond, AXIS_COLOURS[i]);
+      view.viewer.addLabel(name, {
+        position: xyz(beyond), fontSize: 15, bold: true, fontColor: AXIS_COLOURS[i], showBackground: false,
+        inFront: true, alignment: "center",
+      });
     });
   }
 
@@ -368,7 +363,7 @@
       model.setStyle({ elem: symbol }, style);
     }
     viewer.setClickable({}, true, (atom) => pick(sites[atom.serial]));
-    const corner = structure.cell ? structure.cell.reduce((sum, vector) => plus(sum, vector), [0, 0, 0]) : [0, 0, 0];
+    const corner = structure.cell ? combined(structure.cell, [1, 1, 1]) : [0, 0, 0];
     const extent = sites.reduce((most, site) => Math.max(most, length(minus(site.at, sites[0].at))),
       Math.max(2.5, length(corner)));
     if (structure.cell && options.cell) {
@@ -427,20 +422,21 @@
 
   // ---- Measuring, by the coordinates of the copy ----
 
+  // In a skewed cell the nearest image need not lie in a neighbouring one: look two cells far. An atom
+  // is no image of itself.
   function nearest_image(structure, from, to) {
     let best = Infinity;
     const between = wrapped(structure, minus(to, from));
     for (let i = -2; i <= 2; ++i)
       for (let j = -2; j <= 2; ++j)
         for (let k = -2; k <= 2; ++k) {
-          const moved = plus(plus(plus(between, structure.cell[0], i), structure.cell[1], j), structure.cell[2], k);
-          const distance = length(moved);
+          const distance = length(combined(structure.cell, [i, j, k], between));
           if (distance > 1e-6) best = Math.min(best, distance);
         }
     return best;
   }
 
-  function told(picked) {
+  function measure_text(picked) {
     const { structure } = view;
     const names = picked.map((site) => name_of(structure, site.atom) + (site.image ? "′" : ""));
     if (picked.length === 1) {
@@ -464,7 +460,7 @@
 
   function show_picked() {
     const output = view.article.querySelector("output");
-    output.textContent = view.picked.length === 0 ? "" : told(view.picked);
+    output.textContent = view.picked.length === 0 ? "" : measure_text(view.picked);
     if (view.viewer && view.scene.parentNode) decorate();
   }
 
@@ -493,35 +489,29 @@
   }
 
   function make_controls(structure) {
-    const redraw = () => draw();
     const refit = () => { build(); turn_to(view.known.axes); };
     const styles = element("fieldset", {}, element("legend", {}, "Atoms as"));
-    for (const [value, text] of [["sticks", "sticks"], ["spheres", "spheres"], ["points", "points"]]) {
+    for (const value of ["sticks", "spheres", "points"]) {
       const radio = element("input", { type: "radio", name: "style", value, checked: options.style === value });
-      radio.onchange = () => { options.style = value; redraw(); };
-      styles.append(element("label", {}, radio, text));
+      radio.onchange = () => { options.style = value; draw(); };
+      styles.append(element("label", {}, radio, value));
     }
     const shown = element("fieldset", {}, element("legend", {}, "Show"));
-    if (structure.cell) shown.append(check_box("cell", "cell", redraw));
-    shown.append(check_box("axes", "axes", redraw));
+    if (structure.cell) shown.append(check_box("cell", "cell", draw));
+    shown.append(check_box("axes", "axes", draw));
     if (view.marked.length > 0 || view.known.findings.some((atoms) => atoms.length > 0)) {
-      shown.append(check_box("marks", "findings", () => decorate()));
+      shown.append(check_box("marks", "findings", decorate));
     }
-    const turns = element("fieldset", {}, element("legend", {}, "View"));
-    const turn = (text, title, axes) => {
-      const button = element("button", { type: "button", title }, text);
-      button.onclick = () => turn_to(axes);
-      turns.append(button);
-    };
-    const [a, b, c] = structure.cell || [[1, 0, 0], [0, 1, 0], [0, 0, 1]];
-    const names = structure.cell ? "abc" : "xyz";
-    turn("first", "As at first", view.known.axes);
-    turn(names[0], `Along ${names[0]}`, looking_along(a, c));
-    turn(names[1], `Along ${names[1]}`, looking_along(b, c));
-    turn(names[2], `Along ${names[2]}`, looking_along(c, b));
+    const turns = element("fieldset", {}, element("legend", {}, "View"),
+      button("first", () => turn_to(view.known.axes), { title: "As at first" }));
+    structure.axes.forEach((axis, i) => {
+      const up = structure.axes[i === 2 ? 1 : 2];
+      turns.append(button(structure.names[i], () => turn_to(looking_along(axis, up)),
+        { title: `Along ${structure.names[i]}` }));
+    });
     const controls = element("div", { className: "controls" }, styles, shown);
     if (structure.cell) {
-      shown.append(check_box("faces", "atoms on all faces", redraw), check_box("wrap", "wrapped into the cell", refit));
+      shown.append(check_box("faces", "atoms on all faces", draw), check_box("wrap", "wrapped into the cell", refit));
       if (structure.positions.length * 8 <= MOST_SITES) shown.append(check_box("repeat", "2 × 2 × 2", refit));
     }
     controls.append(turns);
@@ -531,10 +521,9 @@
   function make_measure() {
     const input = element("input", { type: "text", inputMode: "numeric", placeholder: "such as 0 1", autocomplete: "off" });
     input.oninput = () => pick_by_number(input.value);
-    const clear = element("button", { type: "button" }, "Clear");
-    clear.onclick = () => { input.value = ""; pick_by_number(""); };
-    return element("div", { className: "measure" }, element("label", {}, "Measure atoms", input), clear,
-      element("output", { "aria-live": "polite" }));
+    const clear = () => { input.value = ""; pick_by_number(""); };
+    return element("div", { className: "measure" }, element("label", {}, "Measure atoms", input),
+      button("Clear", clear), element("output", { "aria-live": "polite" }));
   }
 
   function make_legend(structure) {
@@ -600,18 +589,14 @@
       start_view();
       return;
     }
-    const ask = element("button", { type: "button" },
-      `Show ${view.structure.positions.length} atoms in 3D`);
-    ask.onclick = () => start_view();
-    figure.append(element("p", { className: "ask hint" }, ask));
+    figure.append(element("p", { className: "ask hint" },
+      button(`Show ${view.structure.positions.length} atoms in 3D`, start_view)));
   }
 
   function add_finding_buttons(article, known) {
     known.findings.forEach((atoms, i) => {
       if (atoms.length === 0) return;
-      const button = element("button", { type: "button", className: "point" },
-        atoms.length === 1 ? "Show the atom" : "Show the atoms");
-      button.onclick = () => {
+      const show = () => {
         if (!view.scene || view.scene.parentNode === null) start_view();
         options.marks = true;
         const box = article.querySelector("input[name=marks]");
@@ -620,7 +605,8 @@
         decorate();
         view.scene.scrollIntoView({ block: "nearest" });
       };
-      article.querySelector(`[data-finding="${i}"]`).append(button);
+      article.querySelector(`[data-finding="${i}"]`).append(
+        button(atoms.length === 1 ? "Show the atom" : "Show the atoms", show, { className: "point" }));
     });
   }
 
@@ -629,12 +615,10 @@
   function make_steps(index) {
     const shown = [...body.rows].filter((row) => !row.hidden).map((row) => row.dataset.id);
     const here = shown.indexOf(`s${index}`);
-    const steps = element("nav", { className: "steps", "aria-label": "Structures" },
-      element("a", { className: "button", href: "#" }, "← All structures"));
-    if (here > 0) steps.append(element("a", { className: "button", href: `#${shown[here - 1]}` }, "Previous"));
-    if (here >= 0 && here + 1 < shown.length) {
-      steps.append(element("a", { className: "button", href: `#${shown[here + 1]}` }, "Next"));
-    }
+    const link = (id, text) => element("a", { className: "button", href: `#${id}` }, text);
+    const steps = element("nav", { className: "steps", "aria-label": "Structures" }, link("", "← All structures"));
+    if (here > 0) steps.append(link(shown[here - 1], "Previous"));
+    if (here >= 0 && here + 1 < shown.length) steps.append(link(shown[here + 1], "Next"));
     return steps;
   }
 
@@ -665,8 +649,7 @@
     const link = event.target.closest("a[download]");
     if (!link) return;
     event.preventDefault();
-    const text = atob(link.href.split(",", 2)[1]);
-    const bytes = Uint8Array.from(text, (c) => c.charCodeAt(0));
+    const bytes = Uint8Array.from(text_in(link), (c) => c.charCodeAt(0));
     const address = URL.createObjectURL(new Blob([bytes], { type: "chemical/x-xyz" }));
     element("a", { href: address, download: link.download }).click();
     setTimeout(() => URL.revokeObjectURL(address), 60000);
@@ -679,12 +662,11 @@
   });
 
   // The whole report is printed, not the part that is open on the screen, unless one is open.
-  addEventListener("beforeprint", () => {
-    if (!list.hidden) articles.forEach((article) => { article.hidden = false; });
-  });
-  addEventListener("afterprint", () => {
-    if (!list.hidden) articles.forEach((article) => { article.hidden = true; });
-  });
+  for (const [event, hidden] of [["beforeprint", false], ["afterprint", true]]) {
+    addEventListener(event, () => {
+      if (!list.hidden) articles.forEach((article) => { article.hidden = hidden; });
+    });
+  }
 
   make_list();
   addEventListener("hashchange", show_what_is_named);

@@ -39,6 +39,21 @@ const Json& member_of(const Json& mapping, const char* key) {
   return value_at(mapping, key);
 }
 
+std::string string_at(const Json& mapping, const char* key) {
+  const Json& value = value_at(mapping, key);
+  return value.is_string() ? value.get<std::string>() : std::string();
+}
+
+std::vector<std::string> strings_at(const Json& mapping, const char* key) {
+  std::vector<std::string> strings;
+  const Json& list = value_at(mapping, key);
+  if (!list.is_array()) return strings;
+  for (const Json& element : list) {
+    if (element.is_string()) strings.push_back(element.get<std::string>());
+  }
+  return strings;
+}
+
 std::string text_of(const Json& value) {
   if (value.is_string()) return value.get<std::string>();
   if (value.is_boolean()) return value.get<bool>() ? "True" : "False";

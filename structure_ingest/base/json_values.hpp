@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/utf8.hpp"
@@ -25,6 +26,11 @@ const Json& value_at(const Json& mapping, const char* key);
 /// The value under `key` where a mapping is expected: null when `mapping` counts as empty.
 /// Throws std::invalid_argument when it is neither empty nor a mapping.
 const Json& member_of(const Json& mapping, const char* key);
+
+/// The string under `key`, empty when there is none; and the strings of the list under it, of which
+/// other elements are left out.
+std::string string_at(const Json& mapping, const char* key);
+std::vector<std::string> strings_at(const Json& mapping, const char* key);
 
 /// The text of a value: a string itself; True, False and None as Python writes them, since the
 /// agent is a Python program; otherwise the value's JSON text.

@@ -8,7 +8,6 @@
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 
@@ -22,15 +21,6 @@ std::size_t rank(std::string_view kind) {
                                   DISCOVERY_ORDER.begin());
 }
 
-/// Where a candidate lies; nothing when its path cannot be expanded or resolved.
-std::optional<SourceFile> located(const std::string& text, PathResolver& resolver) {
-  try {
-    return source_file(expand_home(text), resolver);
-  } catch (const std::exception&) {
-    return std::nullopt;
-  }
-}
-
 /// Adds a candidate; each file keeps the strongest kind under which it was ever offered.
 void offer(CandidateList& list, std::string_view raw, std::string_view how,
            PathResolver& resolver) {
@@ -38,12 +28,16 @@ void offer(CandidateList& list, std::string_view raw, std::string_view how,
   if (text.empty()) return;
   Candidate& candidate = list.candidates.emplace_back(
       Candidate{.text = text, .source = std::nullopt, .how = std::string(how)});
-  std::optional<SourceFile> source = located(text, resolver);
-  if (!source) return;  // still a candidate, but of no kind
-  const auto [known, is_new] = list.kinds.try_emplace(source->identity, how);
+  SourceFile source;
+  try {
+    source = source_file(expand_home(text), resolver);
+  } catch (const std::exception&) {
+    return;  // a path that cannot be resolved is still a candidate, but of no kind
+  }
+  const auto [known, is_new] = list.kinds.try_emplace(source.identity, how);
   if (!is_new && rank(how) < rank(known->second)) known->second = how;
   // Here a relative path lies in the current folder; a batch looks for it in the project.
-  if (is_absolute(source->path)) candidate.source = std::move(source);
+  if (is_absolute(source.path)) candidate.source = std::move(source);
 }
 
 }  // namespace

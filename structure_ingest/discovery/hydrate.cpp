@@ -1,21 +1,16 @@
 #include "structure_ingest/discovery/hydrate.hpp"
 
 #include <algorithm>
-#include <cstdint>
 #include <iterator>
 #include <map>
-#include <set>
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
-#include "structure_ingest/discovery/hydrate_state.hpp"
-#include "structure_ingest/discovery/merge.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
+#include "structure_ingest/discovery/state_entries.hpp"
 #include "structure_ingest/discovery/state_host.hpp"
-#include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest {
@@ -50,23 +45,6 @@ CandidateSearch find_candidates(const StateHost& host, const HydrateOptions& opt
   return search;
 }
 
-/// What the state knows of the source of an entry.
-struct KnownPlace {
-  std::string key;                              // of the source
-  const internal::KnownEntry* entry = nullptr;  // null for a new source
-  bool changed = false;                         // whether the file gives something else now
-};
-
-KnownPlace known_place(const std::map<std::string, internal::KnownEntry>& known,
-                       const std::string& source, const IngestedStructure& record) {
-  KnownPlace place{.key = internal::source_key(source)};
-  const auto found = known.find(place.key);
-  if (found == known.end()) return place;
-  place.entry = &found->second;
-  place.changed = found->second.source == source && internal::has_changed(found->second, record);
-  return place;
-}
-
 /// The sources that are taken in anew, by their keys, and whether their old entries are ok.
 using RenewedSources = std::map<std::string, bool>;
 
@@ -80,22 +58,25 @@ Places places_of_new(const Entries& entries,
   for (std::size_t i = 0; i < entries.size(); ++i) {
     const IngestedStructure& record = entries[i].record;
     const std::string source = internal::source_text_of(host.entry(i));
-    const KnownPlace place = known_place(known, source, record);
-    if (place.entry == nullptr) {
+    const std::string key = internal::source_key(source);
+    const auto found = known.find(key);
+    if (found == known.end()) {
       fresh.push_back(i);
       continue;
     }
-    if (refresh && place.changed && record.ok) {
+    const internal::KnownEntry& old = found->second;
+    const bool changed = old.source == source && internal::has_changed(old, record);
+    if (refresh && changed && record.ok) {
       fresh.push_back(i);
-      renewed.emplace(place.key, place.entry->ok);
+      renewed.emplace(key, old.ok);
       continue;
     }
     outcome.known.push_back(
         {.path = record.source_path,
-         .ok = place.entry->ok,
-         .changed = place.changed,
+         .ok = old.ok,
+         .changed = changed,
          .problem = record.ok || record.warnings.empty() ? "" : record.warnings.front(),
-         .taken_for = place.entry->source == source ? "" : place.entry->source});
+         .taken_for = old.source == source ? "" : old.source});
   }
   return fresh;
 }
@@ -156,6 +137,8 @@ HydrateOutcome hydrate_unguarded(const StateHost& host, const HydrateOptions& op
   outcome.skipped = std::move(search.skipped);
   if (search.list.candidates.empty()) return outcome;
 
+  // Read what the state knows before the batch: sources that are no list end the call before any
+  // copy is written.
   const std::map<std::string, internal::KnownEntry> known = internal::known_sources(host);
   IngestOutcome ingested =
       internal::ingested_entries({.project = search.project,
@@ -167,6 +150,8 @@ HydrateOutcome hydrate_unguarded(const StateHost& host, const HydrateOptions& op
   std::move(ingested.skipped.begin(), ingested.skipped.end(), std::back_inserter(outcome.skipped));
   outcome.why_no_ase = std::move(ingested.why_no_ase);
   Entries& entries = ingested.entries;
+  // The manifest tells of the whole batch, also of entries that the state has already or that turn
+  // out to be unrelated.
   outcome.manifest_error = host.take_batch(search.project, entries);
   if (batch.check && !batch.dry_run) internal::keep_findings(search.project, entries);
 

@@ -11,7 +11,6 @@
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/discovery/dropped_structure.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
@@ -69,6 +68,14 @@ class NewEntries {
 /// step expects is reported through `record_suppressed_error`, and the result is empty.
 STRUCTURE_INGEST_API NewEntries hydrate_user_structures(Json& state,
                                                         const HydrateOptions& options = {});
+
+/// A structure that was left out of the state, since it is unrelated to the request.
+struct DroppedStructure {
+  std::string name;           ///< of its source file
+  std::string formula;        ///< empty when it has none
+  std::string reason;         ///< the assessor's; may be empty
+  std::string source_file{};  ///< where it came from
+};
 
 /// A file that was read again although the state has an entry of it, which stays as it is.
 struct KnownSource {

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -6,9 +5,8 @@
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/utf8.hpp"
-#include "structure_ingest/discovery/hydrate_state.hpp"
-#include "structure_ingest/discovery/merge.hpp"
-#include "structure_ingest/discovery/take_out.hpp"
+#include "structure_ingest/discovery/state_entries.hpp"
+#include "structure_ingest/discovery/state_host.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 
 namespace structure_ingest::internal {

@@ -1,13 +1,11 @@
 #include "structure_ingest/discovery/relevance_filter.hpp"
 
 #include <map>
-#include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/discovery/take_out.hpp"
+#include "structure_ingest/discovery/state_entries.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -24,18 +22,6 @@ std::map<std::string, std::string> unrelated_sources(const RelevanceReport& repo
     reasons.insert_or_assign(verdict.source, verdict.reason);
   }
   return reasons;
-}
-
-/// What reads the assessor's report; empty when the assessor failed.
-std::function<RelevanceReport()> ask(const StateHost& host, const std::vector<std::size_t>& places,
-                                     const std::string& request) {
-  try {
-    return host.assess(places, request);
-  } catch (const Interruption&) {
-    throw;
-  } catch (...) {
-    return {};  // without an assessment nothing is known to be unrelated
-  }
 }
 
 }  // namespace
@@ -63,7 +49,15 @@ RelevanceResult drop_unrelated(const StateHost& host, const std::vector<std::siz
   RelevanceResult result;
   const std::string request = request_in(host);
   if (!request.empty() && !places.empty()) {
-    if (const auto read_report = ask(host, places, request)) result.report = read_report();
+    std::function<RelevanceReport()> read_report;
+    try {
+      read_report = host.assess(places, request);
+    } catch (const Interruption&) {
+      throw;
+    } catch (...) {
+      // Without an assessment nothing is known to be unrelated.
+    }
+    if (read_report) result.report = read_report();
   }
   const std::map<std::string, std::string> reasons =
       unrelated_sources(result.report, role_unrelated);

@@ -2,13 +2,11 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/discovery/dropped_structure.hpp"
 #include "structure_ingest/discovery/state_host.hpp"
 
 namespace structure_ingest::internal {

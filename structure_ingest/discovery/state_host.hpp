@@ -12,7 +12,7 @@
 
 #include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/discovery/hydrate.hpp"
 
 namespace structure_ingest::internal {
 
@@ -64,5 +64,13 @@ struct StateHost {
 
 /// The value under a key; a null value when the state has no such key.
 const Json& value_of(const StateHost& host, std::string_view key);
+
+/// The host of a JSON value. `entries` is where the batch stands; with `dry_run` no manifest is
+/// written. Everything must outlive the host.
+StateHost json_host(Json& state, std::vector<Json>& entries, const Collaborators& collaborators,
+                    bool dry_run);
+
+/// As `hydrate`, with a state that any host holds. Throws nothing but an Interruption.
+HydrateOutcome hydrate_state(const StateHost& host, const HydrateOptions& options);
 
 }  // namespace structure_ingest::internal

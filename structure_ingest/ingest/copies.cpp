@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <string_view>
 #include <system_error>
 
 #include "structure_ingest/base/file.hpp"

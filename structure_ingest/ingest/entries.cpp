@@ -2,29 +2,32 @@
 
 #include <algorithm>
 #include <exception>
-#include <map>
 #include <new>
-#include <optional>
 #include <system_error>
 #include <utility>
 
 #include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/file.hpp"
-#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
 #include "structure_ingest/project/folder_owners.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 
-// A batch goes over its candidates twice. First it selects: which of them are read at all, decided
-// by names and folders alone. Then it reads: each selected file becomes a record, its findings and
-// its copy. Selecting first lets the parser's processes read ahead.
+// A batch of candidates becomes entries in this order:
 //
-// The copies of a batch are forced to the disk together and take their names at its end, since each
-// alone would wait for the disk. Whoever reads a copy in the middle of a batch (through a link
-// among the candidates) would see the old one; finish_copies() is therefore called before such a
-// read.
+// 1. Select. Names and folders alone decide which candidates are read. All are selected before the
+//    first is read, so that the parser's processes can read ahead of the batch.
+// 2. Read. Each selected file becomes a record with its findings, in the order of the candidates.
+// 3. Copy. The copy of a good record is written at once under a temporary name; all copies are
+//    forced to the disk together and renamed at the end, since each alone would wait for the disk.
+//    A candidate may be a link to a copy that this batch writes: such a file is not read ahead, and
+//    the copies are renamed before it is read. Otherwise its entry would hold the old copy.
+// 4. Record. The caller writes the manifest and the findings after that. A copy that could not be
+//    renamed has no path in its record by then; a manifest written earlier would name it.
+//
+// A path with a NUL character ends the batch, but only after the candidates before it have been
+// read and copied: that they were selected first must make no difference.
 namespace structure_ingest::internal {
 namespace {
 
@@ -45,8 +48,7 @@ struct SelectedFile {
 /// The candidates that are to be read.
 struct Selection {
   std::vector<SelectedFile> files;
-  /// A path that is none ends the batch; the candidates before it are read and copied all the same.
-  std::exception_ptr failure{};
+  std::exception_ptr failure{};  // of a path that ends the batch
 };
 
 /// Decides on the candidates one by one, in their order.
@@ -119,7 +121,8 @@ std::vector<std::string> paths_to_read_ahead(const std::vector<SelectedFile>& fi
   return paths;
 }
 
-/// Adds the copy of a good record to `copies`; `number` is that of its entry.
+/// Writes the copy of a good record under a temporary name; `number` is that of its entry. A
+/// failure is a warning: the record can be used all the same.
 void add_copy(bool dry_run, FileReplacements& copies, IngestedStructure& record,
               std::size_t number) {
   if (!record.ok) return;

@@ -1,7 +1,6 @@
 // The entries of a batch before they are written down in any form.
 #pragma once
 
-#include <cstddef>
 #include <functional>
 #include <map>
 #include <optional>

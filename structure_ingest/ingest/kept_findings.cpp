@@ -1,6 +1,7 @@
 #include "structure_ingest/ingest/kept_findings.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <exception>
 #include <functional>
@@ -22,33 +23,24 @@
 namespace structure_ingest {
 namespace {
 
+using internal::string_at;
+
 /// So many states of one source are kept, the latest ones: the file of a source that is edited all
 /// the time must not grow for ever.
 constexpr std::size_t MOST_STATES = 16;
 
-std::string text_at(const Json& mapping, const char* key) {
-  const Json& value = internal::value_at(mapping, key);
-  return value.is_string() ? value.get<std::string>() : std::string();
-}
-
-std::optional<Severity> severity_in(const Json& json) {
-  const std::string name = text_at(json, "severity");
-  for (const Severity severity : {Severity::note, Severity::warning, Severity::error}) {
-    if (name == severity_name(severity)) return severity;
-  }
-  return std::nullopt;
-}
-
 /// Nothing for an object that is no finding.
 std::optional<Finding> finding_in(const Json& json) {
-  const std::optional<Severity> severity = severity_in(json);
-  if (!severity || text_at(json, "code").empty()) return std::nullopt;
-  Finding finding{.code = text_at(json, "code"),
-                  .severity = *severity,
-                  .message = text_at(json, "message"),
-                  .source = text_at(json, "source")};
+  Finding finding{.code = string_at(json, "code"),
+                  .message = string_at(json, "message"),
+                  .source = string_at(json, "source")};
+  constexpr std::array SEVERITIES = {Severity::note, Severity::warning, Severity::error};
+  const auto* const severity = std::find_if(
+      SEVERITIES.begin(), SEVERITIES.end(),
+      [&json](Severity each) { return string_at(json, "severity") == severity_name(each); });
   const Json& atoms = internal::value_at(json, "atoms");
-  if (!atoms.is_array()) return std::nullopt;
+  if (severity == SEVERITIES.end() || finding.code.empty() || !atoms.is_array()) return {};
+  finding.severity = *severity;
   for (const Json& atom : atoms) {
     if (!atom.is_number_unsigned()) return std::nullopt;
     finding.atoms.push_back(atom.get<std::size_t>());
@@ -57,7 +49,8 @@ std::optional<Finding> finding_in(const Json& json) {
 }
 
 std::optional<FileFindings> file_in(const Json& json) {
-  FileFindings file{.source_path = text_at(json, "source_path"), .sha256 = text_at(json, "sha256")};
+  FileFindings file{.source_path = string_at(json, "source_path"),
+                    .sha256 = string_at(json, "sha256")};
   const Json& findings = internal::value_at(json, "findings");
   if (file.source_path.empty() || !findings.is_array()) return std::nullopt;
   for (const Json& each : findings) {
@@ -87,8 +80,8 @@ std::optional<internal::FolderLock> lock_of(const std::string& folder) {
   }
 }
 
-/// Has `change` work on the findings that the project keeps, and writes them if they are others
-/// afterwards.
+/// Lets `change` work on the findings that the project keeps, and writes them when they are
+/// different afterwards.
 void change_findings(const std::string& project,
                      const std::function<void(std::vector<FileFindings>&)>& change) {
   try {

@@ -16,16 +16,14 @@
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
-#include "structure_ingest/discovery/merge.hpp"
-#include "structure_ingest/discovery/take_out.hpp"
+#include "structure_ingest/discovery/state_entries.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
-#include "structure_ingest/upkeep/project_structure.hpp"
 
 namespace structure_ingest {
 namespace {
 
-struct Placed {
+struct ListedStructure {
   std::size_t place;  // among the elements of "structure_sources"
   ProjectStructure structure;
 };
@@ -47,12 +45,6 @@ bool are_alike(const ProjectStructure& a, const ProjectStructure& b) {
   return a.path == b.path && a.source_file == b.source_file;
 }
 
-/// Opens a folder in another; no descriptor when that one is none.
-internal::Descriptor open_folder(const internal::Descriptor& above, const std::string& name) {
-  return internal::Descriptor(
-      openat(above.number(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
-}
-
 [[noreturn]] void fail(const std::string& project, const std::string& copy, int error) {
   throw std::filesystem::filesystem_error("cannot remove the copy",
                                           internal::join_path(project, copy),
@@ -64,7 +56,7 @@ internal::Descriptor open_folder(const internal::Descriptor& above, const std::s
 ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& names,
                                 const ForgetOptions& options) {
   const std::string project = internal::text_or_empty(internal::value_at(state, "project_path"));
-  std::vector<Placed> known;
+  std::vector<ListedStructure> known;
   std::size_t place = 0;
   internal::for_each_element(internal::value_at(state, "structure_sources"),
                              [&](const Json& entry) {
@@ -73,29 +65,34 @@ ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& nam
                                ++place;
                              });
 
+  // First decide on all names: one that is unclear leaves the state as it is.
   ForgetOutcome outcome;
   std::set<std::size_t> chosen;
   for (const std::string& given : names) {
     const std::string name = internal::utf8_text(given);  // as the state holds it
-    std::vector<Placed> fitting;
-    std::copy_if(known.begin(), known.end(), std::back_inserter(fitting),
-                 [&](const Placed& each) { return fits(each.structure, name, options.folder); });
+    std::vector<ListedStructure> fitting;
+    std::copy_if(
+        known.begin(), known.end(), std::back_inserter(fitting),
+        [&](const ListedStructure& each) { return fits(each.structure, name, options.folder); });
     const bool is_clear =
-        !fitting.empty() && std::all_of(fitting.begin(), fitting.end(), [&](const Placed& each) {
+        !fitting.empty() &&
+        std::all_of(fitting.begin(), fitting.end(), [&](const ListedStructure& each) {
           return are_alike(each.structure, fitting.front().structure);
         });
     if (is_clear) {
-      for (const Placed& each : fitting) chosen.insert(each.place);
+      for (const ListedStructure& each : fitting) chosen.insert(each.place);
     } else {
       UnclearName unclear{.name = given, .fits = {}};
-      for (Placed& each : fitting) unclear.fits.push_back(std::move(each.structure));
+      for (ListedStructure& each : fitting) unclear.fits.push_back(std::move(each.structure));
       outcome.unclear.push_back(std::move(unclear));
     }
   }
   if (!outcome.unclear.empty()) return outcome;
 
-  std::set<std::string> needed = {""};  // copies and sources
-  for (Placed& each : known) {
+  // The copies and sources that stay with another structure, and those that are listed already. One
+  // set holds both: the paths of copies are relative to the project, those of sources absolute.
+  std::set<std::string> needed = {""};
+  for (ListedStructure& each : known) {
     if (chosen.contains(each.place)) {
       outcome.forgotten.push_back(std::move(each.structure));
     } else {
@@ -108,30 +105,25 @@ ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& nam
       outcome.sources.push_back(structure.source_file);
     }
   }
-  const std::vector<std::size_t> places(chosen.begin(), chosen.end());
-  if (options.dry_run) {
-    Json copy = state;
-    outcome.notes = internal::take_out(copy, places);
-  } else {
-    outcome.notes = internal::take_out(state, places);
-  }
+  Json copy = options.dry_run ? state : Json();
+  outcome.notes =
+      internal::take_out(options.dry_run ? copy : state, {chosen.begin(), chosen.end()});
   return outcome;
 }
 
 bool delete_copy(const std::string& project, const std::string& copy) {
   if (!is_copy_path(copy)) fail(project, copy, EINVAL);
-  const std::size_t slash = INGESTED_DIRNAME.find('/');
-  const internal::Descriptor folder(open(project.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  int error = folder.is_open() ? 0 : errno;
-  const auto root = open_folder(folder, std::string(INGESTED_DIRNAME.substr(0, slash)));
-  if (error == 0 && !root.is_open()) error = errno;
-  const auto structures = open_folder(root, std::string(INGESTED_DIRNAME.substr(slash + 1)));
-  if (error == 0 && !structures.is_open()) error = errno;
-  if (error == 0 && unlinkat(structures.number(), internal::file_name(copy).c_str(), 0) != 0) {
-    error = errno;
+  // Each folder is opened in the one above it, so that no link in the project is followed, also if
+  // one is put there meanwhile.
+  internal::Descriptor folder(open(project.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  for (const std::filesystem::path& name : std::filesystem::path(INGESTED_DIRNAME)) {
+    if (!folder.is_open()) break;
+    folder = internal::open_at(folder.number(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
   }
-  if (error != 0 && error != ENOENT) fail(project, copy, error);
-  return error == 0;
+  const bool is_removed =
+      folder.is_open() && unlinkat(folder.number(), internal::file_name(copy).c_str(), 0) == 0;
+  if (!is_removed && errno != ENOENT) fail(project, copy, errno);
+  return is_removed;
 }
 
 }  // namespace structure_ingest

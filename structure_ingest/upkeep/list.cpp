@@ -10,12 +10,10 @@
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/check/check.hpp"
-#include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
 #include "structure_ingest/ingest/kept_findings.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
-#include "structure_ingest/upkeep/project_structure.hpp"
 
 namespace structure_ingest {
 namespace {
@@ -54,28 +52,15 @@ std::vector<Finding> findings_on(const Json& entry, const MayRead& may_read) {
   return check_structure(record);
 }
 
-using KeptBySource = std::map<std::pair<std::string, std::string>, std::vector<Finding>>;
-
-KeptBySource findings_by_source(const std::string& project) {
-  KeptBySource kept;
-  for (FileFindings& file : kept_findings(project)) {
-    kept.emplace(std::pair(file.source_path, file.sha256), std::move(file.findings));
-  }
-  return kept;
-}
-
 ProjectStructure structure_in_copy(const std::string& project, const std::string& copy,
                                    bool check) {
   const IngestedStructure record = parse_structure_file(internal::join_path(project, copy));
   return {.path = copy,
           .copy = copy,
-          .source_file = {},
-          .discovery = {},
           .formula = record.formula,
           .natoms = record.natoms,
           .has_cell = record.cell_ang.has_value(),
           .ok = record.ok,
-          .sha256 = {},
           .warnings = record.ok ? std::vector<std::string>() : record.warnings,
           .findings = check ? std::optional(check_structure(record)) : std::nullopt,
           .copied_at = internal::time_of_copy(project, copy)};
@@ -90,7 +75,12 @@ ProjectListing list_structures(const std::string& project, const Json& state,
   const Json entries = state.is_object() ? internal::value_at(state, "structure_sources")
                                          : entries_of_manifest(folder, listing);
   std::set<std::string> known_copies;
-  const KeptBySource kept = options.check ? findings_by_source(folder) : KeptBySource();
+  std::map<std::pair<std::string, std::string>, std::vector<Finding>> kept;  // by source and bytes
+  if (options.check) {
+    for (FileFindings& file : kept_findings(folder)) {
+      kept.emplace(std::pair(file.source_path, file.sha256), std::move(file.findings));
+    }
+  }
   internal::for_each_element(entries, [&](const Json& entry) {
     if (!entry.is_object()) return;
     const std::size_t place = listing.structures.size();

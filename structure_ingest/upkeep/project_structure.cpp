@@ -3,10 +3,7 @@
 #include <charconv>
 #include <cstddef>
 #include <limits>
-#include <optional>
 #include <string_view>
-#include <system_error>
-#include <vector>
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
@@ -16,12 +13,9 @@
 namespace structure_ingest {
 namespace {
 
+using internal::string_at;
+using internal::strings_at;
 using internal::value_at;
-
-std::string text_at(const Json& mapping, const char* key) {
-  const Json& value = value_at(mapping, key);
-  return value.is_string() ? value.get<std::string>() : std::string();
-}
 
 /// Three numbers; null stands for one that is not finite.
 std::optional<Vector3> vector_of(const Json& list) {
@@ -46,30 +40,20 @@ std::optional<std::vector<Vector3>> vectors_of(const Json& list) {
   return vectors;
 }
 
-std::vector<std::string> texts_of(const Json& list) {
-  std::vector<std::string> texts;
-  if (!list.is_array()) return texts;
-  for (const Json& text : list) {
-    if (text.is_string()) texts.push_back(text.get<std::string>());
-  }
-  return texts;
-}
-
 }  // namespace
 
 IngestedStructure record_of(const Json& entry) {
-  IngestedStructure record{.source_path = text_at(entry, "source_path"),
-                           .format = text_at(entry, "format")};
-  record.species = texts_of(value_at(entry, "species"));
-  record.symbols = texts_of(value_at(entry, "symbols"));
+  IngestedStructure record{.source_path = string_at(entry, "source_path"),
+                           .format = string_at(entry, "format")};
+  record.species = strings_at(entry, "species");
+  record.symbols = strings_at(entry, "symbols");
   record.natoms = static_cast<std::int64_t>(record.symbols.size());
-  record.formula = text_at(entry, "formula");
-  record.sha256 = text_at(entry, "sha256");
-  record.warnings = texts_of(value_at(entry, "warnings"));
+  record.formula = string_at(entry, "formula");
+  record.sha256 = string_at(entry, "sha256");
+  record.warnings = strings_at(entry, "warnings");
   record.cell_ang = vectors_of(value_at(entry, "cell_ang"));
-  const std::optional<std::vector<Vector3>> positions =
-      vectors_of(value_at(entry, "positions_ang"));
-  if (positions) record.positions_ang = *positions;
+  record.positions_ang =
+      vectors_of(value_at(entry, "positions_ang")).value_or(std::vector<Vector3>());
   record.ok = value_at(entry, "ok") == true && !record.symbols.empty() &&
               record.positions_ang.size() == record.symbols.size();
   return record;
@@ -77,18 +61,18 @@ IngestedStructure record_of(const Json& entry) {
 
 ProjectStructure project_structure(const Json& entry, const std::string& project) {
   const Json& metadata = value_at(entry, "metadata");
-  ProjectStructure structure{.path = text_at(entry, "path")};
+  ProjectStructure structure{.path = string_at(entry, "path")};
   if (is_copy_path(structure.path)) structure.copy = structure.path;
-  structure.source_file = text_at(metadata, "source_file");
-  if (structure.source_file.empty()) structure.source_file = text_at(entry, "source_path");
-  structure.discovery = text_at(entry, "discovery");
-  structure.formula = text_at(entry, "formula");
+  structure.source_file = string_at(metadata, "source_file");
+  if (structure.source_file.empty()) structure.source_file = string_at(entry, "source_path");
+  structure.discovery = string_at(entry, "discovery");
+  structure.formula = string_at(entry, "formula");
   const Json& natoms = value_at(entry, "natoms");
   if (natoms.is_number_integer()) structure.natoms = natoms.get<std::int64_t>();
   structure.has_cell = value_at(entry, "has_cell") == true;
   structure.ok = value_at(entry, "ok") == true;
-  structure.sha256 = text_at(entry, "sha256");
-  structure.warnings = texts_of(value_at(entry, "warnings"));
+  structure.sha256 = string_at(entry, "sha256");
+  structure.warnings = strings_at(entry, "warnings");
   if (!project.empty()) structure.copied_at = internal::time_of_copy(project, structure.copy);
   return structure;
 }

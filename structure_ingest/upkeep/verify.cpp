@@ -1,18 +1,19 @@
 #include "structure_ingest/upkeep/verify.hpp"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <system_error>
 #include <utility>
 
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/discovery/merge.hpp"
+#include "structure_ingest/discovery/state_entries.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/upkeep/list.hpp"
-#include "structure_ingest/upkeep/project_structure.hpp"
 
 namespace structure_ingest {
 namespace {
@@ -135,6 +136,7 @@ class Verifier {
     if (digest.empty()) return;
     const std::string label =
         structure.source_file.empty() ? structure.path : structure.source_file;
+    // Eight digits of a digest may agree by chance, hardly so with the formula.
     const auto [first, is_new] = copies_.emplace(digest + structure.formula, label);
     if (!is_new) {
       add(findings, VerifyCode::duplicate, "the same structure is there from " + first->second,
@@ -149,47 +151,30 @@ class Verifier {
   std::map<std::string, std::string> copies_;   // the source of each by digest and formula
 };
 
-bool has_no_problem(const Findings& findings) {
-  return std::none_of(findings.begin(), findings.end(),
-                      [](const VerifyFinding& finding) { return finding.is_problem; });
-}
-
 }  // namespace
 
 std::string_view name_of(VerifyCode code) {
-  switch (code) {
-    case VerifyCode::source_gone:
-      return "source_gone";
-    case VerifyCode::source_changed:
-      return "source_changed";
-    case VerifyCode::source_unreadable:
-      return "source_unreadable";
-    case VerifyCode::source_readable:
-      return "source_readable";
-    case VerifyCode::source_not_allowed:
-      return "source_not_allowed";
-    case VerifyCode::source_moved:
-      return "source_moved";
-    case VerifyCode::structure_differs:
-      return "structure_differs";
-    case VerifyCode::copy_gone:
-      return "copy_gone";
-    case VerifyCode::copy_changed:
-      return "copy_changed";
-    case VerifyCode::copy_unreadable:
-      return "copy_unreadable";
-    case VerifyCode::no_copy:
-      return "no_copy";
-    case VerifyCode::duplicate:
-      return "duplicate";
-    case VerifyCode::no_entry:
-      return "no_entry";
-  }
-  return {};
+  // In the order of the enumerators.
+  constexpr std::array<std::string_view, 13> NAMES = {"source_gone",
+                                                      "source_changed",
+                                                      "source_unreadable",
+                                                      "source_readable",
+                                                      "source_not_allowed",
+                                                      "source_moved",
+                                                      "structure_differs",
+                                                      "copy_gone",
+                                                      "copy_changed",
+                                                      "copy_unreadable",
+                                                      "no_copy",
+                                                      "duplicate",
+                                                      "no_entry"};
+  static_assert(NAMES.size() == static_cast<std::size_t>(VerifyCode::no_entry) + 1);
+  return NAMES[static_cast<std::size_t>(code)];
 }
 
 bool VerifiedStructure::is_as_it_was() const {
-  return has_no_problem(findings);
+  return std::none_of(findings.begin(), findings.end(),
+                      [](const VerifyFinding& finding) { return finding.is_problem; });
 }
 
 bool Verification::is_as_it_was() const {

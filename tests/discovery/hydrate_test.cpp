@@ -12,7 +12,7 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
-#include "structure_ingest/discovery/hydrate_state.hpp"
+#include "structure_ingest/discovery/state_host.hpp"
 #include "tests/fake_modules.hpp"
 #include "tests/scratch_folder.hpp"
 

@@ -10,7 +10,7 @@
 
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/discovery/hydrate_state.hpp"
+#include "structure_ingest/discovery/state_host.hpp"
 
 namespace structure_ingest::internal {
 namespace {

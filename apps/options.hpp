@@ -1,18 +1,25 @@
-// The paths that a subcommand works on: arguments, and the lines of a list.
+// The options that several subcommands have, and how their values are read.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/command_line.hpp"
+#include "collaborators/agent_modules/project_state.hpp"
+#include "structure_ingest/readers/frames.hpp"
 
 namespace apps {
+
+// ---- Paths: arguments, and the lines of a list ----
 
 struct PathArguments {
   std::vector<std::string> paths;
   std::string files_from;  // a file of paths, "-" for standard input; empty for none
   bool null_separated = false;
   bool relative_to_project = false;  // instead of to the current folder
+
+  bool are_empty() const { return paths.empty() && files_from.empty(); }
 };
 
 struct GivenPath {
@@ -40,5 +47,36 @@ std::vector<std::string> texts_of(const std::vector<GivenPath>& paths);
 /// The same as the library takes them, to which a relative path is the project's: the user's are
 /// made absolute, unless told otherwise. "." and ".." are gone, so that one file has one path.
 std::vector<std::string> paths_into_project(const PathArguments& arguments);
+
+// ---- The state that a command works on ----
+
+using agent_modules::PROJECT_STATE;
+using agent_modules::ProjectState;
+using StateArguments = agent_modules::StateLocation;
+
+/// Declares --state and --project, which exclude each other.
+void add_state_options(Command& command, StateArguments& arguments,
+                       const std::string& about_project);
+
+// ---- Single values: each function throws WrongInput for a text that is none ----
+
+/// Declares --jobs; `jobs` stays empty without it.
+void add_jobs_option(Command& command, std::string& jobs);
+
+/// How many processes may run ASE: what --jobs says, by default one for each core.
+int processes_for(const std::string& jobs);
+
+/// A decimal number. A leading zero makes it no octal number, as the option parser would have it.
+std::optional<int> whole_number(std::string_view text);
+
+/// The value of --limit.
+int read_limit(const std::string& text);
+
+/// The value of --frame.
+structure_ingest::FrameChoice read_frame_choice(const std::string& text);
+
+/// The ending of an output file in lower case, one of `endings`. Another is refused: an output must
+/// not replace a structure file by mistake.
+std::string ending_of_output(const std::string& path, const std::vector<std::string>& endings);
 
 }  // namespace apps

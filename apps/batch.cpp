@@ -1,10 +1,8 @@
-#include "apps/outcome.hpp"
+#include "apps/batch.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
-#include <system_error>
-#include <thread>
+#include <functional>
 
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
@@ -14,6 +12,15 @@ namespace apps {
 
 using structure_ingest::SkippedFile;
 using structure_ingest::SourceEntry;
+
+structure_ingest::BatchOptions batch_options(const BatchArguments& arguments,
+                                             structure_ingest::StructureParser& parser,
+                                             Progress& progress) {
+  return {.progress = std::ref(progress),
+          .dry_run = arguments.dry_run,
+          .check = !arguments.no_check,
+          .parser = &parser};
+}
 
 void print_array(std::span<const SourceEntry> entries) {
   std::string text;
@@ -61,45 +68,9 @@ void warn_skipped(std::span<const SkippedFile> skipped, int limit) {
   for (const std::string& text : summary.scanned) print_error("skipped: " + text);
 }
 
-void add_jobs_option(Command& command, std::string& jobs) {
-  command.add_option("--jobs", jobs, "N",
-                     "How many CIF and VASP files are read at once; by default one a core");
-}
-
-int processes_for(const std::string& jobs) {
-  if (jobs.empty()) return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-  int processes = 0;
-  const char* const end = jobs.data() + jobs.size();
-  const auto [stop, error] = std::from_chars(jobs.data(), end, processes);
-  if (error != std::errc() || stop != end || processes < 1) {
-    throw WrongInput("--jobs: " + jobs + " is not a number from 1 on");
-  }
-  return processes;
-}
-
-structure_ingest::FrameChoice read_frame_choice(const std::string& text) {
-  const auto choice = structure_ingest::frame_choice(text);
-  if (!choice) {
-    throw WrongInput("--frame: " + text + " is neither a number from 1 on, nor last, nor all");
-  }
-  return *choice;
-}
-
-int read_limit(const std::string& text) {
-  int limit = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, limit);
-  if (error != std::errc() || stop != end) {
-    throw WrongInput("--limit: " + text + " is not a number that can be used");
-  }
-  return limit;
-}
-
-void warn_why_no_ase(const std::string& reason) {
-  if (!reason.empty()) print_error("ASE cannot be used: " + reason);
-}
-
-Status status_of(std::span<const SourceEntry> entries, const std::string& manifest_error) {
+Status status_of(std::span<const SourceEntry> entries, const std::string& manifest_error,
+                 const std::string& why_no_ase) {
+  warn_why_no_ase(why_no_ase);
   bool cannot_write = !manifest_error.empty();
   if (cannot_write) print_error(manifest_error);
   for (const SourceEntry& entry : entries) {

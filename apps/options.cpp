@@ -1,25 +1,26 @@
-#include "apps/path_list.hpp"
+#include "apps/options.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
+#include <charconv>
 #include <filesystem>
-#include <memory>
 #include <string_view>
 #include <system_error>
+#include <thread>
 #include <utility>
 
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 
 namespace apps {
 namespace {
 
 namespace base = structure_ingest::internal;
-
-struct CloseFile {
-  void operator()(FILE* file) const { static_cast<void>(std::fclose(file)); }
-};
 
 constexpr std::size_t MOST_BYTES = std::size_t{1} << 28;  // a device may have no end
 
@@ -28,19 +29,20 @@ std::string content_of(const std::string& path, const std::string& name) {
   const auto refuse = [&name] {
     throw WrongInput(name + ": " + std::generic_category().message(errno));
   };
-  std::unique_ptr<FILE, CloseFile> opened;
+  base::Descriptor opened;
   if (path != "-") {
-    opened.reset(std::fopen(path.c_str(), "rbe"));
-    if (!opened) refuse();
+    opened = base::open_at(AT_FDCWD, path, O_RDONLY);
+    if (!opened.is_open()) refuse();
   }
-  FILE* const file = opened ? opened.get() : stdin;
+  const int file = opened.is_open() ? opened.number() : STDIN_FILENO;
   std::string content;
   std::array<char, 65536> buffer{};
-  while (const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), file)) {
-    content.append(buffer.data(), size);
+  while (const ssize_t size =
+             base::retried([&] { return read(file, buffer.data(), buffer.size()); })) {
+    if (size < 0) refuse();
+    content.append(buffer.data(), static_cast<std::size_t>(size));
     if (content.size() > MOST_BYTES) throw WrongInput(name + ": too long for a list of paths");
   }
-  if (std::ferror(file) != 0) refuse();
   return content;
 }
 
@@ -63,25 +65,23 @@ void add_lines(const std::string& content, char separator, const std::string& na
 }  // namespace
 
 void add_path_options(Command& command, PathArguments& arguments, const std::string& about_paths) {
-  command.add_option("--files-from", arguments.files_from, "FILE",
-                     "Take more paths from FILE, one a line ('-': standard input)");
-  command.add_flag("-0,--null", arguments.null_separated,
-                   "The list of --files-from is separated by NUL characters",
-                   {.needs = {"--files-from"}});
-  command.add_arguments("PATH", arguments.paths, about_paths);
+  command.add("--files-from FILE", &arguments.files_from,
+              "Take more paths from FILE, one a line ('-': standard input)");
+  command.add("-0,--null", &arguments.null_separated,
+              "The list of --files-from is separated by NUL characters",
+              {.needs = {"--files-from"}});
+  command.add("PATH", &arguments.paths, about_paths);
 }
 
 void add_project_path_options(Command& command, PathArguments& arguments,
                               const std::string& about_paths) {
-  command.add_flag("--relative-to-project", arguments.relative_to_project,
-                   "A relative path lies in the project, not in the current folder");
+  command.add("--relative-to-project", &arguments.relative_to_project,
+              "A relative path lies in the project, not in the current folder");
   add_path_options(command, arguments, about_paths);
 }
 
 void require_paths(const PathArguments& arguments) {
-  if (arguments.paths.empty() && arguments.files_from.empty()) {
-    throw WrongOptions("PATH or --files-from is required");
-  }
+  if (arguments.are_empty()) throw WrongOptions("PATH or --files-from is required");
 }
 
 std::vector<GivenPath> given_paths(const PathArguments& arguments) {
@@ -113,6 +113,55 @@ std::vector<std::string> paths_into_project(const PathArguments& arguments) {
     paths.push_back(is_home || is_the_projects ? std::move(path) : base::absolute_path(path));
   }
   return paths;
+}
+
+void add_state_options(Command& command, StateArguments& arguments,
+                       const std::string& about_project) {
+  command.add("--state FILE", &arguments.state, "The agent state, a JSON file");
+  command.add("--project DIR", &arguments.project, about_project, {.excludes = {"--state"}});
+}
+
+void add_jobs_option(Command& command, std::string& jobs) {
+  command.add("--jobs N", &jobs,
+              "How many CIF and VASP files are read at once; by default one a core");
+}
+
+int processes_for(const std::string& jobs) {
+  if (jobs.empty()) return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+  const int processes = whole_number(jobs).value_or(0);
+  if (processes < 1) throw WrongInput("--jobs: " + jobs + " is not a number from 1 on");
+  return processes;
+}
+
+std::optional<int> whole_number(std::string_view text) {
+  int number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
+int read_limit(const std::string& text) {
+  const std::optional<int> limit = whole_number(text);
+  if (!limit) throw WrongInput("--limit: " + text + " is not a number that can be used");
+  return *limit;
+}
+
+structure_ingest::FrameChoice read_frame_choice(const std::string& text) {
+  const auto choice = structure_ingest::frame_choice(text);
+  if (!choice) {
+    throw WrongInput("--frame: " + text + " is neither a number from 1 on, nor last, nor all");
+  }
+  return *choice;
+}
+
+std::string ending_of_output(const std::string& path, const std::vector<std::string>& endings) {
+  const std::string name = base::ascii_lower_cased(path);
+  std::string known;
+  for (const std::string& ending : endings) {
+    if (name.ends_with(ending) && name.size() > ending.size()) return ending;
+    known += (known.empty() ? "" : " or ") + ending;
+  }
+  throw WrongInput("-o: the name must end with " + known + ": '" + path + "'");
 }
 
 }  // namespace apps

@@ -1,0 +1,51 @@
+// What `ingest` and `hydrate` have in common: their options, how a batch is read, and what is
+// printed of its outcome.
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "apps/options.hpp"
+#include "apps/progress.hpp"
+#include "structure_ingest/structure_ingest.hpp"
+
+namespace apps {
+
+struct BatchArguments {
+  std::string limit = std::to_string(structure_ingest::DEFAULT_LIMIT);
+  bool dry_run = false;
+  bool json = false;
+  bool no_check = false;
+  std::string jobs;
+  PathArguments paths;
+};
+
+/// How the batch is read. `parser` and `progress` must outlive it.
+structure_ingest::BatchOptions batch_options(const BatchArguments& arguments,
+                                             structure_ingest::StructureParser& parser,
+                                             Progress& progress);
+
+/// What a dry run says before its outcome.
+inline constexpr const char* DRY_RUN =
+    "Dry run: nothing is written. What would become of the files:";
+
+/// Prints entries as one JSON array on one line.
+void print_array(std::span<const structure_ingest::SourceEntry> entries);
+
+/// Prints an entry: its source, what it holds, its canonical copy, its warnings and what
+/// findings say against it.
+void print_entry(const structure_ingest::SourceEntry& entry);
+
+/// Prints the files that were skipped and why: those that were named with a line each, and how
+/// many of those that a scan found; `limit` is how many files the call considered.
+void print_skipped(std::span<const structure_ingest::SkippedFile> skipped, int limit);
+
+/// Prints the same on standard error, where standard output is for JSON.
+void warn_skipped(std::span<const structure_ingest::SkippedFile> skipped, int limit);
+
+/// The status of a batch; each failure to write is printed on standard error, that of the manifest
+/// included, and before them why ASE could not be used.
+Status status_of(std::span<const structure_ingest::SourceEntry> entries,
+                 const std::string& manifest_error, const std::string& why_no_ase);
+
+}  // namespace apps

@@ -1,0 +1,184 @@
+// The commands that tell what a project holds: its structures, and whether they are as they were.
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+
+#include "apps/options.hpp"
+#include "apps/progress.hpp"
+#include "apps/structure_view.hpp"
+#include "apps/table.hpp"
+#include "apps/terminal.hpp"
+#include "telling/structures.hpp"
+#include "telling/words.hpp"
+
+namespace apps {
+namespace {
+
+using structure_ingest::Finding;
+using structure_ingest::Json;
+using structure_ingest::ProjectListing;
+using structure_ingest::ProjectStructure;
+using structure_ingest::Verification;
+using structure_ingest::VerifiedStructure;
+using structure_ingest::VerifyFinding;
+
+struct ProjectArguments {
+  StateArguments state;
+  bool json = false;
+};
+
+/// "2026-01-31 12:00"; "-" for none.
+std::string copied_shortly(const std::optional<std::int64_t>& seconds) {
+  if (!seconds) return "-";
+  std::string text = telling::utc_time(*seconds).substr(0, 16);
+  text[10] = ' ';
+  return text;
+}
+
+/// How a source was found, in a word or two.
+std::string found_shortly(const std::string& discovery) {
+  if (discovery == structure_ingest::DISCOVERY_ATTACHMENT) return "named";
+  if (discovery == structure_ingest::DISCOVERY_PROJECT_FOLDER) return "scan, project";
+  if (discovery == structure_ingest::DISCOVERY_WORKSPACE_SCAN) return "scan, workspace";
+  return discovery;
+}
+
+std::string or_dash(const std::string& text) {
+  return text.empty() ? "-" : text;
+}
+
+void print_listing(const ProjectListing& listing) {
+  std::vector<TableRow> rows = {
+      {"FORMULA", "ATOMS", "CELL", "FOUND", "COPIED (UTC)", "FINDINGS", "SOURCE"}};
+  for (const ProjectStructure& structure : listing.structures) {
+    rows.push_back(
+        {structure.ok ? structure.formula : "not parsed",
+         structure.ok ? std::to_string(structure.natoms) : "-",
+         !structure.ok        ? "-"
+         : structure.has_cell ? "yes"
+                              : "no",
+         or_dash(found_shortly(structure.discovery)), copied_shortly(structure.copied_at),
+         or_dash(telling::severity_counts(structure.findings.value_or(std::vector<Finding>()))),
+         structure.source_file.empty() ? "(copy) " + structure.path : structure.source_file});
+  }
+  if (rows.size() > 1) {
+    print_table(rows, {1});
+  } else {
+    print_line("No structures.");
+  }
+}
+
+Status list(const ProjectArguments& arguments) {
+  const ProjectState project = read_project_state(arguments.state);
+  const ProjectListing listing =
+      structure_ingest::list_structures(project.project, project.state, {.check = true});
+  if (arguments.json) {
+    Json structures = Json::array();
+    for (const ProjectStructure& structure : listing.structures) {
+      structures.push_back(telling::structure_json(structure, project.project));
+    }
+    print_line(structure_ingest::json_text(structures));
+  } else {
+    print_listing(listing);
+    const std::size_t others = listing.other_copies.size();
+    if (others > 0) {
+      print_line("Besides, " + std::to_string(others) + (others == 1 ? " copy" : " copies") +
+                 " of structures that the state does not have (see verify).");
+    }
+  }
+  if (!listing.manifest_error.empty()) print_error(listing.manifest_error);
+  return ALL_WELL;
+}
+
+bool is_without_entry(const VerifiedStructure& verified) {
+  return std::any_of(verified.findings.begin(), verified.findings.end(),
+                     [](const VerifyFinding& finding) {
+                       return finding.code == structure_ingest::VerifyCode::no_entry;
+                     });
+}
+
+std::string heading_of(const VerifiedStructure& verified) {
+  if (!verified.is_as_it_was()) return coloured("not as it was", RED);
+  return is_without_entry(verified) ? coloured("no entry", YELLOW) : coloured("as it was", GREEN);
+}
+
+void print_verified(const VerifiedStructure& verified) {
+  const std::string& source = verified.structure.source_file;
+  print_line(heading_of(verified) + "  " +
+             printable(source.empty() ? verified.structure.path : source));
+  if (!source.empty() && !verified.structure.copy.empty()) {
+    print_row("copy", verified.structure.copy);
+  }
+  for (const VerifyFinding& finding : verified.findings) {
+    print_row(finding.is_problem ? "problem" : "note", finding.text);
+  }
+}
+
+void print_verification(const Verification& verification) {
+  std::size_t total = 0;
+  std::size_t well = 0;
+  for (const VerifiedStructure& verified : verification.structures) {
+    print_verified(verified);
+    if (is_without_entry(verified)) continue;
+    ++total;
+    if (verified.is_as_it_was()) ++well;
+  }
+  print_line(total == 0 ? "No structures."
+                        : "As taken in: " + std::to_string(well) + " of " + std::to_string(total) +
+                              (total == 1 ? " structure." : " structures."));
+}
+
+Status verify(const ProjectArguments& arguments) {
+  const ProjectState project = read_project_state(arguments.state);
+  Progress progress;
+  const Verification verification = structure_ingest::verify_project(
+      project.project, project.state,
+      {.moved_from = project.moved_from, .progress = std::ref(progress)});
+  progress.clear();
+  if (arguments.json) {
+    Json structures = Json::array();
+    for (const VerifiedStructure& verified : verification.structures) {
+      structures.push_back(telling::verified_json(verified));
+    }
+    print_line(structure_ingest::json_text(structures));
+  } else {
+    print_verification(verification);
+  }
+  if (!project.moved_from.empty()) {
+    print_error(project.file + ": it says that the project is " + project.moved_from +
+                "; if it was moved here, set \"project_path\" to " + project.project);
+  }
+  if (!verification.manifest_error.empty()) print_error(verification.manifest_error);
+  const bool well = verification.is_as_it_was() && project.moved_from.empty() &&
+                    verification.manifest_error.empty();
+  return well ? ALL_WELL : SOME_FILE_UNPARSED;
+}
+
+}  // namespace
+
+Command list_command() {
+  auto arguments = std::make_shared<ProjectArguments>();
+  Command command{.name = "list",
+                  .about = "List the structures that a project holds",
+                  .examples = {"list --project my_project", "list --json | jq '.[].formula'"},
+                  .run = [arguments] { return list(*arguments); }};
+  add_state_options(command, arguments->state, "The project folder (default: the current one)");
+  command.add("--json", &arguments->json, "One JSON array of the structures");
+  return command;
+}
+
+Command verify_command() {
+  auto arguments = std::make_shared<ProjectArguments>();
+  Command command{.name = "verify",
+                  .about =
+                      "Check that a project's structures are still what was taken in; exit "
+                      "status 1 if something is not as it was",
+                  .examples = {"verify --project my_project",
+                               "verify --json | jq '.[] | select(.as_it_was | not)'"},
+                  .run = [arguments] { return verify(*arguments); }};
+  add_state_options(command, arguments->state, "The project folder (default: the current one)");
+  command.add("--json", &arguments->json, "One JSON array of the structures and findings");
+  return command;
+}
+
+}  // namespace apps
