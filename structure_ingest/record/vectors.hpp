@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/ingested_structure_fwd.hpp"
 
 namespace structure_ingest::internal {
 
