@@ -181,12 +181,13 @@ std::optional<Grid> grid_of(const std::vector<Site>& sites, double cutoff) {
   double width = std::max({cutoff + 4 * slack, std::cbrt(ATOMS_A_BIN * volume / count)});
   // When the atoms lie in a few places of a large volume, widen the bins until there are not many
   // more bins than atoms.
-  Grid grid;
-  for (const double most = 8 * count + 1000;; width *= 1.25) {
+  const auto bin_count = [&] {
     double total = 1;
-    for (std::size_t k = 0; k < 3; ++k) total *= std::floor(extent[k] / width) + 3;
-    if (total <= most) break;
-  }
+    for (const double length : extent) total *= std::floor(length / width) + 3;
+    return total;
+  };
+  while (bin_count() > 8 * count + 1000) width *= 1.25;
+  Grid grid;
   for (std::size_t k = 0; k < 3; ++k) {
     grid.bins[k] = static_cast<std::size_t>(extent[k] / width) + 3;
   }

@@ -15,10 +15,9 @@ std::string missing_sites(const CifFile& file) {
     return std::any_of(file.blocks.begin(), file.blocks.end(),
                        [&](const CifBlock& block) { return block.has_name_with(beginning); });
   };
-  const std::string none =
-      file.blocks.size() == 1
-          ? "its data block has no atom sites"
-          : "none of its " + std::to_string(file.blocks.size()) + " data blocks has atom sites";
+  std::string none = file.blocks.size() == 1 ? "its data block has no atom sites"
+                                             : "none of its " + std::to_string(file.blocks.size()) +
+                                                   " data blocks has atom sites";
   if (any_has("_atom_site.")) {
     return "it is an mmCIF of a macromolecule, whose atom sites are named in another way";
   }

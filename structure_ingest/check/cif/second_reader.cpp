@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <exception>
 #include <gemmi/cif.hpp>
 #include <gemmi/elem.hpp>
@@ -67,8 +68,8 @@ std::string element_of(const std::string& text, bool is_label, const std::string
     return i < text.size() && std::isalpha(static_cast<unsigned char>(text[i])) != 0;
   };
   if (!letter(0)) return {};
-  const std::string one = element_name(text.substr(0, 1));
-  const std::string two = letter(1) ? element_name(text.substr(0, 2)) : "";
+  std::string one = element_name(text.substr(0, 1));
+  std::string two = letter(1) ? element_name(text.substr(0, 2)) : "";
   if (two.empty()) return one;
   if (one.empty() || !is_label || std::islower(static_cast<unsigned char>(text[1])) != 0)
     return two;
@@ -105,7 +106,8 @@ const gemmi::SpaceGroup* declared_group(cif::Block& block, const gemmi::UnitCell
   const auto number = value_of(
       block, {"_space_group_IT_number", "_space_group.IT_number", "_symmetry_Int_Tables_number"});
   if (group == nullptr && number) {
-    group = gemmi::find_spacegroup_by_number(std::atoi(number->c_str()));
+    group = gemmi::find_spacegroup_by_number(
+        static_cast<int>(std::strtol(number->c_str(), nullptr, 10)));
     if (group != nullptr) {
       reading.declared = "number " + *number;
       reading.symmetry_source = "the number " + *number;

@@ -242,9 +242,9 @@ std::vector<Observation> check_poscar(const CheckInput& input) {
 
 std::string problem_of_poscar(const PoscarFile& file, std::string_view name) {
   if (!file.problem.empty()) return file.problem;
-  for (std::size_t i = 0; i < file.symbols.size(); ++i) {
-    if (canonical_symbol(file.symbols[i]) == file.symbols[i]) continue;
-    return "line 6 names " + excerpt(file.symbols[i]) + ", which is no element";
+  for (const std::string_view symbol : file.symbols) {
+    if (canonical_symbol(symbol) == symbol) continue;
+    return "line 6 names " + excerpt(symbol) + ", which is no element";
   }
   if (!file.symbols.empty() && file.symbols.size() < file.counts.size()) {
     return "line 6 names " + counted(file.symbols.size(), "element") +
