@@ -54,6 +54,9 @@ inline constexpr std::size_t ASE_SIZE_BYTES = 8;
 inline constexpr std::size_t MAX_ASE_TEXT = 4096;
 inline constexpr std::size_t MAX_ASE_WARNINGS = 16;
 
+/// The most bytes of an answer: as much memory as a worker may have.
+inline constexpr std::uint64_t MAX_ASE_ANSWER = std::uint64_t{4} << 30U;
+
 std::string ase_request(const std::string& path);
 
 /// Decodes the number in ASE_SIZE_BYTES bytes.

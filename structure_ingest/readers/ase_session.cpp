@@ -24,6 +24,8 @@ using std::chrono::steady_clock;
 /// files.
 constexpr std::size_t FILES_FOR_A_WORKER = 4;
 
+constexpr const char* SENSELESS_ANSWER = "the process that runs ASE gave an answer without sense";
+
 AseAnswer read_failure(std::string message) {
   return {.failure = AseAnswer::Failure::read, .message = std::move(message)};
 }
@@ -43,6 +45,7 @@ AseAnswer AseSession::read(const std::string& path) {
   if (!is_absolute(path) && current_folder().number() < 0) {
     return read_failure("the current folder cannot be opened");
   }
+  const Deadline until = steady_clock::now() + options_.time_limit;
   const std::shared_ptr<Job> job = move_to_front(path);
   for (advance(); !job->answer; advance()) {
     if (start_ && start_->ended()) {
@@ -51,7 +54,13 @@ AseAnswer AseSession::read(const std::string& path) {
       jobs_.pop_front();
       return {.failure = AseAnswer::Failure::unavailable};
     }
-    wait();
+    // A start has the same limit, and then tells better what is wrong.
+    if (!start_ && steady_clock::now() >= until) {
+      jobs_.pop_front();
+      drop_unwanted();
+      return late_answer();
+    }
+    wait(until);
   }
   jobs_.pop_front();
   return *std::move(job->answer);
@@ -175,13 +184,12 @@ void AseSession::advance() {
   last_listened_ = steady_clock::now();
 }
 
-/// Waits for something to do.
-void AseSession::wait() {
+/// Waits for something to do, at most until that time.
+void AseSession::wait(Deadline until) {
   std::vector<pollfd> channels;
-  Deadline until = Deadline::max();
   if (start_) {
     start_->add_channels(channels);
-    until = start_->next_event();
+    until = std::min(until, start_->next_event());
   }
   for (const Reader& reader : readers_) {
     if (reader.worker.ready() && !reader.job) continue;
@@ -216,6 +224,10 @@ bool AseSession::listen(Reader& reader) {
   try {
     Transfer transfer = process.receive_present(reader.size, ASE_SIZE_BYTES);
     if (transfer == Transfer::done) {
+      if (ase_size(reader.size) > MAX_ASE_ANSWER) {
+        answer = read_failure(SENSELESS_ANSWER);
+        return false;
+      }
       transfer = process.receive_present(reader.answer, ase_size(reader.size));
     }
     if (transfer == Transfer::late && !is_late) return true;
@@ -225,7 +237,7 @@ bool AseSession::listen(Reader& reader) {
     }
     answer = ase_answer(reader.answer);
     if (!answer) {
-      answer = read_failure("the process that runs ASE gave an answer without sense");
+      answer = read_failure(SENSELESS_ANSWER);
       return false;
     }
   } catch (const std::bad_alloc&) {
@@ -240,16 +252,32 @@ bool AseSession::listen(Reader& reader) {
 
 /// The answer on a file whose worker did not take the request or give the whole answer.
 AseAnswer AseSession::transfer_failure(Transfer transfer, ChildProcess& process) const {
-  return read_failure(transfer == Transfer::late
-                          ? "no answer within " + seconds_text(options_.time_limit) + " seconds"
-                          : "the process that runs ASE " + process.end());
+  return transfer == Transfer::late ? late_answer()
+                                    : read_failure("the process that runs ASE " + process.end());
+}
+
+AseAnswer AseSession::late_answer() const {
+  return read_failure("no answer within " + seconds_text(options_.time_limit) + " seconds");
 }
 
 /// Asks for one file; false when the worker is of no more use.
-bool AseSession::ask(Reader& reader, const std::shared_ptr<Job>& job) const {
+bool AseSession::ask(Reader& reader, const std::shared_ptr<Job>& job) {
   ChildProcess& process = *reader.worker.process;
   std::string unasked;  // a worker that waits is alive and has sent nothing
-  if (process.receive_present(unasked, 1) != Transfer::late) return false;
+  const Transfer unasked_transfer = process.receive_present(unasked, 1);
+  if (unasked_transfer != Transfer::late) {
+    // Start no workers for ever that are of no use from their beginning: the file fails.
+    if (reader.is_new && ++useless_workers_ > options_.processes) {
+      useless_workers_ = 0;
+      job->asked = true;
+      job->answer = unasked_transfer == Transfer::closed
+                        ? transfer_failure(unasked_transfer, process)
+                        : read_failure(SENSELESS_ANSWER);
+    }
+    return false;
+  }
+  useless_workers_ = 0;
+  reader.is_new = false;
   job->asked = true;
   reader.job = job;
   reader.deadline = steady_clock::now() + options_.time_limit;

@@ -66,7 +66,8 @@ class AseSession {
   /// A worker, the file that it reads, and what it has sent of the answer.
   struct Reader {
     StartingWorker worker;
-    Deadline deadline;  // for loading ASE, then for the answer
+    Deadline deadline;   // for loading ASE, then for the answer
+    bool is_new = true;  // until it is first asked
     std::shared_ptr<Job> job{};
     std::string size{};
     std::string answer{};
@@ -78,11 +79,12 @@ class AseSession {
   void start_more(const std::string& interpreter);
   void leave_to_owner();
   void advance();
-  void wait();
+  void wait(Deadline until);
   void drop_unwanted();
   bool listen(Reader& reader);
   AseAnswer transfer_failure(Transfer transfer, ChildProcess& process) const;
-  bool ask(Reader& reader, const std::shared_ptr<Job>& job) const;
+  AseAnswer late_answer() const;
+  bool ask(Reader& reader, const std::shared_ptr<Job>& job);
 
   AseSessionOptions options_;
   pid_t owner_;  // this process, if it is no fork of the owner
@@ -90,6 +92,7 @@ class AseSession {
   std::optional<AseStart> start_;  // while there is no worker
   std::vector<Reader> readers_;
   bool may_start_more_ = true;
+  int useless_workers_ = 0;                  // that could not be asked even once, in a row
   Deadline last_listened_{};                 // when the workers were last listened to
   std::string latest_interpreter_;           // of the latest worker: now tried first
   std::set<std::string> slow_interpreters_;  // missed a limit once: now tried last

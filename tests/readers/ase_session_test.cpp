@@ -214,7 +214,7 @@ TEST_F(FakeWorker, MisbehaviourFailsOnlyItsFile) {
       {"os.write(3, size(100) + b'half'); os._exit(0)", process + "ended with status 0"},
       {"os.close(3); time.sleep(60)", process + "closed its channel"},
       {"time.sleep(60)", "no answer within 1.5 seconds", 1500ms},
-      {"os.write(3, b'\\xff' * 99); time.sleep(60)", "no answer within 1.5 seconds", 1500ms},
+      {"os.write(3, b'\\xff' * 99); time.sleep(60)", senseless},
       {"reply(b'')", senseless},
       {"reply(b'\\7' + HELIUM[1:])", senseless},
       {"reply(HELIUM + b'?')", senseless},
@@ -341,6 +341,34 @@ TEST_F(BusyWorkers, AreUnavailableForEachFile) {
     EXPECT_EQ(session.read(path).failure, Failure::unavailable);
     EXPECT_EQ(session.why_unavailable(), "/bin/false ended with status 1");
   }
+}
+
+// Of no use from the beginning, so that it is never asked: another start would end the same way.
+TEST_F(FakeWorker, IsNotStartedForEver) {
+  const auto start = std::chrono::steady_clock::now();
+  for (const auto& [rest, message] :
+       {std::pair("os.write(3, b'\\xff' * 8); time.sleep(60)",
+                  "the process that runs ASE gave an answer without sense"),
+        std::pair("os.write(3, b'\\xff' * 8)",
+                  "the process that runs ASE gave an answer without sense")}) {
+    AseSession session(
+        {.interpreters = {{"/usr/bin/python3"}},
+         .script = std::string("import os, time\nos.write(3, b'found  1ready  1')\n") + rest});
+    EXPECT_EQ(session.read("/a").message, message) << rest;
+    EXPECT_EQ(session.read("/b").message, message) << rest;
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
+}
+
+// A worker that takes long to start leaves less time to the file.
+TEST_F(FakeWorker, HasOneLimitForStartAndAnswer) {
+  AseSession session({.time_limit = 2s,
+                      .interpreters = {{"/usr/bin/python3"}},
+                      .script = "import os, time\nos.write(3, b'found  1'); time.sleep(1.5)\n"
+                                "os.write(3, b'ready  1'); time.sleep(60)"});
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(session.read("/a").message, "no answer within 2 seconds");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 2900ms);
 }
 
 TEST_F(FakeWorker, BoundsTheTextOfAnAnswer) {
