@@ -1,10 +1,9 @@
 // The commands that write one frame of a file: as a copy, and as a picture.
 #include <algorithm>
-#include <filesystem>
 #include <map>
-#include <system_error>
 
 #include "apps/options.hpp"
+#include "apps/output_file.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "structure_ingest/base/durable.hpp"
@@ -20,14 +19,16 @@ struct FrameArguments {
   std::string file;
   std::string frame = "1";
   std::string output;
+  bool force = false;
 };
 
-/// Declares --frame, --output and FILE.
+/// Declares --frame, --output, --force and FILE.
 void add_frame_options(Command& command, FrameArguments& arguments,
                        const std::string& about_output) {
   command.add("--frame N", &arguments.frame, "Which frame: a number from 1, or last",
               {.show_default = true});
   command.add("-o,--output FILE", &arguments.output, about_output, {.required = true});
+  command.add("--force", &arguments.force, "Replace the file if it exists");
   command.add("FILE", &arguments.file, "A structure file", {.required = true});
 }
 
@@ -38,10 +39,12 @@ structure_ingest::FrameChoice read_one_frame(const std::string& frame, const std
   return choice;
 }
 
-/// Reads the frame, writes what `content_of` makes of it, and prints what was written.
+/// Reads the frame, writes what `content_of` makes of it, and prints what was written. Throws
+/// WrongInput for an output that may not be replaced.
 Status write_frame(const FrameArguments& arguments, const structure_ingest::FrameChoice& choice,
                    structure_ingest::StructureParser& parser,
                    const std::function<std::string(const IngestedStructure&)>& content_of) {
+  require_replaceable(arguments.output, arguments.force, {arguments.file});
   Status status = ALL_WELL;
   structure_ingest::visit_frames(
       parser, arguments.file, choice,
@@ -58,23 +61,12 @@ Status write_frame(const FrameArguments& arguments, const structure_ingest::Fram
   return status;
 }
 
-struct ExtractArguments {
-  FrameArguments frame;
-  bool force = false;
-};
-
-Status extract(const ExtractArguments& arguments) {
-  const auto choice = read_one_frame(arguments.frame.frame, "extract writes");
-  const std::string& output = arguments.frame.output;
-  if (output.empty()) throw WrongInput("-o: the name is empty");
-  std::error_code error;
-  if (!arguments.force && exists(std::filesystem::symlink_status(output, error))) {
-    throw WrongInput(output + ": it exists already; --force replaces it");
-  }
+Status extract(const FrameArguments& arguments) {
+  const auto choice = read_one_frame(arguments.frame, "extract writes");
   structure_ingest::StructureParser parser;
   std::vector<std::string> warnings;
   const Status status =
-      write_frame(arguments.frame, choice, parser, [&warnings](const IngestedStructure& record) {
+      write_frame(arguments, choice, parser, [&warnings](const IngestedStructure& record) {
         warnings = record.warnings;
         return structure_ingest::canonical_xyz_text(record);
       });
@@ -131,14 +123,13 @@ Status draw(const PictureArguments& arguments) {
 }  // namespace
 
 Command extract_command() {
-  auto arguments = std::make_shared<ExtractArguments>();
+  auto arguments = std::make_shared<FrameArguments>();
   Command command{
       .name = "extract",
       .about = "Write one frame of a file as exact extended XYZ, as a project would copy it",
       .examples = {"extract relaxation.xyz --frame last -o relaxed.xyz"},
       .run = [arguments] { return extract(*arguments); }};
-  add_frame_options(command, arguments->frame, "The file to write");
-  command.add("--force", &arguments->force, "Replace the file if it exists");
+  add_frame_options(command, *arguments, "The file to write");
   return command;
 }
 
@@ -155,7 +146,7 @@ Command picture_command() {
               {.show_default = true});
   command.add("--transparent", &arguments->transparent, "Paint a PNG on nothing, not on white");
   add_frame_options(command, arguments->frame,
-                    "The file to write or replace; its ending, .svg or .png, says as what");
+                    "The file to write; its ending, .svg or .png, says as what");
   return command;
 }
 

@@ -154,14 +154,4 @@ structure_ingest::FrameChoice read_frame_choice(const std::string& text) {
   return *choice;
 }
 
-std::string ending_of_output(const std::string& path, const std::vector<std::string>& endings) {
-  const std::string name = base::ascii_lower_cased(path);
-  std::string known;
-  for (const std::string& ending : endings) {
-    if (name.ends_with(ending) && name.size() > ending.size()) return ending;
-    known += (known.empty() ? "" : " or ") + ending;
-  }
-  throw WrongInput("-o: the name must end with " + known + ": '" + path + "'");
-}
-
 }  // namespace apps

@@ -75,8 +75,4 @@ int read_limit(const std::string& text);
 /// The value of --frame.
 structure_ingest::FrameChoice read_frame_choice(const std::string& text);
 
-/// The ending of an output file in lower case, one of `endings`. Another is refused: an output must
-/// not replace a structure file by mistake.
-std::string ending_of_output(const std::string& path, const std::vector<std::string>& endings);
-
 }  // namespace apps

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "apps/options.hpp"
+#include "apps/output_file.hpp"
 #include "apps/progress.hpp"
 #include "apps/report/page.hpp"
 #include "apps/structure_view.hpp"
@@ -23,6 +24,7 @@ struct ReportArguments {
   StateArguments state;
   std::string title;
   std::string output;
+  bool force = false;
 };
 
 structure_ingest::Quantities all_quantities_of(const structure_ingest::IngestedStructure& record) {
@@ -70,9 +72,10 @@ ReportedStructure from_project(structure_ingest::StructureParser& parser,
   return structure;
 }
 
-std::vector<ReportedStructure> from_files(const PathArguments& arguments) {
+std::vector<ReportedStructure> from_files(const ReportArguments& arguments) {
   std::vector<ReportedStructure> structures;
-  const std::vector<GivenPath> paths = given_paths(arguments);
+  const std::vector<GivenPath> paths = given_paths(arguments.paths);
+  require_replaceable(arguments.output, arguments.force, texts_of(paths));
   structure_ingest::StructureParser parser;
   Progress progress;
   std::string reason_told;
@@ -88,8 +91,11 @@ std::vector<ReportedStructure> from_files(const PathArguments& arguments) {
   return structures;
 }
 
-Report project_report(const StateArguments& arguments) {
-  const ProjectState project = read_project_state(arguments);
+Report project_report(const ReportArguments& arguments) {
+  const ProjectState project = read_project_state(arguments.state);
+  std::vector<std::string> made_from = files_of_project(project.project);
+  made_from.push_back(project.file);
+  require_replaceable(arguments.output, arguments.force, made_from);
   const ProjectListing listing =
       structure_ingest::list_structures(project.project, project.state, {.check = true});
   Report report;
@@ -117,10 +123,10 @@ Status run(const ReportArguments& arguments) {
   ending_of_output(arguments.output, {".html", ".htm"});
   Report report;
   if (is_of_project) {
-    report = project_report(arguments.state);
+    report = project_report(arguments);
   } else {
     report.title = "Structures";
-    report.structures = from_files(arguments.paths);
+    report.structures = from_files(arguments);
   }
   report.program = std::string("structure-ingest ") + STRUCTURE_INGEST_VERSION;
   if (!arguments.title.empty()) report.title = arguments.title;
@@ -146,7 +152,9 @@ Command report_command() {
   add_state_options(command, arguments->state, "Report what this project holds, instead of files");
   command.add("--title TEXT", &arguments->title, "The heading of the page");
   command.add("-o,--output FILE", &arguments->output,
-              "The page to write or replace; its name ends with .html", {.required = true});
+              "The page to write, or an older one to replace; its name ends with .html",
+              {.required = true});
+  command.add("--force", &arguments->force, "Replace any other file as well");
   add_path_options(command, arguments->paths, "Structure files");
   return command;
 }
