@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "server/tools.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 

@@ -1,12 +1,13 @@
 // The tools that look at files.
 #include <algorithm>
-#include <optional>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "collaborators/agent_modules/directory_trust.hpp"
 #include "collaborators/agent_modules/workspace_inventory.hpp"
 #include "server/answers.hpp"
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "telling/structures.hpp"
@@ -27,13 +28,12 @@ std::vector<std::string> copies_of(const IngestedStructure& record, Workspace& w
   if (!record.ok) return copies;
   const std::string text = structure_ingest::canonical_xyz_text(record);
   const std::string copy = structure_ingest::canonical_xyz_rel(record, text);
-  for (const std::string& project : workspace.projects([&call] { call.check(); })) {
+  for (const std::string& project : workspace.projects(call)) {
     std::string path = base::join_path(project, copy);
-    // One that somebody has changed is not named.
-    if (!workspace.roots().hold(path) || !structure_ingest::is_copy_of(text, project, copy)) {
-      continue;
+    // A copy that somebody has changed is not named.
+    if (workspace.roots().hold(path) && structure_ingest::is_copy_of(text, project, copy)) {
+      copies.push_back(std::move(path));
     }
-    copies.push_back(std::move(path));
   }
   return copies;
 }
@@ -67,7 +67,7 @@ Json coordinates_of(const IngestedStructure& record, const Page& page) {
 }
 
 /// The same as text, for a client that shows nothing else to its model.
-void tell_coordinates(const Json& coordinates, std::vector<std::string>& lines) {
+void add_coordinates(const Json& coordinates, std::vector<std::string>& lines) {
   lines.emplace_back("  exact coordinates in \u00E5ngstr\u00F6m, for looking at:");
   std::size_t number = coordinates["first_atom"].get<std::size_t>();
   for (std::size_t i = 0; i < coordinates["symbols"].size(); ++i) {
@@ -80,39 +80,25 @@ void tell_coordinates(const Json& coordinates, std::vector<std::string>& lines) 
   }
 }
 
-bool is_error(const Finding& finding) {
-  return finding.severity == Severity::error;
-}
-
 bool is_note(const Finding& finding) {
   return finding.severity == Severity::note;
 }
 
+/// Findings come worst first.
+bool has_error(const std::vector<Finding>& findings) {
+  return !findings.empty() && findings.front().severity == Severity::error;
+}
+
 std::string next_after(const std::vector<Finding>& findings) {
-  if (std::any_of(findings.begin(), findings.end(), is_error)) {
+  if (has_error(findings)) {
     return "Do not calculate with this structure: tell the user of the errors and what would mend "
            "them, and wait for a decision. Do not mend or write a structure file yourself.";
   }
-  if (!std::all_of(findings.begin(), findings.end(), is_note)) {
+  if (!findings.empty() && !is_note(findings.front())) {
     return "Tell the user of the warnings before you go on: each needs a person's decision. Do not "
            "mend or write a structure file yourself.";
   }
   return {};
-}
-
-void require_trust(const std::string& directory) {
-  bool is_untrusted = false;
-  try {
-    is_untrusted = agent_modules::trust_state_for(directory).state == "untrusted";
-  } catch (const std::exception&) {
-    return;  // a list that cannot be read does not make a folder untrusted
-  }
-  if (is_untrusted) {
-    throw ToolError("The folder " + in_quotes(directory) +
-                    " is not scanned: the user lists it as untrusted. Only the user can change "
-                    "that, with 'structure-ingest trust'. Files that the user names can be read "
-                    "one by one.");
-  }
 }
 
 Json first_names(const std::vector<std::string>& folders, const std::string& root) {
@@ -136,7 +122,6 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
   std::erase_if(findings, is_note);
   call.check();
   Answer answer;
-  const bool with_coordinates = arguments.at("include_coordinates") == true && record.ok;
   answer.copies = copies_of(record, workspace, call);
   answer.lines = {line_on(record)};
   const std::vector<std::string> below = lines_below(record.ok, record.warnings, findings);
@@ -150,7 +135,7 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
   const std::string careful = next_after(findings);
   if (!record.ok) {
     answer.next_step = NOT_READ;
-  } else if (std::any_of(findings.begin(), findings.end(), is_error)) {
+  } else if (has_error(findings)) {
     answer.next_step = careful;
   } else {
     answer.next_step = careful + (careful.empty() ? "" : " ") + next_without_cell(record) +
@@ -164,10 +149,10 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
   add_uri(answer.data, path);
   answer.data["copies"] = answer.copies;
   answer.data["coordinates"] = nullptr;
-  if (with_coordinates) {
+  if (arguments.at("include_coordinates") == true && record.ok) {
     const Page page = atoms_asked_for(record, arguments);
     answer.data["coordinates"] = coordinates_of(record, page);
-    tell_coordinates(answer.data["coordinates"], answer.lines);
+    add_coordinates(answer.data["coordinates"], answer.lines);
     if (const std::size_t total = record.symbols.size(); !page.is_last(total)) {
       answer.next_step =
           "More atoms: " + way_to_next(page, total, "first_atom") + " " + answer.next_step;
@@ -188,15 +173,12 @@ Answer check_structure(Workspace& workspace, const Json& arguments, const Call& 
   Answer answer;
   answer.lines = {line_on(record)};
   Json explanations = Json::array();
+  std::set<std::string> explained;
   for (const Finding& finding : findings) {
     answer.lines.push_back(std::string("  ") + structure_ingest::severity_name(finding.severity) +
                            " " + finding.code + ": " + finding.message);
     const auto kind = structure_ingest::finding_kind(finding.code);
-    if (is_note(finding) || !kind) continue;
-    const bool is_said =
-        std::any_of(explanations.begin(), explanations.end(),
-                    [&finding](const Json& said) { return said["code"] == finding.code; });
-    if (is_said) continue;
+    if (is_note(finding) || !kind || !explained.insert(finding.code).second) continue;
     explanations.push_back(
         {{"code", finding.code}, {"meaning", kind->meaning}, {"advice", kind->advice}});
     answer.lines.push_back(std::string("    means: ") + kind->meaning);
@@ -227,7 +209,12 @@ Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& c
     throw ToolError("There is no folder " + in_quotes(root) +
                     ": call scan_workspace without a directory to see the first root.");
   }
-  require_trust(root);
+  if (agent_modules::is_untrusted(root)) {
+    throw ToolError("The folder " + in_quotes(root) +
+                    " is not scanned: the user lists it as untrusted. Only the user can change "
+                    "that, with 'structure-ingest trust'. Files that the user names can be read "
+                    "one by one.");
+  }
   const agent_modules::FolderTree tree = agent_modules::list_folder_tree(root);
   call.check();
   const Page page = page_of(arguments);

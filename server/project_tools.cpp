@@ -6,7 +6,7 @@
 
 #include "collaborators/agent_modules/project_state.hpp"
 #include "server/answers.hpp"
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/structure_ingest.hpp"
@@ -30,14 +30,6 @@ ProjectState state_of(const Workspace& workspace, const Json& arguments) {
                     ". hydrate_project creates one as it takes structures in.");
   }
   return agent_modules::read_project_state({.project = project});
-}
-
-Json texts_json(const std::vector<std::string>& texts) {
-  Json list = Json::array();
-  for (const std::string& text : texts) {
-    if (!text.empty()) list.push_back(text);
-  }
-  return list;
 }
 
 /// The name by which the state knows what the client means: a copy is known by its path in the
@@ -86,13 +78,13 @@ const char* fate_of_copy(const ForgetOutcome& outcome, const ProjectStructure& s
 Answer list_structures(Workspace& workspace, const Json& arguments, const Call& call) {
   const ProjectState project = state_of(workspace, arguments);
   const Page page = page_of(arguments);
-  const structure_ingest::ProjectListing listing = structure_ingest::list_structures(
-      project.project, project.state,
-      {.check = true,
-       .check_from = page.offset,
-       .check_count = page.limit,
-       .progress = call.progress(),
-       .may_read = [&](const std::string& path) { return workspace.roots().may_read(path); }});
+  const structure_ingest::ProjectListing listing =
+      structure_ingest::list_structures(project.project, project.state,
+                                        {.check = true,
+                                         .check_from = page.offset,
+                                         .check_count = page.limit,
+                                         .progress = call.progress(),
+                                         .may_read = workspace.may_read()});
   const std::size_t total = listing.structures.size();
   Answer answer;
   answer.lines.push_back(in_quotes(project.project) + ": " + base::counted(total, "structure"));
@@ -117,12 +109,12 @@ Answer list_structures(Workspace& workspace, const Json& arguments, const Call& 
 
 Answer verify_project(Workspace& workspace, const Json& arguments, const Call& call) {
   const ProjectState project = state_of(workspace, arguments);
-  const structure_ingest::Verification verification = structure_ingest::verify_project(
-      project.project, project.state,
-      {.moved_from = project.moved_from,
-       .progress = call.progress(),
-       .parser = &workspace.parser(),
-       .may_read = [&](const std::string& path) { return workspace.roots().may_read(path); }});
+  const structure_ingest::Verification verification =
+      structure_ingest::verify_project(project.project, project.state,
+                                       {.moved_from = project.moved_from,
+                                        .progress = call.progress(),
+                                        .parser = &workspace.parser(),
+                                        .may_read = workspace.may_read()});
   std::vector<const VerifiedStructure*> told;
   std::size_t bad = 0;
   for (const VerifiedStructure& verified : verification.structures) {
@@ -206,7 +198,7 @@ Answer forget_structure(Workspace& workspace, const Json& arguments, const Call&
                  {"dry_run", dry_run},
                  {"forgotten", telling::structure_json(structure, project.project)},
                  {"copy", fate},
-                 {"notes_removed", texts_json(outcome.notes)}};
+                 {"notes_removed", outcome.notes}};
   answer.changes_files = !dry_run;
   answer.next_step =
       dry_run ? "Nothing was written. If the user agrees, call again without dry_run."
