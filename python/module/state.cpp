@@ -3,11 +3,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include "python/module/batch.hpp"
 #include "python/module/errors.hpp"
 #include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
 #include "python/module/package.hpp"
+#include "python/module/record.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/host.hpp"
@@ -31,18 +31,14 @@ Json present_text(const py::handle& value, const char* without_text) {
   return text;
 }
 
-/// As above for a folder to scan. One of which no text can be made is no folder: a NUL stands for
-/// it, which no path has.
+/// As above for a folder to scan. When Python raises an error for the text of the value, this is a
+/// NUL character. No path has one, so that the library finds no folder there and scans nothing.
 Json present_folder(const py::handle& value) {
   if (!is_true(value)) return nullptr;
-  try {
-    std::string text = text_of(value);
-    if (text.empty()) text = ".";
-    return text;
-  } catch (py::error_already_set& error) {
-    if (!error.matches(PyExc_Exception)) throw;
-    return std::string(1, '\0');
-  }
+  std::string text =
+      unless_it_raises([&] { return text_of(value); }).value_or(std::string(1, '\0'));
+  if (text.empty()) text = ".";
+  return text;
 }
 
 py::object member(const py::handle& value, const char* key) {
@@ -112,7 +108,7 @@ internal::StateHost State::host() {
       .value = [this](std::string_view key) { return in_python([&] { return value(key); }); },
       .learn_root =
           [this](const std::string& folder) {
-            in_python([&] { set("source_workspace_root", str_of(folder)); });
+            in_python([&] { mapping_["source_workspace_root"] = str_of(folder); });
           },
       .take_batch =
           [this](const std::string& project, const std::vector<SourceEntry>& entries) {
@@ -161,15 +157,14 @@ std::size_t State::take_entries(const py::handle& entries) {
 
 /// The value at a key, of nested mappings where the key has dots.
 py::object State::at(std::string_view key) {
-  const std::size_t dot = key.find('.');
+  std::size_t dot = key.find('.');
   py::object value = value_at(mapping_, std::string(key.substr(0, dot)).c_str());
-  if (dot == std::string_view::npos) return value;
-  for (std::string_view rest = key.substr(dot + 1);;) {
-    const std::size_t next = rest.find('.');
-    value = member(value, std::string(rest.substr(0, next)).c_str());
-    if (next == std::string_view::npos) return value;
-    rest.remove_prefix(next + 1);
+  while (dot != std::string_view::npos) {
+    key.remove_prefix(dot + 1);
+    dot = key.find('.');
+    value = member(value, std::string(key.substr(0, dot)).c_str());
   }
+  return value;
 }
 
 const Json* State::value(std::string_view key) {
@@ -189,7 +184,8 @@ const Json* State::value(std::string_view key) {
     value = sources();
   } else if (key == "structure_notes") {
     notes_ = elements(raw);
-    value = notes();
+    value = Json::array();
+    for (const py::handle& note : notes_) value.push_back(text_or_null(note));
   } else if (key == "attached_workspace.inventory.structure_files") {
     value = texts(raw);
   } else if (key == "project_path" || key == "attached_workspace.project_path") {
@@ -213,12 +209,6 @@ Json State::sources() {
   }
   existing_ = mappings;
   return known;
-}
-
-Json State::notes() {
-  Json texts = Json::array();
-  for (const py::handle& note : notes_) texts.push_back(text_or_null(note));
-  return texts;
 }
 
 const Json& State::entry(std::size_t place) {
@@ -303,7 +293,7 @@ void State::refuse_missing_reasons(const std::vector<std::size_t>& places,
 
 void State::apply(const internal::StateChange& change) {
   const py::list taken = entries_at(change.taken);
-  set("structure_sources", taken + existing_);
+  mapping_["structure_sources"] = taken + existing_;
   std::vector<std::string> known;
   for (const Json& note : *value("structure_notes")) {
     if (note.is_string()) known.push_back(note.get<std::string>());
@@ -312,24 +302,14 @@ void State::apply(const internal::StateChange& change) {
   for (const std::string& note : internal::new_notes(known, change.notes)) {
     notes.append(str_of(note));
   }
-  set("structure_notes", notes);
+  mapping_["structure_notes"] = notes;
   taken_ = taken;  // only now: of a call that failed nothing is returned
-}
-
-void State::set(const char* key, const py::object& value) {
-  if (PyObject_SetItem(mapping_.ptr(), py::str(key).ptr(), value.ptr()) != 0) {
-    throw py::error_already_set();
-  }
 }
 
 void State::report(const std::exception_ptr& error) {
   const py::object exception = python_error(error);
-  py::object project = py::none();
-  try {
-    project = value_at(mapping_, "project_path");
-  } catch (py::error_already_set& no_mapping) {
-    if (!no_mapping.matches(PyExc_Exception)) throw;
-  }
+  const py::object project =
+      unless_it_raises([&] { return value_at(mapping_, "project_path"); }).value_or(py::none());
   if (has_agent()) {
     agent_name("diagnostics", "record_suppressed_error")(
         project, py::arg("node") = NODE, py::arg("op") = OPERATION, py::arg("exc") = exception);

@@ -45,7 +45,6 @@ class State {
   const Json* value(std::string_view key);
   const Json& entry(std::size_t place);
   Json sources();
-  Json notes();
   std::string take_batch(const std::string& project, const std::vector<SourceEntry>& entries);
   py::list entries_at(const std::vector<std::size_t>& places) const;
   std::function<RelevanceReport()> assess(const std::vector<std::size_t>& places,
@@ -57,7 +56,6 @@ class State {
   void apply(const internal::StateChange& change);
   void report(const std::exception_ptr& error);
   py::object at(std::string_view key);
-  void set(const char* key, const py::object& value);
 
   py::object mapping_;
   std::map<std::string, Json, std::less<>> values_;  // the latest of each key
