@@ -16,9 +16,6 @@ using structure_ingest::internal::character_at;
 using structure_ingest::internal::INVALID_CHARACTER;
 using structure_ingest::internal::is_space;
 
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
 bool is_upper(char c) {
   return c >= 'A' && c <= 'Z';
 }

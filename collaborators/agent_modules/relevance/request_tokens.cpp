@@ -17,10 +17,6 @@ using structure_ingest::internal::canonical_symbol;
 using structure_ingest::internal::character_at;
 using structure_ingest::internal::lower_cased;
 
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 /// `text` in lower case with hyphens inside words as blanks. Each character keeps its number of
 /// bytes.
 std::string folded(std::string_view text) {
@@ -92,18 +88,10 @@ Elements elements_in_any_case(std::string_view word, std::size_t symbols = 0) {
   return {};
 }
 
-Token token_of(std::string_view text, unsigned uses, Elements elements = {}) {
-  Token token;
-  token.text = text;
-  token.uses = uses;
-  token.elements = std::move(elements);
-  return token;
-}
-
 /// The word or phrase of the lexicon at the front of `text`.
 Token lexicon_token(std::string_view text, const Lexicon::Match& match, const Formula& formula) {
   constexpr std::size_t LONGEST_ABBREVIATION = 2;
-  Token token = token_of(text.substr(0, match.length), match.word->uses, match.word->elements);
+  Token token{text.substr(0, match.length), match.word->uses, match.word->elements};
   if (!token.elements.empty()) {
     token.uses = NAME | (token.uses & ADJECTIVE);
     token.ambiguous = match.word->ambiguous;
@@ -120,12 +108,11 @@ Token lexicon_token(std::string_view text, const Lexicon::Match& match, const Fo
 Token other_token(std::string_view text, std::size_t at, const std::set<Elements>& at_hand) {
   const bool word_starts = at_boundary(text, at);
   std::size_t length = character_at(text, at).length;
-  if (!in_word(text, at)) return token_of(text.substr(at, length), sign_use(text, at));
+  if (!in_word(text, at)) return {text.substr(at, length), sign_use(text, at)};
   while (in_word(text, at + length)) ++length;
   Elements elements = elements_in_any_case(text.substr(at, length));
-  if (!word_starts || !at_hand.contains(elements))
-    return token_of(text.substr(at, length), UNKNOWN);
-  return token_of(text.substr(at, length), NAME, std::move(elements));
+  if (!word_starts || !at_hand.contains(elements)) return {text.substr(at, length), UNKNOWN};
+  return {text.substr(at, length), NAME, std::move(elements)};
 }
 
 }  // namespace
@@ -154,12 +141,11 @@ std::vector<Token> tokens_of(std::string_view text, const Lexicon& lexicon,
       const bool starts = tokens.empty() || tokens.back().is(STOP);
       const bool doubtful = symbol && (starts || formula.length == 1);
       const bool known = !doubtful || at_hand.contains(formula.elements);
-      tokens.push_back(token_of(rest.substr(0, formula.length), known ? NAME + 0U : NAME | UNKNOWN,
-                                std::move(formula.elements)));
-      tokens.back().certain = formula.certain;
+      tokens.push_back({rest.substr(0, formula.length), known ? NAME + 0U : NAME | UNKNOWN,
+                        std::move(formula.elements), formula.certain});
     } else if (number > 0) {
       const bool share = text[at + number - 1] == '%';  // a dopant's share: "2% Al"
-      tokens.push_back(token_of(rest.substr(0, number), share ? NUMBER | LINK : NUMBER + 0U));
+      tokens.push_back({rest.substr(0, number), share ? NUMBER | LINK : NUMBER + 0U});
     } else {
       tokens.push_back(other_token(text, at, at_hand));
     }

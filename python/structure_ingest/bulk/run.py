@@ -4,12 +4,13 @@ from __future__ import annotations
 
 import contextlib
 import fcntl
+import functools
 import gzip
 import itertools
 import json
 import os
 import uuid
-from dataclasses import asdict, dataclass, field
+from dataclasses import asdict, dataclass, field, replace
 from pathlib import Path
 from typing import Callable, Dict, Iterable, Iterator, List, Optional, Tuple
 
@@ -155,8 +156,7 @@ def _chunks(files: FilesToRead, size: int, first: Chunk) -> Iterator[Chunk]:
     numbers = itertools.count()
 
     def chunk_of(batch: List[Tuple[str, Optional[Known]]]) -> Chunk:
-        part = Part(first.part.run, next(numbers))
-        return Chunk(first.out, part, tuple(batch), first.settings, first.verify)
+        return replace(first, part=Part(first.part.run, next(numbers)), files=tuple(batch))
 
     batches: Dict[bool, List[Tuple[str, Optional[Known]]]] = {False: [], True: []}
     for path, known in files:
@@ -178,9 +178,7 @@ def _results(client: Optional[Client], chunks: Iterable[Chunk], progress: Progre
     run = uuid.uuid4().hex[:8]
     tasks = ((f"structure-ingest-rows-{run}-{chunk.part.number}", chunk) for chunk in chunks)
     window = Window(client)
-    held = client  # for the type checker
-
-    for done in window.run(do_chunk, tasks, lambda chunk: _rescued(held, chunk), idle):
+    for done in window.run(do_chunk, tasks, functools.partial(_rescued, client), idle):
         progress.most_in_flight = window.most
         yield done
 
