@@ -163,9 +163,8 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
 
 Answer check_structure(Workspace& workspace, const Json& arguments, const Call& call) {
   const std::string path = file_to_read(workspace, arguments);
-  structure_ingest::StructureParser& parser = workspace.parser();
   const structure_ingest::ParsedStructure parsed =
-      parser.parse(path, {.fingerprint = true, .content = true});
+      workspace.parser().parse(path, {.fingerprint = true, .content = true});
   const IngestedStructure& record = parsed.record;
   call.check();
   const std::vector<Finding> findings = structure_ingest::check_structure(

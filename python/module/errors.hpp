@@ -22,7 +22,7 @@ struct PythonInterruption : Interruption {
 /// Calls `function`, which may call Python code, with Python's lock held. Python exceptions become
 /// error_already_set, or a PythonInterruption.
 template <typename Function>
-auto in_python(const Function& function) {
+decltype(auto) in_python(const Function& function) {
   const py::gil_scoped_acquire lock;
   try {
     return function();

@@ -99,32 +99,28 @@ Json assessed_entry(const py::handle& entry) {
   return assessed;
 }
 
+/// A member of a state as the library calls it: with Python's lock, for as long as the call takes.
+template <typename Result, typename... Arguments>
+std::function<Result(Arguments...)> locked(State& state, Result (State::*member)(Arguments...)) {
+  return [&state, member](Arguments... arguments) -> Result {
+    return in_python([&]() -> Result { return (state.*member)(arguments...); });
+  };
+}
+
 }  // namespace
 
-State::State(py::object mapping) : mapping_(std::move(mapping)) {}
-
 internal::StateHost State::host() {
-  return {
-      .value = [this](std::string_view key) { return in_python([&] { return value(key); }); },
-      .learn_root =
-          [this](const std::string& folder) {
-            in_python([&] { mapping_["source_workspace_root"] = str_of(folder); });
-          },
-      .take_batch =
-          [this](const std::string& project, const std::vector<SourceEntry>& entries) {
-            return in_python([&] { return take_batch(project, entries); });
-          },
-      .entry = [this](std::size_t place) -> const Json& {
-        in_python([&] { entry(place); });
-        return entry_;
-      },
-      .assess =
-          [this](const std::vector<std::size_t>& places, const std::string& request) {
-            return in_python([&] { return assess(places, request); });
-          },
-      .apply = [this](const internal::StateChange& change) { in_python([&] { apply(change); }); },
-      .report = [this](const std::exception_ptr& error) { in_python([&] { report(error); }); },
-  };
+  return {.value = locked(*this, &State::value),
+          .learn_root = locked(*this, &State::learn_root),
+          .take_batch = locked(*this, &State::take_batch),
+          .entry = locked(*this, &State::entry),
+          .assess = locked(*this, &State::assess),
+          .apply = locked(*this, &State::apply),
+          .report = locked(*this, &State::report)};
+}
+
+void State::learn_root(const std::string& folder) {
+  mapping_["source_workspace_root"] = str_of(folder);
 }
 
 py::list State::entries_at(const std::vector<std::size_t>& places) const {

@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "structure_ingest/base/json.hpp"
@@ -25,7 +26,7 @@ namespace py = pybind11;
 /// never looked into. Make and destroy one with Python's lock held; the host takes the lock itself.
 class State {
  public:
-  explicit State(py::object mapping);
+  explicit State(py::object mapping) : mapping_(std::move(mapping)) {}
 
   /// It must not outlive the state.
   internal::StateHost host();
@@ -43,6 +44,7 @@ class State {
 
  private:
   const Json* value(std::string_view key);
+  void learn_root(const std::string& folder);
   const Json& entry(std::size_t place);
   Json sources();
   std::string take_batch(const std::string& project, const std::vector<SourceEntry>& entries);
@@ -65,8 +67,9 @@ class State {
   std::exception_ptr failed_paths_;
   py::list existing_;  // the mappings in "structure_sources"
   py::list notes_;     // the elements of "structure_notes"
-  py::object report_;  // the assessor's
-  py::object role_;    // its ROLE_UNRELATED
+  // What the assessor gave: members, since what reads it may be copied without Python's lock.
+  py::object report_;
+  py::object role_;  // its ROLE_UNRELATED
 };
 
 }  // namespace structure_ingest::python

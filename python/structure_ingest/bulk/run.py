@@ -9,7 +9,6 @@ import gzip
 import itertools
 import json
 import os
-import uuid
 from dataclasses import asdict, dataclass, field, replace
 from pathlib import Path
 from typing import Callable, Dict, Iterable, Iterator, List, Optional, Tuple
@@ -175,10 +174,8 @@ def _results(client: Optional[Client], chunks: Iterable[Chunk], progress: Progre
     if client is None:
         yield from map(do_chunk, chunks)
         return
-    run = uuid.uuid4().hex[:8]
-    tasks = ((f"structure-ingest-rows-{run}-{chunk.part.number}", chunk) for chunk in chunks)
     window = Window(client)
-    for done in window.run(do_chunk, tasks, functools.partial(_rescued, client), idle):
+    for done in window.run(do_chunk, chunks, functools.partial(_rescued, client), idle):
         progress.most_in_flight = window.most
         yield done
 
