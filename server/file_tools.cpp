@@ -1,6 +1,7 @@
 // The tools that look at files.
 #include <algorithm>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -40,8 +41,8 @@ std::vector<std::string> copies_of(const IngestedStructure& record, Workspace& w
 
 Page atoms_asked_for(const IngestedStructure& record, const Json& arguments) {
   const std::size_t total = record.symbols.size();
-  const Page page{.offset = arguments.at("first_atom").get<std::size_t>(),
-                  .limit = arguments.at("max_atoms").get<std::size_t>()};
+  const Page page{
+      .offset = arguments.at("first_atom"), .limit = arguments.at("max_atoms"), .total = total};
   if (page.offset >= total) {
     throw ToolError("There is no atom " + std::to_string(page.offset) + ": the file has " +
                     std::to_string(total) +
@@ -51,19 +52,15 @@ Page atoms_asked_for(const IngestedStructure& record, const Json& arguments) {
 }
 
 Json coordinates_of(const IngestedStructure& record, const Page& page) {
-  const std::size_t total = record.symbols.size();
-  IngestedStructure part{.source_path = {}, .format = {}};
-  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
-    part.symbols.push_back(record.symbols[i]);
-    part.positions_ang.push_back(record.positions_ang[i]);
-  }
-  part.cell_ang = record.cell_ang;
-  const Json fields = part.as_dict();
+  const auto on_page = [&page](const auto& list) {
+    const auto part = std::span(list).subspan(page.begin(), page.end() - page.begin());
+    return std::vector(part.begin(), part.end());
+  };
   return {{"first_atom", page.offset},
-          {"next_atom", page.is_last(total) ? Json() : Json(page.end(total))},
-          {"symbols", fields["symbols"]},
-          {"positions_ang", fields["positions_ang"]},
-          {"cell_ang", fields["cell_ang"]}};
+          {"next_atom", page.next()},
+          {"symbols", on_page(record.symbols)},
+          {"positions_ang", on_page(record.positions_ang)},
+          {"cell_ang", record.cell_ang ? Json(*record.cell_ang) : Json()}};
 }
 
 /// The same as text, for a client that shows nothing else to its model.
@@ -153,9 +150,8 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
     const Page page = atoms_asked_for(record, arguments);
     answer.data["coordinates"] = coordinates_of(record, page);
     add_coordinates(answer.data["coordinates"], answer.lines);
-    if (const std::size_t total = record.symbols.size(); !page.is_last(total)) {
-      answer.next_step =
-          "More atoms: " + way_to_next(page, total, "first_atom") + " " + answer.next_step;
+    if (!page.is_last()) {
+      answer.next_step = "More atoms: " + way_to_next(page, "first_atom") + " " + answer.next_step;
     }
   }
   return answer;
@@ -216,13 +212,12 @@ Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& c
   }
   const agent_modules::FolderTree tree = agent_modules::list_folder_tree(root);
   call.check();
-  const Page page = page_of(arguments);
-  const std::size_t total = tree.structure_files.size();
+  const Page page = page_of(arguments, tree.structure_files.size());
   structure_ingest::ScannedFiles scanned(root, project);
   Answer answer;
-  answer.lines.push_back(in_quotes(root) + ": " + base::counted(total, "structure file"));
+  answer.lines.push_back(in_quotes(root) + ": " + base::counted(page.total, "structure file"));
   Json files = Json::array();
-  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
     call.check();
     structure_ingest::ScannedFile file =
         scanned.describe(base::join_path(root, tree.structure_files[i]));
@@ -233,16 +228,16 @@ Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& c
                            (file.taken ? "" : " (would not be taken)"));
   }
   answer.data = {{"directory", root}, {"files", std::move(files)}};
-  add_page(answer.data, page, total);
+  add_page(answer.data, page);
   answer.data["untrusted"] = first_names(tree.untrusted_folders, root);
   answer.data["unreadable"] = first_names(tree.unreadable_folders, root);
   answer.next_step =
-      !page.is_last(total)   ? "There are more files: " + way_to_next(page, total, "offset")
-      : total == 0           ? "Ask the user where the structure files are; they must lie "
-                               "below a root."
-      : page.offset >= total ? "There are no more files: call again with a smaller offset."
-                             : "Call check_structure on the files that matter, then "
-                               "hydrate_project to take them into a project.";
+      !page.is_last()             ? "There are more files: " + way_to_next(page, "offset")
+      : page.total == 0           ? "Ask the user where the structure files are; they must lie "
+                                    "below a root."
+      : page.offset >= page.total ? "There are no more files: call again with a smaller offset."
+                                  : "Call check_structure on the files that matter, then "
+                                    "hydrate_project to take them into a project.";
   return answer;
 }
 

@@ -77,33 +77,33 @@ const char* fate_of_copy(const ForgetOutcome& outcome, const ProjectStructure& s
 
 Answer list_structures(Workspace& workspace, const Json& arguments, const Call& call) {
   const ProjectState project = state_of(workspace, arguments);
-  const Page page = page_of(arguments);
   const structure_ingest::ProjectListing listing =
       structure_ingest::list_structures(project.project, project.state,
                                         {.check = true,
-                                         .check_from = page.offset,
-                                         .check_count = page.limit,
+                                         .check_from = arguments.at("offset"),
+                                         .check_count = arguments.at("limit"),
                                          .progress = call.progress(),
                                          .may_read = workspace.may_read()});
-  const std::size_t total = listing.structures.size();
+  const Page page = page_of(arguments, listing.structures.size());
   Answer answer;
-  answer.lines.push_back(in_quotes(project.project) + ": " + base::counted(total, "structure"));
+  answer.lines.push_back(in_quotes(project.project) + ": " +
+                         base::counted(page.total, "structure"));
   answer.data = {{"project", project.project},
                  {"has_state", !project.state.is_null()},
                  {"structures", Json::array()}};
-  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
     add_structure(answer, listing.structures[i], project.project, "");
   }
-  add_page(answer.data, page, total);
+  add_page(answer.data, page);
   answer.data["copies_without_entry"] = listing.other_copies.size();
   answer.data["manifest_problem"] = listing.manifest_error;
   answer.next_step =
-      !page.is_last(total) ? "There are more structures: " + way_to_next(page, total, "offset")
-      : total == 0 ? "The project is empty: call scan_workspace to find structure files, and "
-                     "hydrate_project to take them in."
-                   : "To calculate, give the path of a structure's copy to the program; never "
-                     "retype coordinates. verify_project tells whether copies and sources are "
-                     "still what was taken in.";
+      !page.is_last()   ? "There are more structures: " + way_to_next(page, "offset")
+      : page.total == 0 ? "The project is empty: call scan_workspace to find structure files, and "
+                          "hydrate_project to take them in."
+                        : "To calculate, give the path of a structure's copy to the program; never "
+                          "retype coordinates. verify_project tells whether copies and sources are "
+                          "still what was taken in.";
   return answer;
 }
 
@@ -115,15 +115,15 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
                                         .progress = call.progress(),
                                         .parser = &workspace.parser(),
                                         .may_read = workspace.may_read()});
-  std::vector<const VerifiedStructure*> told;
+  std::vector<const VerifiedStructure*> remarkable;
   std::size_t bad = 0;
   for (const VerifiedStructure& verified : verification.structures) {
     if (!verified.is_as_it_was()) ++bad;
-    if (!verified.findings.empty()) told.push_back(&verified);
+    if (!verified.findings.empty()) remarkable.push_back(&verified);
   }
   const bool well = verification.is_as_it_was() && project.moved_from.empty() &&
                     verification.manifest_error.empty();
-  const Page page = page_of(arguments);
+  const Page page = page_of(arguments, remarkable.size());
   Answer answer;
   answer.lines.push_back(
       in_quotes(project.project) + ": " + std::to_string(verification.structures.size() - bad) +
@@ -133,10 +133,10 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
                            in_quotes(project.moved_from));
   }
   Json structures = Json::array();
-  for (std::size_t i = page.begin(told.size()); i < page.end(told.size()); ++i) {
-    structures.push_back(telling::verified_json(*told[i]));
-    answer.lines.push_back(line_on(told[i]->structure));
-    for (const VerifyFinding& finding : told[i]->findings) {
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
+    structures.push_back(telling::verified_json(*remarkable[i]));
+    answer.lines.push_back(line_on(remarkable[i]->structure));
+    for (const VerifyFinding& finding : remarkable[i]->findings) {
       answer.lines.push_back((finding.is_problem ? "  problem: " : "  note: ") + finding.text);
     }
   }
@@ -145,13 +145,12 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
                  {"verified", verification.structures.size()},
                  {"not_as_it_was", bad},
                  {"structures", std::move(structures)}};
-  add_page(answer.data, page, told.size());
+  add_page(answer.data, page);
   answer.data["moved_from"] = project.moved_from;
   answer.data["manifest_problem"] = verification.manifest_error;
   answer.next_step =
-      !page.is_last(told.size())
-          ? "There is more to say: " + way_to_next(page, told.size(), "offset")
-      : well ? "Everything is as it was taken in: the copies can be relied on."
+      !page.is_last() ? "There is more to say: " + way_to_next(page, "offset")
+      : well          ? "Everything is as it was taken in: the copies can be relied on."
       : !project.moved_from.empty()
           ? "The project was moved or copied: ask the user to set \"project_path\" in its state "
             "to where it is now. Until then nothing can be taken in or forgotten."

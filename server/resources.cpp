@@ -139,7 +139,7 @@ std::optional<Json> list_of_resources(Workspace& workspace, std::string_view cur
                                       const Call& call) {
   // The cursor is the last URI of the page before: it also fits a list that has changed since.
   if (!cursor.empty() && path_of_uri(cursor).empty()) return std::nullopt;
-  if (cursor.empty()) workspace.look_again();
+  if (cursor.empty()) workspace.drop_projects();
   std::vector<std::string> uris = resource_uris(workspace, call);
   std::sort(uris.begin(), uris.end());
   auto from = std::upper_bound(uris.begin(), uris.end(), cursor);
@@ -155,6 +155,7 @@ std::optional<Json> list_of_resources(Workspace& workspace, std::string_view cur
 
 Json list_of_templates() {
   Json list = Json::array({template_of(COPY, "copy", "/{name}")});
+  list[0]["title"] = "Structure of a project";
   for (const Kind& document : DOCUMENTS) {
     list.push_back(template_of(document, base::file_name(document.relative), ""));
   }

@@ -327,7 +327,7 @@ Json Session::call_named_tool(const Json& params, Call& call) {
   }
   ToolResult result = call_tool(workspace_, params, call, !is_oldest_revision(), options_.log);
   if (result.changes_files) {
-    workspace_.look_again();
+    workspace_.drop_projects();
     output_.write(notification_text("notifications/resources/list_changed", nullptr));
   }
   return std::move(result.result);

@@ -30,10 +30,10 @@ class Workspace {
   void drop_parser() { parser_.reset(); }
 
   /// The folders below the roots that are projects, resolved, in the order of their paths: searched
-  /// for once, and again after `look_again`. Links to folders, hidden folders, those that the user
-  /// lists as untrusted and those of tools are left out. Throws Cancelled.
+  /// for once, and again after `drop_projects`. Links to folders, hidden folders, those that the
+  /// user lists as untrusted and those of tools are left out. Throws Cancelled.
   const std::vector<std::string>& projects(const Call& call);
-  void look_again() { projects_.reset(); }
+  void drop_projects() { projects_.reset(); }
 
  private:
   std::vector<std::string> find_projects(const Call& call) const;

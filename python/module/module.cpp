@@ -101,7 +101,7 @@ py::list hydrate(Reader* reader, const py::object& mapping, const py::handle& ex
 
 py::tuple drop_unrelated(const py::object& entries, const py::object& mapping) {
   State state(mapping);
-  std::vector<std::size_t> places(state.take_entries(entries));
+  std::vector<std::size_t> places(state.set_entries(entries));
   std::iota(places.begin(), places.end(), std::size_t{0});
   const internal::RelevanceResult result =
       internal::drop_unrelated(state.host(), places, agent_modules().ROLE_UNRELATED);

@@ -143,7 +143,7 @@ std::vector<std::string> State::extra_paths(const py::handle& paths) {
   return texts;
 }
 
-std::size_t State::take_entries(const py::handle& entries) {
+std::size_t State::set_entries(const py::handle& entries) {
   entries_.clear();
   for (const py::handle& entry : py::iter(entries)) {
     entries_.push_back(py::reinterpret_borrow<py::object>(entry));
@@ -222,7 +222,7 @@ const Json& State::entry(std::size_t place) {
 
 std::string State::take_batch(const std::string& project, const std::vector<SourceEntry>& entries) {
   const py::list objects = entry_objects(entries);
-  take_entries(objects);
+  set_entries(objects);
   return write_manifest(project, objects);
 }
 

@@ -40,7 +40,7 @@ class State {
 
   /// Takes these entries, which a caller gives in any form, for those of the batch; returns how
   /// many there are.
-  std::size_t take_entries(const py::handle& entries);
+  std::size_t set_entries(const py::handle& entries);
 
  private:
   const Json* value(std::string_view key);

@@ -293,7 +293,7 @@ TEST_F(ToolsTest, HoldTrustLists) {
   EXPECT_EQ(data("parse_structure", {{"path", "far/deep/ar.xyz"}})["formula"], "Ar");
   w.write("r/far/q/.strataquill_state.json", "{}");
   w.write("r/q/.strataquill_state.json", "{}");
-  workspace.look_again();
+  workspace.drop_projects();
   EXPECT_EQ(workspace.projects(Call()), std::vector<std::string>{w / "r/q"});
 }
 

@@ -86,7 +86,7 @@ def write_rows(paths_or_folder: Source, out: PathLike, *, client: Optional[Clien
         run = 1 + max((part.run for part in parts_in(folder)), default=0)
         chunks = _chunks(files, chunk, Chunk(folder, Part(run, 0), (), settings, verify))
         for done in _results(client, chunks, progress, lambda: on_progress(progress)):
-            _take(done, index, progress)
+            _record(done, index, progress)
             on_progress(progress)
         remove_left_over(folder)
         return _summary(folder, index, progress)
@@ -137,11 +137,11 @@ FilesToRead = Iterator[Tuple[str, Optional[Known]]]
 def _files_to_read(source: Source, index: Index, progress: Progress,
                    retry_failed: bool) -> FilesToRead:
     """The files that were found, each with what is known of it unless it is to be read anyway."""
-    def tell(error: OSError) -> None:
+    def record(error: OSError) -> None:
         progress.folders_failed.append(f"{error.filename}: {error.strerror}")
 
     may_repeat = not isinstance(source, (str, os.PathLike))
-    for path in files_of(source, tell):
+    for path in files_of(source, record):
         if may_repeat and index.is_repeat(path):
             continue
         progress.listed += 1
@@ -199,7 +199,7 @@ def _rescued(client: Client, chunk: Chunk) -> Done:
     raise BulkError(f"workers end before they read anything: {killed}")
 
 
-def _take(done: Done, index: Index, progress: Progress) -> None:
+def _record(done: Done, index: Index, progress: Progress) -> None:
     progress.read += len(done.keys)
     progress.unchanged += done.unchanged
     for key in done.keys:
