@@ -95,19 +95,18 @@ std::string next_without_cell(const structure_ingest::IngestedStructure& record)
          "molecule in a box; do not make a cell up. ";
 }
 
-Page page_of(const Json& arguments) {
-  return {.offset = arguments.at("offset").get<std::size_t>(),
-          .limit = arguments.at("limit").get<std::size_t>()};
+Page page_of(const Json& arguments, std::size_t total) {
+  return {.offset = arguments.at("offset"), .limit = arguments.at("limit"), .total = total};
 }
 
-void add_page(Json& data, const Page& page, std::size_t total) {
-  data["total"] = total;
+void add_page(Json& data, const Page& page) {
+  data["total"] = page.total;
   data["offset"] = page.offset;
-  data["next_offset"] = page.is_last(total) ? Json() : Json(page.end(total));
+  data["next_offset"] = page.next();
 }
 
-std::string way_to_next(const Page& page, std::size_t total, const std::string& argument) {
-  return "call again with " + argument + " " + std::to_string(page.end(total)) + ".";
+std::string way_to_next(const Page& page, const std::string& argument) {
+  return "call again with " + argument + " " + std::to_string(page.end()) + ".";
 }
 
 }  // namespace server

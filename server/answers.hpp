@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "server/tools.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 
@@ -48,21 +48,23 @@ std::string next_without_cell(const structure_ingest::IngestedStructure& record)
 struct Page {
   std::size_t offset;
   std::size_t limit;
+  std::size_t total;
 
   /// The first element on the page, and the one behind it.
-  std::size_t begin(std::size_t total) const { return std::min(offset, total); }
-  std::size_t end(std::size_t total) const {
-    return begin(total) + std::min(limit, total - begin(total));
-  }
-  bool is_last(std::size_t total) const { return end(total) == total; }
+  std::size_t begin() const { return std::min(offset, total); }
+  std::size_t end() const { return begin() + std::min(limit, total - begin()); }
+  bool is_last() const { return end() == total; }
+  /// Where the next page begins; null behind the last one.
+  Json next() const { return is_last() ? Json() : Json(end()); }
 };
 
-Page page_of(const Json& arguments);
+/// The page that the arguments `offset` and `limit` ask for.
+Page page_of(const Json& arguments, std::size_t total);
 
 /// Adds `total`, `offset` and `next_offset`.
-void add_page(Json& data, const Page& page, std::size_t total);
+void add_page(Json& data, const Page& page);
 
 /// How to get the page behind this one, for a next step: a model may see the text alone.
-std::string way_to_next(const Page& page, std::size_t total, const std::string& argument);
+std::string way_to_next(const Page& page, const std::string& argument);
 
 }  // namespace server

@@ -1,12 +1,14 @@
 // The tools that look at files.
 #include <algorithm>
-#include <optional>
+#include <set>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "collaborators/agent_modules/directory_trust.hpp"
 #include "collaborators/agent_modules/workspace_inventory.hpp"
 #include "server/answers.hpp"
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "telling/structures.hpp"
@@ -27,21 +29,20 @@ std::vector<std::string> copies_of(const IngestedStructure& record, Workspace& w
   if (!record.ok) return copies;
   const std::string text = structure_ingest::canonical_xyz_text(record);
   const std::string copy = structure_ingest::canonical_xyz_rel(record, text);
-  for (const std::string& project : workspace.projects([&call] { call.check(); })) {
+  for (const std::string& project : workspace.projects(call)) {
     std::string path = base::join_path(project, copy);
-    // One that somebody has changed is not named.
-    if (!workspace.roots().hold(path) || !structure_ingest::is_copy_of(text, project, copy)) {
-      continue;
+    // A copy that somebody has changed is not named.
+    if (workspace.roots().hold(path) && structure_ingest::is_copy_of(text, project, copy)) {
+      copies.push_back(std::move(path));
     }
-    copies.push_back(std::move(path));
   }
   return copies;
 }
 
 Page atoms_asked_for(const IngestedStructure& record, const Json& arguments) {
   const std::size_t total = record.symbols.size();
-  const Page page{.offset = arguments.at("first_atom").get<std::size_t>(),
-                  .limit = arguments.at("max_atoms").get<std::size_t>()};
+  const Page page{
+      .offset = arguments.at("first_atom"), .limit = arguments.at("max_atoms"), .total = total};
   if (page.offset >= total) {
     throw ToolError("There is no atom " + std::to_string(page.offset) + ": the file has " +
                     std::to_string(total) +
@@ -51,23 +52,19 @@ Page atoms_asked_for(const IngestedStructure& record, const Json& arguments) {
 }
 
 Json coordinates_of(const IngestedStructure& record, const Page& page) {
-  const std::size_t total = record.symbols.size();
-  IngestedStructure part{.source_path = {}, .format = {}};
-  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
-    part.symbols.push_back(record.symbols[i]);
-    part.positions_ang.push_back(record.positions_ang[i]);
-  }
-  part.cell_ang = record.cell_ang;
-  const Json fields = part.as_dict();
+  const auto on_page = [&page](const auto& list) {
+    const auto part = std::span(list).subspan(page.begin(), page.end() - page.begin());
+    return std::vector(part.begin(), part.end());
+  };
   return {{"first_atom", page.offset},
-          {"next_atom", page.is_last(total) ? Json() : Json(page.end(total))},
-          {"symbols", fields["symbols"]},
-          {"positions_ang", fields["positions_ang"]},
-          {"cell_ang", fields["cell_ang"]}};
+          {"next_atom", page.next()},
+          {"symbols", on_page(record.symbols)},
+          {"positions_ang", on_page(record.positions_ang)},
+          {"cell_ang", record.cell_ang ? Json(*record.cell_ang) : Json()}};
 }
 
 /// The same as text, for a client that shows nothing else to its model.
-void tell_coordinates(const Json& coordinates, std::vector<std::string>& lines) {
+void add_coordinates(const Json& coordinates, std::vector<std::string>& lines) {
   lines.emplace_back("  exact coordinates in \u00E5ngstr\u00F6m, for looking at:");
   std::size_t number = coordinates["first_atom"].get<std::size_t>();
   for (std::size_t i = 0; i < coordinates["symbols"].size(); ++i) {
@@ -80,39 +77,25 @@ void tell_coordinates(const Json& coordinates, std::vector<std::string>& lines) 
   }
 }
 
-bool is_error(const Finding& finding) {
-  return finding.severity == Severity::error;
-}
-
 bool is_note(const Finding& finding) {
   return finding.severity == Severity::note;
 }
 
+/// Findings come worst first.
+bool has_error(const std::vector<Finding>& findings) {
+  return !findings.empty() && findings.front().severity == Severity::error;
+}
+
 std::string next_after(const std::vector<Finding>& findings) {
-  if (std::any_of(findings.begin(), findings.end(), is_error)) {
+  if (has_error(findings)) {
     return "Do not calculate with this structure: tell the user of the errors and what would mend "
            "them, and wait for a decision. Do not mend or write a structure file yourself.";
   }
-  if (!std::all_of(findings.begin(), findings.end(), is_note)) {
+  if (!findings.empty() && !is_note(findings.front())) {
     return "Tell the user of the warnings before you go on: each needs a person's decision. Do not "
            "mend or write a structure file yourself.";
   }
   return {};
-}
-
-void require_trust(const std::string& directory) {
-  bool is_untrusted = false;
-  try {
-    is_untrusted = agent_modules::trust_state_for(directory).state == "untrusted";
-  } catch (const std::exception&) {
-    return;  // a list that cannot be read does not make a folder untrusted
-  }
-  if (is_untrusted) {
-    throw ToolError("The folder " + in_quotes(directory) +
-                    " is not scanned: the user lists it as untrusted. Only the user can change "
-                    "that, with 'structure-ingest trust'. Files that the user names can be read "
-                    "one by one.");
-  }
 }
 
 Json first_names(const std::vector<std::string>& folders, const std::string& root) {
@@ -136,7 +119,6 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
   std::erase_if(findings, is_note);
   call.check();
   Answer answer;
-  const bool with_coordinates = arguments.at("include_coordinates") == true && record.ok;
   answer.copies = copies_of(record, workspace, call);
   answer.lines = {line_on(record)};
   const std::vector<std::string> below = lines_below(record.ok, record.warnings, findings);
@@ -150,7 +132,7 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
   const std::string careful = next_after(findings);
   if (!record.ok) {
     answer.next_step = NOT_READ;
-  } else if (std::any_of(findings.begin(), findings.end(), is_error)) {
+  } else if (has_error(findings)) {
     answer.next_step = careful;
   } else {
     answer.next_step = careful + (careful.empty() ? "" : " ") + next_without_cell(record) +
@@ -164,13 +146,12 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
   add_uri(answer.data, path);
   answer.data["copies"] = answer.copies;
   answer.data["coordinates"] = nullptr;
-  if (with_coordinates) {
+  if (arguments.at("include_coordinates") == true && record.ok) {
     const Page page = atoms_asked_for(record, arguments);
     answer.data["coordinates"] = coordinates_of(record, page);
-    tell_coordinates(answer.data["coordinates"], answer.lines);
-    if (const std::size_t total = record.symbols.size(); !page.is_last(total)) {
-      answer.next_step =
-          "More atoms: " + way_to_next(page, total, "first_atom") + " " + answer.next_step;
+    add_coordinates(answer.data["coordinates"], answer.lines);
+    if (!page.is_last()) {
+      answer.next_step = "More atoms: " + way_to_next(page, "first_atom") + " " + answer.next_step;
     }
   }
   return answer;
@@ -178,9 +159,8 @@ Answer parse_structure(Workspace& workspace, const Json& arguments, const Call& 
 
 Answer check_structure(Workspace& workspace, const Json& arguments, const Call& call) {
   const std::string path = file_to_read(workspace, arguments);
-  structure_ingest::StructureParser& parser = workspace.parser();
   const structure_ingest::ParsedStructure parsed =
-      parser.parse(path, {.fingerprint = true, .content = true});
+      workspace.parser().parse(path, {.fingerprint = true, .content = true});
   const IngestedStructure& record = parsed.record;
   call.check();
   const std::vector<Finding> findings = structure_ingest::check_structure(
@@ -188,15 +168,12 @@ Answer check_structure(Workspace& workspace, const Json& arguments, const Call& 
   Answer answer;
   answer.lines = {line_on(record)};
   Json explanations = Json::array();
+  std::set<std::string> explained;
   for (const Finding& finding : findings) {
     answer.lines.push_back(std::string("  ") + structure_ingest::severity_name(finding.severity) +
                            " " + finding.code + ": " + finding.message);
     const auto kind = structure_ingest::finding_kind(finding.code);
-    if (is_note(finding) || !kind) continue;
-    const bool is_said =
-        std::any_of(explanations.begin(), explanations.end(),
-                    [&finding](const Json& said) { return said["code"] == finding.code; });
-    if (is_said) continue;
+    if (is_note(finding) || !kind || !explained.insert(finding.code).second) continue;
     explanations.push_back(
         {{"code", finding.code}, {"meaning", kind->meaning}, {"advice", kind->advice}});
     answer.lines.push_back(std::string("    means: ") + kind->meaning);
@@ -227,16 +204,20 @@ Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& c
     throw ToolError("There is no folder " + in_quotes(root) +
                     ": call scan_workspace without a directory to see the first root.");
   }
-  require_trust(root);
+  if (agent_modules::is_untrusted(root)) {
+    throw ToolError("The folder " + in_quotes(root) +
+                    " is not scanned: the user lists it as untrusted. Only the user can change "
+                    "that, with 'structure-ingest trust'. Files that the user names can be read "
+                    "one by one.");
+  }
   const agent_modules::FolderTree tree = agent_modules::list_folder_tree(root);
   call.check();
-  const Page page = page_of(arguments);
-  const std::size_t total = tree.structure_files.size();
+  const Page page = page_of(arguments, tree.structure_files.size());
   structure_ingest::ScannedFiles scanned(root, project);
   Answer answer;
-  answer.lines.push_back(in_quotes(root) + ": " + base::counted(total, "structure file"));
+  answer.lines.push_back(in_quotes(root) + ": " + base::counted(page.total, "structure file"));
   Json files = Json::array();
-  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
     call.check();
     structure_ingest::ScannedFile file =
         scanned.describe(base::join_path(root, tree.structure_files[i]));
@@ -247,16 +228,16 @@ Answer scan_workspace(Workspace& workspace, const Json& arguments, const Call& c
                            (file.taken ? "" : " (would not be taken)"));
   }
   answer.data = {{"directory", root}, {"files", std::move(files)}};
-  add_page(answer.data, page, total);
+  add_page(answer.data, page);
   answer.data["untrusted"] = first_names(tree.untrusted_folders, root);
   answer.data["unreadable"] = first_names(tree.unreadable_folders, root);
   answer.next_step =
-      !page.is_last(total)   ? "There are more files: " + way_to_next(page, total, "offset")
-      : total == 0           ? "Ask the user where the structure files are; they must lie "
-                               "below a root."
-      : page.offset >= total ? "There are no more files: call again with a smaller offset."
-                             : "Call check_structure on the files that matter, then "
-                               "hydrate_project to take them into a project.";
+      !page.is_last()             ? "There are more files: " + way_to_next(page, "offset")
+      : page.total == 0           ? "Ask the user where the structure files are; they must lie "
+                                    "below a root."
+      : page.offset >= page.total ? "There are no more files: call again with a smaller offset."
+                                  : "Call check_structure on the files that matter, then "
+                                    "hydrate_project to take them into a project.";
   return answer;
 }
 

@@ -67,12 +67,6 @@ ssize_t when_ready(int descriptor, short event, Transfer transfer) {
   }
 }
 
-Json with_version(const Json& id) {
-  Json message = {{"jsonrpc", "2.0"}};
-  message["id"] = id;
-  return message;
-}
-
 }  // namespace
 
 MessageLine read_message_line(std::string_view line) {
@@ -100,15 +94,13 @@ MessageLine read_message_line(std::string_view line) {
 }
 
 std::string result_text(const Json& id, const Json& result) {
-  Json message = with_version(id);
-  message["result"] = result;
-  return structure_ingest::json_text(message);
+  return structure_ingest::json_text({{"jsonrpc", "2.0"}, {"id", id}, {"result", result}});
 }
 
 std::string error_text(const Json& id, ErrorCode code, const std::string& message,
                        bool name_unknown_id) {
-  Json text = with_version(id);
-  if (id.is_null() && !name_unknown_id) text.erase("id");
+  Json text = {{"jsonrpc", "2.0"}};
+  if (!id.is_null() || name_unknown_id) text["id"] = id;
   text["error"] = {{"code", static_cast<std::int32_t>(code)}, {"message", message}};
   return structure_ingest::json_text(text);
 }

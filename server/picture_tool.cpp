@@ -3,7 +3,7 @@
 #include <string>
 
 #include "server/answers.hpp"
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 

@@ -6,7 +6,7 @@
 
 #include "collaborators/agent_modules/project_state.hpp"
 #include "server/answers.hpp"
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/structure_ingest.hpp"
@@ -30,14 +30,6 @@ ProjectState state_of(const Workspace& workspace, const Json& arguments) {
                     ". hydrate_project creates one as it takes structures in.");
   }
   return agent_modules::read_project_state({.project = project});
-}
-
-Json texts_json(const std::vector<std::string>& texts) {
-  Json list = Json::array();
-  for (const std::string& text : texts) {
-    if (!text.empty()) list.push_back(text);
-  }
-  return list;
 }
 
 /// The name by which the state knows what the client means: a copy is known by its path in the
@@ -85,53 +77,53 @@ const char* fate_of_copy(const ForgetOutcome& outcome, const ProjectStructure& s
 
 Answer list_structures(Workspace& workspace, const Json& arguments, const Call& call) {
   const ProjectState project = state_of(workspace, arguments);
-  const Page page = page_of(arguments);
-  const structure_ingest::ProjectListing listing = structure_ingest::list_structures(
-      project.project, project.state,
-      {.check = true,
-       .check_from = page.offset,
-       .check_count = page.limit,
-       .progress = call.progress(),
-       .may_read = [&](const std::string& path) { return workspace.roots().may_read(path); }});
-  const std::size_t total = listing.structures.size();
+  const structure_ingest::ProjectListing listing =
+      structure_ingest::list_structures(project.project, project.state,
+                                        {.check = true,
+                                         .check_from = arguments.at("offset"),
+                                         .check_count = arguments.at("limit"),
+                                         .progress = call.progress(),
+                                         .may_read = workspace.may_read()});
+  const Page page = page_of(arguments, listing.structures.size());
   Answer answer;
-  answer.lines.push_back(in_quotes(project.project) + ": " + base::counted(total, "structure"));
+  answer.lines.push_back(in_quotes(project.project) + ": " +
+                         base::counted(page.total, "structure"));
   answer.data = {{"project", project.project},
                  {"has_state", !project.state.is_null()},
                  {"structures", Json::array()}};
-  for (std::size_t i = page.begin(total); i < page.end(total); ++i) {
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
     add_structure(answer, listing.structures[i], project.project, "");
   }
-  add_page(answer.data, page, total);
+  add_page(answer.data, page);
   answer.data["copies_without_entry"] = listing.other_copies.size();
   answer.data["manifest_problem"] = listing.manifest_error;
   answer.next_step =
-      !page.is_last(total) ? "There are more structures: " + way_to_next(page, total, "offset")
-      : total == 0 ? "The project is empty: call scan_workspace to find structure files, and "
-                     "hydrate_project to take them in."
-                   : "To calculate, give the path of a structure's copy to the program; never "
-                     "retype coordinates. verify_project tells whether copies and sources are "
-                     "still what was taken in.";
+      !page.is_last()   ? "There are more structures: " + way_to_next(page, "offset")
+      : page.total == 0 ? "The project is empty: call scan_workspace to find structure files, and "
+                          "hydrate_project to take them in."
+                        : "To calculate, give the path of a structure's copy to the program; never "
+                          "retype coordinates. verify_project tells whether copies and sources are "
+                          "still what was taken in.";
   return answer;
 }
 
 Answer verify_project(Workspace& workspace, const Json& arguments, const Call& call) {
   const ProjectState project = state_of(workspace, arguments);
-  const structure_ingest::Verification verification = structure_ingest::verify_project(
-      project.project, project.state,
-      {.moved_from = project.moved_from,
-       .progress = call.progress(),
-       .parser = &workspace.parser(),
-       .may_read = [&](const std::string& path) { return workspace.roots().may_read(path); }});
-  std::vector<const VerifiedStructure*> told;
+  const structure_ingest::Verification verification =
+      structure_ingest::verify_project(project.project, project.state,
+                                       {.moved_from = project.moved_from,
+                                        .progress = call.progress(),
+                                        .parser = &workspace.parser(),
+                                        .may_read = workspace.may_read()});
+  std::vector<const VerifiedStructure*> remarkable;
   std::size_t bad = 0;
   for (const VerifiedStructure& verified : verification.structures) {
     if (!verified.is_as_it_was()) ++bad;
-    if (!verified.findings.empty()) told.push_back(&verified);
+    if (!verified.findings.empty()) remarkable.push_back(&verified);
   }
   const bool well = verification.is_as_it_was() && project.moved_from.empty() &&
                     verification.manifest_error.empty();
-  const Page page = page_of(arguments);
+  const Page page = page_of(arguments, remarkable.size());
   Answer answer;
   answer.lines.push_back(
       in_quotes(project.project) + ": " + std::to_string(verification.structures.size() - bad) +
@@ -141,10 +133,10 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
                            in_quotes(project.moved_from));
   }
   Json structures = Json::array();
-  for (std::size_t i = page.begin(told.size()); i < page.end(told.size()); ++i) {
-    structures.push_back(telling::verified_json(*told[i]));
-    answer.lines.push_back(line_on(told[i]->structure));
-    for (const VerifyFinding& finding : told[i]->findings) {
+  for (std::size_t i = page.begin(); i < page.end(); ++i) {
+    structures.push_back(telling::verified_json(*remarkable[i]));
+    answer.lines.push_back(line_on(remarkable[i]->structure));
+    for (const VerifyFinding& finding : remarkable[i]->findings) {
       answer.lines.push_back((finding.is_problem ? "  problem: " : "  note: ") + finding.text);
     }
   }
@@ -153,13 +145,12 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
                  {"verified", verification.structures.size()},
                  {"not_as_it_was", bad},
                  {"structures", std::move(structures)}};
-  add_page(answer.data, page, told.size());
+  add_page(answer.data, page);
   answer.data["moved_from"] = project.moved_from;
   answer.data["manifest_problem"] = verification.manifest_error;
   answer.next_step =
-      !page.is_last(told.size())
-          ? "There is more to say: " + way_to_next(page, told.size(), "offset")
-      : well ? "Everything is as it was taken in: the copies can be relied on."
+      !page.is_last() ? "There is more to say: " + way_to_next(page, "offset")
+      : well          ? "Everything is as it was taken in: the copies can be relied on."
       : !project.moved_from.empty()
           ? "The project was moved or copied: ask the user to set \"project_path\" in its state "
             "to where it is now. Until then nothing can be taken in or forgotten."
@@ -206,7 +197,7 @@ Answer forget_structure(Workspace& workspace, const Json& arguments, const Call&
                  {"dry_run", dry_run},
                  {"forgotten", telling::structure_json(structure, project.project)},
                  {"copy", fate},
-                 {"notes_removed", texts_json(outcome.notes)}};
+                 {"notes_removed", outcome.notes}};
   answer.changes_files = !dry_run;
   answer.next_step =
       dry_run ? "Nothing was written. If the user agrees, call again without dry_run."

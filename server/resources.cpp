@@ -4,10 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <system_error>
 
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
@@ -20,26 +19,26 @@ namespace {
 
 namespace base = structure_ingest::internal;
 
-constexpr const char* XYZ_TYPE = "chemical/x-xyz";
-constexpr const char* JSON_TYPE = "application/json";
-
-/// A document that a project has once.
-struct Document {
-  std::string_view relative;  // to the project
+/// A kind of resource, as clients are told of it.
+struct Kind {
+  std::string_view relative;  // to the project: a file, or the folder of the copies
   const char* title;
   const char* description;
+  const char* type;
 };
 
+constexpr Kind COPY = {
+    structure_ingest::INGESTED_DIRNAME, "Structure",
+    "A canonical copy with exact positions in ångström. Give the file to whatever "
+    "calculates; never retype its numbers.",
+    "chemical/x-xyz"};
+constexpr const char* JSON_TYPE = "application/json";
 constexpr std::array DOCUMENTS = {
-    Document{structure_ingest::INGEST_MANIFEST_REL, "Manifest",
-             "The latest batch of structures that were taken into the project."},
-    Document{structure_ingest::FINDINGS_REL, "Findings",
-             "What would mislead a calculation in the structures of the project."},
+    Kind{structure_ingest::INGEST_MANIFEST_REL, "Manifest",
+         "The latest batch of structures that were taken into the project.", JSON_TYPE},
+    Kind{structure_ingest::FINDINGS_REL, "Findings",
+         "What would mislead a calculation in the structures of the project.", JSON_TYPE},
 };
-constexpr const char* ABOUT_COPIES =
-    "A canonical copy with exact positions in ångström. Give the file to whatever calculates; "
-    "never "
-    "retype its numbers.";
 
 /// The size of a regular file that is no link.
 std::optional<std::uint64_t> size_of(const std::string& path) {
@@ -51,38 +50,55 @@ std::optional<std::uint64_t> size_of(const std::string& path) {
 /// What a path is in the project that it would lie in.
 struct Place {
   std::string project;
-  std::string relative;
-  const Document* document = nullptr;  // null for a copy
+  const Kind& kind;
 };
 
 std::optional<Place> place_of(const std::string& path) {
-  for (const Document& document : DOCUMENTS) {
+  for (const Kind& document : DOCUMENTS) {
     const std::string ending = "/" + std::string(document.relative);
     if (path.ends_with(ending)) {
-      return Place{path.substr(0, path.size() - ending.size()), std::string(document.relative),
-                   &document};
+      return Place{path.substr(0, path.size() - ending.size()), document};
     }
   }
-  const std::size_t folder =
-      path.rfind("/" + std::string(structure_ingest::INGESTED_DIRNAME) + "/");
+  const std::size_t folder = path.rfind("/" + std::string(COPY.relative) + "/");
   if (folder == std::string::npos || !structure_ingest::is_copy_path(path.substr(folder + 1))) {
     return std::nullopt;
   }
-  return Place{path.substr(0, folder), path.substr(folder + 1)};
+  return Place{path.substr(0, folder), COPY};
 }
 
 Json description_of(const std::string& uri) {
   const std::string path = path_of_uri(uri);
-  const std::optional<Place> place = place_of(path);
-  const Document* const document = place->document;
+  const auto [project, kind] = *place_of(path);
   Json description = {{"uri", uri},
                       {"name", base::file_name(path)},
-                      {"title", std::string(document == nullptr ? "Structure" : document->title) +
-                                    " of " + base::file_name(place->project)},
-                      {"description", document == nullptr ? ABOUT_COPIES : document->description},
-                      {"mimeType", document == nullptr ? XYZ_TYPE : JSON_TYPE}};
+                      {"title", std::string(kind.title) + " of " + base::file_name(project)},
+                      {"description", kind.description},
+                      {"mimeType", kind.type}};
   if (const auto size = size_of(path)) description["size"] = *size;
   return description;
+}
+
+Json template_of(const Kind& kind, const std::string& name, const std::string& rest) {
+  return {{"uriTemplate", "file://{+project}/" + std::string(kind.relative) + rest},
+          {"name", name},
+          {"title", kind.title},
+          {"description", kind.description},
+          {"mimeType", kind.type}};
+}
+
+/// The URIs of all resources of the projects below the roots.
+std::vector<std::string> resource_uris(Workspace& workspace, const Call& call) {
+  std::vector<std::string> uris;
+  for (const std::string& project : workspace.projects(call)) {
+    const auto add = [&](std::string_view relative) {
+      const std::string path = base::join_path(project, relative);
+      if (size_of(path) && workspace.roots().hold(path)) uris.push_back(file_uri(path));
+    };
+    for (const Kind& document : DOCUMENTS) add(document.relative);
+    for (const std::string& copy : structure_ingest::copies_in(project)) add(copy);
+  }
+  return uris;
 }
 
 /// The text of a JSON document in which each character that cannot be printed is written as an
@@ -119,25 +135,12 @@ bool is_plain(std::string_view text) {
 
 }  // namespace
 
-std::vector<std::string> resource_uris(Workspace& workspace, const std::function<void()>& check) {
-  std::vector<std::string> uris;
-  for (const std::string& project : workspace.projects(check)) {
-    const auto add = [&](std::string_view relative) {
-      const std::string path = base::join_path(project, relative);
-      if (size_of(path) && workspace.roots().hold(path)) uris.push_back(file_uri(path));
-    };
-    for (const Document& document : DOCUMENTS) add(document.relative);
-    for (const std::string& copy : structure_ingest::copies_in(project)) add(copy);
-  }
-  return uris;
-}
-
 std::optional<Json> list_of_resources(Workspace& workspace, std::string_view cursor,
-                                      const std::function<void()>& check) {
+                                      const Call& call) {
   // The cursor is the last URI of the page before: it also fits a list that has changed since.
   if (!cursor.empty() && path_of_uri(cursor).empty()) return std::nullopt;
-  if (cursor.empty()) workspace.look_again();
-  std::vector<std::string> uris = resource_uris(workspace, check);
+  if (cursor.empty()) workspace.drop_projects();
+  std::vector<std::string> uris = resource_uris(workspace, call);
   std::sort(uris.begin(), uris.end());
   auto from = std::upper_bound(uris.begin(), uris.end(), cursor);
   if (cursor.empty()) from = uris.begin();
@@ -151,18 +154,10 @@ std::optional<Json> list_of_resources(Workspace& workspace, std::string_view cur
 }
 
 Json list_of_templates() {
-  Json list = Json::array();
-  list.push_back({{"uriTemplate", "file://{+project}/project_root/structures/{name}"},
-                  {"name", "copy"},
-                  {"title", "Structure of a project"},
-                  {"description", ABOUT_COPIES},
-                  {"mimeType", XYZ_TYPE}});
-  for (const Document& document : DOCUMENTS) {
-    list.push_back({{"uriTemplate", "file://{+project}/" + std::string(document.relative)},
-                    {"name", base::file_name(document.relative)},
-                    {"title", document.title},
-                    {"description", document.description},
-                    {"mimeType", JSON_TYPE}});
+  Json list = Json::array({template_of(COPY, "copy", "/{name}")});
+  list[0]["title"] = "Structure of a project";
+  for (const Kind& document : DOCUMENTS) {
+    list.push_back(template_of(document, base::file_name(document.relative), ""));
   }
   return {{"resourceTemplates", list}};
 }
@@ -189,25 +184,23 @@ Json read_resource(const Workspace& workspace, const std::string& uri) {
   } catch (const std::system_error& error) {
     throw ToolError(about + "cannot be read: " + error.what());
   }
-  Json content = {{"uri", uri}, {"mimeType", place->document == nullptr ? XYZ_TYPE : JSON_TYPE}};
+  Json content = {{"uri", uri}, {"mimeType", place->kind.type}};
   const bool is_text = base::valid_utf8_prefix(text) == text.size();
-  if (is_text && place->document != nullptr) {
+  if (is_text && &place->kind != &COPY) {
     content["text"] = escaped_json(text);
   } else if (is_text && is_plain(text)) {
     content["text"] = text;
   } else {
     content["blob"] = base::base64(text);  // every byte as it is, and nothing that would be misread
   }
-  Json result = {{"contents", Json::array()}};
-  result["contents"].push_back(std::move(content));
-  return result;
+  return {{"contents", Json::array({content})}};
 }
 
 Json link_to_copy(const std::string& path) {
   return {{"type", "resource_link"},
           {"uri", file_uri(path)},
           {"name", base::file_name(path)},
-          {"mimeType", XYZ_TYPE}};
+          {"mimeType", COPY.type}};
 }
 
 }  // namespace server

@@ -1,12 +1,9 @@
 // The resources that a server offers: canonical copies, manifests and findings of projects.
 #pragma once
 
-#include <functional>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "server/workspace.hpp"
 #include "structure_ingest/base/json.hpp"
@@ -20,13 +17,10 @@ inline constexpr std::size_t RESOURCES_PER_PAGE = 200;
 /// The largest resource that is read, in bytes; a program that needs a larger one opens the file.
 inline constexpr std::size_t MOST_RESOURCE_BYTES = std::size_t{16} << 20;
 
-/// The URIs of all resources of the projects below the roots. `check` as in `find_projects`.
-std::vector<std::string> resource_uris(Workspace& workspace, const std::function<void()>& check);
-
 /// The result of `resources/list` from a cursor on, which is empty or comes from the answer before;
-/// nothing for another cursor.
+/// nothing for another cursor. Throws Cancelled.
 std::optional<Json> list_of_resources(Workspace& workspace, std::string_view cursor,
-                                      const std::function<void()>& check);
+                                      const Call& call);
 
 /// The result of `resources/templates/list`.
 Json list_of_templates();

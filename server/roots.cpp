@@ -1,12 +1,13 @@
 #include "server/roots.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
 #include "collaborators/agent_modules/project_state.hpp"
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
@@ -160,12 +161,6 @@ std::string path_of_uri(std::string_view uri) {
   } else {
     return {};
   }
-  const auto digit = [](char c) {
-    return c >= '0' && c <= '9'   ? c - '0'
-           : c >= 'A' && c <= 'F' ? c - 'A' + 10
-           : c >= 'a' && c <= 'f' ? c - 'a' + 10
-                                  : -1;
-  };
   std::string path;
   for (std::size_t i = 0; i < uri.size(); ++i) {
     if (uri[i] == '?' || uri[i] == '#') return {};
@@ -173,8 +168,11 @@ std::string path_of_uri(std::string_view uri) {
       path += uri[i];
       continue;
     }
-    if (i + 2 >= uri.size() || digit(uri[i + 1]) < 0 || digit(uri[i + 2]) < 0) return {};
-    path += static_cast<char>(digit(uri[i + 1]) * 16 + digit(uri[i + 2]));
+    const std::string_view digits = uri.substr(i + 1, 2);
+    unsigned char byte = 0;
+    const auto [end, error] = std::from_chars(digits.begin(), digits.end(), byte, 16);
+    if (digits.size() < 2 || end != digits.end()) return {};
+    path += static_cast<char>(byte);
     i += 2;
   }
   return path.find('\0') == std::string::npos ? path : std::string();

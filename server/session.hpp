@@ -28,8 +28,8 @@ struct SessionOptions {
 };
 
 /// Serves the client that writes to `input` and reads from `output`, and returns when the input has
-/// ended and all that came was answered, or nobody reads the answers any more. Uses one thread of
-/// its own: tools run there in order, while this one answers at once what needs no tool.
+/// ended and all that came was answered, or nobody reads the answers any more. Tools run in a
+/// thread of its own.
 void serve(Workspace& workspace, LineInput& input, LineOutput& output,
            const SessionOptions& options);
 

@@ -2,15 +2,13 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
-#include <iostream>
-#include <map>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #include "collaborators/agent_modules/project_state.hpp"
 #include "server/answers.hpp"
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/structure_ingest.hpp"
@@ -36,8 +34,12 @@ std::vector<std::string> located_paths(const Roots& roots, const Json& arguments
   return paths;
 }
 
-Json problems_json(const std::string& manifest, const std::string& ase) {
-  return {{"manifest", manifest}, {"ase", ase}};
+/// Adds what both tools say of a batch at the end.
+template <typename Outcome>
+void add_ending(Answer& answer, const std::string& project, bool dry_run, const Outcome& outcome) {
+  answer.data["manifest"] = base::join_path(project, structure_ingest::INGEST_MANIFEST_REL);
+  answer.data["problems"] = {{"manifest", outcome.manifest_error}, {"ase", outcome.why_no_ase}};
+  answer.changes_files = !dry_run;
 }
 
 /// Adds the structures that were read, and what there is to say of each.
@@ -64,12 +66,13 @@ bool has_severity(const std::vector<SourceEntry>& entries, structure_ingest::Sev
 /// What to do next, by the worst that there is to say of the structures.
 std::string next_after(const std::vector<SourceEntry>& entries, bool dry_run) {
   std::string next = dry_run ? "Nothing was written: call again without dry_run to do it. " : "";
-  const bool all_read = std::all_of(entries.begin(), entries.end(),
-                                    [](const SourceEntry& entry) { return entry.record.ok; });
-  const auto without_copy = [](const SourceEntry& entry) {
-    return entry.record.ok && entry.record.canonical_xyz_rel.empty();
-  };
-  if (std::any_of(entries.begin(), entries.end(), without_copy)) {
+  std::vector<const structure_ingest::IngestedStructure*> read;
+  for (const SourceEntry& entry : entries) {
+    if (entry.record.ok) read.push_back(&entry.record);
+  }
+  const bool all_read = read.size() == entries.size();
+  if (std::any_of(read.begin(), read.end(),
+                  [](const auto* record) { return record->canonical_xyz_rel.empty(); })) {
     next +=
         "A canonical copy could not be written: tell the user, whose disk or permissions are "
         "the reason, and do not calculate with that structure. ";
@@ -79,13 +82,9 @@ std::string next_after(const std::vector<SourceEntry>& entries, bool dry_run) {
         "A file gave no structure: read its warnings to the user and ask for another file; do "
         "not build the structure from what you know. ";
   }
-  const auto lacks_cell = [](const SourceEntry& entry) {
-    return entry.record.ok && !entry.record.cell_ang;
-  };
-  if (const auto found = std::find_if(entries.begin(), entries.end(), lacks_cell);
-      found != entries.end()) {
-    next += next_without_cell(found->record);
-  }
+  const auto molecule =
+      std::find_if(read.begin(), read.end(), [](const auto* record) { return !record->cell_ang; });
+  if (molecule != read.end()) next += next_without_cell(**molecule);
   using structure_ingest::Severity;
   if (has_severity(entries, Severity::error) && all_read) {
     next +=
@@ -94,9 +93,7 @@ std::string next_after(const std::vector<SourceEntry>& entries, bool dry_run) {
   } else if (has_severity(entries, Severity::warning)) {
     next += "Tell the user of the warnings: each needs a person's decision. ";
   }
-  const bool any = std::any_of(entries.begin(), entries.end(),
-                               [](const SourceEntry& entry) { return entry.record.ok; });
-  if (!any) return next + "Call list_structures to see what the project holds.";
+  if (read.empty()) return next + "Call list_structures to see what the project holds.";
   return next + (next.empty() ? "To calculate" : "Once that is settled") +
          ", give the path of a structure's copy to the program; never retype coordinates.";
 }
@@ -188,14 +185,10 @@ std::string next_after(const HydrateOutcome& outcome, bool dry_run) {
 }
 
 structure_ingest::BatchOptions batch_options(Workspace& workspace, const Call& call, bool dry_run) {
-  structure_ingest::BatchOptions options;
-  options.progress = call.progress();
-  options.dry_run = dry_run;
-  options.parser = &workspace.parser();
-  options.may_read = [&roots = workspace.roots()](const std::string& path) {
-    return roots.may_read(path);
-  };
-  return options;
+  return {.progress = call.progress(),
+          .dry_run = dry_run,
+          .parser = &workspace.parser(),
+          .may_read = workspace.may_read()};
 }
 
 }  // namespace
@@ -220,9 +213,7 @@ Answer ingest_structures(Workspace& workspace, const Json& arguments, const Call
   answer.data = {{"project", project}, {"dry_run", dry_run}};
   add_structures(answer, outcome.entries, project, dry_run);
   add_skipped(answer, outcome.skipped, options.limit);
-  answer.data["manifest"] = base::join_path(project, structure_ingest::INGEST_MANIFEST_REL);
-  answer.data["problems"] = problems_json(outcome.manifest_error, outcome.why_no_ase);
-  answer.changes_files = !dry_run;
+  add_ending(answer, project, dry_run, outcome);
   answer.next_step = next_after(outcome.entries, dry_run);
   return answer;
 }
@@ -260,14 +251,10 @@ Answer hydrate_project(Workspace& workspace, const Json& arguments, const Call& 
   add_structures(answer, outcome.taken, project, dry_run);
   add_outcome(answer, outcome);
   add_skipped(answer, outcome.skipped, limit);
-  Json folders = Json::array();
-  for (const std::string& folder : not_scanned) folders.push_back(folder);
-  answer.data["not_scanned"] = std::move(folders);
+  answer.data["not_scanned"] = not_scanned;
   answer.data["state"] = agent_modules::state_file_of(location);
-  answer.data["manifest"] = base::join_path(project, structure_ingest::INGEST_MANIFEST_REL);
-  answer.data["problems"] = problems_json(outcome.manifest_error, outcome.why_no_ase);
+  add_ending(answer, project, dry_run, outcome);
   if (answer.lines.empty()) answer.lines.emplace_back("Nothing new.");
-  answer.changes_files = !dry_run;
   answer.next_step = next_after(outcome, dry_run);
   return answer;
 }

@@ -1,6 +1,7 @@
 // The tools that a server offers: their table, and how one is called.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,6 +40,18 @@ Json list_of_tools(bool is_read_only);
 /// The arguments with the defaults of those that are missing. Throws ToolError, with every argument
 /// that does not fit, by the tool's input schema.
 Json checked_arguments(const Tool& tool, const Json& arguments);
+
+struct ToolResult {
+  Json result{};               // of `tools/call`
+  bool changes_files = false;  // whether resources may have come or gone
+};
+
+/// Calls the tool that the parameters of `tools/call` name. A call that cannot be done has a result
+/// that says so, to be read by the model. Throws only Cancelled. To a client that does not know
+/// structured content and links (`is_structured` false) all is text. `log` is told how the call
+/// went, on one line.
+ToolResult call_tool(Workspace& workspace, const Json& params, const Call& call, bool is_structured,
+                     const std::function<void(const std::string&)>& log);
 
 /// `value` with backslash escapes, in all its strings, for what cannot be printed.
 Json escaped(const Json& value);

@@ -1,7 +1,6 @@
 #include "server/workspace.hpp"
 
 #include <deque>
-#include <exception>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -25,21 +24,12 @@ bool is_skipped(const std::string& name) {
   return name.starts_with('.') || name == "node_modules" || name == "__pycache__";
 }
 
-/// The folders that the user lists, with their states.
-std::map<std::string, std::string> listed_folders() {
-  try {
-    return agent_modules::trust_list();
-  } catch (const std::exception&) {
-    return {};  // a list that cannot be read does not make a folder untrusted
-  }
-}
-
-bool is_untrusted_root(const std::string& root) {
-  try {
-    return agent_modules::trust_state_for(root).state == "untrusted";
-  } catch (const std::exception&) {
-    return false;
-  }
+/// Whether a folder has a mark of a project, or holds what ingestion writes.
+bool is_project(const std::string& folder) {
+  const std::string inside = base::join_path(folder, "file");
+  return structure_ingest::owning_project_root(inside) == folder ||
+         base::is_regular_file(base::join_path(folder, structure_ingest::INGEST_MANIFEST_REL)) ||
+         base::is_directory(base::join_path(folder, structure_ingest::INGESTED_DIRNAME));
 }
 
 }  // namespace
@@ -50,29 +40,22 @@ structure_ingest::StructureParser& Workspace::parser() {
   return *parser_;
 }
 
-const std::vector<std::string>& Workspace::projects(const std::function<void()>& check) {
-  if (!projects_) projects_ = find_projects(roots_, check);
+const std::vector<std::string>& Workspace::projects(const Call& call) {
+  if (!projects_) projects_ = find_projects(call);
   return *projects_;
 }
 
-bool is_project(const std::string& folder) {
-  const std::string inside = base::join_path(folder, "file");
-  return structure_ingest::owning_project_root(inside) == folder ||
-         base::is_regular_file(base::join_path(folder, structure_ingest::INGEST_MANIFEST_REL)) ||
-         base::is_directory(base::join_path(folder, structure_ingest::INGESTED_DIRNAME));
-}
-
-std::vector<std::string> find_projects(const Roots& roots, const std::function<void()>& check) {
-  const std::map<std::string, std::string> listed = listed_folders();
+std::vector<std::string> Workspace::find_projects(const Call& call) const {
+  const std::map<std::string, std::string> listed = agent_modules::readable_trust_list();
   std::set<std::string> projects;
   std::set<std::string> seen;
   std::deque<std::string> pending;
-  for (const std::string& root : roots.folders()) {
-    if (!is_untrusted_root(root)) pending.push_back(root);
+  for (const std::string& root : roots_.folders()) {
+    if (!agent_modules::is_untrusted(root)) pending.push_back(root);
   }
   for (; !pending.empty() && seen.size() < MOST_FOLDERS && projects.size() < MOST_PROJECTS;
        pending.pop_front()) {
-    check();
+    call.check();
     const std::string& folder = pending.front();
     if (!seen.insert(folder).second) continue;
     if (is_project(folder)) projects.insert(folder);

@@ -1,11 +1,11 @@
 // What all calls of a server share: its roots, the projects below them, and the parser.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "server/call.hpp"
 #include "server/roots.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 
@@ -18,6 +18,10 @@ class Workspace {
 
   const Roots& roots() const { return roots_; }
   bool is_read_only() const { return is_read_only_; }
+  /// `Roots::may_read`, for the library.
+  structure_ingest::MayRead may_read() const {
+    return [this](const std::string& path) { return roots_.may_read(path); };
+  }
 
   /// A parser for one call, at the beginning of a batch. It keeps the process that runs ASE.
   structure_ingest::StructureParser& parser();
@@ -25,23 +29,19 @@ class Workspace {
   /// Ends the process that runs ASE.
   void drop_parser() { parser_.reset(); }
 
-  /// The projects below the roots, resolved, in the order of their paths: searched for once, and
-  /// again after `look_again`. `check` is called for each folder, and ends the search by throwing.
-  const std::vector<std::string>& projects(const std::function<void()>& check);
-  void look_again() { projects_.reset(); }
+  /// The folders below the roots that are projects, resolved, in the order of their paths: searched
+  /// for once, and again after `drop_projects`. Links to folders, hidden folders, those that the
+  /// user lists as untrusted and those of tools are left out. Throws Cancelled.
+  const std::vector<std::string>& projects(const Call& call);
+  void drop_projects() { projects_.reset(); }
 
  private:
+  std::vector<std::string> find_projects(const Call& call) const;
+
   Roots roots_;
   bool is_read_only_;
   std::optional<structure_ingest::StructureParser> parser_{};
   std::optional<std::vector<std::string>> projects_{};
 };
-
-/// Whether a folder is a project: it has a mark of one, or holds what ingestion writes.
-bool is_project(const std::string& folder);
-
-/// The folders below the roots that are projects. Links to folders, hidden folders, those that the
-/// user lists as untrusted and those of tools are left out.
-std::vector<std::string> find_projects(const Roots& roots, const std::function<void()>& check);
 
 }  // namespace server

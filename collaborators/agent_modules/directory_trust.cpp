@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <exception>
 #include <stdexcept>
 
 #include "collaborators/agent_modules/atomic_io.hpp"
@@ -84,6 +85,22 @@ structure_ingest::TrustRecord trust_state_for(const std::string& directory) {
   for (std::string folder = directory;; folder = base::parent_folder(folder)) {
     if (const auto found = list.find(folder); found != list.end()) return {found->second};
     if (folder == "/" || folder == ".") return {"unknown"};
+  }
+}
+
+std::map<std::string, std::string> readable_trust_list() {
+  try {
+    return trust_list();
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
+bool is_untrusted(const std::string& directory) {
+  try {
+    return trust_state_for(directory).state == UNTRUSTED;
+  } catch (const std::exception&) {
+    return false;
   }
 }
 

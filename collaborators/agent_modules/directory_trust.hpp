@@ -25,6 +25,11 @@ std::map<std::string, std::string> trust_list();
 /// itself, "trusted" or "untrusted"; "unknown" when none is listed. Throws as `trust_list`.
 structure_ingest::TrustRecord trust_state_for(const std::string& directory);
 
+/// For scans, which a list that cannot be read must not keep from any folder: the list, empty where
+/// `trust_list` throws; and whether a resolved directory is untrusted, false where it throws.
+std::map<std::string, std::string> readable_trust_list();
+bool is_untrusted(const std::string& directory);
+
 /// Lists a directory as "trusted" or "untrusted", or removes it from the list when `state` is
 /// absent. Safe against concurrent changes. Throws as `trust_list`, std::runtime_error also for a
 /// directory to be listed that does not exist, and std::filesystem::filesystem_error when the list

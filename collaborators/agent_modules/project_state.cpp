@@ -34,7 +34,8 @@ bool is_missing(const Json& named) {
   return named.is_null() || (named.is_string() && named.get_ref<const std::string&>().empty());
 }
 
-/// Has the state of a project's own say that project: one that says another was moved or copied.
+/// Sets the project in a project's own state. Throws StateError for a state that names another: the
+/// project was moved or copied.
 void adopt_project(Json& state, const StateLocation& location) {
   const std::string folder = normal_folder(folder_of(location));
   const std::string kept = structure_ingest::parse_json(structure_ingest::json_text(Json(folder)));
@@ -128,9 +129,10 @@ Json state_to_try(const StateLocation& location) {
   Json state = read_state(state_file_of(location));
   if (state.is_null()) state = Json::object();
   std::error_code ignored;
-  const bool can_adopt = location.state.empty() && fs::is_directory(folder_of(location), ignored);
-  if (can_adopt) adopt_project(state, location);
-  if (location.state.empty() && !can_adopt) {
+  if (!location.state.empty()) return state;
+  if (fs::is_directory(folder_of(location), ignored)) {
+    adopt_project(state, location);
+  } else {
     state["project_path"] = normal_folder(folder_of(location));
   }
   return state;

@@ -10,7 +10,6 @@
 #include <climits>
 #include <cstddef>
 #include <deque>
-#include <exception>
 #include <map>
 #include <memory>
 #include <string_view>
@@ -54,11 +53,10 @@ struct CloseFolder {
 using Folder = std::unique_ptr<DIR, CloseFolder>;
 
 Folder open_folder(int parent, const std::string& name, int flags = O_NOFOLLOW) {
-  const int descriptor = structure_ingest::internal::retried(
-      [&] { return openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags); });
-  if (descriptor < 0) return nullptr;
-  Folder folder(fdopendir(descriptor));
-  if (!folder) close(descriptor);
+  auto descriptor =
+      structure_ingest::internal::open_at(parent, name, O_RDONLY | O_DIRECTORY | flags);
+  Folder folder(fdopendir(descriptor.number()));
+  if (folder) descriptor.release();  // the stream closes it
   return folder;
 }
 
@@ -110,18 +108,8 @@ Listing list_folder(DIR* folder, bool holds_copies) {
 /// The part of the user's list of directories that concerns one tree.
 class TreeTrust {
  public:
-  explicit TreeTrust(const std::string& root) {
-    try {
-      list_ = trust_list();
-      is_root_untrusted_ = trust_state_for(root).state == "untrusted";
-    } catch (const std::exception&) {
-      list_.clear();  // an unreadable list does not make a folder untrusted
-    }
-  }
-  bool is_root_untrusted() const { return is_root_untrusted_; }
   /// Whether a folder is untrusted, given the answer for its parent.
   bool is_untrusted(const std::string& folder, bool is_parent_untrusted) const {
-    if (list_.empty()) return false;
     const auto listed = list_.find(folder);
     return listed == list_.end() ? is_parent_untrusted : listed->second == "untrusted";
   }
@@ -136,8 +124,7 @@ class TreeTrust {
   }
 
  private:
-  std::map<std::string, std::string> list_;
-  bool is_root_untrusted_ = false;
+  std::map<std::string, std::string> list_ = readable_trust_list();
 };
 
 struct PendingFolder {
@@ -158,9 +145,9 @@ FolderTree list_folder_tree(const std::string& root) {
     tree.unreadable_folders.emplace_back();
     return tree;
   }
-  const TreeTrust trust(root);
+  const TreeTrust trust;
   const std::string prefix = root == "/" ? root : root + "/";
-  std::deque<PendingFolder> pending = {{"", trust.is_root_untrusted()}};
+  std::deque<PendingFolder> pending = {{"", is_untrusted(root)}};
   for (; !pending.empty(); pending.pop_front()) {
     const auto& [path, is_untrusted] = pending.front();
     const std::string absolute = path.empty() ? root : prefix + path.substr(0, path.size() - 1);

@@ -1,5 +1,3 @@
-#include "python/module/bulk_row.hpp"
-
 #include <cmath>
 #include <optional>
 #include <string>
@@ -9,6 +7,7 @@
 #include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
 #include "python/module/package.hpp"
+#include "python/module/reader.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/structure_ingest.hpp"

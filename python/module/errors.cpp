@@ -14,11 +14,10 @@ namespace {
 void set_os_error(const std::system_error& error, const std::string& path) {
   try {
     const int number = error.code().value();
-    py::object reason = str_of(error.code().message());
+    const py::object reason = str_of(error.code().message());
+    const py::handle os_error(PyExc_OSError);
     const py::object exception =
-        path.empty()
-            ? py::reinterpret_borrow<py::object>(PyExc_OSError)(number, reason)
-            : py::reinterpret_borrow<py::object>(PyExc_OSError)(number, reason, str_of(path));
+        path.empty() ? os_error(number, reason) : os_error(number, reason, str_of(path));
     PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(exception.ptr())), exception.ptr());
   } catch (py::error_already_set& raised) {
     raised.restore();
@@ -28,9 +27,7 @@ void set_os_error(const std::system_error& error, const std::string& path) {
 /// A character that cannot be in a path came with a NUL: then the error is what Python raises.
 void set_path_error(const internal::NulInPath& failure) {
   try {
-    PyObject* const encoded = PyUnicode_EncodeFSDefault(str_of(failure.path).ptr());
-    if (encoded == nullptr) return;
-    Py_DECREF(encoded);
+    owned(PyUnicode_EncodeFSDefault(str_of(failure.path).ptr()));
     PyErr_SetString(PyExc_ValueError, failure.what());
   } catch (py::error_already_set& raised) {
     raised.restore();
@@ -67,15 +64,9 @@ void set_python_error(const std::exception_ptr& error) {
 
 py::object python_error(const std::exception_ptr& error) {
   set_python_error(error);
-  PyObject* type = nullptr;
-  PyObject* value = nullptr;
-  PyObject* trace = nullptr;
-  PyErr_Fetch(&type, &value, &trace);
-  PyErr_NormalizeException(&type, &value, &trace);
-  if (trace != nullptr) PyException_SetTraceback(value, trace);
-  Py_XDECREF(type);
-  Py_XDECREF(trace);
-  return py::reinterpret_steal<py::object>(value);
+  const py::error_already_set raised;  // takes it from Python again
+  if (raised.trace()) PyException_SetTraceback(raised.value().ptr(), raised.trace().ptr());
+  return raised.value();
 }
 
 void translate_exceptions() {

@@ -4,6 +4,7 @@
 #include <pybind11/pybind11.h>
 
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include "structure_ingest/contracts/collaborators.hpp"
@@ -21,13 +22,31 @@ struct PythonInterruption : Interruption {
 /// Calls `function`, which may call Python code, with Python's lock held. Python exceptions become
 /// error_already_set, or a PythonInterruption.
 template <typename Function>
-auto in_python(const Function& function) {
+decltype(auto) in_python(const Function& function) {
   const py::gil_scoped_acquire lock;
   try {
     return function();
   } catch (py::error_already_set& error) {
     if (error.matches(PyExc_Exception)) throw;
     throw PythonInterruption(error);
+  }
+}
+
+/// The object of a new reference that Python's C interface returned; for null, throws the Python
+/// exception that it set.
+inline py::object owned(PyObject* reference) {
+  if (reference == nullptr) throw py::error_already_set();
+  return py::reinterpret_steal<py::object>(reference);
+}
+
+/// What `function` returns; nothing when it raises an Exception.
+template <typename Function>
+auto unless_it_raises(const Function& function) -> std::optional<decltype(function())> {
+  try {
+    return function();
+  } catch (const py::error_already_set& error) {
+    if (!error.matches(PyExc_Exception)) throw;
+    return std::nullopt;
   }
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "python/module/errors.hpp"
 #include "python/module/text.hpp"
 
 namespace structure_ingest::python {
@@ -20,6 +21,8 @@ Json integer(const py::handle& value) {
   PyErr_Clear();
   throw py::type_error("an integer of more than 64 bits is no JSON value here");
 }
+
+}  // namespace
 
 Json json_of(const py::handle& value, int level) {
   if (level > MOST_LEVELS) throw py::value_error("the value nests too deep, or holds itself");
@@ -67,8 +70,6 @@ Json json_or_null(const py::handle& value, int level) {
   }
 }
 
-}  // namespace
-
 py::object object_of(const Json& value) {
   switch (value.type()) {
     case Json::value_t::boolean:
@@ -96,14 +97,6 @@ py::object object_of(const Json& value) {
   }
 }
 
-Json json_of(const py::handle& value) {
-  return json_of(value, 0);
-}
-
-Json json_or_null(const py::handle& value) {
-  return json_or_null(value, 0);
-}
-
 bool is_true(const py::handle& value) {
   const int truth = PyObject_IsTrue(value.ptr());
   if (truth < 0) throw py::error_already_set();
@@ -111,10 +104,7 @@ bool is_true(const py::handle& value) {
 }
 
 bool compares(const py::handle& left, const py::handle& right, int operation) {
-  const auto result =
-      py::reinterpret_steal<py::object>(PyObject_RichCompare(left.ptr(), right.ptr(), operation));
-  if (!result) throw py::error_already_set();
-  return is_true(result);
+  return is_true(owned(PyObject_RichCompare(left.ptr(), right.ptr(), operation)));
 }
 
 bool is_mapping(const py::handle& value) {

@@ -13,11 +13,12 @@ namespace py = pybind11;
 py::object object_of(const Json& value);
 
 /// The other way. Throws TypeError for a value that JSON has not: keys that are no strings, objects
-/// of other types, integers beyond 64 bits; and ValueError for one that holds itself.
-Json json_of(const py::handle& value);
+/// of other types, integers beyond 64 bits; and ValueError for one that holds itself. `level` is
+/// how deep the value stands in another.
+Json json_of(const py::handle& value, int level = 0);
 
 /// The same with null for what JSON has not, and without keys that are no strings.
-Json json_or_null(const py::handle& value);
+Json json_or_null(const py::handle& value, int level = 0);
 
 /// Whether a value counts as true in Python.
 bool is_true(const py::handle& value);

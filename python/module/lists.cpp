@@ -2,8 +2,8 @@
 
 #include <array>
 #include <cstddef>
-#include <cstring>
 
+#include "python/module/errors.hpp"
 #include "python/module/text.hpp"
 
 namespace structure_ingest::python {
@@ -22,15 +22,11 @@ PyObject* symbol_object(const std::string& text) {
 }
 
 py::list new_list(std::size_t size) {
-  PyObject* const list = PyList_New(static_cast<Py_ssize_t>(size));
-  if (list == nullptr) throw py::error_already_set();
-  return py::reinterpret_steal<py::list>(list);
+  return owned(PyList_New(static_cast<Py_ssize_t>(size)));
 }
 
 py::object fast_sequence(const py::handle& values, const std::string& message) {
-  PyObject* const sequence = PySequence_Fast(values.ptr(), message.c_str());
-  if (sequence == nullptr) throw py::error_already_set();
-  return py::reinterpret_steal<py::object>(sequence);
+  return owned(PySequence_Fast(values.ptr(), message.c_str()));
 }
 
 }  // namespace
@@ -62,9 +58,7 @@ py::list list_of(const std::vector<Vector3>& vectors) {
 }
 
 py::list new_list_of(const py::handle& iterable) {
-  PyObject* const list = PySequence_List(iterable.ptr());
-  if (list == nullptr) throw py::error_already_set();
-  return py::reinterpret_steal<py::list>(list);
+  return owned(PySequence_List(iterable.ptr()));
 }
 
 std::vector<Vector3> vectors_of(const py::handle& rows, const char* name, bool may_be_longer) {
@@ -108,11 +102,7 @@ std::vector<std::string> texts_of(const py::handle& texts, const char* name) {
 
 py::bytearray packed(const py::handle& rows, const char* name) {
   const std::vector<Vector3> vectors = vectors_of(rows, name, false);
-  const std::size_t size = vectors.size() * sizeof(Vector3);
-  PyObject* const block = PyByteArray_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(size));
-  if (block == nullptr) throw py::error_already_set();
-  if (size > 0) std::memcpy(PyByteArray_AsString(block), vectors.data(), size);
-  return py::reinterpret_steal<py::bytearray>(block);
+  return {reinterpret_cast<const char*>(vectors.data()), vectors.size() * sizeof(Vector3)};
 }
 
 }  // namespace structure_ingest::python

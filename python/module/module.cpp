@@ -11,8 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "python/module/batch.hpp"
-#include "python/module/bulk_row.hpp"
 #include "python/module/errors.hpp"
 #include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
@@ -21,12 +19,12 @@
 #include "python/module/record.hpp"
 #include "python/module/state.hpp"
 #include "python/module/text.hpp"
-#include "python/module/upkeep.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/host.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/structure_ingest.hpp"
+#include "telling/structures.hpp"
 
 namespace structure_ingest::python {
 namespace {
@@ -40,15 +38,14 @@ py::object parse(Reader* reader, const py::handle& path) {
   }));
 }
 
-/// Has Ctrl-C end a batch before its next file.
+/// Has Ctrl-C end long work before its next file or structure.
 Progress interruptible() {
   return [](std::size_t, std::size_t, const std::string&) { in_python(check_signals); };
 }
 
 /// What a limit on candidates lets through, at least one.
 int considered(const py::handle& limit) {
-  const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(limit.ptr()));
-  if (!number) throw py::error_already_set();
+  const py::object number = owned(PyNumber_Index(limit.ptr()));
   const Py_ssize_t size = PyNumber_AsSsize_t(number.ptr(), nullptr);  // clips
   return static_cast<int>(std::clamp<Py_ssize_t>(size, 1, std::numeric_limits<int>::max()));
 }
@@ -58,15 +55,10 @@ std::string kind_in(const py::handle& kinds, const std::string& identity) {
   return is_true(kind) ? text_of(kind) : "";
 }
 
-/// What both ways of taking files in have in common.
-BatchOptions batch_options() {
-  return {.progress = interruptible(), .check = false};
-}
-
 py::list ingest(Reader* reader, const py::handle& project_path, const py::handle& paths,
                 const py::handle& limit, const py::object& discovery_by_path) {
   use_known_symbols();
-  BatchOptions options = batch_options();
+  BatchOptions options{.progress = interruptible(), .check = false};
   internal::BatchInput input{.project = internal::resolve_path(path_of(project_path)),
                              .candidates = {},
                              .limit = 0,
@@ -98,7 +90,7 @@ py::list hydrate(Reader* reader, const py::object& mapping, const py::handle& ex
   State state(mapping);
   HydrateOptions options{.extra_paths = state.extra_paths(extra_paths),
                          .collaborators = collaborators(),
-                         .batch = batch_options()};
+                         .batch = {.progress = interruptible(), .check = false}};
   const internal::StateHost host = state.host();
   with_parser(reader, [&](StructureParser& parser) {
     options.batch.parser = &parser;
@@ -109,7 +101,7 @@ py::list hydrate(Reader* reader, const py::object& mapping, const py::handle& ex
 
 py::tuple drop_unrelated(const py::object& entries, const py::object& mapping) {
   State state(mapping);
-  std::vector<std::size_t> places(state.take_entries(entries));
+  std::vector<std::size_t> places(state.set_entries(entries));
   std::iota(places.begin(), places.end(), std::size_t{0});
   const internal::RelevanceResult result =
       internal::drop_unrelated(state.host(), places, agent_modules().ROLE_UNRELATED);
@@ -123,29 +115,15 @@ py::tuple drop_unrelated(const py::object& entries, const py::object& mapping) {
   return py::make_tuple(kept, notes);
 }
 
-std::optional<std::string> path_or_nothing(const py::handle& path) {
-  try {
-    return path_of(path);
-  } catch (const py::error_already_set& error) {
-    if (!error.matches(PyExc_Exception)) throw;
-    return std::nullopt;
-  }
-}
-
 std::optional<std::string> text_or_nothing(const py::handle& value) {
-  try {
-    return text_of(value);
-  } catch (const py::error_already_set& error) {
-    if (!error.matches(PyExc_Exception)) throw;
-    return std::nullopt;
-  }
+  return unless_it_raises([&] { return text_of(value); });
 }
 
 py::object owner(const py::handle& path, const py::handle& stop_at) {
   const std::optional<std::string> text = text_or_nothing(path);
   if (!text) return py::none();
   const std::optional<std::string> root =
-      owning_project_root(*text, {.stop_at = path_or_nothing(stop_at)});
+      owning_project_root(*text, {.stop_at = unless_it_raises([&] { return path_of(stop_at); })});
   return root ? path_object(*root) : py::none();
 }
 
@@ -193,6 +171,38 @@ py::list frames(const py::handle& path, std::size_t first, const std::optional<s
   return list;
 }
 
+/// The structures of a project by its state, a mapping or None: a list of dicts, as all doors tell
+/// of them.
+py::object listed(const py::handle& project, const py::handle& state, bool check) {
+  const std::string folder = path_of(project);
+  const Json json = json_or_null(state);
+  Json list = Json::array();
+  {
+    const py::gil_scoped_release unlocked;
+    const ProjectListing listing =
+        list_structures(folder, json, {.check = check, .progress = interruptible()});
+    for (const ProjectStructure& structure : listing.structures) {
+      list.push_back(telling::structure_json(structure, folder));
+    }
+  }
+  return object_of(list);
+}
+
+/// The same of whether they are still what was taken in.
+py::object verified(const py::handle& project, const py::handle& state) {
+  const std::string folder = path_of(project);
+  const Json json = json_or_null(state);
+  Json list = Json::array();
+  {
+    const py::gil_scoped_release unlocked;
+    const Verification verification = verify_project(folder, json, {.progress = interruptible()});
+    for (const VerifiedStructure& structure : verification.structures) {
+      list.push_back(telling::verified_json(structure));
+    }
+  }
+  return object_of(list);
+}
+
 std::string write_copy(const py::handle& project_path, const py::handle& record) {
   const std::string project = path_of(project_path);
   const IngestedStructure held = record_of(record);
@@ -221,8 +231,9 @@ PYBIND11_MODULE(_core, module) {
     bind_record_class(record_class);
     bind_package(globals, agent);
   });
-  module.def("set_in_process_by_default", set_in_process_by_default);
-  module.def("is_in_process_by_default", is_in_process_by_default);
+  module.def("set_in_process_by_default",
+             [](bool in_process) { in_process_by_default = in_process; });
+  module.def("is_in_process_by_default", [] { return in_process_by_default.load(); });
   module.def("is_structure_file",
              [](const py::handle& path) { return is_structure_file(path_of(path)); });
   module.def("parse", parse);

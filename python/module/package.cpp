@@ -57,12 +57,8 @@ bool has_agent() {
   return package().has_agent;
 }
 
-py::object package_name(const char* name) {
-  return package().globals[name];
-}
-
 void use_known_symbols() {
-  const py::object known = package_name("KNOWN_ELEMENT_SYMBOLS");
+  const py::object known = package().globals["KNOWN_ELEMENT_SYMBOLS"];
   if (known.is(package().known_symbols)) return;
   std::vector<std::string> symbols;
   const auto take = [&](std::string symbol) {
@@ -102,7 +98,7 @@ void write_json(const py::handle& path, const py::handle& value) {
 
 std::string call_atomic_write_json(const py::object& path, const py::object& value) {
   try {
-    package_name("atomic_write_json")(path, value);
+    package().globals["atomic_write_json"](path, value);
     return {};
   } catch (py::error_already_set& error) {
     if (!error.matches(PyExc_OSError)) throw;

@@ -18,9 +18,6 @@ void bind_package(const py::dict& globals, bool has_agent);
 /// Whether the agent's package was there.
 bool has_agent();
 
-/// A name of the package, as it is now.
-py::object package_name(const char* name);
-
 /// Makes the library know the symbols that the package's KNOWN_ELEMENT_SYMBOLS has now. Asks it
 /// only when it is another object than before.
 void use_known_symbols();

@@ -14,8 +14,6 @@ namespace {
 
 using internal::AseAnswer;
 
-std::atomic<bool> in_process_by_default = false;
-
 /// Calls `step`; returns the error's text when it raises an Exception.
 template <typename Step>
 std::optional<std::string> failure_of(const Step& step) {
@@ -46,7 +44,7 @@ std::vector<Vector3> float_rows(const py::handle& rows) {
   return vectors;
 }
 
-void take_atoms(const py::object& atoms, AseAnswer& answer) {
+void copy_atoms(const py::object& atoms, AseAnswer& answer) {
   std::vector<std::string> labels;
   for (const py::handle& label : py::iter(atoms.attr("get_chemical_symbols")())) {
     labels.push_back(is_true(label) ? text_of(label) : "");
@@ -69,7 +67,7 @@ AseAnswer ask_in_process(const std::string& path) {
   } else if (auto message = failure_of([&] { atoms = read(str_of(path)); })) {
     answer.failure = AseAnswer::Failure::read;
     answer.message = *message;
-  } else if (auto problem = failure_of([&] { take_atoms(atoms, answer); })) {
+  } else if (auto problem = failure_of([&] { copy_atoms(atoms, answer); })) {
     answer.failure = AseAnswer::Failure::extraction;
     answer.message = *problem;
   }
@@ -89,27 +87,21 @@ std::vector<std::string> own_interpreter() {
 
 }  // namespace
 
+std::atomic<bool> in_process_by_default = false;
+
 StructureParser new_parser(bool in_process) {
   if (in_process) return internal::parser_that_asks(locked_ask_in_process);
   return StructureParser({.interpreters = own_interpreter()});
 }
 
 IngestedStructure parse_with_ase(const std::string& path, const std::string& format) {
-  if (is_in_process_by_default()) {
+  if (in_process_by_default) {
     return internal::parse_with_ase(path, format, locked_ask_in_process);
   }
   internal::AseSession session({.first_interpreters = own_interpreter()});
   const py::gil_scoped_release unlocked;
   return internal::parse_with_ase(path, format,
                                   [&](const std::string& file) { return session.read(file); });
-}
-
-bool is_in_process_by_default() {
-  return in_process_by_default;
-}
-
-void set_in_process_by_default(bool in_process) {
-  in_process_by_default = in_process;
 }
 
 std::shared_ptr<Reader::Kept> Reader::kept_here() {

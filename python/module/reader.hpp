@@ -7,7 +7,6 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -27,8 +26,7 @@ StructureParser new_parser(bool in_process);
 IngestedStructure parse_with_ase(const std::string& path, const std::string& format);
 
 /// Where the functions that are given no reader have CIF and VASP files read.
-bool is_in_process_by_default();
-void set_in_process_by_default(bool in_process);
+extern std::atomic<bool> in_process_by_default;
 
 /// A parser that is kept. Threads wait for each other; after a fork the child has a parser of its
 /// own, and leaves the parent's worker alone.
@@ -77,7 +75,7 @@ class Reader {
   /// In a fork: forgets the parser of the parent.
   void leave_to_parent();
 
-  bool in_process_;
+  const bool in_process_;
   bool is_closed_ = false;
   std::shared_ptr<Kept> kept_;
 };
@@ -87,11 +85,17 @@ class Reader {
 template <typename Function>
 auto with_parser(Reader* reader, const Function& function) {
   if (reader != nullptr) return reader->use(function);
-  std::optional<StructureParser> parser(new_parser(is_in_process_by_default()));
-  const py::gil_scoped_release unlocked;
-  auto result = function(*parser);
-  parser.reset();  // waits for the end of its worker
-  return result;
+  const py::gil_scoped_release unlocked;  // also at the end: a parser waits for its worker's
+  StructureParser parser = in_python([] { return new_parser(in_process_by_default); });
+  return function(parser);
 }
+
+/// Reads and checks one file and returns a new dict of JSON values, what a table of very many files
+/// says of one: the fingerprint, the record but for its path, quantities derived from it, the
+/// findings, and the digest of the canonical text (None unless the record is ok). A number that is
+/// not finite is None. The space group is searched for if `symmetry`; the lists of the atoms are
+/// part of it if `atoms`. `begins_batch` has the companion of a folder read again.
+py::dict bulk_row(Reader& reader, const py::handle& path, bool begins_batch, bool symmetry,
+                  bool atoms);
 
 }  // namespace structure_ingest::python

@@ -4,9 +4,12 @@
 #include <utility>
 #include <vector>
 
+#include "python/module/errors.hpp"
 #include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
+#include "python/module/package.hpp"
 #include "python/module/text.hpp"
+#include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/host.hpp"
 
 namespace structure_ingest::python {
@@ -28,13 +31,14 @@ py::object cell_object(const IngestedStructure& record) {
 
 /// The fields that a source entry shows but for its lists, and whether there is a cell.
 IngestedStructure without_lists(const IngestedStructure& record) {
-  IngestedStructure plain{.source_path = record.source_path, .format = record.format};
-  plain.natoms = record.natoms;
-  plain.formula = record.formula;
-  plain.sha256 = record.sha256;
-  plain.canonical_xyz_rel = record.canonical_xyz_rel;
-  plain.cell_provenance = record.cell_provenance;
-  plain.fractional = record.fractional;
+  IngestedStructure plain{.source_path = record.source_path,
+                          .format = record.format,
+                          .natoms = record.natoms,
+                          .fractional = record.fractional,
+                          .formula = record.formula,
+                          .sha256 = record.sha256,
+                          .canonical_xyz_rel = record.canonical_xyz_rel,
+                          .cell_provenance = record.cell_provenance};
   if (record.cell_ang && !record.cell_ang->empty()) plain.cell_ang.emplace(1);
   return plain;
 }
@@ -48,9 +52,7 @@ std::string text_field(const py::handle& object, const char* name) {
 }
 
 std::int64_t natoms_of(const py::handle& object) {
-  const auto number =
-      py::reinterpret_steal<py::object>(PyNumber_Index(object.attr("natoms").ptr()));
-  if (!number) throw py::error_already_set();
+  const py::object number = owned(PyNumber_Index(object.attr("natoms").ptr()));
   const long long natoms = PyLong_AsLongLong(number.ptr());
   if (natoms == -1 && PyErr_Occurred() != nullptr) throw py::error_already_set();
   return natoms;
@@ -58,16 +60,15 @@ std::int64_t natoms_of(const py::handle& object) {
 
 /// The fields of an object that are no lists.
 IngestedStructure plain_fields(const py::handle& object) {
-  IngestedStructure record{.source_path = text_field(object, "source_path"),
-                           .format = text_field(object, "format")};
-  record.natoms = natoms_of(object);
-  record.fractional = is_true(object.attr("fractional"));
-  record.formula = text_field(object, "formula");
-  record.sha256 = text_field(object, "sha256");
-  record.canonical_xyz_rel = text_field(object, "canonical_xyz_rel");
-  record.cell_provenance = text_field(object, "cell_provenance");
-  record.ok = is_true(object.attr("ok"));
-  return record;
+  return {.source_path = text_field(object, "source_path"),
+          .format = text_field(object, "format"),
+          .natoms = natoms_of(object),
+          .fractional = is_true(object.attr("fractional")),
+          .formula = text_field(object, "formula"),
+          .sha256 = text_field(object, "sha256"),
+          .canonical_xyz_rel = text_field(object, "canonical_xyz_rel"),
+          .cell_provenance = text_field(object, "cell_provenance"),
+          .ok = is_true(object.attr("ok"))};
 }
 
 py::list copied_rows(const py::handle& rows) {
@@ -119,17 +120,19 @@ IngestedStructure record_of(const py::handle& object) {
   return record;
 }
 
-py::dict entry_object(const IngestedStructure& record, const std::string& discovery,
-                      bool complete) {
-  const Json plain = internal::source_entry(without_lists(record), discovery, as_it_is);
-  py::dict entry = object_of(plain);
-  entry["species"] = list_of(record.species);
-  entry["cell_ang"] = cell_object(record);
-  entry["symbols"] = list_of(record.symbols);
-  entry["positions_ang"] = list_of(record.positions_ang);
-  entry["warnings"] = list_of(record.warnings);
-  if (complete) entry["ok"] = py::bool_(record.ok);
-  return entry;
+py::list entry_objects(const std::vector<SourceEntry>& entries) {
+  py::list objects;
+  for (const auto& [record, discovery, findings] : entries) {
+    py::dict entry = object_of(internal::source_entry(without_lists(record), discovery, as_it_is));
+    entry["species"] = list_of(record.species);
+    entry["cell_ang"] = cell_object(record);
+    entry["symbols"] = list_of(record.symbols);
+    entry["positions_ang"] = list_of(record.positions_ang);
+    entry["warnings"] = list_of(record.warnings);
+    entry["ok"] = py::bool_(record.ok);
+    objects.append(entry);
+  }
+  return objects;
 }
 
 py::dict entry_of_object(const py::handle& object, const std::string& discovery) {
@@ -144,6 +147,15 @@ py::dict entry_of_object(const py::handle& object, const std::string& discovery)
   entry["positions_ang"] = copied_rows(object.attr("positions_ang"));
   entry["warnings"] = list("warnings");
   return entry;
+}
+
+std::string write_manifest(const std::string& project, const py::list& objects) {
+  if (objects.empty()) return {};
+  py::dict manifest;
+  manifest["version"] = 1;
+  manifest["structures"] = objects;
+  return call_atomic_write_json(path_object(internal::join_path(project, INGEST_MANIFEST_REL)),
+                                manifest);
 }
 
 }  // namespace structure_ingest::python

@@ -3,11 +3,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include "python/module/batch.hpp"
 #include "python/module/errors.hpp"
 #include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
 #include "python/module/package.hpp"
+#include "python/module/record.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/host.hpp"
@@ -31,18 +31,14 @@ Json present_text(const py::handle& value, const char* without_text) {
   return text;
 }
 
-/// As above for a folder to scan. One of which no text can be made is no folder: a NUL stands for
-/// it, which no path has.
+/// As above for a folder to scan. When Python raises an error for the text of the value, this is a
+/// NUL character. No path has one, so that the library finds no folder there and scans nothing.
 Json present_folder(const py::handle& value) {
   if (!is_true(value)) return nullptr;
-  try {
-    std::string text = text_of(value);
-    if (text.empty()) text = ".";
-    return text;
-  } catch (py::error_already_set& error) {
-    if (!error.matches(PyExc_Exception)) throw;
-    return std::string(1, '\0');
-  }
+  std::string text =
+      unless_it_raises([&] { return text_of(value); }).value_or(std::string(1, '\0'));
+  if (text.empty()) text = ".";
+  return text;
 }
 
 py::object member(const py::handle& value, const char* key) {
@@ -103,32 +99,28 @@ Json assessed_entry(const py::handle& entry) {
   return assessed;
 }
 
+/// A member of a state as the library calls it: with Python's lock, for as long as the call takes.
+template <typename Result, typename... Arguments>
+std::function<Result(Arguments...)> locked(State& state, Result (State::*member)(Arguments...)) {
+  return [&state, member](Arguments... arguments) -> Result {
+    return in_python([&]() -> Result { return (state.*member)(arguments...); });
+  };
+}
+
 }  // namespace
 
-State::State(py::object mapping) : mapping_(std::move(mapping)) {}
-
 internal::StateHost State::host() {
-  return {
-      .value = [this](std::string_view key) { return in_python([&] { return value(key); }); },
-      .learn_root =
-          [this](const std::string& folder) {
-            in_python([&] { set("source_workspace_root", str_of(folder)); });
-          },
-      .take_batch =
-          [this](const std::string& project, const std::vector<SourceEntry>& entries) {
-            return in_python([&] { return take_batch(project, entries); });
-          },
-      .entry = [this](std::size_t place) -> const Json& {
-        in_python([&] { entry(place); });
-        return entry_;
-      },
-      .assess =
-          [this](const std::vector<std::size_t>& places, const std::string& request) {
-            return in_python([&] { return assess(places, request); });
-          },
-      .apply = [this](const internal::StateChange& change) { in_python([&] { apply(change); }); },
-      .report = [this](const std::exception_ptr& error) { in_python([&] { report(error); }); },
-  };
+  return {.value = locked(*this, &State::value),
+          .learn_root = locked(*this, &State::learn_root),
+          .take_batch = locked(*this, &State::take_batch),
+          .entry = locked(*this, &State::entry),
+          .assess = locked(*this, &State::assess),
+          .apply = locked(*this, &State::apply),
+          .report = locked(*this, &State::report)};
+}
+
+void State::learn_root(const std::string& folder) {
+  mapping_["source_workspace_root"] = str_of(folder);
 }
 
 py::list State::entries_at(const std::vector<std::size_t>& places) const {
@@ -151,7 +143,7 @@ std::vector<std::string> State::extra_paths(const py::handle& paths) {
   return texts;
 }
 
-std::size_t State::take_entries(const py::handle& entries) {
+std::size_t State::set_entries(const py::handle& entries) {
   entries_.clear();
   for (const py::handle& entry : py::iter(entries)) {
     entries_.push_back(py::reinterpret_borrow<py::object>(entry));
@@ -161,15 +153,14 @@ std::size_t State::take_entries(const py::handle& entries) {
 
 /// The value at a key, of nested mappings where the key has dots.
 py::object State::at(std::string_view key) {
-  const std::size_t dot = key.find('.');
+  std::size_t dot = key.find('.');
   py::object value = value_at(mapping_, std::string(key.substr(0, dot)).c_str());
-  if (dot == std::string_view::npos) return value;
-  for (std::string_view rest = key.substr(dot + 1);;) {
-    const std::size_t next = rest.find('.');
-    value = member(value, std::string(rest.substr(0, next)).c_str());
-    if (next == std::string_view::npos) return value;
-    rest.remove_prefix(next + 1);
+  while (dot != std::string_view::npos) {
+    key.remove_prefix(dot + 1);
+    dot = key.find('.');
+    value = member(value, std::string(key.substr(0, dot)).c_str());
   }
+  return value;
 }
 
 const Json* State::value(std::string_view key) {
@@ -189,7 +180,8 @@ const Json* State::value(std::string_view key) {
     value = sources();
   } else if (key == "structure_notes") {
     notes_ = elements(raw);
-    value = notes();
+    value = Json::array();
+    for (const py::handle& note : notes_) value.push_back(text_or_null(note));
   } else if (key == "attached_workspace.inventory.structure_files") {
     value = texts(raw);
   } else if (key == "project_path" || key == "attached_workspace.project_path") {
@@ -215,12 +207,6 @@ Json State::sources() {
   return known;
 }
 
-Json State::notes() {
-  Json texts = Json::array();
-  for (const py::handle& note : notes_) texts.push_back(text_or_null(note));
-  return texts;
-}
-
 const Json& State::entry(std::size_t place) {
   const py::object& entry = entries_[place];
   entry_ = source_of(entry);
@@ -236,7 +222,7 @@ const Json& State::entry(std::size_t place) {
 
 std::string State::take_batch(const std::string& project, const std::vector<SourceEntry>& entries) {
   const py::list objects = entry_objects(entries);
-  take_entries(objects);
+  set_entries(objects);
   return write_manifest(project, objects);
 }
 
@@ -303,7 +289,7 @@ void State::refuse_missing_reasons(const std::vector<std::size_t>& places,
 
 void State::apply(const internal::StateChange& change) {
   const py::list taken = entries_at(change.taken);
-  set("structure_sources", taken + existing_);
+  mapping_["structure_sources"] = taken + existing_;
   std::vector<std::string> known;
   for (const Json& note : *value("structure_notes")) {
     if (note.is_string()) known.push_back(note.get<std::string>());
@@ -312,24 +298,14 @@ void State::apply(const internal::StateChange& change) {
   for (const std::string& note : internal::new_notes(known, change.notes)) {
     notes.append(str_of(note));
   }
-  set("structure_notes", notes);
+  mapping_["structure_notes"] = notes;
   taken_ = taken;  // only now: of a call that failed nothing is returned
-}
-
-void State::set(const char* key, const py::object& value) {
-  if (PyObject_SetItem(mapping_.ptr(), py::str(key).ptr(), value.ptr()) != 0) {
-    throw py::error_already_set();
-  }
 }
 
 void State::report(const std::exception_ptr& error) {
   const py::object exception = python_error(error);
-  py::object project = py::none();
-  try {
-    project = value_at(mapping_, "project_path");
-  } catch (py::error_already_set& no_mapping) {
-    if (!no_mapping.matches(PyExc_Exception)) throw;
-  }
+  const py::object project =
+      unless_it_raises([&] { return value_at(mapping_, "project_path"); }).value_or(py::none());
   if (has_agent()) {
     agent_name("diagnostics", "record_suppressed_error")(
         project, py::arg("node") = NODE, py::arg("op") = OPERATION, py::arg("exc") = exception);

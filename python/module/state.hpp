@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "structure_ingest/base/json.hpp"
@@ -25,7 +26,7 @@ namespace py = pybind11;
 /// never looked into. Make and destroy one with Python's lock held; the host takes the lock itself.
 class State {
  public:
-  explicit State(py::object mapping);
+  explicit State(py::object mapping) : mapping_(std::move(mapping)) {}
 
   /// It must not outlive the state.
   internal::StateHost host();
@@ -39,13 +40,13 @@ class State {
 
   /// Takes these entries, which a caller gives in any form, for those of the batch; returns how
   /// many there are.
-  std::size_t take_entries(const py::handle& entries);
+  std::size_t set_entries(const py::handle& entries);
 
  private:
   const Json* value(std::string_view key);
+  void learn_root(const std::string& folder);
   const Json& entry(std::size_t place);
   Json sources();
-  Json notes();
   std::string take_batch(const std::string& project, const std::vector<SourceEntry>& entries);
   py::list entries_at(const std::vector<std::size_t>& places) const;
   std::function<RelevanceReport()> assess(const std::vector<std::size_t>& places,
@@ -57,7 +58,6 @@ class State {
   void apply(const internal::StateChange& change);
   void report(const std::exception_ptr& error);
   py::object at(std::string_view key);
-  void set(const char* key, const py::object& value);
 
   py::object mapping_;
   std::map<std::string, Json, std::less<>> values_;  // the latest of each key
@@ -67,8 +67,9 @@ class State {
   std::exception_ptr failed_paths_;
   py::list existing_;  // the mappings in "structure_sources"
   py::list notes_;     // the elements of "structure_notes"
-  py::object report_;  // the assessor's
-  py::object role_;    // its ROLE_UNRELATED
+  // What the assessor gave: members, since what reads it may be copied without Python's lock.
+  py::object report_;
+  py::object role_;  // its ROLE_UNRELATED
 };
 
 }  // namespace structure_ingest::python

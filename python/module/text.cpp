@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "python/module/errors.hpp"
 #include "structure_ingest/base/utf8.hpp"
 
 namespace structure_ingest::python {
@@ -39,10 +40,8 @@ std::size_t next_surrogate(std::string_view bytes) {
 }
 
 py::object decoded(std::string_view bytes) {
-  PyObject* const text =
-      PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()), "surrogateescape");
-  if (text == nullptr) throw py::error_already_set();
-  return py::reinterpret_steal<py::object>(text);
+  return owned(
+      PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()), "surrogateescape"));
 }
 
 }  // namespace
@@ -61,9 +60,8 @@ py::str str_of(std::string_view bytes) {
   if (at == std::string_view::npos) return py::str(decoded(bytes));
   py::object text = py::str();
   for (; at != std::string_view::npos; at = next_surrogate(bytes)) {
-    PyObject* const surrogate = PyUnicode_DecodeUTF8(&bytes[at + 1], 3, "surrogatepass");
-    if (surrogate == nullptr) throw py::error_already_set();
-    text = text + decoded(bytes.substr(0, at)) + py::reinterpret_steal<py::object>(surrogate);
+    text = text + decoded(bytes.substr(0, at)) +
+           owned(PyUnicode_DecodeUTF8(&bytes[at + 1], 3, "surrogatepass"));
     bytes.remove_prefix(at + 4);
   }
   return py::str(text + decoded(bytes));
@@ -72,21 +70,16 @@ py::str str_of(std::string_view bytes) {
 std::string text_of(const py::handle& value) {
   if (PyUnicode_Check(value.ptr()) != 0) return bytes_of(value);
   if (py::hasattr(value, "__fspath__")) return path_of(value);
-  PyObject* const text = PyObject_Str(value.ptr());
-  if (text == nullptr) throw py::error_already_set();
-  return bytes_of(py::reinterpret_steal<py::object>(text));
+  return bytes_of(owned(PyObject_Str(value.ptr())));
 }
 
 std::string path_of(const py::handle& value) {
   if (PyUnicode_Check(value.ptr()) != 0) return bytes_of(value);
-  PyObject* const path = PyBytes_Check(value.ptr()) != 0 ? nullptr : PyOS_FSPath(value.ptr());
-  if (path == nullptr) {
-    if (PyErr_Occurred() == nullptr) {
-      PyErr_SetString(PyExc_TypeError, "expected str or os.PathLike object, not bytes");
-    }
+  if (PyBytes_Check(value.ptr()) != 0) {
+    PyErr_SetString(PyExc_TypeError, "expected str or os.PathLike object, not bytes");
     throw py::error_already_set();
   }
-  const auto text = py::reinterpret_steal<py::object>(path);
+  const py::object text = owned(PyOS_FSPath(value.ptr()));
   if (PyBytes_Check(text.ptr()) != 0) return text.cast<std::string>();
   return bytes_of(text);
 }

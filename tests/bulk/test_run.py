@@ -11,7 +11,7 @@ import pytest
 
 from conftest import BAD, cubic, row_by_single_calls, rows_by_path
 from structure_ingest import _core, bulk
-from structure_ingest.bulk.attempt import Attempt
+from structure_ingest.bulk.chunks import Attempt
 from structure_ingest.bulk.parts import Part
 
 

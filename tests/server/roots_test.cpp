@@ -5,7 +5,7 @@
 
 #include <filesystem>
 
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace server {

@@ -11,7 +11,7 @@
 
 #include "collaborators/agent_modules/directory_trust.hpp"
 #include "server/resources.hpp"
-#include "server/tool_error.hpp"
+#include "server/call.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 #include "tests/scratch_folder.hpp"
@@ -293,7 +293,8 @@ TEST_F(ToolsTest, HoldTrustLists) {
   EXPECT_EQ(data("parse_structure", {{"path", "far/deep/ar.xyz"}})["formula"], "Ar");
   w.write("r/far/q/.strataquill_state.json", "{}");
   w.write("r/q/.strataquill_state.json", "{}");
-  EXPECT_EQ(find_projects(workspace.roots(), [] {}), std::vector<std::string>{w / "r/q"});
+  workspace.drop_projects();
+  EXPECT_EQ(workspace.projects(Call()), std::vector<std::string>{w / "r/q"});
 }
 
 TEST_F(ToolsTest, EndBetweenFilesWhenCancelled) {
@@ -321,7 +322,7 @@ TEST_F(ToolsTest, OfferWhatProjectsHoldAsResources) {
   w.write("r/bidi\u202E.xyz", "1\n\nHe 0 0 0\n");
   data("hydrate_project", {{"project", "p"}, {"paths", {"he.xyz", "bidi\u202E.xyz"}}});
   const auto list = [&](const std::string& cursor) {
-    return list_of_resources(workspace, cursor, [] {});
+    return list_of_resources(workspace, cursor, Call());
   };
   const std::optional<Json> all = list("");
   ASSERT_TRUE(all);

@@ -11,14 +11,8 @@
 namespace agent_modules {
 namespace {
 
-using structure_ingest::internal::canonical_symbol;
-using structure_ingest::internal::character_at;
-using structure_ingest::internal::INVALID_CHARACTER;
-using structure_ingest::internal::is_space;
+namespace base = structure_ingest::internal;
 
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
 bool is_upper(char c) {
   return c >= 'A' && c <= 'Z';
 }
@@ -68,8 +62,8 @@ std::optional<Formula> whole_formula(std::string_view text) {
     if (is_upper(c)) {
       const bool deuterium = c == 'D' && at + 1 < text.size() && is_digit(text[at + 1]);
       std::size_t length = at + 1 < text.size() && is_lower(text[at + 1]) ? 2 : 1;
-      std::string symbol = canonical_symbol(text.substr(at, length));
-      if (symbol.size() != length) symbol = canonical_symbol(text.substr(at, length = 1));
+      std::string symbol = base::canonical_symbol(text.substr(at, length));
+      if (symbol.size() != length) symbol = base::canonical_symbol(text.substr(at, length = 1));
       if (deuterium) symbol = "H";
       if (symbol.empty()) return std::nullopt;
       formula.elements.insert(symbol);
@@ -139,10 +133,10 @@ std::size_t mark_up_length(std::string_view rest, char before) {
 
 bool in_word(std::string_view text, std::size_t at) {
   if (at >= text.size()) return false;
-  const char32_t c = character_at(text, at).value;
+  const char32_t c = base::character_at(text, at).value;
   if (c < 0x80) return std::isalnum(static_cast<unsigned char>(c)) != 0;
   const bool symbol = (c >= 0x2000 && c < 0x2C00) || c == 0xD7 || c == 0xF7 || c < 0xC0;
-  return c == INVALID_CHARACTER || (c < 0x2E80 && !symbol);
+  return c == base::INVALID_CHARACTER || (c < 0x2E80 && !symbol);
 }
 
 bool at_boundary(std::string_view text, std::size_t at) {
@@ -174,13 +168,14 @@ std::string plain_text(std::string_view text) {
       in_braces = false;
       length = 1;
     } else {
-      const auto [value, bytes] = character_at(text, 0);
+      const auto [value, bytes] = base::character_at(text, 0);
       length = bytes;
-      const bool invisible = value == INVALID_CHARACTER || value == 0x00AD || value == 0x2060 ||
-                             value == 0xFEFF || (value >= 0x200B && value <= 0x200D);
+      const bool invisible = value == base::INVALID_CHARACTER || value == 0x00AD ||
+                             value == 0x2060 || value == 0xFEFF ||
+                             (value >= 0x200B && value <= 0x200D);
       if (const std::size_t at = FOREIGN.find(value); at != std::u32string_view::npos) {
         plain += UNMARKED[at];
-      } else if (is_space(value)) {
+      } else if (base::is_space(value)) {
         if (!plain.empty() && plain.back() != ' ') plain += ' ';
       } else if (!invisible) {
         plain += text.substr(0, length);

@@ -13,6 +13,10 @@ namespace agent_modules {
 /// Canonical element symbols.
 using Elements = std::set<std::string, std::less<>>;
 
+inline bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
 /// Whether the character at `at` belongs to a word of a script that separates its words; true
 /// inside a multi-byte character.
 bool in_word(std::string_view text, std::size_t at);

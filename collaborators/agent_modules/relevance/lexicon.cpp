@@ -44,9 +44,9 @@ bool is_name_ending(std::string_view ending, std::string_view language) {
 }  // namespace
 
 Lexicon::Lexicon(std::string_view language) : language_(language) {
-  read_words(language);
-  read_names(embedded_text("generated_names.tsv"), language);
-  read_names(embedded_text("common_names.tsv"), language);
+  read_words();
+  read_names(embedded_text("generated_names.tsv"));
+  read_names(embedded_text("common_names.tsv"));
 }
 
 void Lexicon::add(std::string_view entry, unsigned use, const Elements* elements) {
@@ -68,7 +68,7 @@ void Lexicon::add(std::string_view entry, unsigned use, const Elements* elements
 }
 
 /// Parses words.txt: a line such as "en plain:", and the words of that use indented below it.
-void Lexicon::read_words(std::string_view language) {
+void Lexicon::read_words() {
   unsigned use = 0;  // of the following words; none in other languages
   for (std::string_view rest = embedded_text("words.txt"); !rest.empty();) {
     std::string_view line = next_part(rest, '\n');
@@ -76,7 +76,7 @@ void Lexicon::read_words(std::string_view language) {
       const std::string_view of = next_part(line, ' ');
       const auto* const known = std::find_if(std::begin(USES), std::end(USES),
                                              [&](const auto& u) { return u.first == line; });
-      const bool wanted = known != std::end(USES) && (of == language || of == "any");
+      const bool wanted = known != std::end(USES) && (of == language_ || of == "any");
       use = wanted ? known->second : 0;
       continue;
     }
@@ -88,7 +88,7 @@ void Lexicon::read_words(std::string_view language) {
 
 /// Parses a table of names: with a column for each language, or with the columns language, name,
 /// formula.
-void Lexicon::read_names(std::string_view table, std::string_view language) {
+void Lexicon::read_names(std::string_view table) {
   std::size_t column = 0;
   while (!table.empty()) {
     std::string_view line = next_part(table, '\n');
@@ -97,10 +97,10 @@ void Lexicon::read_names(std::string_view table, std::string_view language) {
     while (!line.empty()) cells.push_back(next_part(line, '\t'));
     if (cells.size() == 3 && column == 0) {
       const Elements elements = formula_at(cells[2]).elements;
-      if (cells[0] == language && !elements.empty()) add(cells[1], 0, &elements);
+      if (cells[0] == language_ && !elements.empty()) add(cells[1], 0, &elements);
     } else if (column == 0) {
-      column =
-          static_cast<std::size_t>(std::find(cells.begin(), cells.end(), language) - cells.begin());
+      column = static_cast<std::size_t>(std::find(cells.begin(), cells.end(), language_) -
+                                        cells.begin());
     } else if (column < cells.size()) {
       const Elements elements = formula_at(cells[0]).elements;
       for (std::string_view names = cells[column]; !names.empty();)

@@ -57,8 +57,8 @@ class Lexicon {
 
  private:
   void add(std::string_view entry, unsigned use, const Elements* elements);
-  void read_words(std::string_view language);
-  void read_names(std::string_view table, std::string_view language);
+  void read_words();
+  void read_names(std::string_view table);
 
   std::string language_;
   std::unordered_map<std::string, Word> words_;

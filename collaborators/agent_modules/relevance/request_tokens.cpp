@@ -13,22 +13,16 @@
 namespace agent_modules {
 namespace {
 
-using structure_ingest::internal::canonical_symbol;
-using structure_ingest::internal::character_at;
-using structure_ingest::internal::lower_cased;
-
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
+namespace base = structure_ingest::internal;
 
 /// `text` in lower case with hyphens inside words as blanks. Each character keeps its number of
 /// bytes.
 std::string folded(std::string_view text) {
   std::string result;
   for (std::size_t at = 0; at < text.size();) {
-    const std::size_t length = character_at(text, at).length;
+    const std::size_t length = base::character_at(text, at).length;
     const std::string_view character = text.substr(at, length);
-    const std::string lower = lower_cased(character);
+    const std::string lower = base::lower_cased(character);
     const bool hyphen =
         character == "-" && at > 0 && in_word(text, at - 1) && in_word(text, at + 1);
     result += hyphen ? " " : lower.size() == length ? std::string_view(lower) : character;
@@ -59,7 +53,7 @@ std::size_t number_length(std::string_view text) {
 
 /// The use of the sign at `at`: a stop, a joining comma or slash, or none.
 unsigned sign_use(std::string_view text, std::size_t at) {
-  const std::string_view sign = text.substr(at, character_at(text, at).length);
+  const std::string_view sign = text.substr(at, base::character_at(text, at).length);
   for (const std::string_view stop : {".", ";", ":", "!", "?", "\n"})
     if (sign == stop) return STOP;
   for (const std::string_view join : {",", "/", "&", "+", "\u3001"})
@@ -79,7 +73,7 @@ Elements elements_in_any_case(std::string_view word, std::size_t symbols = 0) {
   if (word.size() > LONGEST) return {};
   for (const std::size_t length : {std::size_t{2}, std::size_t{1}}) {
     if (length > word.size()) continue;
-    std::string symbol = canonical_symbol(word.substr(0, length));
+    std::string symbol = base::canonical_symbol(word.substr(0, length));
     if (symbol.size() != length) continue;
     std::size_t end = length;
     while (end < word.size() && is_digit(word[end])) ++end;
@@ -92,18 +86,10 @@ Elements elements_in_any_case(std::string_view word, std::size_t symbols = 0) {
   return {};
 }
 
-Token token_of(std::string_view text, unsigned uses, Elements elements = {}) {
-  Token token;
-  token.text = text;
-  token.uses = uses;
-  token.elements = std::move(elements);
-  return token;
-}
-
 /// The word or phrase of the lexicon at the front of `text`.
 Token lexicon_token(std::string_view text, const Lexicon::Match& match, const Formula& formula) {
   constexpr std::size_t LONGEST_ABBREVIATION = 2;
-  Token token = token_of(text.substr(0, match.length), match.word->uses, match.word->elements);
+  Token token{text.substr(0, match.length), match.word->uses, match.word->elements};
   if (!token.elements.empty()) {
     token.uses = NAME | (token.uses & ADJECTIVE);
     token.ambiguous = match.word->ambiguous;
@@ -119,13 +105,12 @@ Token lexicon_token(std::string_view text, const Lexicon::Match& match, const Fo
 /// The token of a word that is not in the lexicon and not a formula as written, or of a sign.
 Token other_token(std::string_view text, std::size_t at, const std::set<Elements>& at_hand) {
   const bool word_starts = at_boundary(text, at);
-  std::size_t length = character_at(text, at).length;
-  if (!in_word(text, at)) return token_of(text.substr(at, length), sign_use(text, at));
+  std::size_t length = base::character_at(text, at).length;
+  if (!in_word(text, at)) return {text.substr(at, length), sign_use(text, at)};
   while (in_word(text, at + length)) ++length;
   Elements elements = elements_in_any_case(text.substr(at, length));
-  if (!word_starts || !at_hand.contains(elements))
-    return token_of(text.substr(at, length), UNKNOWN);
-  return token_of(text.substr(at, length), NAME, std::move(elements));
+  if (!word_starts || !at_hand.contains(elements)) return {text.substr(at, length), UNKNOWN};
+  return {text.substr(at, length), NAME, std::move(elements)};
 }
 
 }  // namespace
@@ -138,7 +123,7 @@ std::vector<Token> tokens_of(std::string_view text, const Lexicon& lexicon,
     // Plain words and signs without a use give no token.
     while (at < text.size() && !in_word(text, at) && sign_use(text, at) == 0 &&
            lexicon.match(lower, at).length == 0 && formula_at(text.substr(at)).length == 0)
-      at += character_at(text, at).length;
+      at += base::character_at(text, at).length;
     if (at == text.size()) break;
     const std::string_view rest = text.substr(at);
     const bool after_number = !tokens.empty() && tokens.back().is(NUMBER);
@@ -154,12 +139,11 @@ std::vector<Token> tokens_of(std::string_view text, const Lexicon& lexicon,
       const bool starts = tokens.empty() || tokens.back().is(STOP);
       const bool doubtful = symbol && (starts || formula.length == 1);
       const bool known = !doubtful || at_hand.contains(formula.elements);
-      tokens.push_back(token_of(rest.substr(0, formula.length), known ? NAME + 0U : NAME | UNKNOWN,
-                                std::move(formula.elements)));
-      tokens.back().certain = formula.certain;
+      tokens.push_back({rest.substr(0, formula.length), known ? NAME + 0U : NAME | UNKNOWN,
+                        std::move(formula.elements), formula.certain});
     } else if (number > 0) {
       const bool share = text[at + number - 1] == '%';  // a dopant's share: "2% Al"
-      tokens.push_back(token_of(rest.substr(0, number), share ? NUMBER | LINK : NUMBER + 0U));
+      tokens.push_back({rest.substr(0, number), share ? NUMBER | LINK : NUMBER + 0U});
     } else {
       tokens.push_back(other_token(text, at, at_hand));
     }

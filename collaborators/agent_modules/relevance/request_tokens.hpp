@@ -13,10 +13,10 @@ namespace agent_modules {
 struct Token {
   std::string_view text;
   unsigned uses = 0;       // UNKNOWN for a word that is not in the lexicon
-  Elements elements;       // of the material that a NAME means
+  Elements elements{};     // of the material that a NAME means
   bool certain = false;    // the name is no ordinary word or abbreviation
   bool ambiguous = false;  // the name is also an ordinary word: "lead", "steel"
-  Elements possible;       // of a word of the lexicon that may also be a formula: "In", "HF"
+  Elements possible{};     // of a word of the lexicon that may also be a formula: "In", "HF"
 
   bool is(unsigned use) const { return (uses & use) != 0; }
 };

@@ -13,14 +13,10 @@
 namespace agent_modules {
 namespace {
 
+namespace base = structure_ingest::internal;
 using structure_ingest::Json;
 using structure_ingest::RelevanceReport;
 using structure_ingest::RelevanceVerdict;
-using structure_ingest::internal::canonical_symbol;
-using structure_ingest::internal::case_folded;
-using structure_ingest::internal::file_name;
-using structure_ingest::internal::text_or_empty;
-using structure_ingest::internal::value_at;
 
 constexpr double SURE = 0.9;
 constexpr double UNSURE = 0.5;
@@ -38,32 +34,32 @@ struct Structure {
 
 Elements elements_of(const Json& entry) {
   for (const char* const key : {"species", "symbols"}) {
-    const Json& symbols = value_at(entry, key);
+    const Json& symbols = base::value_at(entry, key);
     if (!symbols.is_array() || symbols.empty()) continue;
     Elements elements;
     for (const Json& symbol : symbols) {
       if (!symbol.is_string()) return {};
       const auto& text = symbol.get_ref<const std::string&>();
-      if (text.empty() || canonical_symbol(text) != text) return {};
+      if (text.empty() || base::canonical_symbol(text) != text) return {};
       elements.insert(text);
     }
     return elements;
   }
-  const std::string formula = text_or_empty(value_at(entry, "formula"));
+  const std::string formula = base::text_or_empty(base::value_at(entry, "formula"));
   Formula read = formula_at(formula);
   return read.length == formula.size() ? std::move(read.elements) : Elements();
 }
 
 Structure structure_of(const Json& entry) {
   Structure structure;
-  structure.path = text_or_empty(value_at(entry, "path"));
+  structure.path = base::text_or_empty(base::value_at(entry, "path"));
   structure.elements = elements_of(entry);
-  const std::string discovery = text_or_empty(value_at(entry, "discovery"));
+  const std::string discovery = base::text_or_empty(base::value_at(entry, "discovery"));
   structure.scanned = discovery == "workspace_scan" || discovery == "project_folder";
   for (const std::string& path :
-       {text_or_empty(value_at(value_at(entry, "metadata"), "source_file")),
-        text_or_empty(value_at(entry, "source_path")), structure.path}) {
-    const std::string name = path.empty() ? std::string() : file_name(path);
+       {base::text_or_empty(base::value_at(base::value_at(entry, "metadata"), "source_file")),
+        base::text_or_empty(base::value_at(entry, "source_path")), structure.path}) {
+    const std::string name = path.empty() ? std::string() : base::file_name(path);
     if (name.empty()) continue;
     if (structure.name.empty()) structure.name = name;
     if (structure.path.empty()) structure.path = name;
@@ -78,7 +74,7 @@ std::string mentioned_name(const Structure& structure, const std::string& reques
   for (const std::string& file : structure.file_names) {
     const std::string stem = file.substr(0, file.rfind('.'));
     for (const std::string& name : {file, stem.size() < SHORTEST_STEM ? file : stem}) {
-      const std::string wanted = case_folded(name);
+      const std::string wanted = base::case_folded(name);
       for (std::size_t at = request.find(wanted); at != std::string::npos;
            at = request.find(wanted, at + 1))
         if (at_boundary(request, at) && at_boundary(request, at + wanted.size())) return name;
@@ -190,7 +186,7 @@ RelevanceReport assess_structure_relevance(const std::vector<Json>& entries,
   structures.reserve(entries.size());
   for (const Json& entry : entries) structures.push_back(structure_of(entry));
   std::vector<Structure> available = structures;
-  if (const Json& known = value_at(state, "structure_sources"); known.is_array())
+  if (const Json& known = base::value_at(state, "structure_sources"); known.is_array())
     for (const Json& entry : known) available.push_back(structure_of(entry));
 
   std::set<Elements> at_hand;
@@ -205,7 +201,7 @@ RelevanceReport assess_structure_relevance(const std::vector<Json>& entries,
   std::stable_sort(
       assessments.begin(), assessments.end(),
       [](const Assessment& a, const Assessment& b) { return a.understood() > b.understood(); });
-  const std::string words = case_folded(request);
+  const std::string words = base::case_folded(request);
 
   RelevanceReport report;
   std::set<std::string> sources_to_keep;

@@ -5,7 +5,6 @@ from __future__ import annotations
 import functools
 import itertools
 import pickle
-import uuid
 from typing import Iterator, List, Optional, Tuple, cast
 
 from .chunks import read_files
@@ -54,20 +53,13 @@ def _fail(error: OSError) -> None:
 
 def _from_workers(client: Client, paths: Iterator[str], chunk: int,
                   settings: Settings) -> Iterator[Row]:
-    run = uuid.uuid4().hex[:8]
-
-    def tasks() -> Iterator[Tuple[str, Tuple[str, ...]]]:
-        for number in itertools.count():
-            files = tuple(itertools.islice(paths, chunk))
-            if not files:
-                return
-            yield f"structure-ingest-rows-{run}-{number}", files
+    chunks = iter(lambda: tuple(itertools.islice(paths, chunk)), ())  # () is behind the last one
 
     def one_by_one(files: Tuple[str, ...]) -> bytes:
         return pickle.dumps([_row_alone(client, path, settings) for path in files])
 
     read = functools.partial(read_files, settings=settings)
-    for rows in Window(client).run(read, tasks(), one_by_one, ordered=True):
+    for rows in Window(client).run(read, chunks, one_by_one, ordered=True):
         yield from pickle.loads(rows)
 
 

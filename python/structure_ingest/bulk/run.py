@@ -4,12 +4,12 @@ from __future__ import annotations
 
 import contextlib
 import fcntl
+import functools
 import gzip
 import itertools
 import json
 import os
-import uuid
-from dataclasses import asdict, dataclass, field
+from dataclasses import asdict, dataclass, field, replace
 from pathlib import Path
 from typing import Callable, Dict, Iterable, Iterator, List, Optional, Tuple
 
@@ -86,7 +86,7 @@ def write_rows(paths_or_folder: Source, out: PathLike, *, client: Optional[Clien
         run = 1 + max((part.run for part in parts_in(folder)), default=0)
         chunks = _chunks(files, chunk, Chunk(folder, Part(run, 0), (), settings, verify))
         for done in _results(client, chunks, progress, lambda: on_progress(progress)):
-            _take(done, index, progress)
+            _record(done, index, progress)
             on_progress(progress)
         remove_left_over(folder)
         return _summary(folder, index, progress)
@@ -137,11 +137,11 @@ FilesToRead = Iterator[Tuple[str, Optional[Known]]]
 def _files_to_read(source: Source, index: Index, progress: Progress,
                    retry_failed: bool) -> FilesToRead:
     """The files that were found, each with what is known of it unless it is to be read anyway."""
-    def tell(error: OSError) -> None:
+    def record(error: OSError) -> None:
         progress.folders_failed.append(f"{error.filename}: {error.strerror}")
 
     may_repeat = not isinstance(source, (str, os.PathLike))
-    for path in files_of(source, tell):
+    for path in files_of(source, record):
         if may_repeat and index.is_repeat(path):
             continue
         progress.listed += 1
@@ -155,8 +155,7 @@ def _chunks(files: FilesToRead, size: int, first: Chunk) -> Iterator[Chunk]:
     numbers = itertools.count()
 
     def chunk_of(batch: List[Tuple[str, Optional[Known]]]) -> Chunk:
-        part = Part(first.part.run, next(numbers))
-        return Chunk(first.out, part, tuple(batch), first.settings, first.verify)
+        return replace(first, part=Part(first.part.run, next(numbers)), files=tuple(batch))
 
     batches: Dict[bool, List[Tuple[str, Optional[Known]]]] = {False: [], True: []}
     for path, known in files:
@@ -175,12 +174,8 @@ def _results(client: Optional[Client], chunks: Iterable[Chunk], progress: Progre
     if client is None:
         yield from map(do_chunk, chunks)
         return
-    run = uuid.uuid4().hex[:8]
-    tasks = ((f"structure-ingest-rows-{run}-{chunk.part.number}", chunk) for chunk in chunks)
     window = Window(client)
-    held = client  # for the type checker
-
-    for done in window.run(do_chunk, tasks, lambda chunk: _rescued(held, chunk), idle):
+    for done in window.run(do_chunk, chunks, functools.partial(_rescued, client), idle):
         progress.most_in_flight = window.most
         yield done
 
@@ -204,7 +199,7 @@ def _rescued(client: Client, chunk: Chunk) -> Done:
     raise BulkError(f"workers end before they read anything: {killed}")
 
 
-def _take(done: Done, index: Index, progress: Progress) -> None:
+def _record(done: Done, index: Index, progress: Progress) -> None:
     progress.read += len(done.keys)
     progress.unchanged += done.unchanged
     for key in done.keys:

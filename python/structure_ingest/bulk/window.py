@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import itertools
 import queue
 import time
+import uuid
 from collections import deque
 from typing import (Any, Callable, Deque, Dict, Iterable, Iterator, List, Optional, Protocol,
                     Tuple, TypeVar)
@@ -57,10 +59,10 @@ class Window:
             self._looked = time.monotonic()
         return self._limit
 
-    def run(self, function: Callable[[T], R], tasks: Iterable[Tuple[str, T]],
+    def run(self, function: Callable[[T], R], tasks: Iterable[T],
             rescue: Callable[[T], R], idle: Callable[[], None] = lambda: None,
             ordered: bool = False) -> Iterator[R]:
-        """The results of a function for named tasks, as they come, or in their order.
+        """The results of a function for tasks, as they come, or in their order.
 
         Tasks are taken as there is room for them, and none while nobody asks for results.
         ``rescue`` gives the result of a task that ended too many workers, ``idle`` is called twice
@@ -71,16 +73,18 @@ class Window:
         running: Dict[str, Tuple[Future, T]] = {}
         results: Dict[str, R] = {}
         source = iter(tasks)
+        run = uuid.uuid4().hex[:8]
+        numbers = itertools.count()
         exhausted = False
         try:
             while True:
                 while not exhausted and len(waiting) < self.limit():
-                    named: Optional[Tuple[str, T]] = next(source, None)
-                    if named is None:
+                    task: Optional[T] = next(source, None)
+                    if task is None:
                         exhausted = True
                         break
-                    name, task = named
-                    # A name says what is done: pure tasks would be done once and remembered.
+                    # A name of its own: Dask does a pure task once and remembers its result.
+                    name = f"structure-ingest-rows-{run}-{next(numbers)}"
                     future = self._client.submit(function, task, key=name, pure=False, retries=2)
                     running[name] = (future, task)
                     waiting.append(name)
@@ -93,8 +97,8 @@ class Window:
                 except queue.Empty:
                     idle()
                     continue
-                _, task = running.pop(future.key)
-                results[future.key] = _result_of(future, task, rescue)
+                _, done_task = running.pop(future.key)
+                results[future.key] = _result_of(future, done_task, rescue)
                 future.release()
                 if not ordered:
                     waiting.remove(future.key)
