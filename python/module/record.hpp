@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "structure_ingest/ingest/source_entry.hpp"
-#include "structure_ingest/record/ingested_structure_fwd.hpp"
 
 namespace structure_ingest::python {
 

@@ -10,7 +10,6 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "structure_ingest/base/durable.hpp"
-#include "structure_ingest/record/ingested_structure_fwd.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 

@@ -8,7 +8,6 @@
 #include "structure_ingest/check/covalent_radii.hpp"
 #include "structure_ingest/picture/element_colours.hpp"
 #include "structure_ingest/picture/view_axes.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
 #include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest {

@@ -7,7 +7,6 @@
 #include <stdexcept>
 
 #include "structure_ingest/record/cell_geometry.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "structure_ingest/picture/drawing.hpp"
 #include "structure_ingest/picture/picture.hpp"
-#include "structure_ingest/record/ingested_structure_fwd.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 

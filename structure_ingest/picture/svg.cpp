@@ -14,7 +14,6 @@
 #include "structure_ingest/picture/picture_text.hpp"
 #include "structure_ingest/picture/raster.hpp"
 #include "structure_ingest/picture/scene.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
 namespace {

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "structure_ingest/record/cell_geometry.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
 #include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {

@@ -17,7 +17,6 @@
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/record/chemistry.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 namespace {

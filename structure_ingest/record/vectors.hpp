@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "structure_ingest/record/ingested_structure_fwd.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "structure_ingest/record/ingested_structure.hpp"
-
 namespace structure_ingest::internal {
 namespace {
 
