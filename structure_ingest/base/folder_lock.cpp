@@ -1,5 +1,3 @@
-#include "structure_ingest/base/folder_lock.hpp"
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -9,6 +7,7 @@
 #include <cerrno>
 #include <thread>
 
+#include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
 

@@ -3,11 +3,12 @@
 #include <cmath>
 #include <limits>
 
-#include "structure_ingest/check/covalent_radii.hpp"
 #include "structure_ingest/check/rules.hpp"
 #include "structure_ingest/check/symmetry.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"
+#include "structure_ingest/record/elements.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -5,10 +5,11 @@
 #include <limits>
 
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/check/covalent_radii.hpp"
 #include "structure_ingest/check/rules.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/record/elements.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 namespace {

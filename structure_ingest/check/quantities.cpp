@@ -6,6 +6,7 @@
 
 #include "structure_ingest/check/close_pairs.hpp"
 #include "structure_ingest/check/symmetry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
 namespace {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "structure_ingest/check/quantities.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest::internal {
 

@@ -12,6 +12,7 @@
 #include "structure_ingest/discovery/relevance_filter.hpp"
 #include "structure_ingest/discovery/take_out.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest::internal {
 namespace {

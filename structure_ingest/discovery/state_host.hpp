@@ -12,7 +12,10 @@
 
 #include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
-#include "structure_ingest/ingest/source_entry.hpp"
+
+namespace structure_ingest {
+struct SourceEntry;
+}
 
 namespace structure_ingest::internal {
 

@@ -4,6 +4,7 @@
 
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/ingest/entries.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest {
 namespace {

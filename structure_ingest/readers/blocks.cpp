@@ -13,6 +13,7 @@
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/readers/cif_blocks.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
 namespace {

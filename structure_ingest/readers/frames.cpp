@@ -12,6 +12,7 @@
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/readers/xyz.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
 namespace {

@@ -11,6 +11,7 @@
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/readers/parsed_structure.hpp"
 #include "structure_ingest/upkeep/list.hpp"
 #include "structure_ingest/upkeep/project_structure.hpp"
 

@@ -10,6 +10,7 @@
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/check/xyz/comment.hpp"
 #include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 namespace {
