@@ -42,12 +42,9 @@ bool is_temporary_name(std::string_view name) {
 /// Gives a new file the owner, the group and the permissions of the old one.
 void copy_access(const Descriptor& file, const struct stat& old) {
   mode_t mode = old.st_mode & 0777;
-  // Only root can change the owner. Other users can set a group that they belong to.
-  const bool has_old_group = fchown(file.number(), old.st_uid, old.st_gid) == 0 ||
-                             fchown(file.number(), static_cast<uid_t>(-1), old.st_gid) == 0;
   // Without the old group, its permissions would apply to another group: give that group those of
   // others.
-  if (!has_old_group) mode &= 0707 | (mode & 0007) << 3;
+  if (!take_owner_of(file, old)) mode &= 0707 | (mode & 0007) << 3;
   static_cast<void>(fchmod(file.number(), mode));
 }
 

@@ -58,17 +58,27 @@ void append_escape(std::string& out, char32_t character) {
   out += buffer.data();
 }
 
-/// Appends a character, or its escape when it is not printable; `bytes` begins with its bytes.
-void append_printable(std::string& out, std::string_view bytes, Character character) {
-  if (character.value == U'\t') {
-    out += "\\t";
-  } else if (character.value == INVALID_CHARACTER) {
-    append_escape(out, static_cast<unsigned char>(bytes[0]));
-  } else if (is_printable(character.value)) {
-    out += bytes;
-  } else {
-    append_escape(out, character.value);
+/// A copy of `text` with escapes for what is not printable, and between quotes (NUL: there are
+/// none) for backslashes and that quote.
+std::string escaped(std::string_view text, char quote) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t position = 0; position < text.size();) {
+    const Character character = character_at(text, position);
+    const std::string_view bytes = text.substr(position, character.length);
+    position += character.length;
+    if (character.value == U'\t') {
+      out += "\\t";
+    } else if (character.value == INVALID_CHARACTER) {
+      append_escape(out, static_cast<unsigned char>(bytes[0]));
+    } else if (!is_printable(character.value)) {
+      append_escape(out, character.value);
+    } else {
+      if (quote != '\0' && (bytes[0] == '\\' || bytes[0] == quote)) out += '\\';
+      out += bytes;
+    }
   }
+  return out;
 }
 
 constexpr char32_t CAPITAL_SIGMA = 0x03A3;
@@ -245,14 +255,7 @@ std::string shortened(std::string_view text, std::size_t most) {
 }
 
 std::string printable_form(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t position = 0; position < text.size();) {
-    const Character character = character_at(text, position);
-    append_printable(out, text.substr(position, character.length), character);
-    position += character.length;
-  }
-  return out;
+  return escaped(text, '\0');
 }
 
 std::string counted(std::size_t count, std::string_view singular) {
@@ -263,20 +266,7 @@ std::string quoted_form(std::string_view text) {
   const bool has_single = text.find('\'') != std::string_view::npos;
   const bool has_double = text.find('"') != std::string_view::npos;
   const char quote = has_single && !has_double ? '"' : '\'';
-  std::string out(1, quote);
-  for (std::size_t position = 0; position < text.size();) {
-    const Character character = character_at(text, position);
-    if (character.value == U'\\') {
-      out += "\\\\";
-    } else if (character.value == U'\'' && quote == '\'') {
-      out += "\\'";
-    } else {
-      append_printable(out, text.substr(position, character.length), character);
-    }
-    position += character.length;
-  }
-  out += quote;
-  return out;
+  return quote + escaped(text, quote) + quote;
 }
 
 std::string markup_text(std::string_view text) {
