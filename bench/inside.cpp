@@ -60,8 +60,7 @@ void add_steps(const bench::Folder& files, const bench::Layout& layout, std::siz
   add("parse/" + variant + "ours", [path] { return parse_structure_file(path); });
   add("parse/" + variant + "floor",
       [path] { return bench::minimal_parse(bench::file_bytes(path)); });
-  add("canonical text/" + variant + "ours",
-      [record] { return structure_ingest::canonical_xyz_text(*record); });
+  add("canonical text/" + variant + "ours", [record] { return canonical_xyz_text(*record); });
   add("canonical text/" + variant + "floor", [record] { return bench::minimal_text(*record); });
   add("JSON text/" + variant + "ours", [entry] { return json_text(*entry, 2); });
   add("JSON text/" + variant + "floor", [entry] { return entry->dump(2); });

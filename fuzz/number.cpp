@@ -11,7 +11,7 @@
 #include <string>
 
 #include "fuzz/memory_file.hpp"
-#include "structure_ingest/base/fast/write_decimals.hpp"
+#include "structure_ingest/base/fast/decimals.hpp"
 #include "structure_ingest/base/numbers.hpp"
 
 namespace {

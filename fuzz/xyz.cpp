@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fuzz/memory_file.hpp"
-#include "structure_ingest/base/fast/write_decimals.hpp"
+#include "structure_ingest/base/fast/decimals.hpp"
 #include "structure_ingest/base/lines.hpp"
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/utf8.hpp"
@@ -16,6 +16,7 @@
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/readers/xyz.hpp"
 #include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace {
 
@@ -142,7 +143,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(record.warnings.back() == atoms.warning);
     return 0;
   }
-  const fuzz::MemoryFile copy(structure_ingest::canonical_xyz_text(record));
+  const fuzz::MemoryFile copy(canonical_xyz_text(record));
   const IngestedStructure again = internal::parse_xyz(copy.path(), companions);
   fuzz::require(again.ok && again.symbols == record.symbols);
   fuzz::require(again.cell_ang.has_value() == record.cell_ang.has_value());

@@ -31,6 +31,7 @@
 #include "structure_ingest/project/ownership.hpp"          // IWYU pragma: export
 #include "structure_ingest/readers/dispatch.hpp"           // IWYU pragma: export
 #include "structure_ingest/readers/frames.hpp"             // IWYU pragma: export
+#include "structure_ingest/readers/parsed_structure.hpp"   // IWYU pragma: export
 #include "structure_ingest/record/cell_geometry.hpp"       // IWYU pragma: export
 #include "structure_ingest/record/ingested_structure.hpp"  // IWYU pragma: export
 #include "structure_ingest/upkeep/forget.hpp"              // IWYU pragma: export

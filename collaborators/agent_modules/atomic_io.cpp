@@ -6,7 +6,6 @@
 
 #include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/file.hpp"
-#include "structure_ingest/base/folder_lock.hpp"
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
 

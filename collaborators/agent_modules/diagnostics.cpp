@@ -15,7 +15,6 @@
 
 #include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/json_values.hpp"
-#include "structure_ingest/base/log.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
 

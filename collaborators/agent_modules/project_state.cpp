@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "collaborators/agent_modules/atomic_io.hpp"
-#include "structure_ingest/base/folder_lock.hpp"
+#include "structure_ingest/base/durable.hpp"
 
 namespace agent_modules {
 namespace {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest::python {
 

@@ -31,8 +31,8 @@ Json present_text(const py::handle& value, const char* without_text) {
   return text;
 }
 
-/// As above for a folder to scan. When Python raises an error for the text of the value, this is a
-/// NUL character. No path has one, so that the library finds no folder there and scans nothing.
+/// As above for a folder to scan. A value whose text cannot be made names no folder. It becomes a
+/// NUL character, which no path can contain, so that nothing is scanned for it.
 Json present_folder(const py::handle& value) {
   if (!is_true(value)) return nullptr;
   std::string text =

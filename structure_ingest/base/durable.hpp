@@ -1,10 +1,13 @@
-// Replaces files atomically. All errors here are std::filesystem::filesystem_error, with the path
-// and the system's reason.
+// Writes files so that neither a crash nor another program leaves them damaged: replaces them
+// atomically, appends whole lines to logs, and locks their folders. All errors here are
+// std::filesystem::filesystem_error, with the path and the system's reason.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -50,9 +53,9 @@ class FileReplacements {
   /// Writes the new content of a file. When it throws, the file is not replaced.
   void add(const std::string& name, std::string_view content, std::size_t number);
 
-  /// Has all added files take their names, in the order in which they were added, and the folder
-  /// keep them. Without this call, some of them may stay as they were. Returns the failures of
-  /// those that were added since the last call.
+  /// Renames all added files to their names, in the order in which they were added, and forces the
+  /// folder to the disk. Without this call, some of them may stay as they were. Returns the
+  /// failures of those that were added since the last call.
   std::vector<Failure> finish();
 
  private:
@@ -75,10 +78,40 @@ class FileReplacements {
   FileSyncs syncs_;
   std::uint64_t next_name_;
   int most_descriptors_;
-  bool moved_ = false;  // whether files took their names since the folder was synced
+  bool moved_ = false;  // whether files were renamed since the folder was forced to the disk
 };
 
 /// Creates a folder with all missing parents; an existing folder is no error.
 void create_folders(const std::string& path);
+
+/// Appends `line` and a line feed in one write, so that the lines of two writers never mix. Creates
+/// the file when it is missing. Throws for anything but a regular file, and for a symbolic link in
+/// place of the file or of its folder. When a writer died in the middle of a line, the torn line is
+/// ended first.
+void append_line(const std::string& path, const std::string& line);
+
+/// Renames a file of more than `size` bytes to `path` + ".1", replacing an older one, so that the
+/// next line starts a new file. When the rename fails, the file stays and grows.
+void rotate_log(const std::string& path, std::uint64_t size);
+
+inline constexpr std::chrono::milliseconds LOCK_WAIT = std::chrono::seconds(10);
+
+/// Thrown by FolderLock: with EWOULDBLOCK when another process holds the lock for too long,
+/// otherwise when the lock file cannot be created or locked.
+struct LockError : std::filesystem::filesystem_error {
+  explicit LockError(const std::filesystem::filesystem_error& error) : filesystem_error(error) {}
+};
+
+/// Holds the lock of a folder while it lives. It locks the file ".structure_ingest.lock" in the
+/// folder, created when missing and never removed. Do not lock the folder itself: everybody who may
+/// read a folder can lock it. Only users who may write to the folder may open the file.
+class FolderLock {
+ public:
+  /// Waits for at most `most_wait`. Throws LockError.
+  explicit FolderLock(const std::string& folder, std::chrono::milliseconds most_wait = LOCK_WAIT);
+
+ private:
+  Descriptor file_;
+};
 
 }  // namespace structure_ingest::internal

@@ -97,6 +97,11 @@ bool is_made_up_file(const std::string& path) {
          is_made_up(file_system);
 }
 
+bool take_owner_of(const Descriptor& file, const struct stat& other) {
+  return fchown(file.number(), other.st_uid, other.st_gid) == 0 ||
+         fchown(file.number(), static_cast<uid_t>(-1), other.st_gid) == 0;
+}
+
 ssize_t write_some(const Descriptor& file, std::string_view text) {
   const auto write = [&] {
     return retried([&] { return ::write(file.number(), text.data(), text.size()); });

@@ -73,6 +73,10 @@ struct stat regular_file_status(const Descriptor& file, const char* what, const 
 /// end, and its size is meaningless.
 bool is_made_up_file(const std::string& path);
 
+/// Gives a file the owner and the group of another one, or the group alone: only root can change
+/// the owner, other users can set a group that they belong to. Whether it has the group.
+bool take_owner_of(const Descriptor& file, const struct stat& other);
+
 /// Writes some of the text, as write(2) does. At the process's file size limit it fails with EFBIG
 /// instead of the signal, which would end the process.
 ssize_t write_some(const Descriptor& file, std::string_view text);

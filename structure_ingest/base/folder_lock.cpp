@@ -1,5 +1,3 @@
-#include "structure_ingest/base/folder_lock.hpp"
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -9,6 +7,7 @@
 #include <cerrno>
 #include <thread>
 
+#include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
 
@@ -25,8 +24,7 @@ constexpr const char* LOCK_FILE = ".structure_ingest.lock";
 void share_with_writers(const Descriptor& file, const Descriptor& folder) {
   struct stat status {};
   if (fstat(folder.number(), &status) != 0) return;
-  const bool has_group = fchown(file.number(), status.st_uid, status.st_gid) == 0 ||
-                         fchown(file.number(), static_cast<uid_t>(-1), status.st_gid) == 0;
+  const bool has_group = take_owner_of(file, status);
   // In a folder with the sticky bit, such as /tmp, users must not open each other's files.
   const bool is_shared = (status.st_mode & S_ISVTX) == 0;
   mode_t mode = 0600;

@@ -8,46 +8,27 @@
 #include <cstring>
 #include <string_view>
 
-#include "structure_ingest/base/fast/write_decimals.hpp"
+#include "structure_ingest/base/fast/decimals.hpp"
 #include "structure_ingest/base/utf8.hpp"
 
 namespace structure_ingest {
 namespace {
 
-/// Reserve memory ahead only for longer lists, and never more than this many bytes: one item is a
-/// weak estimate for the others.
-constexpr std::size_t LONG_LIST = 100;
-constexpr std::size_t MOST_ROOM = std::size_t{1} << 22;
-
 /// Writes the text of values, through a buffer that fits the processor's cache.
 class Writer {
  public:
-  /// An `indent` below zero means one line. Without `take`, the whole text is kept.
-  explicit Writer(int indent, const internal::TextSink* take = nullptr,
-                  std::span<const internal::JsonList> lists = {})
+  /// An `indent` below zero means one line.
+  Writer(int indent, const internal::TextSink& take, std::span<const internal::JsonList> lists)
       : indent_(indent), take_(take), lists_(lists) {}
 
   void write(const Json& value);
 
-  std::string text() && {
-    flush();
-    return std::move(text_);
-  }
-
   void flush() {
-    put({buffer_.data(), static_cast<std::size_t>(at_ - buffer_.data())});
+    if (at_ != buffer_.data()) take_({buffer_.data(), at_});
     at_ = buffer_.data();
   }
 
  private:
-  void put(std::string_view text) {
-    if (take_ == nullptr) {
-      text_ += text;
-    } else if (!text.empty()) {
-      (*take_)(text);
-    }
-  }
-
   /// Returns where up to `size` bytes can be written; the caller then moves `at_` past them.
   char* room(std::size_t size = internal::NUMBER_ROOM) {
     if (buffer_.data() + buffer_.size() - at_ < static_cast<std::ptrdiff_t>(size)) flush();
@@ -62,14 +43,11 @@ class Writer {
   void add(std::string_view text) {
     if (text.size() > internal::NUMBER_ROOM) {
       flush();
-      put(text);
-      return;
+      return take_(text);
     }
     std::memcpy(room(), text.data(), text.size());
     at_ += text.size();
   }
-
-  std::size_t size() const { return text_.size() + static_cast<std::size_t>(at_ - buffer_.data()); }
 
   template <typename Integer>
   void add_integer(Integer value) {
@@ -88,11 +66,10 @@ class Writer {
   template <typename Items, typename WriteItem>
   void add_list(char open, char close, const Items& items, WriteItem write_item);
 
-  std::string text_;
   std::array<char, 1 << 14> buffer_;
   char* at_ = buffer_.data();
   int indent_;
-  const internal::TextSink* take_;
+  const internal::TextSink& take_;
   std::span<const internal::JsonList> lists_;
   std::size_t level_ = 0;
 };
@@ -132,25 +109,11 @@ inline void Writer::add_float(double number) {
 
 /// Adds a character that may need an escape; `text` is its bytes.
 void Writer::add_special_character(std::string_view text, internal::Character character) {
-  switch (character.value) {
-    case U'"':
-      return add("\\\"");
-    case U'\\':
-      return add("\\\\");
-    case U'\b':
-      return add("\\b");
-    case U'\f':
-      return add("\\f");
-    case U'\n':
-      return add("\\n");
-    case U'\r':
-      return add("\\r");
-    case U'\t':
-      return add("\\t");
-    case internal::INVALID_CHARACTER:
-      return add("\uFFFD");
-    default:
-      break;
+  if (character.value == internal::INVALID_CHARACTER) return add("\uFFFD");
+  constexpr std::string_view special = "\"\\\b\f\n\r\t", names = "\"\\bfnrt";
+  if (const std::size_t found = special.find(text); found < special.size()) {
+    add('\\');
+    return add(names[found]);
   }
   if (character.value >= 0x20 && (character.value < 0x7F || character.value >= 0xA0))
     return add(text);
@@ -184,17 +147,10 @@ void Writer::add_list(char open, char close, const Items& items, WriteItem write
   add(open);
   if (!items.empty()) {
     ++level_;
-    const std::size_t start = size();
     bool comma = false;
     for (const auto& item : items) {
       next_item(comma);
       write_item(item);
-      // Doubling the text as it grows takes up to three times its size. For long lists reserve room
-      // for the remaining items instead, assuming the size of the first.
-      if (!comma && take_ == nullptr && items.size() > LONG_LIST) {
-        const std::size_t rest = (size() - start) * items.size();
-        text_.reserve(size() + std::min(MOST_ROOM, rest + rest / 8));
-      }
       comma = true;
     }
     --level_;
@@ -204,11 +160,7 @@ void Writer::add_list(char open, char close, const Items& items, WriteItem write
 }
 
 void Writer::add_item(const std::string& text) {
-  if (internal::valid_utf8_prefix(text) == text.size()) {
-    add_string(text);
-  } else {
-    add_string(internal::utf8_text(text));
-  }
+  add_string(internal::utf8_text(text));
 }
 
 void Writer::add_item(const std::array<double, 3>& numbers) {
@@ -262,9 +214,9 @@ void Writer::write(const Json& value) {
 }  // namespace
 
 std::string json_text(const Json& value, int indent) {
-  Writer writer(indent);
-  writer.write(value);
-  return std::move(writer).text();
+  std::string text;
+  internal::take_json_text(value, indent, [&text](std::string_view piece) { text += piece; });
+  return text;
 }
 
 Json internal::list_placeholder(std::size_t index) {
@@ -273,7 +225,7 @@ Json internal::list_placeholder(std::size_t index) {
 
 void internal::take_json_text(const Json& value, int indent, const TextSink& take,
                               std::span<const JsonList> lists) {
-  Writer writer(indent, &take, lists);
+  Writer writer(indent, take, lists);
   writer.write(value);
   writer.flush();
 }

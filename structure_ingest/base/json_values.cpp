@@ -1,7 +1,10 @@
 #include "structure_ingest/base/json_values.hpp"
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <stdexcept>
+#include <utility>
 
 #include "structure_ingest/base/utf8.hpp"
 
@@ -80,6 +83,23 @@ void for_each_element(const Json& value, const std::function<void(const Json&)>&
   } else {
     throw std::invalid_argument("a list is expected, not " + json_text(value));
   }
+}
+
+Json json_list(const JsonList& list) {
+  struct Item {
+    Json operator()(const std::string& text) const { return utf8_text(text); }
+    Json operator()(const std::array<double, 3>& numbers) const {
+      return Json::array_t(numbers.begin(), numbers.end());
+    }
+  };
+  return std::visit(
+      [](const auto& items) {
+        Json::array_t values;
+        values.reserve(items.size());
+        std::transform(items.begin(), items.end(), std::back_inserter(values), Item());
+        return Json(std::move(values));
+      },
+      list);
 }
 
 }  // namespace structure_ingest::internal

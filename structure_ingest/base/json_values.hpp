@@ -48,6 +48,9 @@ void for_each_element(const Json& value, const std::function<void(const Json&)>&
 /// UTF-8 read as utf8_text() has them, or as lists of three floats.
 using JsonList = std::variant<std::span<const std::string>, std::span<const std::array<double, 3>>>;
 
+/// The list as a value.
+Json json_list(const JsonList& list);
+
 /// Stands in a value for a list that `take_json_text` is given beside it, by its index.
 Json list_placeholder(std::size_t index);
 

@@ -1,7 +1,6 @@
 #include "structure_ingest/base/lines.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -19,17 +18,16 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// Bytes at which a line boundary may start.
-constexpr std::array<bool, 256> MAY_END_LINE = [] {
-  std::array<bool, 256> table{};
-  for (const unsigned c : {0x0AU, 0x0BU, 0x0CU, 0x0DU, 0x1CU, 0x1DU, 0x1EU, 0xC2U, 0xE2U})
-    table[c] = true;
-  return table;
-}();
-
 /// The length of the line boundary at `position` of valid UTF-8; 0 when there is none.
 std::size_t boundary_length(std::string_view text, std::size_t position) {
   switch (static_cast<unsigned char>(text[position])) {
+    case '\n':
+    case '\v':
+    case '\f':
+    case 0x1C:
+    case 0x1D:
+    case 0x1E:
+      return 1;
     case '\r':
       return position + 1 < text.size() && text[position + 1] == '\n' ? 2 : 1;
     case 0xC2:
@@ -39,7 +37,7 @@ std::size_t boundary_length(std::string_view text, std::size_t position) {
       return character == "\u2028" || character == "\u2029" ? 3 : 0;
     }
     default:
-      return 1;
+      return 0;
   }
 }
 
@@ -57,10 +55,7 @@ std::size_t cut_off_character(std::string_view text) {
 
 /// Where the first line boundary at or after `from` starts; the size of `text` when there is none.
 std::size_t find_boundary(std::string_view text, std::size_t from) {
-  while (from < text.size() && (!MAY_END_LINE[static_cast<unsigned char>(text[from])] ||
-                                boundary_length(text, from) == 0)) {
-    ++from;
-  }
+  while (from < text.size() && boundary_length(text, from) == 0) ++from;
   return from;
 }
 

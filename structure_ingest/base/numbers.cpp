@@ -72,13 +72,6 @@ double out_of_range_value(std::string_view text) {
   return leading + exponent > 0 ? std::numeric_limits<double>::infinity() : 0.0;
 }
 
-std::optional<double> named_value(std::string_view text) {
-  const std::string name = ascii_lower_cased(text);
-  if (name == "inf" || name == "infinity") return std::numeric_limits<double>::infinity();
-  if (name == "nan") return std::numeric_limits<double>::quiet_NaN();
-  return std::nullopt;
-}
-
 std::optional<double> plain_float(std::string_view text) {
   const bool negative = cut_sign(text);
   if (text.empty()) return std::nullopt;
@@ -89,9 +82,11 @@ std::optional<double> plain_float(std::string_view text) {
     if (stop != end || error == std::errc::invalid_argument) return std::nullopt;
     if (error == std::errc::result_out_of_range) value = out_of_range_value(text);
   } else {
-    const std::optional<double> named = named_value(text);
-    if (!named) return std::nullopt;
-    value = *named;
+    const std::string name = ascii_lower_cased(text);
+    const bool is_infinity = name == "inf" || name == "infinity";
+    if (!is_infinity && name != "nan") return std::nullopt;
+    value = is_infinity ? std::numeric_limits<double>::infinity()
+                        : std::numeric_limits<double>::quiet_NaN();
   }
   return negative ? -value : value;
 }

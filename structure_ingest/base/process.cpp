@@ -44,58 +44,44 @@ Descriptor with_high_number(Descriptor descriptor) {
   return Descriptor(number);
 }
 
-/// The descriptors and the working folder of the child.
-class FileActions {
- public:
-  FileActions(const Descriptor& channel, const Descriptor& lifeline) {
-    require(posix_spawn_file_actions_init(&actions_));
-    int error = 0;
-    const auto add = [&](int result) { error = error != 0 ? error : result; };
-    add(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDWR, 0));
-    add(posix_spawn_file_actions_adddup2(&actions_, STDIN_FILENO, STDOUT_FILENO));
-    add(posix_spawn_file_actions_adddup2(&actions_, STDIN_FILENO, STDERR_FILENO));
-    add(posix_spawn_file_actions_adddup2(&actions_, channel.number(), ChildProcess::CHANNEL));
-    add(posix_spawn_file_actions_adddup2(&actions_, lifeline.number(), ChildProcess::LIFELINE));
-    // The host may have opened files without the close-on-exec flag.
-    add(posix_spawn_file_actions_addclosefrom_np(&actions_, ChildProcess::LIFELINE + 1));
-    add(posix_spawn_file_actions_addchdir_np(&actions_, "/"));
-    if (error == 0) return;
-    posix_spawn_file_actions_destroy(&actions_);
-    fail(error);
-  }
-  ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
-  FileActions(const FileActions&) = delete;
-  FileActions& operator=(const FileActions&) = delete;
+/// Holds what posix_spawn(3) is given, between its `init` and its `destroy`.
+template <typename Type, int (*init)(Type*), int (*destroy)(Type*)>
+struct SpawnArgument {
+  SpawnArgument() { require(init(&value)); }
+  ~SpawnArgument() { destroy(&value); }
+  SpawnArgument(const SpawnArgument&) = delete;
+  SpawnArgument& operator=(const SpawnArgument&) = delete;
 
-  const posix_spawn_file_actions_t* get() const { return &actions_; }
-
- private:
-  posix_spawn_file_actions_t actions_;
+  Type value;
 };
+using FileActions = SpawnArgument<posix_spawn_file_actions_t, posix_spawn_file_actions_init,
+                                  posix_spawn_file_actions_destroy>;
+using Attributes = SpawnArgument<posix_spawnattr_t, posix_spawnattr_init, posix_spawnattr_destroy>;
+
+/// Sets the descriptors and the working folder of the child.
+void set_files(posix_spawn_file_actions_t* actions, const Descriptor& channel,
+               const Descriptor& lifeline) {
+  require(posix_spawn_file_actions_addopen(actions, STDIN_FILENO, "/dev/null", O_RDWR, 0));
+  require(posix_spawn_file_actions_adddup2(actions, STDIN_FILENO, STDOUT_FILENO));
+  require(posix_spawn_file_actions_adddup2(actions, STDIN_FILENO, STDERR_FILENO));
+  require(posix_spawn_file_actions_adddup2(actions, channel.number(), ChildProcess::CHANNEL));
+  require(posix_spawn_file_actions_adddup2(actions, lifeline.number(), ChildProcess::LIFELINE));
+  // The host may have opened files without the close-on-exec flag.
+  require(posix_spawn_file_actions_addclosefrom_np(actions, ChildProcess::LIFELINE + 1));
+  require(posix_spawn_file_actions_addchdir_np(actions, "/"));
+}
 
 /// Gives the child its own session, so that it gets no signals from the terminal, and resets the
 /// signals that the host ignores or blocks, which it would otherwise inherit.
-class Attributes {
- public:
-  Attributes() {
-    require(posix_spawnattr_init(&attributes_));
-    sigset_t signals;
-    sigemptyset(&signals);
-    posix_spawnattr_setsigmask(&attributes_, &signals);
-    sigfillset(&signals);
-    posix_spawnattr_setsigdefault(&attributes_, &signals);
-    posix_spawnattr_setflags(&attributes_,
-                             POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-  }
-  ~Attributes() { posix_spawnattr_destroy(&attributes_); }
-  Attributes(const Attributes&) = delete;
-  Attributes& operator=(const Attributes&) = delete;
-
-  const posix_spawnattr_t* get() const { return &attributes_; }
-
- private:
-  posix_spawnattr_t attributes_;
-};
+void set_session_and_signals(posix_spawnattr_t* attributes) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(attributes, &signals);
+  sigfillset(&signals);
+  posix_spawnattr_setsigdefault(attributes, &signals);
+  posix_spawnattr_setflags(attributes,
+                           POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+}
 
 /// Waits until `channel` is ready for `events` or hangs up; false when the deadline passes first.
 bool wait_for(int channel, short events, Deadline deadline) {
@@ -149,9 +135,11 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
   texts.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) texts.push_back(const_cast<char*>(argument.data()));
   texts.push_back(nullptr);
-  const FileActions actions(child_channel, child_lifeline);
-  const Attributes attributes;
-  require(posix_spawn(&id_, texts[0], actions.get(), attributes.get(), texts.data(), environ));
+  FileActions actions;
+  set_files(&actions.value, child_channel, child_lifeline);
+  Attributes attributes;
+  set_session_and_signals(&attributes.value);
+  require(posix_spawn(&id_, texts[0], &actions.value, &attributes.value, texts.data(), environ));
 }
 
 ChildProcess::~ChildProcess() {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <initializer_list>
+#include <utility>
 
 #include "structure_ingest/base/utf8.hpp"
 
@@ -34,21 +36,19 @@ std::size_t space_length(std::string_view text, std::size_t position) {
   return is_space(character.value) ? character.length : 0;
 }
 
+bool is_in(std::initializer_list<utf8proc_category_t> categories, char32_t character) {
+  const auto category = utf8proc_category(static_cast<utf8proc_int32_t>(character));
+  return std::find(categories.begin(), categories.end(), category) != categories.end();
+}
+
+/// Whether a character is printed as it is: not one of Unicode's categories "other" and
+/// "separator", except the blank.
 bool is_printable(char32_t character) {
-  switch (utf8proc_category(static_cast<utf8proc_int32_t>(character))) {
-    case UTF8PROC_CATEGORY_CN:
-    case UTF8PROC_CATEGORY_CC:
-    case UTF8PROC_CATEGORY_CF:
-    case UTF8PROC_CATEGORY_CS:
-    case UTF8PROC_CATEGORY_CO:
-    case UTF8PROC_CATEGORY_ZL:
-    case UTF8PROC_CATEGORY_ZP:
-      return false;
-    case UTF8PROC_CATEGORY_ZS:
-      return character == U' ';
-    default:
-      return true;
-  }
+  return character == U' ' ||
+         !is_in({UTF8PROC_CATEGORY_CN, UTF8PROC_CATEGORY_CC, UTF8PROC_CATEGORY_CF,
+                 UTF8PROC_CATEGORY_CS, UTF8PROC_CATEGORY_CO, UTF8PROC_CATEGORY_ZL,
+                 UTF8PROC_CATEGORY_ZP, UTF8PROC_CATEGORY_ZS},
+                character);
 }
 
 void append_escape(std::string& out, char32_t character) {
@@ -58,17 +58,27 @@ void append_escape(std::string& out, char32_t character) {
   out += buffer.data();
 }
 
-/// Appends a character, or its escape when it is not printable; `bytes` begins with its bytes.
-void append_printable(std::string& out, std::string_view bytes, Character character) {
-  if (character.value == U'\t') {
-    out += "\\t";
-  } else if (character.value == INVALID_CHARACTER) {
-    append_escape(out, static_cast<unsigned char>(bytes[0]));
-  } else if (is_printable(character.value)) {
-    out += bytes;
-  } else {
-    append_escape(out, character.value);
+/// A copy of `text` with escapes for what is not printable, and between quotes (NUL: there are
+/// none) for backslashes and that quote.
+std::string escaped(std::string_view text, char quote) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t position = 0; position < text.size();) {
+    const Character character = character_at(text, position);
+    const std::string_view bytes = text.substr(position, character.length);
+    position += character.length;
+    if (character.value == U'\t') {
+      out += "\\t";
+    } else if (character.value == INVALID_CHARACTER) {
+      append_escape(out, static_cast<unsigned char>(bytes[0]));
+    } else if (!is_printable(character.value)) {
+      append_escape(out, character.value);
+    } else {
+      if (quote != '\0' && (bytes[0] == '\\' || bytes[0] == quote)) out += '\\';
+      out += bytes;
+    }
   }
+  return out;
 }
 
 constexpr char32_t CAPITAL_SIGMA = 0x03A3;
@@ -77,28 +87,20 @@ constexpr char32_t CAPITAL_I_WITH_DOT = 0x0130;
 
 bool is_cased(char32_t character) {
   const auto c = static_cast<utf8proc_int32_t>(character);
-  const utf8proc_category_t category = utf8proc_category(c);
-  return category == UTF8PROC_CATEGORY_LU || category == UTF8PROC_CATEGORY_LL ||
-         category == UTF8PROC_CATEGORY_LT || utf8proc_tolower(c) != c || utf8proc_toupper(c) != c;
+  return is_in({UTF8PROC_CATEGORY_LU, UTF8PROC_CATEGORY_LL, UTF8PROC_CATEGORY_LT}, character) ||
+         utf8proc_tolower(c) != c || utf8proc_toupper(c) != c;
 }
 
 /// Whether the search for the end of a word passes over this character (Unicode's Case_Ignorable).
 bool is_case_ignorable(char32_t character) {
-  switch (utf8proc_category(static_cast<utf8proc_int32_t>(character))) {
-    case UTF8PROC_CATEGORY_MN:
-    case UTF8PROC_CATEGORY_ME:
-    case UTF8PROC_CATEGORY_CF:
-    case UTF8PROC_CATEGORY_LM:
-    case UTF8PROC_CATEGORY_SK:
-      return true;
-    default: {
-      // Punctuation inside words: Word_Break MidLetter, MidNumLet and Single_Quote.
-      constexpr std::u32string_view inside_words =
-          U"'.:"
-          U"\u00B7\u0387\u055F\u05F4\u2018\u2019\u2024\u2027\uFE13\uFE52\uFE55\uFF07\uFF0E\uFF1A";
-      return inside_words.find(character) != std::u32string_view::npos;
-    }
-  }
+  // Punctuation inside words: Word_Break MidLetter, MidNumLet and Single_Quote.
+  constexpr std::u32string_view inside_words =
+      U"'.:"
+      U"\u00B7\u0387\u055F\u05F4\u2018\u2019\u2024\u2027\uFE13\uFE52\uFE55\uFF07\uFF0E\uFF1A";
+  return inside_words.find(character) != std::u32string_view::npos ||
+         is_in({UTF8PROC_CATEGORY_MN, UTF8PROC_CATEGORY_ME, UTF8PROC_CATEGORY_CF,
+                UTF8PROC_CATEGORY_LM, UTF8PROC_CATEGORY_SK},
+               character);
 }
 
 bool cased_letter_follows(std::string_view text, std::size_t position) {
@@ -115,19 +117,10 @@ bool cased_letter_follows(std::string_view text, std::size_t position) {
 
 bool is_space(char32_t character) {
   if (character < 128) return ASCII_SPACE[character];
-  switch (character) {
-    case 0x0085:
-    case 0x00A0:
-    case 0x1680:
-    case 0x2028:
-    case 0x2029:
-    case 0x202F:
-    case 0x205F:
-    case 0x3000:
-      return true;
-    default:
-      return character >= 0x2000 && character <= 0x200A;
-  }
+  // Those outside ASCII, without U+2000 to U+200A.
+  constexpr std::u32string_view others = U"\u0085\u00A0\u1680\u2028\u2029\u202F\u205F\u3000";
+  return (character >= 0x2000 && character <= 0x200A) ||
+         others.find(character) != std::u32string_view::npos;
 }
 
 std::string_view stripped(std::string_view text) {
@@ -171,9 +164,7 @@ std::string_view next_token(std::string_view& rest) {
 int decimal_digit(char32_t character) {
   if (character < 128)
     return character >= '0' && character <= '9' ? static_cast<int>(character - '0') : -1;
-  const auto is_digit = [](char32_t c) {
-    return utf8proc_category(static_cast<utf8proc_int32_t>(c)) == UTF8PROC_CATEGORY_ND;
-  };
+  const auto is_digit = [](char32_t c) { return is_in({UTF8PROC_CATEGORY_ND}, c); };
   if (character == INVALID_CHARACTER || !is_digit(character)) return -1;
   // Unicode encodes the digits of every script as an unbroken run 0 to 9; runs may adjoin.
   char32_t first = character;
@@ -264,14 +255,7 @@ std::string shortened(std::string_view text, std::size_t most) {
 }
 
 std::string printable_form(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t position = 0; position < text.size();) {
-    const Character character = character_at(text, position);
-    append_printable(out, text.substr(position, character.length), character);
-    position += character.length;
-  }
-  return out;
+  return escaped(text, '\0');
 }
 
 std::string counted(std::size_t count, std::string_view singular) {
@@ -282,43 +266,20 @@ std::string quoted_form(std::string_view text) {
   const bool has_single = text.find('\'') != std::string_view::npos;
   const bool has_double = text.find('"') != std::string_view::npos;
   const char quote = has_single && !has_double ? '"' : '\'';
-  std::string out(1, quote);
-  for (std::size_t position = 0; position < text.size();) {
-    const Character character = character_at(text, position);
-    if (character.value == U'\\') {
-      out += "\\\\";
-    } else if (character.value == U'\'' && quote == '\'') {
-      out += "\\'";
-    } else {
-      append_printable(out, text.substr(position, character.length), character);
-    }
-    position += character.length;
-  }
-  out += quote;
-  return out;
+  return quote + escaped(text, quote) + quote;
 }
 
 std::string markup_text(std::string_view text) {
+  constexpr std::array<std::pair<char, std::string_view>, 5> entities = {
+      {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&#39;"}}};
   std::string out;
   for (const char c : printable_form(text)) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\'':
-        out += "&#39;";
-        break;
-      default:
-        out += c;
+    const auto* const entity = std::find_if(entities.begin(), entities.end(),
+                                            [c](const auto& each) { return each.first == c; });
+    if (entity == entities.end()) {
+      out += c;
+    } else {
+      out += entity->second;
     }
   }
   return out;

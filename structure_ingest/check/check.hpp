@@ -9,8 +9,7 @@
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/check/finding.hpp"
 #include "structure_ingest/check/quantities.hpp"
-#include "structure_ingest/readers/dispatch.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/readers/parsed_structure.hpp"
 
 namespace structure_ingest {
 

@@ -5,7 +5,8 @@
 #include <cmath>
 
 #include "structure_ingest/base/paths.hpp"
-#include "structure_ingest/check/covalent_radii.hpp"
+#include "structure_ingest/record/elements.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {

@@ -15,7 +15,7 @@
 #include "structure_ingest/check/vasp/poscar.hpp"
 #include "structure_ingest/readers/cif_blocks.hpp"
 #include "structure_ingest/readers/file_content.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest::internal {
 

@@ -9,6 +9,7 @@
 #include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 namespace {

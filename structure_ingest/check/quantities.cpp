@@ -10,6 +10,7 @@
 
 #include "structure_ingest/check/close_pairs.hpp"
 #include "structure_ingest/check/input.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest {

@@ -12,6 +12,7 @@
 #include "structure_ingest/discovery/state_entries.hpp"
 #include "structure_ingest/discovery/state_host.hpp"
 #include "structure_ingest/ingest/entries.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest {
 namespace {

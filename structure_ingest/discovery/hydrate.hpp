@@ -13,9 +13,10 @@
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/batch.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
-#include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest {
+
+struct SourceEntry;
 
 /// What a hydration may be given besides the state.
 struct HydrateOptions {

@@ -11,6 +11,8 @@
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/discovery/state_host.hpp"
-#include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest::internal {
 

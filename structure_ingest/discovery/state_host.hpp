@@ -14,6 +14,10 @@
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
 
+namespace structure_ingest {
+struct SourceEntry;
+}
+
 namespace structure_ingest::internal {
 
 /// What a hydration decided. Entries are given by their places in the batch.

@@ -2,6 +2,7 @@
 
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/ingest/entries.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest {
 namespace {

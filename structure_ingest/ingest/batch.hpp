@@ -12,10 +12,11 @@
 #include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/skipped_file.hpp"
-#include "structure_ingest/ingest/source_entry.hpp"
-#include "structure_ingest/readers/dispatch.hpp"
 
 namespace structure_ingest {
+
+struct SourceEntry;
+class StructureParser;
 
 /// The manifest of the latest batch, relative to the project folder.
 inline constexpr std::string_view INGEST_MANIFEST_REL = ".diagnostics/ingested_structures.json";

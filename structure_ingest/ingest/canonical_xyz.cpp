@@ -6,10 +6,11 @@
 #include <cstddef>
 
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/base/fast/write_decimals.hpp"
+#include "structure_ingest/base/fast/decimals.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
 

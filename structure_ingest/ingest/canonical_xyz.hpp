@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "structure_ingest/base/api.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest {
 

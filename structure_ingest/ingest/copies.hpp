@@ -7,7 +7,7 @@
 #include <string>
 
 #include "structure_ingest/base/durable.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest::internal {
 

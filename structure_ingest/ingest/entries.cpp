@@ -11,6 +11,7 @@
 #include "structure_ingest/check/check.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
 #include "structure_ingest/project/folder_owners.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 

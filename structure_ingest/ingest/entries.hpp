@@ -13,8 +13,8 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/ingest/batch.hpp"
-#include "structure_ingest/ingest/source_entry.hpp"
 #include "structure_ingest/project/source_file.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest::internal {
 

@@ -12,11 +12,11 @@
 
 #include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/file.hpp"
-#include "structure_ingest/base/folder_lock.hpp"
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/ingest/entries.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
 
 // The file is rewritten whole: findings are short beside the structures that they are about. A lock
 // in its folder keeps two batches from losing each other's findings.

@@ -9,7 +9,6 @@
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json_fwd.hpp"
 #include "structure_ingest/check/finding.hpp"
-#include "structure_ingest/ingest/source_entry.hpp"
 
 namespace structure_ingest {
 

@@ -6,7 +6,6 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/ingest/entries.hpp"
-#include "structure_ingest/record/json_lists.hpp"
 
 namespace structure_ingest {
 
@@ -40,14 +39,14 @@ Json entry_with(Json symbols, Json positions_ang, const IngestedStructure& recor
   entry["natoms"] = record.natoms;
   entry["species"] = internal::json_list(record.species);
   entry["has_cell"] = record.cell_ang && !record.cell_ang->empty();
-  entry["cell_ang"] = internal::json_cell(record.cell_ang);
+  entry["cell_ang"] = record.cell_ang ? internal::json_list(*record.cell_ang) : Json();
   entry["symbols"] = std::move(symbols);
   entry["positions_ang"] = std::move(positions_ang);
   entry["fractional"] = record.fractional;
   entry["source_path"] = source_path;
   entry["sha256"] = form(record.sha256);
   entry["warnings"] = internal::json_list(record.warnings);
-  entry["related_steps"] = internal::json_list({std::string("SCF"), std::string("RELAXATION")});
+  entry["related_steps"] = Json::array({"SCF", "RELAXATION"});
   entry["metadata"] = std::move(metadata);
   entry["description"] =
       "User-provided structure (" + formula + ", " + std::to_string(record.natoms) +

@@ -5,9 +5,9 @@
 #include <cmath>
 
 #include "structure_ingest/check/close_pairs.hpp"
-#include "structure_ingest/check/covalent_radii.hpp"
-#include "structure_ingest/picture/element_colours.hpp"
 #include "structure_ingest/picture/view_axes.hpp"
+#include "structure_ingest/record/elements.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest {
@@ -95,7 +95,7 @@ void add_sticks(const IngestedStructure& record, Drawing& drawing) {
 
 ElementLook element_look(std::string_view symbol) {
   const auto radius = static_cast<double>(internal::covalent_radius_ang(symbol));
-  return {.colour = internal::element_colour(symbol),
+  return {.colour = internal::element_of(symbol).colour,
           .radius_ang = radius > 0 ? radius : UNKNOWN_RADIUS_ANG};
 }
 

@@ -11,7 +11,7 @@
 
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/picture/picture.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest {
 

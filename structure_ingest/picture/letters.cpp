@@ -1,9 +1,14 @@
-#include "structure_ingest/picture/letters.hpp"
-
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "structure_ingest/picture/raster.hpp"
 
 namespace structure_ingest::internal {
 namespace {
+
+constexpr int LETTER_HEIGHT = 11;
 
 /// The rows of a letter from the top, with the leftmost of five pixels in the bit of value 16: the
 /// digits, capital and small letters of the font "6x13" of the X Window System, which is in the
@@ -93,8 +98,7 @@ void draw_letters(Raster& raster, std::string_view text, int x, int y, int size,
         const bool is_set = (bits >> (4 - column / size) & 1U) != 0;
         const int px = x + column, py = y + row;
         if (!is_set || px < 0 || py < 0 || px >= raster.width || py >= raster.height) continue;
-        raster.colour[static_cast<std::size_t>(py) * static_cast<std::size_t>(raster.width) +
-                      static_cast<std::size_t>(px)] = colour;
+        raster.colour[raster.index(px, py)] = colour;
       }
     }
     x += LETTER_WIDTH * size;

@@ -6,17 +6,15 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/record/cell_geometry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 namespace {
 
 constexpr int LEAST_SIZE_PX = 16;
 constexpr int LARGEST_SIZE_PX = 4096;
-
-std::string atoms_text(std::size_t count) {
-  return std::to_string(count) + (count == 1 ? " atom" : " atoms");
-}
 
 std::string cell_text(const IngestedStructure& record) {
   const auto geometry = record.cell_ang ? cell_geometry(*record.cell_ang) : std::nullopt;
@@ -42,7 +40,7 @@ void require_drawable(const IngestedStructure& record, const PictureOptions& opt
 }
 
 std::string description_of(const IngestedStructure& record, const Scene& scene, std::size_t drawn) {
-  std::string text = atoms_text(record.symbols.size()) + ":";
+  std::string text = counted(record.symbols.size(), "atom") + ":";
   for (const SceneElement& element : scene.elements) {
     text +=
         (text.ends_with(':') ? " " : ", ") + std::to_string(element.count) + " " + element.symbol;
@@ -51,10 +49,10 @@ std::string description_of(const IngestedStructure& record, const Scene& scene, 
   if (scene.has_images) {
     text += " Atoms on a face of the cell are drawn on the opposite face as well.";
   }
-  if (drawn < scene.atoms.size()) text += " Drawn: the " + atoms_text(drawn) + " in front.";
+  if (drawn < scene.atoms.size()) text += " Drawn: the " + counted(drawn, "atom") + " in front.";
   if (scene.without_sticks) text += " Without sticks between atoms.";
   if (scene.left_out > 0) {
-    text += " Not drawn: " + atoms_text(scene.left_out) + " without a usable position.";
+    text += " Not drawn: " + counted(scene.left_out, "atom") + " without a usable position.";
   }
   return text;
 }

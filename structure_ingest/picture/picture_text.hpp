@@ -1,4 +1,4 @@
-// The text of a picture, alone or as a part of a page.
+// The checks and the texts that an SVG and a PNG of a structure have in common.
 #pragma once
 
 #include <cstddef>
@@ -19,10 +19,5 @@ std::string description_of(const IngestedStructure& record, const Scene& scene, 
 /// of an atom that is there.
 Vector3 axis_name_place(const Scene& scene, const SceneEdge& edge, const Projection& projection,
                         double beyond_px);
-
-/// An SVG whose identifiers begin with `id`, so that a page may hold several; without `has_style`
-/// it needs the style sheet below on the page.
-std::string svg_text(const IngestedStructure& record, const PictureOptions& options,
-                     const std::string& id, bool has_style);
 
 }  // namespace structure_ingest::internal

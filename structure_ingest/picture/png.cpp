@@ -7,8 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "structure_ingest/picture/drawing_style.hpp"
-#include "structure_ingest/picture/letters.hpp"
 #include "structure_ingest/picture/picture.hpp"
 #include "structure_ingest/picture/picture_text.hpp"
 #include "structure_ingest/picture/raster.hpp"

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "structure_ingest/picture/drawing_style.hpp"
+#include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -40,40 +40,41 @@ Range pixels(double low, double high, int size) {
 
 /// Sets a pixel unless something nearer covers it.
 void put(Raster& raster, int x, int y, double depth, const Colour& colour, std::uint32_t piece) {
-  const std::size_t i = static_cast<std::size_t>(y) * static_cast<std::size_t>(raster.width) +
-                        static_cast<std::size_t>(x);
+  const std::size_t i = raster.index(x, y);
   if (static_cast<float>(depth) < raster.depth[i]) return;
   raster.depth[i] = static_cast<float>(depth);
   raster.colour[i] = colour;
   raster.piece[i] = piece;
 }
 
-void draw_sphere(Raster& raster, const Vector3& at, double radius, const Colour& colour,
-                 std::uint32_t piece) {
+/// Calls `visit` for the pixels of the square around a disc, with the way to each from its centre.
+template <typename Visit>
+void for_pixels_around(const Raster& raster, const Vector3& at, double radius, Visit visit) {
   const Range rows = pixels(at[1] - radius, at[1] + radius, raster.height);
   const Range columns = pixels(at[0] - radius, at[0] + radius, raster.width);
   for (int y = rows.begin; y < rows.end; ++y) {
-    for (int x = columns.begin; x < columns.end; ++x) {
-      const double dx = (x + 0.5 - at[0]) / radius, dy = (y + 0.5 - at[1]) / radius;
-      const double rest = 1 - dx * dx - dy * dy;
-      if (rest < 0) continue;
-      const double dz = std::sqrt(rest);
-      put(raster, x, y, at[2] + radius * dz, shaded(colour, dx, dy, dz), piece);
-    }
+    for (int x = columns.begin; x < columns.end; ++x) visit(x, y, x + 0.5 - at[0], y + 0.5 - at[1]);
   }
 }
 
+void draw_sphere(Raster& raster, const Vector3& at, double radius, const Colour& colour,
+                 std::uint32_t piece) {
+  for_pixels_around(raster, at, radius, [&](int x, int y, double right, double down) {
+    const double dx = right / radius, dy = down / radius;
+    const double rest = 1 - dx * dx - dy * dy;
+    if (rest < 0) return;
+    const double dz = std::sqrt(rest);
+    put(raster, x, y, at[2] + radius * dz, shaded(colour, dx, dy, dz), piece);
+  });
+}
+
 void draw_ring(Raster& raster, const Vector3& at, double inner, double outer) {
-  const Range rows = pixels(at[1] - outer, at[1] + outer, raster.height);
-  const Range columns = pixels(at[0] - outer, at[0] + outer, raster.width);
-  for (int y = rows.begin; y < rows.end; ++y) {
-    for (int x = columns.begin; x < columns.end; ++x) {
-      const double distance = std::hypot(x + 0.5 - at[0], y + 0.5 - at[1]);
-      // In front of everything: what is marked must be seen.
-      if (distance < inner || distance > outer) continue;
-      put(raster, x, y, std::numeric_limits<float>::max(), colour_of(MARK_COLOUR), NO_PIECE);
-    }
-  }
+  for_pixels_around(raster, at, outer, [&](int x, int y, double right, double down) {
+    const double distance = std::hypot(right, down);
+    if (distance < inner || distance > outer) return;
+    // In front of everything: what is marked must be seen.
+    put(raster, x, y, std::numeric_limits<float>::max(), colour_of(MARK_COLOUR), NO_PIECE);
+  });
 }
 
 /// A cylinder from `from` to `to`, shaded if it is a stick. With u its direction, n the unit vector
@@ -81,10 +82,10 @@ void draw_ring(Raster& raster, const Vector3& at, double inner, double outer) {
 /// at from + t u + s n + w m, with s from -radius to radius and w = sqrt(radius² - s²).
 void draw_cylinder(Raster& raster, const Vector3& from, const Vector3& to, double radius,
                    const Colour& colour, std::uint32_t piece) {
-  const double length = std::hypot(to[0] - from[0], to[1] - from[1], to[2] - from[2]);
+  const Vector3 along = plus(to, from, -1);
+  const double length = std::hypot(along[0], along[1], along[2]);
   if (!(length > 0)) return;
-  const Vector3 u = {(to[0] - from[0]) / length, (to[1] - from[1]) / length,
-                     (to[2] - from[2]) / length};
+  const Vector3 u = {along[0] / length, along[1] / length, along[2] / length};
   const double across = std::hypot(u[0], u[1]);
   if (across < 1e-6) return;  // it points at the viewer, behind its sphere
   const Vector3 n = {-u[1] / across, u[0] / across, 0};
@@ -144,7 +145,7 @@ void draw(Raster& raster, const Scene& scene, const Projection& projection, doub
     const SceneAtom& first = scene.atoms[scene.sticks[i].first];
     const SceneAtom& second = scene.atoms[scene.sticks[i].second];
     const Vector3 from = projection(first.at), to = projection(second.at);
-    const Vector3 middle = {(from[0] + to[0]) / 2, (from[1] + to[1]) / 2, (from[2] + to[2]) / 2};
+    const Vector3 middle = scaled(plus(from, to), 0.5);
     const double radius = STICK_RADIUS_ANG * projection.scale;
     draw_cylinder(raster, from, middle, radius, colour_of(scene.elements[first.element].colour),
                   half_stick(scene, i, false));
@@ -171,10 +172,8 @@ std::vector<std::uint8_t> reduced(const Raster& raster, int factor) {
     for (int x = 0; x < width; ++x) {
       std::array<unsigned, 4> sum{};  // of colours times opacity, and of opacity
       for (int j = 0; j < factor; ++j) {
-        const std::size_t row =
-            static_cast<std::size_t>(y * factor + j) * static_cast<std::size_t>(raster.width);
         for (int i = 0; i < factor; ++i) {
-          const Colour& sample = raster.colour[row + static_cast<std::size_t>(x * factor + i)];
+          const Colour& sample = raster.colour[raster.index(x * factor + i, y * factor + j)];
           for (std::size_t k = 0; k < 3; ++k) sum[k] += sample[k] * sample[3];
           sum[3] += sample[3];
         }

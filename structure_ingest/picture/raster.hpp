@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "structure_ingest/picture/scene.hpp"
@@ -25,6 +26,12 @@ inline std::uint32_t half_stick(const Scene& scene, std::size_t stick, bool seco
 struct Raster {
   Raster(int width_px, int height_px);
 
+  /// Where the pixel in this column and row stands in the vectors below.
+  std::size_t index(int x, int y) const {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+           static_cast<std::size_t>(x);
+  }
+
   int width;
   int height;
   // One a pixel, row by row from the top.
@@ -36,6 +43,13 @@ struct Raster {
 /// Draws a scene. `projection` gives pixels of the raster, of which a pixel of the final picture is
 /// `pixel` wide.
 void draw(Raster& raster, const Scene& scene, const Projection& projection, double pixel);
+
+inline constexpr int LETTER_WIDTH = 6;  // with the gap
+
+/// Draws ASCII letters and digits in front of everything, each pixel of them a square of `size`;
+/// other characters are blank. (x, y) is the upper left corner of the first.
+void draw_letters(Raster& raster, std::string_view text, int x, int y, int size,
+                  const Colour& colour);
 
 /// The mean of each square of `factor` by `factor` pixels, as rows of four bytes a pixel.
 std::vector<std::uint8_t> reduced(const Raster& raster, int factor);

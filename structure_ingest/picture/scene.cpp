@@ -7,9 +7,9 @@
 #include <map>
 #include <utility>
 
-#include "structure_ingest/picture/drawing_style.hpp"
 #include "structure_ingest/picture/view_axes.hpp"
 #include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {

@@ -9,11 +9,12 @@
 #include <vector>
 
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/picture/drawing_style.hpp"
 #include "structure_ingest/picture/picture.hpp"
 #include "structure_ingest/picture/picture_text.hpp"
 #include "structure_ingest/picture/raster.hpp"
 #include "structure_ingest/picture/scene.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest {
 namespace {
@@ -83,21 +84,16 @@ std::string drawn(std::vector<Piece> pieces) {
   return text;
 }
 
-Vector3 between(const Vector3& from, const Vector3& to, double share) {
-  Vector3 at{};
-  for (std::size_t i = 0; i < 3; ++i) at[i] = from[i] + share * (to[i] - from[i]);
-  return at;
-}
-
 void add_edges(std::vector<Piece>& pieces, const Scene& scene, const Projection& projection) {
   // Behind an atom at the corner that they meet in.
   double radius = 0;
   for (const SceneElement& element : scene.elements) radius = std::max(radius, element.radius_ang);
   for (const SceneEdge& edge : scene.edges) {
+    const Vector3 along = internal::plus(edge.to, edge.from, -1);
     const std::string part = edge.axis < 0 ? "e" : std::string(1, "abc"[edge.axis]);
     for (int i = 0; i < EDGE_PIECES; ++i) {
-      const auto at = [&edge](double piece) {
-        return between(edge.from, edge.to, piece / EDGE_PIECES);
+      const auto at = [&edge, &along](double piece) {
+        return internal::plus(edge.from, along, piece / EDGE_PIECES);
       };
       const Vector3 from = projection(at(i));
       const Vector3 to = projection(at(i + 1));
@@ -116,12 +112,13 @@ void add_sticks(std::vector<Piece>& pieces, const Scene& scene, const std::vecto
     const SceneElement& one = scene.elements[first.element];
     const SceneElement& other = scene.elements[second.element];
     const Vector3 from = projection(first.at), to = projection(second.at);
-    const double length = std::hypot(to[0] - from[0], to[1] - from[1], to[2] - from[2]);
+    const Vector3 along = internal::plus(to, from, -1);
+    const double length = std::hypot(along[0], along[1], along[2]);
     const double begin = 0.9 * one.radius_ang * projection.scale / length;
     const double end = 1 - 0.9 * other.radius_ang * projection.scale / length;
     if (!(begin < end)) continue;  // the spheres meet
     const auto add = [&](double low, double high, const SceneElement& element) {
-      const Vector3 a = between(from, to, low), b = between(from, to, high);
+      const Vector3 a = internal::plus(from, along, low), b = internal::plus(from, along, high);
       pieces.push_back({(a[2] + b[2]) / 2, line(a, b),
                         "class=\"si-s\" stroke=\"" + hex(mixed(element.colour, 0, 0.18)) + "\""});
     };
@@ -227,16 +224,14 @@ std::string axis_names(const Scene& scene, const Projection& projection) {
   return text;
 }
 
-}  // namespace
-
-namespace internal {
-
+/// An SVG whose identifiers begin with `id`; without `has_style` it needs the style sheet on the
+/// page.
 std::string svg_text(const IngestedStructure& record, const PictureOptions& options,
                      const std::string& id, bool has_style) {
-  require_drawable(record, options);
-  const Scene scene = scene_of(record, options);
-  const double height = options.height_px - (options.legend ? LEGEND_HEIGHT_PX : 0);
-  const Projection projection = fit(scene, options.width_px, height, 1);
+  internal::require_drawable(record, options);
+  const Scene scene = internal::scene_of(record, options);
+  const double height = options.height_px - (options.legend ? internal::LEGEND_HEIGHT_PX : 0);
+  const Projection projection = internal::fit(scene, options.width_px, height, 1);
   const std::vector<bool> is_seen =
       seen_pieces(scene, projection, options.width_px, static_cast<int>(height));
   const auto drawn_atoms = static_cast<std::size_t>(std::count(
@@ -252,19 +247,19 @@ std::string svg_text(const IngestedStructure& record, const PictureOptions& opti
                            std::to_string(options.height_px);
   std::string text = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size +
                      "\" role=\"img\" aria-labelledby=\"" + id + "title " + id + "desc\">\n";
-  text += "<title id=\"" + id + "title\">" + markup_text(record.formula) + "</title>\n";
-  text += "<desc id=\"" + id + "desc\">" + markup_text(description_of(record, scene, drawn_atoms)) +
-          "</desc>\n";
+  text += "<title id=\"" + id + "title\">" + internal::markup_text(record.formula) + "</title>\n";
+  text += "<desc id=\"" + id + "desc\">" +
+          internal::markup_text(internal::description_of(record, scene, drawn_atoms)) + "</desc>\n";
   if (has_style) text += "<style>\n" + picture_style() + "</style>\n";
   text += gradients(scene, id);
-  text += "<g stroke-width=\"" + number(std::max(1.0, 2 * STICK_RADIUS_ANG * projection.scale)) +
-          "\">\n";
+  text += "<g stroke-width=\"" +
+          number(std::max(1.0, 2 * internal::STICK_RADIUS_ANG * projection.scale)) + "\">\n";
   text += drawn(std::move(pieces)) + "</g>\n";
   if (options.legend) text += axis_names(scene, projection) + legend(scene, options, id);
   return text + "</svg>\n";
 }
 
-}  // namespace internal
+}  // namespace
 
 std::string picture_style() {
   const std::string text_font = "font-family:system-ui,sans-serif;font-size:13px";
@@ -285,11 +280,11 @@ std::string picture_style() {
 
 std::string picture_svg_part(const IngestedStructure& record, const PictureOptions& options,
                              const std::string& id) {
-  return internal::svg_text(record, options, id, false);
+  return svg_text(record, options, id, false);
 }
 
 std::string picture_svg(const IngestedStructure& record, const PictureOptions& options) {
-  return internal::svg_text(record, options, "si-", true);
+  return svg_text(record, options, "si-", true);
 }
 
 }  // namespace structure_ingest

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "structure_ingest/record/cell_geometry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {
@@ -17,11 +18,6 @@ constexpr ViewAxes FRONT = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
 /// The angled view stands this far to the right and above, in radians.
 constexpr double TO_THE_RIGHT = 0.38;
 constexpr double ABOVE = 0.22;
-
-/// x * a + y * b.
-Vector3 sum_of(double x, const Vector3& a, double y, const Vector3& b) {
-  return {x * a[0] + y * b[0], x * a[1] + y * b[1], x * a[2] + y * b[2]};
-}
 
 Vector3 unit(const Vector3& vector) {
   const double length = std::hypot(vector[0], vector[1], vector[2]);
@@ -45,7 +41,7 @@ ViewAxes principal_axes(const std::vector<Vector3>& positions) {
   };
   for (const Vector3& at : positions) {
     if (!is_usable(at)) continue;
-    mean = sum_of(1, mean, 1, at);
+    mean = plus(mean, at);
     ++count;
   }
   if (count < 2) return FRONT;
@@ -53,9 +49,9 @@ ViewAxes principal_axes(const std::vector<Vector3>& positions) {
   std::array<Vector3, 3> matrix{};
   for (const Vector3& at : positions) {
     if (!is_usable(at)) continue;
-    const Vector3 from_mean = sum_of(1, at, -1, mean);
+    const Vector3 from_mean = plus(at, mean, -1);
     for (std::size_t i = 0; i < 3; ++i) {
-      matrix[i] = sum_of(1, matrix[i], from_mean[i] / count, from_mean);
+      matrix[i] = plus(matrix[i], from_mean, from_mean[i] / count);
     }
   }
   std::array<Vector3, 3> vectors = FRONT;  // columns
@@ -90,15 +86,16 @@ ViewAxes principal_axes(const std::vector<Vector3>& positions) {
     const auto largest = std::max_element(
         axes[i].begin(), axes[i].end(),
         [](double left, double right) { return std::abs(left) < std::abs(right); });
-    if (*largest < 0) axes[i] = sum_of(-1, axes[i], 0, axes[i]);
+    if (*largest < 0) axes[i] = plus({}, axes[i], -1);
   }
   axes[2] = cross(axes[0], axes[1]);
   return axes;
 }
 
 ViewAxes angled(const ViewAxes& front) {
-  const Vector3 aside = sum_of(std::cos(TO_THE_RIGHT), front[2], std::sin(TO_THE_RIGHT), front[0]);
-  return looking_along(sum_of(std::cos(ABOVE), aside, std::sin(ABOVE), front[1]), front[1]);
+  const Vector3 aside =
+      plus(scaled(front[2], std::cos(TO_THE_RIGHT)), front[0], std::sin(TO_THE_RIGHT));
+  return looking_along(plus(scaled(aside, std::cos(ABOVE)), front[1], std::sin(ABOVE)), front[1]);
 }
 
 }  // namespace
@@ -120,7 +117,7 @@ ViewAxes view_axes(const IngestedStructure& record, View view) {
   if (!has_cell) return angled(principal_axes(record.positions_ang));
   const Vector3 up = unit(vectors[2]);
   const Vector3 a = unit(vectors[0]);
-  return angled(looking_along(cross(sum_of(1, a, -dot(a, up), up), up), up));
+  return angled(looking_along(cross(plus(a, up, -dot(a, up)), up), up));
 }
 
 Vector3 seen_from(const ViewAxes& axes, const Vector3& vector) {

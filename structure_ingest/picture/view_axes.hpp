@@ -4,7 +4,7 @@
 #include <array>
 
 #include "structure_ingest/picture/picture.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest::internal {
 

@@ -4,6 +4,7 @@
 
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -13,6 +13,7 @@
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/readers/ase_session.hpp"
+#include "structure_ingest/readers/parsed_structure.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
 #include "structure_ingest/readers/xyz.hpp"
 

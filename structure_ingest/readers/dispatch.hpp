@@ -8,9 +8,11 @@
 #include <vector>
 
 #include "structure_ingest/base/api.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest {
+
+struct ParsedStructure;
 
 /// File-name endings of structure files, compared in any letter case.
 inline constexpr std::array<std::string_view, 5> STRUCTURE_SUFFIXES = {".xyz", ".extxyz", ".cif",
@@ -32,20 +34,10 @@ STRUCTURE_INGEST_API bool is_companion_name(std::string_view name);
 /// record; problems with the file are warnings in it, running out of memory included.
 STRUCTURE_INGEST_API IngestedStructure parse_structure_file(const std::string& path);
 
-/// What a reader saw of a file besides the record; `check_structure` takes it.
-struct FileContent;
-
 /// What is made of a file besides the record.
 struct ParseOptions {
   bool fingerprint = false;  ///< whether the record's `sha256` is filled in
   bool content = false;      ///< whether the content is handed down, for a check
-};
-
-/// A structure file as it was read.
-struct ParsedStructure {
-  IngestedStructure record;  ///< what the file gave
-  /// Null unless it was asked for.
-  std::shared_ptr<const FileContent> content{};
 };
 
 /// How a parser reads.

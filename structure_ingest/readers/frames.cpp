@@ -20,6 +20,7 @@
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
 #include "structure_ingest/readers/xyz.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest {
 namespace {

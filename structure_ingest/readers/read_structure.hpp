@@ -7,7 +7,7 @@
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/readers/file_content.hpp"
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest::internal {
 

@@ -10,13 +10,14 @@
 #include <vector>
 
 #include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/fast/decimals.hpp"
 #include "structure_ingest/base/fast/plain_text.hpp"
-#include "structure_ingest/base/fast/read_decimals.hpp"
 #include "structure_ingest/base/lines.hpp"
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
 namespace {

@@ -6,8 +6,8 @@
 #include <limits>
 #include <numbers>
 
-#include "structure_ingest/record/atomic_weights.hpp"
 #include "structure_ingest/record/chemistry.hpp"
+#include "structure_ingest/record/elements.hpp"
 #include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest {
@@ -60,9 +60,9 @@ std::optional<double> density_g_cm3(const std::vector<std::string>& symbols, dou
   if (symbols.empty() || volume_ang3 <= 0) return std::nullopt;
   double mass = 0;
   for (const auto& [symbol, count] : internal::symbol_counts(symbols)) {
-    const std::optional<double> weight = internal::standard_atomic_weight(symbol);
-    if (!weight) return std::nullopt;
-    mass += static_cast<double>(count) * *weight;
+    const double weight = internal::element_of(symbol).weight;
+    if (weight <= 0) return std::nullopt;
+    mass += static_cast<double>(count) * weight;
   }
   const double density = mass / volume_ang3 * U_PER_ANG3_IN_G_PER_CM3;
   return std::isnormal(density) ? std::optional(density) : std::nullopt;

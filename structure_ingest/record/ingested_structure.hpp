@@ -1,7 +1,6 @@
 // The one record that every reader produces for a structure file.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,11 +8,9 @@
 
 #include "structure_ingest/base/api.hpp"
 #include "structure_ingest/base/json_fwd.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest {
-
-/// Three numbers: a position or a lattice vector, in ångström.
-using Vector3 = std::array<double, 3>;
 
 /// One structure file as it was read. When `ok` is true, `symbols` and `positions_ang` have
 /// `natoms` elements each, and `species` and `formula` describe `symbols`. When it is false, the

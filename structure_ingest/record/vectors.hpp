@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest::internal {
 
@@ -13,6 +13,10 @@ inline double dot(const Vector3& a, const Vector3& b) {
 
 inline Vector3 cross(const Vector3& a, const Vector3& b) {
   return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+
+inline Vector3 scaled(const Vector3& vector, double factor) {
+  return {factor * vector[0], factor * vector[1], factor * vector[2]};
 }
 
 /// a + times * b.

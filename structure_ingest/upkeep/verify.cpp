@@ -13,6 +13,7 @@
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/readers/parsed_structure.hpp"
 #include "structure_ingest/upkeep/list.hpp"
 
 namespace structure_ingest {

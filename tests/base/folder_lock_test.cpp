@@ -1,4 +1,4 @@
-#include "structure_ingest/base/folder_lock.hpp"
+#include "structure_ingest/base/durable.hpp"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "structure_ingest/base/log.hpp"
+#include "structure_ingest/base/durable.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

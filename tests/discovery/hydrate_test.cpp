@@ -13,6 +13,7 @@
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
 #include "structure_ingest/discovery/state_host.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
 #include "tests/fake_modules.hpp"
 #include "tests/scratch_folder.hpp"
 

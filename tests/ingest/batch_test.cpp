@@ -11,6 +11,7 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
 #include "tests/fake_modules.hpp"
 #include "tests/readers/ase_fixture.hpp"
 #include "tests/scratch_folder.hpp"

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest::internal {

@@ -17,6 +17,7 @@
 #include <tuple>
 
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/readers/parsed_structure.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
 #include "tests/readers/ase_fixture.hpp"
 

@@ -1,5 +1,6 @@
 // Converting ASE's answers to records; ase_session_test.cpp tests how they are obtained.
 #include "structure_ingest/readers/ase.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 
 #include <gtest/gtest.h>
 

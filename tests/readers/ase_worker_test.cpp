@@ -10,6 +10,7 @@
 #include <map>
 
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "tests/readers/ase_fixture.hpp"
 
 namespace structure_ingest::internal {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "structure_ingest/readers/parsed_structure.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
 #include "tests/scratch_folder.hpp"
 

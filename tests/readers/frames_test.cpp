@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "structure_ingest/readers/dispatch.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest {

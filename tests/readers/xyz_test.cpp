@@ -6,6 +6,7 @@
 #include <random>
 
 #include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest::internal {

@@ -10,8 +10,8 @@
 #include <tuple>
 
 #include "collaborators/agent_modules/directory_trust.hpp"
-#include "server/resources.hpp"
 #include "server/call.hpp"
+#include "server/resources.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 #include "tests/scratch_folder.hpp"

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "structure_ingest/base/folder_lock.hpp"
+#include "structure_ingest/base/durable.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace {

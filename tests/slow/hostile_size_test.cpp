@@ -13,6 +13,7 @@
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
+#include "structure_ingest/ingest/source_entry.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "tests/scratch_folder.hpp"

@@ -1,11 +1,10 @@
-#include "structure_ingest/base/fast/read_decimals.hpp"
-
 #include <bit>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <system_error>
 
+#include "structure_ingest/base/fast/decimals.hpp"
 #include "structure_ingest/base/fast/plain_text.hpp"
 #include "structure_ingest/base/fast/wide_integers.hpp"
 

@@ -1,5 +1,3 @@
-#include "structure_ingest/base/fast/write_decimals.hpp"
-
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -9,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "structure_ingest/base/fast/decimals.hpp"
 #include "structure_ingest/base/fast/plain_text.hpp"
 #include "structure_ingest/base/fast/wide_integers.hpp"
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "structure_ingest/record/ingested_structure.hpp"
+#include "structure_ingest/record/record_fwd.hpp"
 
 namespace structure_ingest::internal {
 

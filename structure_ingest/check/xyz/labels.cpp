@@ -5,9 +5,10 @@
 #include <limits>
 
 #include "structure_ingest/base/words.hpp"
-#include "structure_ingest/check/covalent_radii.hpp"
 #include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
+#include "structure_ingest/record/elements.hpp"
+#include "structure_ingest/record/ingested_structure.hpp"
 #include "structure_ingest/record/vectors.hpp"
 
 namespace structure_ingest::internal {

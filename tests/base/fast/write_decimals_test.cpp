@@ -1,4 +1,4 @@
-#include "structure_ingest/base/fast/write_decimals.hpp"
+#include "structure_ingest/base/fast/decimals.hpp"
 
 #include <gtest/gtest.h>
 

@@ -13,7 +13,7 @@
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "collaborators/agent_modules/diagnostics.hpp"
 #include "collaborators/agent_modules/directory_trust.hpp"
-#include "structure_ingest/base/folder_lock.hpp"
+#include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "tests/scratch_folder.hpp"
