@@ -1,16 +1,14 @@
-#include <gtest/gtest.h>
 
 #include "structure_ingest/readers/cif_blocks.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "tests/check/findings_in.hpp"
 
+namespace structure_ingest {
 namespace {
 
-using structure_ingest::Finding;
 using tests::codes_of;
 using tests::findings_in;
 using tests::message_of;
-
 std::string cubic(const std::string& length) {
   return "_cell_length_a " + length + "\n_cell_length_b " + length + "\n_cell_length_c " + length +
          "\n_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n";
@@ -121,9 +119,8 @@ TEST(CifFindings, HaveTheseMessages) {
 TEST(CifFindings, FindTheSymmetryWhenAsked) {
   const tests::ScratchFolder folder;
   const auto message = [&](const std::string& content) {
-    return message_of(
-        structure_ingest::check_structure_file(folder.write("a.cif", content)).findings,
-        "found_symmetry");
+    return message_of(check_structure_file(folder.write("a.cif", content)).findings,
+                      "found_symmetry");
   };
   EXPECT_EQ(
       message("data_a\n" + ROCK_SALT + SALT),
@@ -136,8 +133,8 @@ TEST(CifFindings, FindTheSymmetryWhenAsked) {
 
 // Tokens at the limits of the CIF grammar.
 TEST(CifFile, ReadsTolerantly) {
-  using structure_ingest::internal::cif_blocks;
-  using structure_ingest::internal::CifFile;
+  using internal::cif_blocks;
+  using internal::CifFile;
   struct Text {
     std::string_view text;
     const char* name;
@@ -168,3 +165,4 @@ TEST(CifFile, ReadsTolerantly) {
 }
 
 }  // namespace
+}  // namespace structure_ingest

@@ -1,9 +1,5 @@
 #include "tests/check/findings_in.hpp"
 
-#include <gtest/gtest.h>
-
-#include <optional>
-
 #include "structure_ingest/readers/dispatch.hpp"
 
 namespace tests {

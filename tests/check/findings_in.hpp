@@ -1,10 +1,6 @@
 // The findings for a file with a given content.
 #pragma once
 
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "structure_ingest/check/check.hpp"
 #include "tests/scratch_folder.hpp"
 

@@ -1,11 +1,8 @@
 // The worker's script: it returns what ASE returns for exactly the file that is named, and changes
 // no file.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <map>
 
@@ -42,7 +39,7 @@ for number, path in enumerate(open("paths", "rb").read().split(b"\0")[:-1]):
   std::ofstream list("paths");
   for (const std::string& path : paths) list << path << '\0';
   list.close();
-  EXPECT_EQ(std::system((ase_python() + " -X utf8 direct.py 2> /dev/null").c_str()), 0);  // NOLINT
+  EXPECT_EQ(tests::run(ase_python() + " -X utf8 direct.py 2> /dev/null").status, 0);
   std::vector<std::string> results;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     results.push_back(tests::content_of("direct." + std::to_string(i)));
@@ -239,7 +236,7 @@ for name in "poscar_ase.db", "poscar.json":
     ase.db.connect(name).write(ase.Atoms("Cu"))
 ase.io.write("poscar.traj", [ase.Atoms("Au"), ase.Atoms("Ag")])
 )py";
-  ASSERT_EQ(std::system((ase_python() + " make.py").c_str()), 0);  // NOLINT
+  ASSERT_EQ(tests::run(ase_python() + " make.py").status, 0);
   const auto untouched = snapshot("files");
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"files/poscar_runs.db", ""}, {"files/poscar_wal.db", ""}, {"files/poscar_ase.db", "Cu"},
@@ -261,13 +258,12 @@ ase.io.write("poscar.traj", [ase.Atoms("Au"), ase.Atoms("Ag")])
 
 class OtherAse : public tests::AseSessionTest {
  protected:
-  ~OtherAse() override { ::unsetenv("PYTHONPATH"); }
-
   /// Creates a package `ase` in a folder, whose `read` has this body.
   void write_package(const std::string& folder, const std::string& body) const {
     scratch.write(folder + "/ase/__init__.py", "");
     scratch.write(folder + "/ase/io.py", "def read(path):\n" + body);
   }
+  tests::Environment python_path{"PYTHONPATH", scratch / "package"};
 };
 
 TEST_F(OtherAse, CannotChangeFilesOnPurpose) {
@@ -288,7 +284,6 @@ TEST_F(OtherAse, CannotChangeFilesOnPurpose) {
         said(os.rename, "old", "new"), said(os.remove, "old"), said(subprocess.run, ["/bin/true"])]))
 )py");
   scratch.write("old", "content");
-  ::setenv("PYTHONPATH", (scratch / "package").c_str(), 1);
   std::vector<std::pair<std::string, std::string>> cases;
   const std::string refused = "EACCES done done EACCES EACCES EACCES EACCES EACCES EACCES EACCES";
   for (const std::string& script : scripts()) cases.emplace_back(script, refused);
@@ -315,7 +310,6 @@ TEST_F(OtherAse, ReportsOnlyWarningsAboutTheFile) {
     raise ValueError("the file is bad")
 )py");
   scratch.write("package/ase/__init__.py", "import warnings\nwarnings.simplefilter('ignore')\n");
-  ::setenv("PYTHONPATH", (scratch / "package").c_str(), 1);
   AseSession reader({.interpreters = {{"/usr/bin/python3"}}});
   for (int i = 0; i < 2; ++i) {
     const AseAnswer answer = reader.read("x");
@@ -338,7 +332,7 @@ TEST_F(OtherAse, IsFoundInTheAbsoluteFoldersOfPythonpath) {
       {scratch.path(), "read in ."},
   };
   for (const auto& [path, message] : cases) {
-    ::setenv("PYTHONPATH", path.c_str(), 1);
+    python_path.set(path);
     AseSession reader({.interpreters = {{"/usr/bin/python3"}}});
     EXPECT_EQ(reader.read("x").message, message) << path;
   }
@@ -351,15 +345,13 @@ TEST_F(WithAse, LoadsNoCodeFromAroundIt) {
                            "ase/__init__.py", "relative/ase.py", "relative/shlex.py"}) {
     scratch.write(name, "raise SystemExit\n");
   }
-  ::setenv("PYTHONSTARTUP", (scratch / "ase.py").c_str(), 1);
+  const tests::Environment start("PYTHONSTARTUP", scratch / "ase.py");
   for (const char* python_path : {"", "relative", "::relative:."}) {
-    ::setenv("PYTHONPATH", python_path, 1);
+    const tests::Environment set("PYTHONPATH", python_path);
     AseSession reader({.interpreters = {{ase_python()}}});
     EXPECT_EQ(reader.read("Si.cif").labels, std::vector<std::string>(8, "Si")) << python_path;
     EXPECT_EQ(reader.read(path).labels, std::vector<std::string>(8, "Si")) << python_path;
   }
-  ::unsetenv("PYTHONPATH");
-  ::unsetenv("PYTHONSTARTUP");
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "tests/server/conversation.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <sstream>

@@ -1,11 +1,9 @@
 // The life of a session: revisions, order, errors, batches, and what is offered.
 #include "server/session.hpp"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
 #include <set>
 #include <thread>
 
@@ -34,14 +32,11 @@ int code_of(const Json& answer) {
 }
 
 TEST_F(SessionTest, AgreesOnARevision) {
-  for (const auto& [wanted, expected] : std::vector<std::pair<std::string, std::string>>{
-           {"2025-11-25", "2025-11-25"},
-           {"2025-06-18", "2025-06-18"},
-           {"2025-03-26", "2025-03-26"},
-           {"2024-11-05", "2025-11-25"},
-           {"2099-01-01", "2025-11-25"},
-           {"", "2025-11-25"},
-       }) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"2025-11-25", "2025-11-25"}, {"2025-06-18", "2025-06-18"}, {"2025-03-26", "2025-03-26"},
+      {"2024-11-05", "2025-11-25"}, {"2099-01-01", "2025-11-25"}, {"", "2025-11-25"},
+  };
+  for (const auto& [wanted, expected] : cases) {
     const Json result = answers_to(workspace, {hello(wanted)}).at(0).at("result");
     EXPECT_EQ(result["protocolVersion"], expected) << wanted;
     EXPECT_EQ(result["serverInfo"]["version"], "1.2.3");
@@ -83,22 +78,11 @@ TEST_F(SessionTest, AnswersEachRequestOnce) {
        R"({"jsonrpc":"2.0","id":18,"method":"pi)"});
   EXPECT_EQ(answers.size(), 20U);
   const auto code = [&](const Json& id) { return code_of(answer_with(answers, id)); };
-  for (const auto& [id, expected] : std::vector<std::pair<Json, int>>{{1, 0},
-                                                                      {2, -32600},
-                                                                      {3, -32602},
-                                                                      {4, 0},
-                                                                      {5, 0},
-                                                                      {6, -32602},
-                                                                      {7, 0},
-                                                                      {8, -32601},
-                                                                      {"nine", 0},
-                                                                      {10, 0},
-                                                                      {11, -32602},
-                                                                      {12, -32602},
-                                                                      {13, -32002},
-                                                                      {14, 0},
-                                                                      {15, 0},
-                                                                      {16, 0}}) {
+  const std::pair<Json, int> cases[] = {{1, 0},       {2, -32600}, {3, -32602},  {4, 0},
+                                        {5, 0},       {6, -32602}, {7, 0},       {8, -32601},
+                                        {"nine", 0},  {10, 0},     {11, -32602}, {12, -32602},
+                                        {13, -32002}, {14, 0},     {15, 0},      {16, 0}};
+  for (const auto& [id, expected] : cases) {
     EXPECT_NE(answer_with(answers, id), nullptr) << id;
     EXPECT_EQ(code(id), expected) << id;
   }

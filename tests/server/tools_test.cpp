@@ -1,11 +1,6 @@
 // What the tools answer, with files and names that mean harm.
 #include "server/tools.hpp"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <optional>
 #include <set>
 #include <tuple>
 
@@ -32,9 +27,7 @@ class ToolsTest : public testing::Test {
     w.write("r/ne.xyz", "1\n\nNe 0 0 0\n");
     w.write("r/bad.xyz", "1\n\nQq 0 0 0\n");
     w.write("outside/secret.xyz", "1\n\nAr 0 0 0\n");
-    setenv("XDG_CONFIG_HOME", (w / "config").c_str(), 1);
   }
-  ~ToolsTest() override { unsetenv("XDG_CONFIG_HOME"); }
   Json call(const std::string& tool, const Json& arguments) {
     return tests::call(workspace, tool, arguments);
   }
@@ -56,6 +49,7 @@ class ToolsTest : public testing::Test {
     return result["content"][0]["text"];
   }
   tests::ScratchFolder w;
+  tests::Environment config{"XDG_CONFIG_HOME", w / "config"};
   Workspace workspace{Roots({w.make_folder("r")}), false};
 };
 

@@ -1,15 +1,12 @@
 // Inputs of many megabytes that are bad cases for their readers. With a time quadratic in the size,
 // or memory proportional to the size of the file, these tests would not finish.
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <filesystem>
-
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/folder_lock.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
@@ -130,21 +127,17 @@ TEST(HostileSize, TooLittleMemoryCostsOneFile) {
   const std::string huge = folder.write("huge.xyz", "1\nc\nH 1 2 3");
   std::filesystem::resize_file(huge, std::uintmax_t{400} << 20);
   const std::string good = folder.write("good.xyz", "1\n\nHe 0 0 0\n");
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
+  const int status = tests::status_of_child([&] {
     const rlimit limit{.rlim_cur = 300 << 20, .rlim_max = 300 << 20};
-    if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(2);
+    if (setrlimit(RLIMIT_AS, &limit) != 0) return 2;
     const IngestOutcome outcome = ingest_batch(folder / "project", {huge, good});
     const bool as_meant = outcome.entries.size() == 2 && outcome.manifest_error.empty() &&
                           outcome.entries[0].record.warnings ==
                               std::vector<std::string>{"Could not read file: not enough memory"} &&
                           outcome.entries[0].record.sha256.size() == 16 &&
                           outcome.entries[1].record.ok;
-    _exit(as_meant ? 0 : 1);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
+    return as_meant ? 0 : 1;
+  });
   EXPECT_EQ(status, 0);
 }
 
@@ -189,6 +182,16 @@ TEST(HostileSize, AStateOfOneHundredMegabytes) {
   const std::string after = tests::content_of(folder / "state.json");
   EXPECT_EQ(after.substr(0, beginning.size()), beginning);
   EXPECT_TRUE(std::string_view(after).substr(beginning.size()).starts_with(big));
+}
+
+TEST(HeldLock, EndsTheProgramWithAMessage) {
+  const tests::ScratchFolder w;
+  const std::string state = w.write("state.json", "{}");
+  const structure_ingest::internal::FolderLock lock(w.path());
+  const tests::CommandResult result =
+      tests::run(STRUCTURE_INGEST_PROGRAM " hydrate --state '" + state + "' 2>&1");
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.output.find("waited 10000 ms for another program"), std::string::npos);
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
 #include "structure_ingest/upkeep/forget.hpp"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <system_error>
 
 #include "structure_ingest/base/json.hpp"

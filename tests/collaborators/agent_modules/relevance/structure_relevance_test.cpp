@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "collaborators/agent_modules/relevance/formula.hpp"
 #include "collaborators/agent_modules/relevance/lexicon.hpp"
 #include "collaborators/agent_modules/relevance/request_reading.hpp"
