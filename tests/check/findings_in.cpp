@@ -1,5 +1,7 @@
 #include "tests/check/findings_in.hpp"
 
+#include <algorithm>
+
 #include "structure_ingest/readers/dispatch.hpp"
 
 namespace tests {
@@ -50,6 +52,18 @@ std::vector<Finding> findings_in(const ScratchFolder& folder, std::string_view n
                                  std::string_view content) {
   return structure_ingest::check_structure(
       parser_of_test().parse(folder.write(name, content), {.content = true}));
+}
+
+void expect_findings(const std::vector<FindingsCase>& cases) {
+  const ScratchFolder folder;
+  for (const auto& [name, content, codes, message] : cases) {
+    const std::vector<Finding> findings = findings_in(folder, name, content);
+    EXPECT_EQ(codes_of(findings), codes) << name << "\n" << content;
+    std::vector<std::string> messages = {""};
+    for (const Finding& finding : findings) messages.push_back(finding.message);
+    EXPECT_NE(std::find(messages.begin(), messages.end(), message), messages.end())
+        << message << "\nis none of " << testing::PrintToString(messages);
+  }
 }
 
 }  // namespace tests

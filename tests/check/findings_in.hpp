@@ -9,6 +9,17 @@ namespace tests {
 /// "error overlapping_atoms, note no_cell": severities and codes, worst first.
 std::string codes_of(const std::vector<structure_ingest::Finding>& findings);
 
+/// A file and what is found in it.
+struct FindingsCase {
+  std::string name;
+  std::string content;
+  std::string codes;
+  std::string message = {};  // one of the messages; not looked at when it is empty
+};
+
+/// Writes each file, parses and checks it, and compares what is found.
+void expect_findings(const std::vector<FindingsCase>& cases);
+
 /// The message of the first finding of this code; empty when there is none.
 std::string message_of(const std::vector<structure_ingest::Finding>& findings,
                        std::string_view code);

@@ -8,6 +8,7 @@ namespace {
 
 using tests::codes_of;
 using tests::findings_in;
+
 struct UnreadCase {
   std::string name;
   std::string content;
@@ -40,10 +41,7 @@ TEST(NotRead, GivesTheReason) {
       {"a.xyz", "O 0 0 0\nH 0 0 1\nH 0 1 0\n",
        "it begins with an atom, 'O 0 0 0': the lines with the atom count and the comment are "
        "missing"},
-      {"a.xyz",
-       "\xEF\xBB\xBF"
-       "1\n\nH 0 0 0\n",
-       "a byte-order mark stands before the atom count of line 1"},
+      {"a.xyz", "\uFEFF1\n\nH 0 0 0\n", "a byte-order mark stands before the atom count of line 1"},
       {"a.xyz", "\n1\nH 0 0 0\n", "line 1, which is to give the atom count, is blank"},
       {"a.xyz", "atoms: 3\n\nH 0 0 0\n", "line 1 is to give the atom count, but is 'atoms: 3'"},
       {"a.xyz", "2\n\nH 0 0 0\n8 0 0 1\n",
