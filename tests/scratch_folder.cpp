@@ -65,6 +65,18 @@ std::size_t count_of(std::string_view text, std::string_view part) {
   return count;
 }
 
+std::vector<std::string> split(std::string_view text, char separator) {
+  std::vector<std::string> parts(1);
+  for (const char c : text) {
+    if (c == separator) {
+      parts.emplace_back();
+    } else {
+      parts.back() += c;
+    }
+  }
+  return parts;
+}
+
 std::size_t entries_in(const std::string& folder) {
   return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), {}));
 }

@@ -46,6 +46,9 @@ std::string content_of(const std::string& path);
 /// How often `part` occurs in a text.
 std::size_t count_of(std::string_view text, std::string_view part);
 
+/// The parts of a text between separators.
+std::vector<std::string> split(std::string_view text, char separator);
+
 /// How many entries a folder has.
 std::size_t entries_in(const std::string& folder);
 

@@ -80,14 +80,7 @@ TEST(Terminal, BreaksLinesAtBlanks) {
 }
 
 TEST(Terminal, ProgressFitsItsLine) {
-  struct Case {
-    std::size_t done;
-    const char* path;
-    double seconds;
-    std::size_t width;
-    const char* line;
-  };
-  const Case cases[] = {
+  const std::tuple<std::size_t, const char*, double, std::size_t, const char*> cases[] = {
       {0, "a.xyz", 1, 80, "0/10: a.xyz"},
       {5, "a\n\x1B[2J.xyz", 2.5, 80, "5/10, about 3 s left: a\\x0a\\x1b[2J.xyz"},
       {1, "a", 20, 80, "1/10, about 3 min left: a"},

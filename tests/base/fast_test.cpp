@@ -62,12 +62,7 @@ double library_value(const std::string& text) {
 }
 
 TEST(ReadDecimals, ReadsThreeNumbersWithBlanksBeforeThem) {
-  struct Case {
-    std::string text;
-    std::array<double, 3> numbers;
-    std::ptrdiff_t end;
-  };
-  const Case cases[] = {
+  const std::tuple<std::string, std::array<double, 3>, std::ptrdiff_t> cases[] = {
       {" 1.5 -2.25 +3.125\n", {1.5, -2.25, 3.125}, 17},
       {"\t1.0 \t  2.0\t\t3.0\tx", {1, 2, 3}, 16},
       {"                    1.5             -2.25           0.125 0.5", {1.5, -2.25, 0.125}, 57},
@@ -188,15 +183,18 @@ TEST(WriteDecimals, TenDecimals) {
 }
 
 TEST(WriteDecimals, ShortestReadsAsInTheFile) {
-  struct Case {
-    double value;
-    const char* text;
-  };
-  for (const auto& [value, text] :
-       {Case{53.44071748, "53.44071748"}, Case{0.1173, "0.1173"}, Case{10, "10.0"},
-        Case{-0.0, "-0.0"}, Case{0.00000001, "0.00000001"}, Case{1e-11, "1e-11"},
-        Case{1e15, "1000000000000000.0"}, Case{1e16, "1e+16"},
-        Case{1.7976931348623157e308, "1.7976931348623157e+308"}, Case{5e-324, "5e-324"}}) {
+  const std::pair<double, const char*> cases[] = {
+      {53.44071748, "53.44071748"},
+      {0.1173, "0.1173"},
+      {10, "10.0"},
+      {-0.0, "-0.0"},
+      {0.00000001, "0.00000001"},
+      {1e-11, "1e-11"},
+      {1e15, "1000000000000000.0"},
+      {1e16, "1e+16"},
+      {1.7976931348623157e308, "1.7976931348623157e+308"},
+      {5e-324, "5e-324"}};
+  for (const auto& [value, text] : cases) {
     EXPECT_EQ(shortest(value), text);
   }
 }

@@ -8,13 +8,7 @@ namespace structure_ingest::internal {
 namespace {
 
 TEST(Path, NormalFormAndParts) {
-  struct Case {
-    const char* path;
-    const char* text;
-    const char* name;
-    const char* parent;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
       {"", ".", "", "."},
       {"/", "/", "", "/"},
       {"a.xyz", "a.xyz", "a.xyz", "."},

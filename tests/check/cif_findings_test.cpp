@@ -122,24 +122,20 @@ TEST(CifFindings, FindTheSymmetryWhenAsked) {
 TEST(CifFile, ReadsTolerantly) {
   using internal::cif_blocks;
   using internal::CifFile;
-  struct Text {
-    std::string_view text;
-    const char* name;
-    std::vector<std::string_view> values;
+  const std::tuple<std::string_view, const char*, std::vector<std::string_view>> cases[] = {
+      {"data_a _x 'it''s' # no\n", "_x", {"it''s"}},
+      {"data_a _x 'a dog's life'\n", "_x", {"a dog's life"}},
+      {"data_a _x \"open\n_y 1", "_x", {"\"open"}},
+      {"data_a _x P 21/c\n_y 1", "_x", {"P 21/c"}},
+      {"data_a _X\n;first\nsecond\n;\n_y 1", "_x", {"first\nsecond"}},
+      {"data_a _x\n;never closed", "_x", {"never closed"}},
+      {"data_a loop_ _x _y 1 2\n3 4", "_y", {"2", "4"}},
+      {"data_a loop_ _x _y 1 2\n3", "_x", {"1", "3"}},
+      {"data_a _x 1 _x 2", "_x", {"2"}},
+      {"data_a loop_ data_b _x 1", "_x", {"1"}},
+      {"\uFEFFdata_a\r\n_x\r\n1\r\n", "_x", {"1"}},
   };
-  for (const auto& [text, name, values] : {
-           Text{"data_a _x 'it''s' # no\n", "_x", {"it''s"}},
-           Text{"data_a _x 'a dog's life'\n", "_x", {"a dog's life"}},
-           Text{"data_a _x \"open\n_y 1", "_x", {"\"open"}},
-           Text{"data_a _x P 21/c\n_y 1", "_x", {"P 21/c"}},
-           Text{"data_a _X\n;first\nsecond\n;\n_y 1", "_x", {"first\nsecond"}},
-           Text{"data_a _x\n;never closed", "_x", {"never closed"}},
-           Text{"data_a loop_ _x _y 1 2\n3 4", "_y", {"2", "4"}},
-           Text{"data_a loop_ _x _y 1 2\n3", "_x", {"1", "3"}},
-           Text{"data_a _x 1 _x 2", "_x", {"2"}},
-           Text{"data_a loop_ data_b _x 1", "_x", {"1"}},
-           Text{"\uFEFFdata_a\r\n_x\r\n1\r\n", "_x", {"1"}},
-       }) {
+  for (const auto& [text, name, values] : cases) {
     const CifFile file = cif_blocks(text);
     ASSERT_FALSE(file.blocks.empty()) << text;
     const auto* const found = file.blocks.back().values({name});

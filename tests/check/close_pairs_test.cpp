@@ -120,13 +120,7 @@ TEST(ClosePairs, AreFoundFarFromTheOrigin) {
 
 TEST(ClosePairs, AreIncompleteForSenselessStructures) {
   const double huge = 1e300;
-  struct Case {
-    const char* what;
-    Rows positions;
-    Rows cell;
-    std::size_t least_pairs;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, Rows, Rows, std::size_t> cases[] = {
       {"20000 atoms in one place", Rows(20000, {1, 2, 3}), {}, MOST_CLOSE_PAIRS},
       {"the same in a cell",
        Rows(20000, {1, 2, 3}),

@@ -6,9 +6,6 @@
 namespace structure_ingest {
 namespace {
 
-using tests::codes_of;
-using tests::findings_in;
-
 struct UnreadCase {
   std::string name;
   std::string content;
@@ -16,7 +13,6 @@ struct UnreadCase {
 };
 
 TEST(NotRead, GivesTheReason) {
-  const tests::ScratchFolder folder;
   const std::string cell =
       "_cell_length_a 5\n_cell_length_b 5\n_cell_length_c 5\n_cell_angle_alpha 90\n"
       "_cell_angle_beta 90\n_cell_angle_gamma 90\n";
@@ -94,12 +90,11 @@ TEST(NotRead, GivesTheReason) {
       {"poscar", "a\n1.0\n" + vectors + "Na\n1\nDirect\n0 0 0\n",
        "ASE knows POSCAR and CONTCAR in capital letters only: rename the file"},
   };
+  std::vector<tests::FindingsCase> files;
   for (const auto& [name, content, why] : cases) {
-    const auto findings = findings_in(folder, name, content);
-    EXPECT_EQ(codes_of(findings), "error not_read") << content;
-    ASSERT_FALSE(findings.empty());
-    EXPECT_EQ(findings[0].message, "The file gave no structure: " + why + ".") << content;
+    files.push_back({name, content, "error not_read", "The file gave no structure: " + why + "."});
   }
+  tests::expect_findings(files);
 }
 
 TEST(NotRead, FallsBackToTheReadersMessage) {

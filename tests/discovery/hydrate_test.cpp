@@ -102,11 +102,6 @@ TEST_F(Hydrate, RemembersTheStrongestKind) {
 TEST_F(Hydrate, SweepsAllButUntrustedProjects) {
   state["attached_workspace"] = {{"inventory", {{"structure_files", {"in.xyz"}}}}};
   state["selected_workroot"] = w / "ws";
-  struct Case {
-    Collaborators::TrustStateFor trust;
-    std::size_t entries;
-    Paths inventoried;
-  };
   const auto says = [this](const char* text) {
     return [this, text](const std::string& folder) {
       EXPECT_EQ(folder, w / "ws/proj");
@@ -114,11 +109,12 @@ TEST_F(Hydrate, SweepsAllButUntrustedProjects) {
     };
   };
   const Paths roots = {w / "ws"};
-  const Case cases[] = {{says("trusted"), 3, roots},
-                        {says("UNTRUSTED"), 3, roots},
-                        {nullptr, 3, roots},
-                        {[](const auto&) -> TrustRecord { throw 1; }, 3, roots},
-                        {says("untrusted"), 1, {}}};
+  const std::tuple<Collaborators::TrustStateFor, std::size_t, Paths> cases[] = {
+      {says("trusted"), 3, roots},
+      {says("UNTRUSTED"), 3, roots},
+      {nullptr, 3, roots},
+      {[](const auto&) -> TrustRecord { throw 1; }, 3, roots},
+      {says("untrusted"), 1, {}}};
   for (const auto& [trust, entries, inventoried] : cases) {
     modules.trust_state_for = trust;
     calls->inventoried.clear();

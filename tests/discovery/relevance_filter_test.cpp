@@ -51,13 +51,8 @@ Notes notes_of(const RelevanceResult& filtered) {
 }
 
 TEST(RelevanceFilter, DropsStructuresUnrelatedWithConfidence) {
-  struct Case {
-    std::vector<RelevanceVerdict> verdicts;
-    Places kept;
-    Notes notes;
-  };
   const std::string no_match = "): it does not match the requested material.";
-  const Case cases[] = {
+  const std::tuple<std::vector<RelevanceVerdict>, Places, Notes> cases[] = {
       {{}, {0, 1, 2}, {}},
       {{{"a.xyz", "other", 0.79, ""}, {"b.xyz", "related", 1.0, ""}}, {0, 1, 2}, {}},
       {{{"a.xyz", "other", 0.8, ""}},

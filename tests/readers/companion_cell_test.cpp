@@ -98,49 +98,13 @@ TEST(CompanionCell, IsLookedForBesideTheStructureFile) {
 }
 
 TEST(CompanionCell, AgreesWithThePatterns) {
-  const std::vector<std::string> pieces = {"system.atomFile",
-                                           "SYSTEM.CENTRALCELLVECTORS",
-                                           "system.centralCellVectors",
-                                           "calculation.control.lengthUnit",
-                                           "sYstem.atomfil",
-                                           "other.key_2",
-                                           "=",
-                                           " = ",
-                                           "= ",
-                                           "\n",
-                                           "\n\n",
-                                           " ",
-                                           "\t",
-                                           "\u00A0",
-                                           "\u0085",
-                                           "\x1C",
-                                           "\u2028",
-                                           "'",
-                                           "\"",
-                                           "%",
-                                           "#",
-                                           "a.xyz",
-                                           "dir/A.XYZ",
-                                           "b.xyz",
-                                           "bohr",
-                                           "AU",
-                                           "nm",
-                                           "1 2 3 4 5 6 7 8 9",
-                                           "1 2 3\n4 5 6\n7 8 9\n",
-                                           "-1.5e3",
-                                           ".5",
-                                           "5.",
-                                           "+",
-                                           "e",
-                                           "1e",
-                                           "\u0661",
-                                           "\u212A",
-                                           "\u017F",
-                                           "[",
-                                           ",",
-                                           "\u00E9",
-                                           "_",
-                                           "."};
+  const std::vector<std::string> pieces = tests::split(
+      "system.atomFile|SYSTEM.CENTRALCELLVECTORS|system.centralCellVectors|"
+      "calculation.control.lengthUnit|sYstem.atomfil|other.key_2|=| = |= |\n|\n\n| "
+      "|\t|\u00A0|\u0085|"
+      "\x1C|\u2028|'|\"|%|#|a.xyz|dir/A.XYZ|b.xyz|bohr|AU|nm|1 2 3 4 5 6 7 8 9|"
+      "1 2 3\n4 5 6\n7 8 9\n|-1.5e3|.5|5.|+|e|1e|\u0661|\u212A|\u017F|[|,|\u00E9|_|.",
+      '|');
   std::mt19937 random(7);
   int cells = 0;
   for (int i = 0; i < 30000; ++i) {

@@ -23,11 +23,6 @@ TEST(Dispatch, RecognisesStructureFilesByName) {
 
 TEST(Dispatch, ChoosesTheReaderByTheName) {
   const tests::ScratchFolder folder;
-  struct Case {
-    const char* name;
-    const char* format;
-    const char* first_warning;
-  };
   const std::string too_short = "XYZ file is too short to contain atoms.";
   const auto ask_ase = [](const std::string& path) {
     AseAnswer answer;
@@ -36,15 +31,16 @@ TEST(Dispatch, ChoosesTheReaderByTheName) {
     return answer;
   };
   Readers readers{.ask_ase = ask_ase};
-  for (const auto& [name, format, warning] : {
-           Case{"POSCAR.xyz", "xyz", too_short.c_str()},
-           Case{"water.extxyz", "xyz", too_short.c_str()},
-           Case{"CONTCAR.cif", "cif", "ASE could not parse the file: asked for CONTCAR.cif"},
-           Case{"CONTCAR", "vasp", "ASE could not parse the file: asked for CONTCAR"},
-           Case{"a.Vasp", "vasp", "ASE could not parse the file: asked for a.Vasp"},
-           Case{"b.poscar", "vasp", "ASE could not parse the file: asked for b.poscar"},
-           Case{"notes.txt", "unknown", "Unsupported structure file format."},
-       }) {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"POSCAR.xyz", "xyz", too_short.c_str()},
+      {"water.extxyz", "xyz", too_short.c_str()},
+      {"CONTCAR.cif", "cif", "ASE could not parse the file: asked for CONTCAR.cif"},
+      {"CONTCAR", "vasp", "ASE could not parse the file: asked for CONTCAR"},
+      {"a.Vasp", "vasp", "ASE could not parse the file: asked for a.Vasp"},
+      {"b.poscar", "vasp", "ASE could not parse the file: asked for b.poscar"},
+      {"notes.txt", "unknown", "Unsupported structure file format."},
+  };
+  for (const auto& [name, format, warning] : cases) {
     const std::string path = folder.write(name, "");
     const IngestedStructure record = read_structure(path, readers, {.fingerprint = true}).record;
     EXPECT_EQ(record.format, format) << name;

@@ -70,12 +70,7 @@ TEST(Xyz, RefusesBadFilesWithTheReason) {
 
 TEST(Xyz, ReadsAtoms) {
   const tests::ScratchFolder folder;
-  struct Case {
-    std::string_view content;
-    std::vector<std::string> symbols;
-    std::vector<Vector3> positions_ang;
-  };
-  const Case cases[] = {
+  const std::tuple<std::string_view, std::vector<std::string>, std::vector<Vector3>> cases[] = {
       {"1\n\nFe1 0 -1.5 +2e0", {"Fe"}, {{0, -1.5, 2}}},
       {" 2 atoms follow\r\nc\r\nO 1 2 3 force 4 5\r\nH .5 5. 1_0\r\nHe 0 0 0\r\n",
        {"O", "H"},
@@ -163,12 +158,7 @@ TEST(Xyz, ReadsOrdinaryLinesAsTheGeneralPathDoes) {
 TEST(Xyz, TakesTheCellFromTheLatticeField) {
   const tests::ScratchFolder folder;
   const std::string unreadable = "Extended-XYZ Lattice field could not be parsed.";
-  struct Case {
-    std::string_view comment;
-    bool has_cell;
-    std::vector<std::string> warnings;
-  };
-  const Case cases[] = {
+  const std::tuple<std::string_view, bool, std::vector<std::string>> cases[] = {
       {R"(Lattice="1 2 3 4 5 6 7 8 9" pbc="T T T")", true, {}},
       {"x superLATTICE=\"1\t2 3 4 5 6 7 8 +9.0\"", true, {}},
       {R"(lattice="" lattice="1 2 3 4 5 6 7 8 9)", false, {NO_CELL}},
@@ -225,18 +215,19 @@ TEST(Frames, AreReadOneByOne) {
     std::string seen;  // number, formula or warning, of all frames
     std::size_t frames;
   };
-  for (const auto& [text, seen, frames] : {
-           Case{HELIUM, "1 He|", 1},
-           Case{HELIUM + NEON + HELIUM, "1 He|2 Ne2|3 He|", 3},
-           Case{HELIUM + "\n \n" + NEON + "\n\n", "1 He|2 Ne2|", 2},
-           Case{HELIUM + "1\n\nHe 0 0", "1 He|2 Frame 2: Malformed atom line: 'He 0 0'|", 2},
-           Case{HELIUM + "3\n\nHe 0 0 0\n", "1 He|2 Frame 2: Expected 3 atoms, found 1.|", 2},
-           Case{HELIUM + "5\n", "1 He|2 Frame 2: XYZ file is too short to contain atoms.|", 2},
-           Case{HELIUM + "end\n" + HELIUM,
-                "1 He|2 Frame 2: First line of XYZ file is not an atom count.|", 2},
-           Case{"", "1 Frame 1: XYZ file is too short to contain atoms.|", 1},
-           Case{"\n" + HELIUM, "1 Frame 1: First line of XYZ file is not an atom count.|", 1},
-       }) {
+  const Case cases[] = {
+      {HELIUM, "1 He|", 1},
+      {HELIUM + NEON + HELIUM, "1 He|2 Ne2|3 He|", 3},
+      {HELIUM + "\n \n" + NEON + "\n\n", "1 He|2 Ne2|", 2},
+      {HELIUM + "1\n\nHe 0 0", "1 He|2 Frame 2: Malformed atom line: 'He 0 0'|", 2},
+      {HELIUM + "3\n\nHe 0 0 0\n", "1 He|2 Frame 2: Expected 3 atoms, found 1.|", 2},
+      {HELIUM + "5\n", "1 He|2 Frame 2: XYZ file is too short to contain atoms.|", 2},
+      {HELIUM + "end\n" + HELIUM, "1 He|2 Frame 2: First line of XYZ file is not an atom count.|",
+       2},
+      {"", "1 Frame 1: XYZ file is too short to contain atoms.|", 1},
+      {"\n" + HELIUM, "1 Frame 1: First line of XYZ file is not an atom count.|", 1},
+  };
+  for (const auto& [text, seen, frames] : cases) {
     const std::string path = w.write("f.xyz", text);
     std::string found;
     EXPECT_EQ(visit_xyz_frames(path, 1,

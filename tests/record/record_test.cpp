@@ -43,22 +43,18 @@ TEST(Chemistry, AHostMayReplaceTheKnownSymbols) {
 }
 
 TEST(Chemistry, FormulaAndSpecies) {
-  struct Case {
-    std::vector<std::string> symbols;
-    std::string formula;
-    std::vector<std::string> species;
-  };
-  const Case cases[] = {{{"O", "H", "H"}, "H2O", {"H", "O"}},
-                        {{"H", "O", "H"}, "H2O", {"H", "O"}},
-                        {{"C", "H", "H", "H", "H"}, "CH4", {"C", "H"}},
-                        {{"Na", "Cl"}, "ClNa", {"Cl", "Na"}},
-                        {{"Cl", "C", "Ca"}, "CCaCl", {"C", "Ca", "Cl"}},
-                        {{}, "", {}},
-                        {std::vector<std::string>(12, "C"), "C12", {"C"}},
-                        // Any text is counted as a symbol.
-                        {{"C", "cl", "", "Uue", "Cl", "cl", "C\xFF", "D{", std::string("C\0", 2)},
-                         std::string("CC", 2) + std::string("\0", 1) + "ClC\xFF" + "D{Uuecl2",
-                         {"", "C", std::string("C\0", 2), "Cl", "C\xFF", "D{", "Uue", "cl"}}};
+  const std::tuple<std::vector<std::string>, std::string, std::vector<std::string>> cases[] = {
+      {{"O", "H", "H"}, "H2O", {"H", "O"}},
+      {{"H", "O", "H"}, "H2O", {"H", "O"}},
+      {{"C", "H", "H", "H", "H"}, "CH4", {"C", "H"}},
+      {{"Na", "Cl"}, "ClNa", {"Cl", "Na"}},
+      {{"Cl", "C", "Ca"}, "CCaCl", {"C", "Ca", "Cl"}},
+      {std::vector<std::string>(), "", {}},
+      {std::vector<std::string>(12, "C"), "C12", {"C"}},
+      // Any text is counted as a symbol.
+      {{"C", "cl", "", "Uue", "Cl", "cl", "C\xFF", "D{", std::string("C\0", 2)},
+       std::string("CC", 2) + std::string("\0", 1) + "ClC\xFF" + "D{Uuecl2",
+       {"", "C", std::string("C\0", 2), "Cl", "C\xFF", "D{", "Uue", "cl"}}};
   for (const auto& [symbols, formula, species] : cases) {
     EXPECT_EQ(formula_from_symbols(symbols), formula);
     EXPECT_EQ(species_of(symbol_counts(symbols)), species);

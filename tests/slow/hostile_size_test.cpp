@@ -38,21 +38,22 @@ TEST(HostileSize, XyzFiles) {
     std::string tail;
     std::string warning;  // the expected warning, or its beginning
   };
-  for (const auto& [name, head, unit, tail, warning] : {
-           Case{"comment", "1\n", "lattice=\"", "9\"" + atom, ""},
-           Case{"comment of keys", "1\n", "lattice =", atom, ""},
-           Case{"comment of white space", "1\n", "\u3000\t", atom, ""},
-           Case{"first line", "", "1_", "\nc" + atom, no_count},
-           Case{"blanks before the count", "", " ", "1\nc" + atom, ""},
-           Case{"tokens", "1\nc\nH 1 2 3", " 1", "\n", ""},
-           Case{"long token", "1\nc\nH 1 2 ", "1", "x\n", "Non-numeric coordinates in line: 'H 1"},
-           Case{"long number", "1\nc\nH 1 2 3.", "0", "\n", ""},
-           Case{"line feeds", "", "\n", "", no_count},
-           Case{"separators", "", "\u2028\u0085\r", "", no_count},
-           Case{"zeroes", "", std::string_view("\0", 1), "", "XYZ file is too short"},
-           Case{"no UTF-8", "1\nc\nH 1 2 3", "\xFF\xE2\x80", "\n", ""},
-           Case{"rest", "1\nc" + atom, "\n1\nc\nX", "", ""},
-       }) {
+  const Case cases[] = {
+      {"comment", "1\n", "lattice=\"", "9\"" + atom, ""},
+      {"comment of keys", "1\n", "lattice =", atom, ""},
+      {"comment of white space", "1\n", "\u3000\t", atom, ""},
+      {"first line", "", "1_", "\nc" + atom, no_count},
+      {"blanks before the count", "", " ", "1\nc" + atom, ""},
+      {"tokens", "1\nc\nH 1 2 3", " 1", "\n", ""},
+      {"long token", "1\nc\nH 1 2 ", "1", "x\n", "Non-numeric coordinates in line: 'H 1"},
+      {"long number", "1\nc\nH 1 2 3.", "0", "\n", ""},
+      {"line feeds", "", "\n", "", no_count},
+      {"separators", "", "\u2028\u0085\r", "", no_count},
+      {"zeroes", "", std::string_view("\0", 1), "", "XYZ file is too short"},
+      {"no UTF-8", "1\nc\nH 1 2 3", "\xFF\xE2\x80", "\n", ""},
+      {"rest", "1\nc" + atom, "\n1\nc\nX", "", ""},
+  };
+  for (const auto& [name, head, unit, tail, warning] : cases) {
     const std::string path = folder.write("a.xyz", head + repeated(unit, LARGE) + tail);
     const IngestedStructure record = structure_ingest::parse_structure_file(path);
     EXPECT_EQ(record.ok, warning.empty()) << name;
@@ -68,29 +69,23 @@ TEST(HostileSize, Companions) {
   const tests::ScratchFolder folder;
   const std::string structure = folder.write("a.xyz", "");
   const std::string vectors = "system.centralCellVectors = 1 2 3 4 5 6 7 8 9\n";
-  struct Case {
-    const char* name;
-    std::string head;
-    std::string_view unit;
-    std::string tail;
-    bool has_cell;
+  const std::tuple<const char*, std::string, std::string_view, std::string, bool> cases[] = {
+      {"blank lines in the block", vectors, "\n", "", true},
+      {"blank lines before the next key", vectors, "\n", "a = 10", true},
+      {"white space lines", vectors, " \t\u3000\r\n", "x", true},
+      {"keys without a value", vectors, "\nkey ", "", true},
+      {"keys that almost match", "", "system.centralCellVector = 1\n", vectors, true},
+      {"beginnings of the key", "", "\nsystem.centralCellVectors ", " = 1", false},
+      {"one long key", vectors, "a", " = 10", true},
+      {"unclosed quotes", "", "system.atomFile = '\"\n", vectors, true},
+      {"comments", "", "system.atomFile = %\n", vectors, true},
+      {"one long file name", "system.atomFile = ", "a/", "A.XYZ\n" + vectors, true},
+      {"numbers", "system.centralCellVectors =", " 1e", "", false},
+      {"signs", vectors, "+-.e", "", true},
+      {"digits", "system.centralCellVectors = 1 2 3 4 5 6 7 8 9.", "0", "\n", true},
+      {"no UTF-8", vectors, "\xE2\x80\xFF", "", true},
   };
-  for (const auto& [name, head, unit, tail, has_cell] : {
-           Case{"blank lines in the block", vectors, "\n", "", true},
-           Case{"blank lines before the next key", vectors, "\n", "a = 10", true},
-           Case{"white space lines", vectors, " \t\u3000\r\n", "x", true},
-           Case{"keys without a value", vectors, "\nkey ", "", true},
-           Case{"keys that almost match", "", "system.centralCellVector = 1\n", vectors, true},
-           Case{"beginnings of the key", "", "\nsystem.centralCellVectors ", " = 1", false},
-           Case{"one long key", vectors, "a", " = 10", true},
-           Case{"unclosed quotes", "", "system.atomFile = '\"\n", vectors, true},
-           Case{"comments", "", "system.atomFile = %\n", vectors, true},
-           Case{"one long file name", "system.atomFile = ", "a/", "A.XYZ\n" + vectors, true},
-           Case{"numbers", "system.centralCellVectors =", " 1e", "", false},
-           Case{"signs", vectors, "+-.e", "", true},
-           Case{"digits", "system.centralCellVectors = 1 2 3 4 5 6 7 8 9.", "0", "\n", true},
-           Case{"no UTF-8", vectors, "\xE2\x80\xFF", "", true},
-       }) {
+  for (const auto& [name, head, unit, tail, has_cell] : cases) {
     folder.write("scf.input", head + repeated(unit, LARGE) + tail);
     const CompanionCell found = CompanionFiles().vorendal_cell(structure);
     EXPECT_EQ(found.cell_ang.has_value(), has_cell) << name;

@@ -48,14 +48,9 @@ struct Verify : testing::Test {
 TEST_F(Verify, SaysWhatIsNotAsItWas) {
   EXPECT_EQ(found(state), "a.xyz|bad.xyz|c.xyz|");
   EXPECT_TRUE(verify_project(w / "p", state).is_as_it_was());
-  struct Case {
-    const char* what;
-    std::function<void()> damage;
-    const char* expected;
-  };
   const std::string he = copy(0);
   const auto nothing = [] {};
-  const Case cases[] = {
+  const std::tuple<const char*, std::function<void()>, const char*> cases[] = {
       {"as it was", nothing, "a.xyz|bad.xyz|c.xyz|"},
       {"gone", [&] { std::filesystem::remove(w / "a.xyz"); }, "a.xyz source_gone!|bad.xyz|c.xyz|"},
       {"a folder", [&] { w.make_folder("a.xyz"); }, "a.xyz source_gone!|bad.xyz|c.xyz|"},
