@@ -5,18 +5,14 @@
 namespace structure_ingest {
 namespace {
 
+using tests::cubic_cell;
 using tests::message_of;
-
-std::string cubic(const std::string& length) {
-  return "_cell_length_a " + length + "\n_cell_length_b " + length + "\n_cell_length_c " + length +
-         "\n_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n";
-}
 
 const std::string SITES =
     "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
     "_atom_site_fract_z\n";
 const std::string WITH_OCCUPANCY = SITES + "_atom_site_occupancy\n";
-const std::string ROCK_SALT = "_symmetry_space_group_name_H-M 'F m -3 m'\n" + cubic("5.64(2)");
+const std::string ROCK_SALT = "_symmetry_space_group_name_H-M 'F m -3 m'\n" + cubic_cell("5.64(2)");
 const std::string SALT = SITES + "Na1 Na 0 0 0\nCl1 Cl 0.5 0.5 0.5\n";
 
 TEST(CifFindings, AreTheseForEachKindOfFile) {
@@ -36,11 +32,11 @@ TEST(CifFindings, AreTheseForEachKindOfFile) {
        ""},
       // Some programs write the formula of the whole cell and still state Z.
       {ROCK_SALT + "_chemical_formula_sum 'Cl4 Na4'\n_cell_formula_units_Z 4\n" + SALT, ""},
-      {cubic("5") + WITH_OCCUPANCY + "Na1 Na 0 0 0 1.0\nCl1 Cl 0.5 0.5 0.5 0.998(4)\n", ""},
+      {cubic_cell("5") + WITH_OCCUPANCY + "Na1 Na 0 0 0 1.0\nCl1 Cl 0.5 0.5 0.5 0.998(4)\n", ""},
       // Content that a record of whole atoms cannot hold.
-      {cubic("5") + WITH_OCCUPANCY + "Na1 Na 0 0 0 1\nCl1 Cl 0.5 0.5 0.5 0.75(2)\n",
+      {cubic_cell("5") + WITH_OCCUPANCY + "Na1 Na 0 0 0 1\nCl1 Cl 0.5 0.5 0.5 0.75(2)\n",
        "warning partial_occupancy"},
-      {cubic("5") + WITH_OCCUPANCY + "Na1 Na 0 0 0 0.5\nK1 K 0 0 0 0.5\nCl1 Cl .5 .5 .5 1\n",
+      {cubic_cell("5") + WITH_OCCUPANCY + "Na1 Na 0 0 0 0.5\nK1 K 0 0 0 0.5\nCl1 Cl .5 .5 .5 1\n",
        "warning partial_occupancy, warning mixed_site"},
       {mixed, "warning partial_occupancy, warning mixed_site",
        "2 sites of 3 are not fully occupied, 'Na1' (0.6) and 'K1' (0.4), but became full "
@@ -48,9 +44,9 @@ TEST(CifFindings, AreTheseForEachKindOfFile) {
       {mixed, "warning partial_occupancy, warning mixed_site",
        "1 place holds several species, 'Na1' and 'K1', of which the record has one: the file "
        "means Cl4K1.6Na2.4 a cell, the record holds Cl4Na4."},
-      {cubic("5") + SITES + "Na1 Na 0 0 0\nK1 K 1 0 0\nCl1 Cl 0.5 0.5 0.5\n",
+      {cubic_cell("5") + SITES + "Na1 Na 0 0 0\nK1 K 1 0 0\nCl1 Cl 0.5 0.5 0.5\n",
        "warning mixed_site, warning reader_warning"},
-      {cubic("9") + SITES + "_atom_site_disorder_group\n" +
+      {cubic_cell("9") + SITES + "_atom_site_disorder_group\n" +
            "C1 C 0 0 0 .\nC2 C 0.2 0 0 1\nC3 C 0.4 0.4 0 2\n",
        "warning disordered_sites"},
       {SALT, "error fractional_without_cell, warning overlapping_atoms, note no_cell"},
@@ -59,14 +55,14 @@ TEST(CifFindings, AreTheseForEachKindOfFile) {
        "The block 'first' lacks _cell_length_b, _cell_length_c, _cell_angle_alpha, "
        "_cell_angle_beta and _cell_angle_gamma, and its fractional coordinates were taken as "
        "\u00E5ngstr\u00F6m."},
-      {ROCK_SALT + SALT + "data_second\n" + cubic("5") + SITES + "Ar1 Ar 0 0 0\n",
+      {ROCK_SALT + SALT + "data_second\n" + cubic_cell("5") + SITES + "Ar1 Ar 0 0 0\n",
        "warning several_blocks"},
       {ROCK_SALT + SALT + "data_notes\n_audit_creation_method none\n", ""},
-      {cubic("5") + SITES +
+      {cubic_cell("5") + SITES +
            "Fe1 Fe 0 0 0\nO1 O .5 .5 .5\n"
            "loop_\n_atom_site_moment_label\n_atom_site_moment_crystalaxis_x\nFe1 3.2\n",
        "warning beyond_space_group"},
-      {cubic("5") + SITES + "D1 D 0 0 0\nO1 O 0 0 .2\nD2 D 0.17 0 .25\n",
+      {cubic_cell("5") + SITES + "D1 D 0 0 0\nO1 O 0 0 .2\nD2 D 0.17 0 .25\n",
        "note deuterium_as_hydrogen"},
       // Contradictions.
       {ROCK_SALT + "_chemical_formula_sum 'Cl2 Na'\n" + SALT, "warning formula_mismatch"},
@@ -78,14 +74,15 @@ TEST(CifFindings, AreTheseForEachKindOfFile) {
        "Cl4Na4, has none."},
       {ROCK_SALT + "_cell_volume 186\n" + SALT, "warning volume_mismatch"},
       {ROCK_SALT + "_exptl_crystal_density_diffrn 1.08\n" + SALT, "warning density_mismatch"},
-      {cubic("5") +
+      {cubic_cell("5") +
            "_symmetry_Int_Tables_number 225\n"
            "loop_\n_symmetry_equiv_pos_as_xyz\n'x,y,z'\n" +
            SALT,
        "warning symmetry_unclear"},
-      {cubic("5.43") + "_symmetry_space_group_name_H-M 'F d -3 m'\n" + SITES + "Si1 Si 0 0 0\n",
+      {cubic_cell("5.43") + "_symmetry_space_group_name_H-M 'F d -3 m'\n" + SITES +
+           "Si1 Si 0 0 0\n",
        "warning symmetry_unclear"},
-      {cubic("5") + "_chemical_formula_sum 'Na Cl'\n_cell_formula_units_Z 4\n" + SALT,
+      {cubic_cell("5") + "_chemical_formula_sum 'Na Cl'\n_cell_formula_units_Z 4\n" + SALT,
        "warning symmetry_unclear"},
       // ASE reads CL as C.
       {ROCK_SALT + SITES + "NA1 NA 0 0 0\nCL1 CL 0.5 0.5 0.5\n",
@@ -113,7 +110,7 @@ TEST(CifFindings, FindTheSymmetryWhenAsked) {
       message("data_a\n" + ROCK_SALT + SALT),
       "Space group Fm-3m (225) within 0.01 \u00C5; the cell, with 8 atoms, is the size of the "
       "conventional cell (the primitive one has 2 atoms).");
-  EXPECT_EQ(message("data_a\n" + cubic("3.35") + SITES + "Po1 Po 0 0 0\n"),
+  EXPECT_EQ(message("data_a\n" + cubic_cell("3.35") + SITES + "Po1 Po 0 0 0\n"),
             "Space group Pm-3m (221) within 0.01 \u00C5; the cell, with 1 atom, is the size of the "
             "primitive cell.");
 }

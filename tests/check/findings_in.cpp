@@ -41,6 +41,11 @@ std::string codes_of(const std::vector<Finding>& findings) {
   return codes;
 }
 
+std::string cubic_cell(const std::string& edge) {
+  return "_cell_length_a " + edge + "\n_cell_length_b " + edge + "\n_cell_length_c " + edge +
+         "\n_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n";
+}
+
 std::string message_of(const std::vector<Finding>& findings, std::string_view code) {
   for (const Finding& finding : findings) {
     if (finding.code == code) return finding.message;

@@ -24,6 +24,9 @@ void expect_findings(const std::vector<FindingsCase>& cases);
 std::string message_of(const std::vector<structure_ingest::Finding>& findings,
                        std::string_view code);
 
+/// The items of a CIF for a cubic cell.
+std::string cubic_cell(const std::string& edge);
+
 /// Writes a file of this name, parses and checks it. CIF and VASP files need ASE.
 std::vector<structure_ingest::Finding> findings_in(const ScratchFolder& folder,
                                                    std::string_view name, std::string_view content);

@@ -13,9 +13,7 @@ struct UnreadCase {
 };
 
 TEST(NotRead, GivesTheReason) {
-  const std::string cell =
-      "_cell_length_a 5\n_cell_length_b 5\n_cell_length_c 5\n_cell_angle_alpha 90\n"
-      "_cell_angle_beta 90\n_cell_angle_gamma 90\n";
+  const std::string cell = tests::cubic_cell("5");
   const std::string sites =
       "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n";
   const std::string vectors = "5 0 0\n0 5 0\n0 0 5\n";

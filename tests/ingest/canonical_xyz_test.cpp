@@ -128,6 +128,13 @@ TEST(CanonicalXyz, WritesOnlyMissingCopies) {
     write_copy(project.path(), water("water.xyz"));
     EXPECT_EQ(tests::content_of(copy), WATER_TEXT);
   }
+  for (const char* target : {"loop", "/dev/zero", "/proc/kcore"}) {
+    fs::remove(copy);
+    project.link(WATER_REL, target);
+    write_copy(project.path(), water("water.xyz"));
+    EXPECT_FALSE(fs::is_symlink(copy)) << target;
+    EXPECT_EQ(tests::content_of(copy), WATER_TEXT) << target;
+  }
   // The target of a link stays as it is, and a link to the same text is no copy: whoever can write
   // to its target could change the structure.
   for (const std::string& content : {std::string("mine"), WATER_TEXT}) {

@@ -7,6 +7,7 @@
 #include <map>
 
 #include "structure_ingest/readers/dispatch.hpp"
+#include "tests/check/findings_in.hpp"
 #include "tests/readers/ase_fixture.hpp"
 
 namespace structure_ingest::internal {
@@ -121,10 +122,9 @@ TEST_F(WithAse, LoadsSciPyOnlyWhereItIsUsed) {
   const std::string labels = "for label in atoms.get_chemical_symbols()]";
   script.replace(script.find(labels), labels.size(),
                  "for label in ['used' if 'scipy.linalg.lapack' in sys.modules else 'left out']]");
-  const std::string cell =
-      "data_\n_cell_length_a 5\n_cell_length_b 5\n_cell_length_c 5\n_cell_angle_alpha 90\n"
-      "_cell_angle_beta 90\n_cell_angle_gamma 90\nloop_\n_atom_site_type_symbol\n"
-      "_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n";
+  const std::string cell = "data_\n" + tests::cubic_cell("5") +
+                           "loop_\n_atom_site_type_symbol\n_atom_site_fract_x\n"
+                           "_atom_site_fract_y\n_atom_site_fract_z\n";
   scratch.write("POSCAR", COPPER_POSCAR);
   scratch.write("plain.cif", cell + "Si 0 0 0\n");
   scratch.write("occupancies.cif", cell + "_atom_site_occupancy\nSi 0 0 0 1\n");

@@ -362,14 +362,14 @@ TEST_F(ToolsTest, OfferWhatProjectsHoldAsResources) {
 }
 
 TEST_F(ToolsTest, TellOfNewResourcesAndProgress) {
-  const Json parse = {{"name", "parse_structure"}, {"arguments", {{"path", "he.xyz"}}}};
+  const Json he = {{"path", "he.xyz"}};
   const std::vector<Json> answers = tests::answers_to(
-      workspace, {tests::hello(), tests::request(0, "tools/call", parse),
+      workspace, {tests::hello(), tests::tool_call(0, "parse_structure", he),
                   tests::request(1, "tools/call",
                                  {{"name", "hydrate_project"},
                                   {"arguments", {{"project", "p"}, {"paths", {"he.xyz"}}}},
                                   {"_meta", {{"progressToken", "t"}}}}),
-                  tests::request(2, "tools/call", parse)});
+                  tests::tool_call(2, "parse_structure", he)});
   ASSERT_EQ(answers.size(), 6U);
   EXPECT_EQ(answers[1]["result"]["structuredContent"]["copies"].size(), 0U);
   EXPECT_EQ(answers[2]["method"], "notifications/progress");
