@@ -1,8 +1,4 @@
 // The commands and the code in the documentation are correct.
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <filesystem>
 
 #include "tests/scratch_folder.hpp"
 
@@ -49,11 +45,7 @@ std::string output_of(const std::string& command, const CopyOfSources& sources) 
   const std::string in_root = "cd '" + sources.folder.path() + "' && export XDG_CONFIG_HOME='" +
                               (sources.folder / "none") + "' PATH=\"" + STRUCTURE_INGEST_BINARIES +
                               ":$PATH\" && " + command + " 2>&1";
-  std::string output;
-  FILE* const pipe = popen(in_root.c_str(), "r");
-  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
-  pclose(pipe);
-  return output;
+  return tests::run(in_root).output;
 }
 
 TEST(Documentation, CommandsPrintTheOutputShown) {

@@ -1,9 +1,6 @@
 // Many threads at once, each with its own state and project, and all with the same files.
-#include <gtest/gtest.h>
 
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "structure_ingest/structure_ingest.hpp"

@@ -1,7 +1,5 @@
 // The page of warnings and notes lists every text that the library produces, and no other.
-#include <gtest/gtest.h>
 
-#include <filesystem>
 #include <map>
 #include <sstream>
 

@@ -1,9 +1,9 @@
 // The manual page and the shell completion list the program's subcommands and options.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <regex>
 #include <set>
+#include <sstream>
 
 #include "tests/scratch_folder.hpp"
 
@@ -12,15 +12,13 @@ namespace {
 using Words = std::set<std::string>;
 
 std::string output_of(const std::string& command) {
-  std::string output;
-  FILE* const pipe = popen(command.c_str(), "r");
-  for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
-  EXPECT_EQ(pclose(pipe), 0) << command;
-  return output;
+  const tests::CommandResult result = tests::run(command);
+  EXPECT_EQ(result.status, 0) << command;
+  return result.output;
 }
 
 std::string help(const std::string& subcommand) {
-  return output_of(std::string(STRUCTURE_INGEST_PROGRAM) + " " + subcommand + " --help");
+  return output_of(STRUCTURE_INGEST_PROGRAM " " + subcommand + " --help");
 }
 
 /// The matches of a pattern's first group in `text`.
@@ -43,22 +41,39 @@ Words subcommands() {
   return matches(text.substr(begin, text.find("\n\n", begin) - begin), "\n  ([a-z]+) ");
 }
 
+/// The lines that a command prints with `words` in the place of WORDS.
+Words offered(std::string command, const std::string& words) {
+  return matches(output_of(command.replace(command.find(" WORDS") + 1, 5, words)), "([^\n]+)\n");
+}
+
 /// Bash's completions for the words of a command line, the last of which may be unfinished; in
 /// parentheses the kind of names that are left to Bash itself.
 Words completions(const std::string& words) {
-  return matches(output_of("bash -c 'set -eu; compopt() { COMPREPLY+=(\"($*)\"); }; "
-                           "source " STRUCTURE_INGEST_SOURCE_DIR "/tools/completion.bash; "
-                           "set +e; COMP_WORDS=(structure-ingest " +
-                           words +
-                           "); "
-                           "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); "
-                           "_structure_ingest " STRUCTURE_INGEST_PROGRAM "; "
-                           "printf \"%s\\n\" \"${COMPREPLY[@]}\"'"),
-                 "([^\n]+)\n");
+  const std::string command =
+      "bash -c 'set -eu; compopt() { COMPREPLY+=(\"($*)\"); }; "
+      "source " STRUCTURE_INGEST_SOURCE_DIR
+      "/tools/completion.bash; "
+      "set +e; COMP_WORDS=(structure-ingest WORDS); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); "
+      "_structure_ingest " STRUCTURE_INGEST_PROGRAM "; printf \"%s\\n\" \"${COMPREPLY[@]}\"'";
+  return offered(command, words);
+}
+
+TEST(Help, FitsATerminalAndHasExamples) {
+  EXPECT_EQ(output_of(STRUCTURE_INGEST_PROGRAM " hydrate --version"),
+            output_of(STRUCTURE_INGEST_PROGRAM " --version"));
+  Words commands = subcommands();
+  EXPECT_EQ(commands.size(), 15U);
+  commands.insert("");
+  for (const std::string& command : commands) {
+    const std::string text = help(command);
+    EXPECT_NE(text.find("\nExamples:\n  structure-ingest " + command), std::string::npos);
+    EXPECT_NE(text.find("\nExit status: 0 all well"), std::string::npos) << command;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
+  }
 }
 
 TEST(Completion, OffersWhatTheHelpLists) {
-  EXPECT_GE(subcommands().size(), 11U);
   EXPECT_EQ(completions("\"\""), subcommands());
   EXPECT_EQ(completions("--v"), Words{"--version"});
   for (const std::string& subcommand : subcommands()) {
@@ -94,31 +109,28 @@ TEST(Completion, DependsOnThePosition) {
   for (const auto& [words, expected] : cases) EXPECT_EQ(completions(words), expected) << words;
 }
 
-/// What Zsh and fish offer after the words of a command line.
 Words zsh_completions(const std::string& words) {
-  return matches(output_of("zsh -fc '_files() { print -r -- \"(files $*)\" }; "
-                           "compadd() { shift; print -rl -- \"$@\" }; compset() { : }; "
-                           "compdef() { : }; "
-                           "source " STRUCTURE_INGEST_SOURCE_DIR "/tools/completion.zsh; "
-                           "words=(" STRUCTURE_INGEST_PROGRAM " " +
-                           words + "); CURRENT=$#words; _structure_ingest || true'"),
-                 "([^\n]+)\n");
+  const std::string command =
+      "zsh -fc '_files() { print -r -- \"(files $*)\" }; compset() { : }; compdef() { : }; "
+      "compadd() { shift; print -rl -- \"$@\" }; "
+      "source " STRUCTURE_INGEST_SOURCE_DIR
+      "/tools/completion.zsh; "
+      "words=(" STRUCTURE_INGEST_PROGRAM " WORDS); CURRENT=$#words; _structure_ingest || true'";
+  return offered(command, words);
 }
 Words fish_completions(const std::string& line) {
-  return matches(
-      output_of(
-          "cd " STRUCTURE_INGEST_SOURCE_DIR "/examples && PATH=\"" STRUCTURE_INGEST_BINARIES
-          ":$PATH\" HOME=/nonexistent fish --no-config -c 'source " STRUCTURE_INGEST_SOURCE_DIR
-          "/tools/completion.fish; complete -C \"structure-ingest " +
-          line + "\"'"),
-      "([^\n]+)\n");
+  const std::string command =
+      "cd " STRUCTURE_INGEST_SOURCE_DIR "/examples && PATH=\"" STRUCTURE_INGEST_BINARIES
+      ":$PATH\" HOME=/nonexistent fish --no-config -c 'source " STRUCTURE_INGEST_SOURCE_DIR
+      "/tools/completion.fish; complete -C \"structure-ingest WORDS\"'";
+  return offered(command, line);
 }
 
 TEST(Completion, IsTheSameInOtherShells) {
   EXPECT_EQ(zsh_completions("\"\""), subcommands());
   EXPECT_EQ(fish_completions(""), subcommands());
   for (const std::string& subcommand : subcommands()) {
-    Words options = matches(help(subcommand), "\n  (?:-.,)?(--[a-z-]+)");
+    const Words options = options_of(help(subcommand));
     EXPECT_EQ(fish_completions(subcommand + " --"), options) << subcommand;
     Words zsh = zsh_completions(subcommand + " --");
     std::erase_if(zsh, [](const std::string& option) { return option.size() == 2; });

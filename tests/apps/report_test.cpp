@@ -1,9 +1,4 @@
 // The page of a report, and the commands that write reports and pictures.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <cstdlib>
-#include <filesystem>
 #include <regex>
 
 #include "apps/report/escape.hpp"
@@ -89,12 +84,7 @@ apps::Report hostile_report() {
 
 TEST(Report, NoTextIsMarkup) {
   const std::string page = apps::report_page(hostile_report());
-  std::size_t scripts = 0;
-  for (std::size_t at = page.find("<script"); at != std::string::npos;
-       at = page.find("<script", at + 1)) {
-    ++scripts;
-  }
-  EXPECT_EQ(scripts, 3U);
+  EXPECT_EQ(tests::count_of(page, "<script"), 3U);
   // Only the placeholder itself is filled in, and its data stand in the page once.
   EXPECT_NE(page.find("{{data}}"), std::string::npos);
   const std::string data = found(page, "<script type=\"application/json\" id=\"data\">([^<]*)<");
@@ -130,11 +120,11 @@ struct ReportCommand : testing::Test {
     w.write("bad.xyz", "x\n");
   }
   int run(const std::string& arguments) {
-    const std::string command = "cd '" + w.path() + "' && XDG_CONFIG_HOME='" + (w / "config") +
-                                "' '" + STRUCTURE_INGEST_PROGRAM + "' " + arguments + " >out 2>&1";
-    const int status = WEXITSTATUS(std::system(command.c_str()));
-    out = tests::content_of(w / "out");
-    return status;
+    const tests::CommandResult result =
+        tests::run("cd '" + w.path() + "' && XDG_CONFIG_HOME='" + (w / "config") +
+                   "' '" STRUCTURE_INGEST_PROGRAM "' " + arguments + " 2>&1");
+    out = result.output;
+    return result.status;
   }
   tests::ScratchFolder w;
   std::string out;

@@ -1,13 +1,7 @@
 // The program as a user sees it: each file under transcripts/ holds commands, which are run one
 // after the other in one folder, and all that they print. The folder reads W there, rows are not
 // broken to the width of a terminal, and `[N]` tells an exit status that is not 0.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <cstdio>
-#include <filesystem>
 #include <sstream>
-#include <vector>
 
 #include "tests/scratch_folder.hpp"
 
@@ -35,15 +29,11 @@ class Transcript : public testing::TestWithParam<std::string> {
   std::string output_of(const std::string& command) const {
     const std::string home = folder / "home";
     const std::string script = folder.write("home/command", command);
-    FILE* const pipe =
-        popen(("cd '" + folder.path() + "' && HOME='" + home + "' XDG_CONFIG_HOME='" + home +
-               "/config' PATH=\"" + STRUCTURE_INGEST_BINARIES + ":$PATH\" EXAMPLES='" +
-               STRUCTURE_INGEST_SOURCE_DIR + "/examples' bash '" + script + "' 2>&1")
-                  .c_str(),
-              "r");
-    std::string output;
-    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) output += static_cast<char>(c);
-    const int status = WEXITSTATUS(pclose(pipe));
+    auto [output, status] =
+        tests::run("cd '" + folder.path() + "' && HOME='" + home + "' XDG_CONFIG_HOME='" + home +
+                   "/config' PATH=\"" STRUCTURE_INGEST_BINARIES
+                   ":$PATH\" EXAMPLES='" STRUCTURE_INGEST_SOURCE_DIR "/examples' bash '" +
+                   script + "' 2>&1");
     replace_all(output, folder.path(), "W");
     replace_all(output, "\n" + std::string(11, ' '), " ");
     if (!output.empty() && output.back() != '\n') output += "\n";

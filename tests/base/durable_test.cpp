@@ -1,15 +1,12 @@
 #include "structure_ingest/base/durable.hpp"
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
-#include <filesystem>
 #include <system_error>
-#include <vector>
 
 #include "tests/scratch_folder.hpp"
 
@@ -18,10 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::size_t files_in(const std::string& folder) {
-  return static_cast<std::size_t>(
-      std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
-}
+using tests::entries_in;
 
 TEST(ReplaceFile, ReplacesInOneStep) {
   const tests::ScratchFolder folder;
@@ -36,7 +30,7 @@ TEST(ReplaceFile, ReplacesInOneStep) {
   EXPECT_FALSE(fs::is_symlink(folder / "link"));
   EXPECT_EQ(tests::content_of(folder / "link"), "beside");
   EXPECT_EQ(tests::content_of(target), "new");
-  EXPECT_EQ(files_in(folder.path()), 2U);
+  EXPECT_EQ(entries_in(folder.path()), 2U);
 }
 
 TEST(ReplaceFile, LeavesTheOldFileAndNothingElseWhenItFails) {
@@ -55,7 +49,7 @@ TEST(ReplaceFile, LeavesTheOldFileAndNothingElseWhenItFails) {
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old_limit), 0);
 
   EXPECT_EQ(tests::content_of(target), "old");
-  EXPECT_EQ(files_in(folder.path()), 2U);
+  EXPECT_EQ(entries_in(folder.path()), 2U);
 }
 
 // Anybody who can write to a project could place a link there that leads out of it.
@@ -71,8 +65,8 @@ TEST(ReplaceFile, FollowsNoLinkToAFolder) {
         << relative;
   }
   EXPECT_THROW(replace_file(folder / "root/a//x", "new"), fs::filesystem_error);
-  EXPECT_EQ(files_in(folder / "outside/b"), 0U);
-  EXPECT_EQ(files_in(folder / "outside"), 1U);
+  EXPECT_EQ(entries_in(folder / "outside/b"), 0U);
+  EXPECT_EQ(entries_in(folder / "outside"), 1U);
 
   folder.link("root link", "root");  // links on the way to the root are the caller's choice
   for (const char* content : {"one", "two"}) {
@@ -81,12 +75,11 @@ TEST(ReplaceFile, FollowsNoLinkToAFolder) {
     EXPECT_TRUE(files.finish().empty());
   }
   EXPECT_EQ(tests::content_of(folder / "root/c/d/x"), "two");
-  EXPECT_EQ(files_in(folder / "root/c/d"), 1U);
+  EXPECT_EQ(entries_in(folder / "root/c/d"), 1U);
 }
 
 std::size_t open_descriptors() {
-  return static_cast<std::size_t>(
-      std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+  return entries_in("/proc/self/fd");
 }
 
 TEST(FileReplacements, ReplaceManyTogether) {
@@ -109,7 +102,7 @@ TEST(FileReplacements, ReplaceManyTogether) {
       EXPECT_EQ(tests::content_of(folder / ("a/" + name(i))),
                 std::to_string(i));  // of two, the last
     }
-    EXPECT_EQ(files_in(folder / "a"), many - 1);
+    EXPECT_EQ(entries_in(folder / "a"), many - 1);
   }
   EXPECT_EQ(open_descriptors(), descriptors);
 }
@@ -134,7 +127,7 @@ TEST(FileReplacements, FailAlone) {
   }
   EXPECT_EQ(tests::content_of(folder / "a/x"), "5");
   EXPECT_EQ(tests::content_of(folder / "a/y"), "3");
-  EXPECT_EQ(files_in(folder / "a"), 3U);
+  EXPECT_EQ(entries_in(folder / "a"), 3U);
 }
 
 // A host that has nearly all of its descriptors open must still be able to read the next file.
@@ -152,7 +145,7 @@ TEST(FileReplacements, LeaveDescriptorsToOthers) {
   }
   EXPECT_TRUE(files.finish().empty());
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &old_limit), 0);
-  EXPECT_EQ(files_in(folder / "a"), FileSyncs::MOST);
+  EXPECT_EQ(entries_in(folder / "a"), FileSyncs::MOST);
 }
 
 // The access rights of another user's file are kept.
@@ -218,7 +211,7 @@ TEST(ReplaceFile, RemovesFilesOfKilledProcesses) {
   replace_file(folder / "file", "new");
   EXPECT_FALSE(fs::exists(old));
   for (const std::string& path : kept) EXPECT_TRUE(fs::exists(path)) << path;
-  EXPECT_EQ(files_in(folder.path()), kept.size() + 1);
+  EXPECT_EQ(entries_in(folder.path()), kept.size() + 1);
 }
 
 }  // namespace

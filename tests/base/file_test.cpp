@@ -1,14 +1,14 @@
 #include "structure_ingest/base/file.hpp"
 
-#include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <array>
-#include <filesystem>
 #include <fstream>
 #include <system_error>
 
 #include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/log.hpp"
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest::internal {
@@ -22,7 +22,6 @@ TEST(InputFile, ReadsWholeFilesAndDigests) {
   const std::string path = folder.write("a b\n'c", bytes);
   EXPECT_EQ(read_file(path), bytes);
   EXPECT_EQ(sha256_hex_of_file(path), sha256_hex(bytes));
-  EXPECT_EQ(sha256_hex("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
 
 TEST(InputFile, RefusesAnythingButRegularFiles) {
@@ -74,6 +73,87 @@ TEST(InputFile, RefusesToReadALargeFileWhole) {
   } catch (const fs::filesystem_error& error) {
     EXPECT_EQ(error.code(), std::errc::file_too_large);
   }
+}
+
+TEST(AppendLine, AppendsLinesButNotThroughALink) {
+  const tests::ScratchFolder folder;
+  append_line(folder / "log", "one");
+  append_line(folder / "log", "two");
+  EXPECT_EQ(tests::content_of(folder / "log"), "one\ntwo\n");
+  folder.link("link", "log");
+  folder.link("folder", ".");
+  const std::string fifo = folder / "fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& path : {folder / "link", folder / "folder/log", fifo}) {
+    EXPECT_THROW(append_line(path, "three"), fs::filesystem_error) << path;
+  }
+  EXPECT_EQ(tests::content_of(folder / "log"), "one\ntwo\n");
+
+  rlimit old_limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
+  const rlimit small = {10, old_limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_THROW(append_line(folder / "log", "three"), fs::filesystem_error);  // only "th" fits
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old_limit), 0);
+}
+
+TEST(AppendLine, KeepsATornLineApart) {
+  const tests::ScratchFolder folder;
+  const std::string log = folder.write("log", "one\ntw");
+  append_line(log, "three");
+  append_line(log, "four");
+  EXPECT_EQ(tests::content_of(log), "one\ntw\nthree\nfour\n");
+}
+
+TEST(RotateLog, MovesALargeLogAndKeepsOneOlder) {
+  const tests::ScratchFolder folder;
+  const std::string log = folder / "log";
+  rotate_log(log, 0);
+  for (const char* line : {"1", "22", "333", "4444", "55555"}) {
+    append_line(log, line);
+    rotate_log(log, 4);
+  }
+  EXPECT_EQ(tests::content_of(log + ".1"), "55555\n");
+  EXPECT_FALSE(fs::exists(log));
+  append_line(log, "666");
+  rotate_log(log, 4);
+  EXPECT_EQ(tests::content_of(log), "666\n");
+
+  // When the rename fails, the log stays.
+  folder.write("outside/log", "long line\n");
+  folder.link("link", "outside");
+  folder.link("log link", "outside/log");
+  folder.make_folder("outside/log.1");
+  for (const char* name : {"link/log", "log link", "outside/log"}) {
+    rotate_log(folder / name, 4);
+    EXPECT_EQ(tests::content_of(folder / name), "long line\n");
+  }
+}
+
+TEST(Digest, Base64) {
+  for (const auto& [bytes, text] : std::initializer_list<std::pair<std::string, std::string>>{
+           {"", ""},
+           {"f", "Zg=="},
+           {"fo", "Zm8="},
+           {"foo", "Zm9v"},
+           {"foobar", "Zm9vYmFy"},
+           {std::string("\xff\x00\xfe", 3), "/wD+"}}) {
+    EXPECT_EQ(base64(bytes), text);
+  }
+}
+
+// More bytes than libcrypto encodes in one call.
+TEST(Digest, Base64OfManyBytes) {
+  const std::string text = base64(std::string(std::size_t{4} << 20, 'a'));
+  EXPECT_EQ(text.size(), ((std::size_t{4} << 20) + 2) / 3 * 4);
+  EXPECT_EQ(text.substr(text.size() - 8), "YWFhYQ==");
+  EXPECT_EQ(text.find('='), text.size() - 2);
+  EXPECT_EQ(text.substr(std::size_t{4} << 20, 8), "YWFhYWFh");
+}
+
+TEST(Digest, HexAndBytesAgree) {
+  EXPECT_EQ(sha256_hex("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_EQ(sha256_bytes("abc").substr(0, 3), "\xba\x78\x16");
 }
 
 }  // namespace

@@ -1,15 +1,12 @@
 #include "structure_ingest/base/durable.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
 #include <memory>
-#include <string>
 #include <system_error>
 #include <thread>
 
@@ -49,12 +46,9 @@ TEST(FolderLock, IsOpenToUsersWhoMayWriteToTheFolder) {
   EXPECT_NO_THROW(FolderLock(folder.path(), std::chrono::milliseconds(0)));
   close(reader);
 
-  struct Case {
-    mode_t folder;
-    mode_t lock;
-  };
-  for (const auto& [folder_mode, lock_mode] :
-       {Case{0755, 0600}, Case{0775, 0660}, Case{0777, 0666}, Case{01777, 0600}}) {
+  const std::pair<mode_t, mode_t> cases[] = {
+      {0755, 0600}, {0775, 0660}, {0777, 0666}, {01777, 0600}};
+  for (const auto& [folder_mode, lock_mode] : cases) {
     fs::remove(folder / ".structure_ingest.lock");
     ASSERT_EQ(chmod(folder.path().c_str(), folder_mode), 0);
     const FolderLock lock(folder.path());

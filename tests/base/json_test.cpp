@@ -60,24 +60,19 @@ TEST(ParseJson, ReportsErrorsAndLosesNothing) {
        std::string(300, 'x'))
           .substr(0, 300) +
       "... (389 bytes)";
-  struct Case {
-    std::string text;
-    std::size_t line, column;
-    std::string reason;
+  const std::tuple<std::string, std::size_t, std::size_t, std::string> cases[] = {
+      {"{\"a\": 1,\n oops}", 2, 2,
+       "syntax error while parsing object key - invalid literal; last read: '1,<U+000A> "
+       "o'; "
+       "expected string literal"},
+      {"[1", 1, 3, "syntax error while parsing array - unexpected end of input; expected ']'"},
+      {std::string("\0", 1), 0, 0, "a NUL character after 0 bytes"},
+      {"[12345678901234567890123]", 0, 0,
+       "the integer 12345678901234567890123 is too large to be kept exactly"},
+      {"[1e400]", 0, 0, "number overflow parsing '1e400'"},
+      {"[\"" + std::string(300, 'x') + "\xFF\"]", 1, 303, cut_short},
   };
-  for (const auto& [text, line, column, reason] : {
-           Case{"{\"a\": 1,\n oops}", 2, 2,
-                "syntax error while parsing object key - invalid literal; last read: '1,<U+000A> "
-                "o'; "
-                "expected string literal"},
-           Case{"[1", 1, 3,
-                "syntax error while parsing array - unexpected end of input; expected ']'"},
-           Case{std::string("\0", 1), 0, 0, "a NUL character after 0 bytes"},
-           Case{"[12345678901234567890123]", 0, 0,
-                "the integer 12345678901234567890123 is too large to be kept exactly"},
-           Case{"[1e400]", 0, 0, "number overflow parsing '1e400'"},
-           Case{"[\"" + std::string(300, 'x') + "\xFF\"]", 1, 303, cut_short},
-       }) {
+  for (const auto& [text, line, column, reason] : cases) {
     try {
       parse_json(text);
       ADD_FAILURE() << text;

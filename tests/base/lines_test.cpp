@@ -1,9 +1,5 @@
 #include "structure_ingest/base/lines.hpp"
 
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "tests/scratch_folder.hpp"
 
 namespace structure_ingest::internal {
@@ -21,31 +17,22 @@ Lines lines_of(const std::string& path, std::size_t piece_size) {
 
 TEST(LineReader, SplitsAtEveryBoundaryWhateverThePieces) {
   const tests::ScratchFolder folder;
-  struct Case {
-    std::string_view text;
-    Lines lines;
+  const std::pair<std::string_view, Lines> cases[] = {
+      {"", {}},
+      {"a", {"a"}},
+      {"a\n", {"a"}},
+      {"\n", {""}},
+      {"a\n\nb", {"a", "", "b"}},
+      {"a\r\nb\rc\r\r\nd\r", {"a", "b", "c", "", "d"}},
+      {"1\v2\f3\x1Cx\x1Dy\x1Ez\u00857\u20288\u20299\x1F!",
+       {"1", "2", "3", "x", "y", "z", "7", "8", "9\x1F!"}},
+      {"\u00C2\u00A9\u2027x\u2030", {"\u00C2\u00A9\u2027x\u2030"}},  // look alike
+      {"\uFEFF3\n", {"\uFEFF3"}},
+      // Invalid bytes are removed before lines are split: these two line ends become one.
+      {"a\r\xFF\nb\xE2\x80\n\xC2", {"a", "b"}},
+      {"a\xE2\x80", {"a"}},
   };
-  for (const auto& [text, lines] : {
-           Case{"", {}},
-           Case{"a", {"a"}},
-           Case{"a\n", {"a"}},
-           Case{"\n", {""}},
-           Case{"a\n\nb", {"a", "", "b"}},
-           Case{"a\r\nb\rc\r\r\nd\r", {"a", "b", "c", "", "d"}},
-           Case{"1\v2\f3\x1C"
-                "4\x1D"
-                "5\x1E"
-                "6\u0085"
-                "7\u2028"
-                "8\u2029"
-                "9\x1F!",
-                {"1", "2", "3", "4", "5", "6", "7", "8", "9\x1F!"}},
-           Case{"\u00C2\u00A9\u2027x\u2030", {"\u00C2\u00A9\u2027x\u2030"}},  // look alike
-           Case{"\uFEFF3\n", {"\uFEFF3"}},
-           // Invalid bytes are removed before lines are split: these two line ends become one.
-           Case{"a\r\xFF\nb\xE2\x80\n\xC2", {"a", "b"}},
-           Case{"a\xE2\x80", {"a"}},
-       }) {
+  for (const auto& [text, lines] : cases) {
     const std::string path = folder.write("text", text);
     for (const std::size_t piece_size : {1U, 2U, 3U, 5U, 1000U}) {
       EXPECT_EQ(lines_of(path, piece_size), lines) << text << " in pieces of " << piece_size;

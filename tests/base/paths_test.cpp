@@ -1,9 +1,5 @@
 #include "structure_ingest/base/paths.hpp"
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <filesystem>
 #include <stdexcept>
 
 #include "tests/scratch_folder.hpp"
@@ -12,23 +8,18 @@ namespace structure_ingest::internal {
 namespace {
 
 TEST(Path, NormalFormAndParts) {
-  struct Case {
-    const char* path;
-    const char* text;
-    const char* name;
-    const char* parent;
+  const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
+      {"", ".", "", "."},
+      {"/", "/", "", "/"},
+      {"a.xyz", "a.xyz", "a.xyz", "."},
+      {"./a//b/./c/", "a/b/c", "c", "a/b"},
+      {"//a/../b", "/a/../b", "b", "/a/.."},
+      {"/a", "/a", "a", "/"},
+      {"..", "..", "..", "."},
+      {"x/.", "x", "x", "."},
+      {"a b\n\xFF/c'd", "a b\n\xFF/c'd", "c'd", "a b\n\xFF"},
   };
-  for (const auto& [path, text, name, parent] : {
-           Case{"", ".", "", "."},
-           Case{"/", "/", "", "/"},
-           Case{"a.xyz", "a.xyz", "a.xyz", "."},
-           Case{"./a//b/./c/", "a/b/c", "c", "a/b"},
-           Case{"//a/../b", "/a/../b", "b", "/a/.."},
-           Case{"/a", "/a", "a", "/"},
-           Case{"..", "..", "..", "."},
-           Case{"x/.", "x", "x", "."},
-           Case{"a b\n\xFF/c'd", "a b\n\xFF/c'd", "c'd", "a b\n\xFF"},
-       }) {
+  for (const auto& [path, text, name, parent] : cases) {
     EXPECT_EQ(path_text(path), text);
     EXPECT_EQ(file_name(path), name) << path;
     EXPECT_EQ(parent_folder(path_text(path)), parent) << path;
@@ -54,20 +45,17 @@ TEST(Path, ResolvesDanglingLinks) {
   folder.link("absolute", folder / "real");
   folder.link("dangling", "nowhere/x");
   folder.link("loop", "loop/y");
-  struct Case {
-    const char* path;
-    const char* resolved;
+  const std::pair<const char*, const char*> cases[] = {
+      {"real//sub/../a.xyz", "real/a.xyz"},
+      {"to_sub/../a.xyz", "real/a.xyz"},  // ".." is the parent of the link's target
+      {"chain/a.xyz", "real/sub/a.xyz"},
+      {"absolute/./sub", "real/sub"},
+      {"dangling/z", "nowhere/x/z"},
+      {"missing/../other", "other"},
+      {"loop/../z", "z"},
+      {"loop", "loop"},
   };
-  for (const auto& [path, resolved] : {
-           Case{"real//sub/../a.xyz", "real/a.xyz"},
-           Case{"to_sub/../a.xyz", "real/a.xyz"},  // ".." is the parent of the link's target
-           Case{"chain/a.xyz", "real/sub/a.xyz"},
-           Case{"absolute/./sub", "real/sub"},
-           Case{"dangling/z", "nowhere/x/z"},
-           Case{"missing/../other", "other"},
-           Case{"loop/../z", "z"},
-           Case{"loop", "loop"},
-       }) {
+  for (const auto& [path, resolved] : cases) {
     EXPECT_EQ(resolve_path(folder / path), folder / resolved) << path;
   }
   EXPECT_EQ(resolve_path("/../.."), "/");
@@ -115,9 +103,7 @@ TEST(Path, AResolverGivesWhatResolvingAloneGives) {
 }
 
 TEST(Path, ExpandsTheHomeDirectory) {
-  const char* const old_home = getenv("HOME");
-  const std::string kept = old_home == nullptr ? "" : old_home;
-  setenv("HOME", "/home/of user/", 1);
+  const tests::Environment home("HOME", "/home/of user/");
   EXPECT_EQ(expand_home("~"), "/home/of user");
   EXPECT_EQ(expand_home("~//a.xyz"), "/home/of user/a.xyz");
   EXPECT_EQ(expand_home("a/~"), "a/~");
@@ -125,7 +111,6 @@ TEST(Path, ExpandsTheHomeDirectory) {
   EXPECT_EQ(expand_home("~daemon/x"), "/usr/sbin/x");
   EXPECT_THROW(expand_home("~no such user/x"), std::runtime_error);
   EXPECT_THROW(expand_home(std::string("~root\0x/y", 9)), std::invalid_argument);
-  setenv("HOME", kept.c_str(), 1);
 }
 
 TEST(Path, TestsForObjects) {

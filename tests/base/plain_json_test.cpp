@@ -1,8 +1,8 @@
 #include "structure_ingest/base/json_values.hpp"
 
-#include <gtest/gtest.h>
-
 #include <random>
+
+#include "tests/scratch_folder.hpp"
 
 namespace structure_ingest::internal {
 namespace {
@@ -69,37 +69,20 @@ class Writer {
 
  private:
   int below(int end) { return static_cast<int>(random_() % static_cast<unsigned>(end)); }
-  template <std::size_t size>
-  std::string one_of(const char* const (&texts)[size]) {
-    return texts[below(static_cast<int>(size))];
+  /// One of the texts between the bars.
+  std::string one_of(std::string_view list) {
+    const std::vector<std::string> texts = tests::split(list, '|');
+    return texts[random_() % texts.size()];
   }
-  std::string blank() { return one_of({"", "", "", " ", "\n", "\t\r\n "}); }
+  std::string blank() { return one_of("||| |\n|\t\r\n "); }
 
   std::string number() {
     switch (below(4)) {
       case 0:
-        return one_of({"0",
-                       "-1",
-                       "1e5",
-                       "-0.0",
-                       "1E-400",
-                       "1e400",
-                       "18446744073709551615",
-                       "18446744073709551616",
-                       "9223372036854775808",
-                       "-9223372036854775808",
-                       "-9223372036854775809",
-                       "01",
-                       "1.",
-                       ".5",
-                       "+1",
-                       "-",
-                       "1e",
-                       "0.1e+2",
-                       "2.2250738585072011e-308",
-                       "1.7976931348623159e308",
-                       "5e-324",
-                       "0x1"});
+        return one_of(
+            "0|-1|1e5|-0.0|1E-400|1e400|18446744073709551615|18446744073709551616|"
+            "9223372036854775808|-9223372036854775808|-9223372036854775809|01|1.|.5|+1|-|1e|0.1e+2|"
+            "2.2250738585072011e-308|1.7976931348623159e308|5e-324|0x1");
       case 1:
         return std::to_string(static_cast<std::int64_t>(random_()));
       default:
@@ -110,27 +93,10 @@ class Writer {
   std::string string() {
     std::string text = "\"";
     for (int i = below(6); i > 0; --i) {
-      text += one_of({"a",
-                      "key",
-                      "\u00E9",
-                      "\U0001F600",
-                      "\\n",
-                      "\\\"",
-                      "\\u0041",
-                      "\\u0000",
-                      "/",
-                      "\\/",
-                      "\\ud83d\\ude00",
-                      "\\uD800",
-                      "\\udc00x",
-                      "\\x",
-                      "\x7F",
-                      "\t",
-                      "\xC0\x80",
-                      "\xF4\x90\x80\x80",
-                      "\uFFFF",
-                      "\\uffff",
-                      "\xEF\xBB\xBF"});
+      text += one_of(
+          "a|key|\u00E9|\U0001F600|\\n|\\\"|\\u0041|\\u0000|/|\\/"
+          "|\\ud83d\\ude00|\\uD800|\\udc00x|\\x|"
+          "\x7F|\t|\xC0\x80|\xF4\x90\x80\x80|\uFFFF|\\uffff|\xEF\xBB\xBF");
       if (below(4) != 0)
         return text.substr(0, 2) == "\"\\" ? text + "\"" : "\"k" + text.substr(1) + "\"";
     }
@@ -138,7 +104,7 @@ class Writer {
   }
   std::string value(int depth) {
     const int kind = below(depth > 5 ? 4 : 8);
-    if (kind == 0) return one_of({"null", "true", "false", "nul", "NaN"});
+    if (kind == 0) return one_of("null|true|false|nul|NaN");
     if (kind == 1) return string();
     if (kind < 4) return number();
     const bool is_object = kind < 6;

@@ -46,6 +46,12 @@ def row_by_single_calls(path):
     return row
 
 
+def assert_as_by_single_calls(rows):
+    for path, row in rows.items():
+        single = row_by_single_calls(path)
+        assert {name: row[name] for name in single} == single
+
+
 def rows_by_path(out):
     rows = list(bulk.read_rows(out))
     by_path = {row["path"]: row for row in rows}

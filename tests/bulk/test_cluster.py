@@ -8,7 +8,7 @@ import time
 
 import pytest
 
-from conftest import ROOT, BAD, cubic, row_by_single_calls, rows_by_path
+from conftest import BAD, ROOT, assert_as_by_single_calls, cubic, rows_by_path
 from structure_ingest import bulk
 
 pytest.importorskip("distributed")
@@ -41,9 +41,7 @@ def test_a_killed_worker_costs_no_row(files, tmp_path, cluster, client):
     expected = sorted(str(path) for path in files.rglob("*") if path.is_file()
                       and path.name != "notes.txt")
     assert sorted(rows) == expected
-    for path, row in rows.items():
-        single = row_by_single_calls(path)
-        assert {name: row[name] for name in single} == single
+    assert_as_by_single_calls(rows)
     assert summary.run.most_in_flight <= 6
     assert not [name for name in os.listdir(tmp_path / "out") if name.startswith(".rows")]
 

@@ -2,6 +2,7 @@
 
 import contextlib
 import gzip
+import hashlib
 import json
 import os
 import subprocess
@@ -9,7 +10,7 @@ import sys
 
 import pytest
 
-from conftest import BAD, cubic, row_by_single_calls, rows_by_path
+from conftest import BAD, assert_as_by_single_calls, cubic, rows_by_path
 from structure_ingest import _core, bulk
 from structure_ingest.bulk.chunks import Attempt
 from structure_ingest.bulk.parts import Part
@@ -26,15 +27,14 @@ def test_rows_say_what_the_single_calls_say(files, tmp_path):
     rows = rows_by_path(out)
     assert [os.path.relpath(path, files) for path in rows] == [
         "a.xyz", "bad.xyz", "z.xyz", "b/1.xyz", "b/2.xyz", "b/POSCAR", "b/broken.cif"]
+    assert_as_by_single_calls(rows)
     for path, row in rows.items():
-        single = row_by_single_calls(path)
-        assert {name: row[name] for name in single} == single
         assert (row["size"], row["mtime_ns"]) == (os.stat(path).st_size, os.stat(path).st_mtime_ns)
         record, _ = _core.check(None, path)
         assert (row["symbols"], row["positions_ang"]) == (record.symbols, record.positions_ang)
         if record.ok:
             copy = tmp_path / _core.write_copy(tmp_path, record)
-            assert row["canonical_sha256"] == bulk_digest(copy.read_bytes())
+            assert row["canonical_sha256"] == hashlib.sha256(copy.read_bytes()).hexdigest()
         else:
             assert row["canonical_sha256"] is None
     iron = rows[str(files / "a.xyz")]
@@ -47,11 +47,6 @@ def test_rows_say_what_the_single_calls_say(files, tmp_path):
         assert [json.loads(line) for line in stream] == [
             {"canonical_sha256": rows[str(files / "z.xyz")]["canonical_sha256"],
              "paths": [str(files / "b/2.xyz"), str(files / "z.xyz")]}]
-
-
-def bulk_digest(content):
-    import hashlib
-    return hashlib.sha256(content).hexdigest()
 
 
 def test_numbers_that_json_has_not_are_null(tmp_path):
@@ -91,9 +86,7 @@ def test_a_second_run_reads_what_changed(files, tmp_path):
     mended = bulk.write_rows(files, out)
     assert (mended.run.read, mended.rows, mended.ok) == (2, 8, 7)
     assert {name: content for name, content in part_bytes(out).items() if name in first} == first
-    for path, row in rows_by_path(out).items():
-        single = row_by_single_calls(path)
-        assert {name: row[name] for name in single} == single
+    assert_as_by_single_calls(rows_by_path(out))
 
 
 def test_a_file_that_went_is_a_file_that_changed(files, tmp_path):
@@ -163,14 +156,10 @@ def test_the_index_is_made_again(files, tmp_path, damage):
     (files / "a.xyz").write_text(cubic("Ni", 3.1))
     bulk.write_rows(files, out)
     rows = rows_by_path(out)
-    if damage == "missing":
-        index.unlink()
-    elif damage == "no database":
-        index.write_bytes(b"something else" * 1000)
-    elif damage == "behind":
-        index.write_bytes(old)
-    else:
-        (out / "rows-0002-000000.jsonl.gz").unlink()
+    {"missing": index.unlink,
+     "no database": lambda: index.write_bytes(b"something else" * 1000),
+     "behind": lambda: index.write_bytes(old),
+     "ahead": (out / "rows-0002-000000.jsonl.gz").unlink}[damage]()
     summary = bulk.write_rows(files, out)
     assert (summary.run.read, summary.rows) == (1 if damage == "ahead" else 0, 7)
     assert rows_by_path(out) == rows

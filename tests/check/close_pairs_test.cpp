@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <random>
 #include <tuple>
 
@@ -73,16 +72,17 @@ TEST(ClosePairs, AgreeWithTheSlowSearch) {
     Rows cell;
     int images;  // number of cells that the longest limit, 2.6 Å, can span
   };
-  for (const auto& [what, cell, images] : {
-           Case{"no cell", {}, 0},
-           Case{"cube", {{9, 0, 0}, {0, 9, 0}, {0, 0, 9}}, 1},
-           Case{"left-handed", {{0, 9, 0}, {9, 0, 0}, {0, 0, 9}}, 1},
-           Case{"skewed", {{8, 0, 0}, {7, 5, 0}, {-6, 4, 6}}, 3},
-           Case{"face-centred", {{0, 3, 3}, {3, 0, 3}, {3, 3, 0}}, 2},
-           Case{"tiny", {{1.1, 0, 0}, {0.2, 1.3, 0}, {0, 0.1, 1.2}}, 4},
-           Case{"flat", {{14, 0, 0}, {0, 14, 0}, {1, 1, 1}}, 4},
-           Case{"needle", {{60, 0, 0}, {0, 2, 0}, {0, 0, 2}}, 3},
-       }) {
+  const Case cases[] = {
+      {"no cell", {}, 0},
+      {"cube", {{9, 0, 0}, {0, 9, 0}, {0, 0, 9}}, 1},
+      {"left-handed", {{0, 9, 0}, {9, 0, 0}, {0, 0, 9}}, 1},
+      {"skewed", {{8, 0, 0}, {7, 5, 0}, {-6, 4, 6}}, 3},
+      {"face-centred", {{0, 3, 3}, {3, 0, 3}, {3, 3, 0}}, 2},
+      {"tiny", {{1.1, 0, 0}, {0.2, 1.3, 0}, {0, 0.1, 1.2}}, 4},
+      {"flat", {{14, 0, 0}, {0, 14, 0}, {1, 1, 1}}, 4},
+      {"needle", {{60, 0, 0}, {0, 2, 0}, {0, 0, 2}}, 3},
+  };
+  for (const auto& [what, cell, images] : cases) {
     for (int repeat = 0; repeat < 20; ++repeat) {
       const auto count = static_cast<std::size_t>(repeat < 4 ? repeat + 1 : images > 3 ? 12 : 40);
       Rows inside;
@@ -120,32 +120,21 @@ TEST(ClosePairs, AreFoundFarFromTheOrigin) {
 
 TEST(ClosePairs, AreIncompleteForSenselessStructures) {
   const double huge = 1e300;
-  struct Case {
-    const char* what;
-    Rows positions;
-    Rows cell;
-    std::size_t least_pairs;
+  const std::tuple<const char*, Rows, Rows, std::size_t> cases[] = {
+      {"20000 atoms in one place", Rows(20000, {1, 2, 3}), {}, MOST_CLOSE_PAIRS},
+      {"the same in a cell",
+       Rows(20000, {1, 2, 3}),
+       {{5, 0, 0}, {0, 5, 0}, {0, 0, 5}},
+       MOST_CLOSE_PAIRS},
+      {"a cell thinner than any atom", {{0, 0, 0}}, {{1e-6, 0, 0}, {0, 9, 0}, {0, 0, 9}}, 0},
+      {"a cell of many images", Rows(3, {0, 0, 0}), {{0.01, 0, 0}, {0, 0.01, 0}, {0, 0, 0.01}}, 0},
+      {"positions beyond any length", {{huge, 0, 0}, {-huge, huge, 0}, {0, 0, 0}}, {}, 0},
+      {"fractions beyond any number",
+       {{1e200, 0, 0}, {0, 0, 0}},
+       {{5, 0, 0}, {0, 5, 0}, {0, 0, 5}},
+       0},
   };
-  for (const auto& [what, positions, cell, least_pairs] : {
-           Case{"20000 atoms in one place", Rows(20000, {1, 2, 3}), {}, MOST_CLOSE_PAIRS},
-           Case{"the same in a cell",
-                Rows(20000, {1, 2, 3}),
-                {{5, 0, 0}, {0, 5, 0}, {0, 0, 5}},
-                MOST_CLOSE_PAIRS},
-           Case{"a cell thinner than any atom",
-                {{0, 0, 0}},
-                {{1e-6, 0, 0}, {0, 9, 0}, {0, 0, 9}},
-                0},
-           Case{"a cell of many images",
-                Rows(3, {0, 0, 0}),
-                {{0.01, 0, 0}, {0, 0.01, 0}, {0, 0, 0.01}},
-                0},
-           Case{"positions beyond any length", {{huge, 0, 0}, {-huge, huge, 0}, {0, 0, 0}}, {}, 0},
-           Case{"fractions beyond any number",
-                {{1e200, 0, 0}, {0, 0, 0}},
-                {{5, 0, 0}, {0, 5, 0}, {0, 0, 5}},
-                0},
-       }) {
+  for (const auto& [what, positions, cell, least_pairs] : cases) {
     const std::vector<float> reach(positions.size(), 0.5F);
     const ClosePairs found = find_close_pairs(positions, reach, cell, 0.5F);
     EXPECT_FALSE(found.complete) << what;

@@ -1,8 +1,6 @@
 #include "tests/check/findings_in.hpp"
 
-#include <gtest/gtest.h>
-
-#include <optional>
+#include <algorithm>
 
 #include "structure_ingest/readers/dispatch.hpp"
 
@@ -43,6 +41,11 @@ std::string codes_of(const std::vector<Finding>& findings) {
   return codes;
 }
 
+std::string cubic_cell(const std::string& edge) {
+  return "_cell_length_a " + edge + "\n_cell_length_b " + edge + "\n_cell_length_c " + edge +
+         "\n_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n";
+}
+
 std::string message_of(const std::vector<Finding>& findings, std::string_view code) {
   for (const Finding& finding : findings) {
     if (finding.code == code) return finding.message;
@@ -54,6 +57,18 @@ std::vector<Finding> findings_in(const ScratchFolder& folder, std::string_view n
                                  std::string_view content) {
   return structure_ingest::check_structure(
       parser_of_test().parse(folder.write(name, content), {.content = true}));
+}
+
+void expect_findings(const std::vector<FindingsCase>& cases) {
+  const ScratchFolder folder;
+  for (const auto& [name, content, codes, message] : cases) {
+    const std::vector<Finding> findings = findings_in(folder, name, content);
+    EXPECT_EQ(codes_of(findings), codes) << name << "\n" << content;
+    std::vector<std::string> messages = {""};
+    for (const Finding& finding : findings) messages.push_back(finding.message);
+    EXPECT_NE(std::find(messages.begin(), messages.end(), message), messages.end())
+        << message << "\nis none of " << testing::PrintToString(messages);
+  }
 }
 
 }  // namespace tests

@@ -1,9 +1,5 @@
 #include "structure_ingest/discovery/hydrate.hpp"
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <filesystem>
 #include <span>
 #include <stdexcept>
 #include <system_error>
@@ -25,8 +21,8 @@ using Paths = std::vector<std::string>;
 const char* const HELIUM = "1\n\nHe 0 0 0\n";
 const std::string NO_CELL =
     "No cell/lattice information in this XYZ file. A periodic QELDA calculation needs "
-    "domain.latvec: "
-    "confirm the cell with the user or treat the system as a molecule in a vacuum box.";
+    "domain.latvec: confirm the cell with the user or treat the system as a molecule in a vacuum "
+    "box.";
 
 struct Hydrate : testing::Test {
   Hydrate() : modules(tests::fake_modules(calls)) {
@@ -107,11 +103,6 @@ TEST_F(Hydrate, RemembersTheStrongestKind) {
 TEST_F(Hydrate, SweepsAllButUntrustedProjects) {
   state["attached_workspace"] = {{"inventory", {{"structure_files", {"in.xyz"}}}}};
   state["selected_workroot"] = w / "ws";
-  struct Case {
-    Collaborators::TrustStateFor trust;
-    std::size_t entries;
-    Paths inventoried;
-  };
   const auto says = [this](const char* text) {
     return [this, text](const std::string& folder) {
       EXPECT_EQ(folder, w / "ws/proj");
@@ -119,10 +110,13 @@ TEST_F(Hydrate, SweepsAllButUntrustedProjects) {
     };
   };
   const Paths roots = {w / "ws"};
-  for (const auto& [trust, entries, inventoried] :
-       {Case{says("trusted"), 3, roots}, Case{says("UNTRUSTED"), 3, roots}, Case{nullptr, 3, roots},
-        Case{[](const auto&) -> TrustRecord { throw 1; }, 3, roots},
-        Case{says("untrusted"), 1, {}}}) {
+  const std::tuple<Collaborators::TrustStateFor, std::size_t, Paths> cases[] = {
+      {says("trusted"), 3, roots},
+      {says("UNTRUSTED"), 3, roots},
+      {nullptr, 3, roots},
+      {[](const auto&) -> TrustRecord { throw 1; }, 3, roots},
+      {says("untrusted"), 1, {}}};
+  for (const auto& [trust, entries, inventoried] : cases) {
     modules.trust_state_for = trust;
     calls->inventoried.clear();
     Json swept = state;
@@ -153,11 +147,8 @@ TEST_F(Hydrate, ConsidersTheFirstEight) {
 }
 
 TEST_F(Hydrate, ExpandsTheHomeDirectoryButNotInTheProject) {
-  const std::filesystem::path old_folder = std::filesystem::current_path();
-  const char* const old_home = getenv("HOME");
-  const std::string kept = old_home == nullptr ? "" : old_home;
-  std::filesystem::current_path(w.make_folder("here"));
-  setenv("HOME", w.path().c_str(), 1);
+  const tests::CurrentFolder current(w.make_folder("here"));
+  const tests::Environment home("HOME", w.path());
   state["project_path"] = "~/proj";
   state["project_resolution"] = {{"requested_path", "~no such user"}};  // ignored
   state["selected_workroot"] = "~/ws";
@@ -173,8 +164,6 @@ TEST_F(Hydrate, ExpandsTheHomeDirectoryButNotInTheProject) {
   state["structure_notes"] = 5;
   EXPECT_TRUE(hydrate({"c.xyz"}).empty());
   EXPECT_EQ(calls->suppressed.at(0).first, Json());  // not the folder used in its place
-  setenv("HOME", kept.c_str(), 1);
-  std::filesystem::current_path(old_folder);
 }
 
 TEST_F(Hydrate, LearnsTheFolderAboveTheAgentsOutputs) {
@@ -379,19 +368,16 @@ TEST_F(Hydrate, NotesDroppedStructures) {
 
 TEST_F(Hydrate, ReportsUnexpectedErrorsAndReturnsNothing) {
   const std::string path = w.write("a.xyz", HELIUM);
-  struct Case {
-    const char* key;
-    Json value;
+  const std::pair<const char*, Json> cases[] = {
+      {"attachments", true},
+      {"structure_sources", 5},
+      {"structure_notes", 2.5},
+      {"structure_sources", Json::parse(R"([{"metadata": "text"}])")},
+      {"project_path", std::string("nul\0", 4)},
+      {"attached_workspace", {{"project_path", "~no such user"}}},
+      {"attachments", Json::parse(R"([{"path": "nul\u0000.xyz"}])")},
   };
-  for (const auto& [key, value] : {
-           Case{"attachments", true},
-           Case{"structure_sources", 5},
-           Case{"structure_notes", 2.5},
-           Case{"structure_sources", Json::parse(R"([{"metadata": "text"}])")},
-           Case{"project_path", std::string("nul\0", 4)},
-           Case{"attached_workspace", {{"project_path", "~no such user"}}},
-           Case{"attachments", Json::parse(R"([{"path": "nul\u0000.xyz"}])")},
-       }) {
+  for (const auto& [key, value] : cases) {
     Json broken = state;
     broken[key] = value;
     calls->suppressed.clear();
@@ -420,8 +406,6 @@ TEST_F(Hydrate, ReportsUnexpectedErrorsAndReturnsNothing) {
   EXPECT_TRUE(hydrate_user_structures(no_mapping, {.collaborators = modules}).empty());
 }
 
-// For any state: either the structure is ingested, or one error is reported, never both, and
-// nothing else in the state changes.
 // Nothing happens after an interruption, whichever module it comes from.
 TEST_F(Hydrate, AnInterruptionEndsTheCall) {
   const std::string water = w.write("water.xyz", HELIUM);
@@ -442,10 +426,11 @@ TEST_F(Hydrate, AnInterruptionEndsTheCall) {
   expect_end(interrupted);
 }
 
+// For any state: either the structure is ingested, or one error is reported, never both, and
+// nothing else in the state changes.
 TEST_F(Hydrate, EveryKeyMayHoldEveryKindOfValue) {
   const std::string path = w.write("a.xyz", HELIUM);
-  const std::filesystem::path old_folder = std::filesystem::current_path();
-  std::filesystem::current_path(w.path());  // relative projects are made here
+  const tests::CurrentFolder current(w.path());  // relative projects are made here
   const Json kinds = Json::parse(R"([null, true, false, 0, 1, -1.5, 1e300, "", " ", "text", "/",
       "~nobody", "a\u0000b", [], [null], [1], ["a"], [[]], [{}], [{"path": 1}], [{"path": []}],
       {}, {"a": 1}, {"path": {}}, {"inventory": 5}, {"inventory": {"structure_files": 5}},
@@ -470,7 +455,6 @@ TEST_F(Hydrate, EveryKeyMayHoldEveryKindOfValue) {
       }
     }
   }
-  std::filesystem::current_path(old_folder);
 }
 
 TEST_F(Hydrate, AMalformedNoteListFailsAfterTheSources) {

@@ -51,31 +51,27 @@ Notes notes_of(const RelevanceResult& filtered) {
 }
 
 TEST(RelevanceFilter, DropsStructuresUnrelatedWithConfidence) {
-  struct Case {
-    std::vector<RelevanceVerdict> verdicts;
-    Places kept;
-    Notes notes;
-  };
   const std::string no_match = "): it does not match the requested material.";
-  for (const auto& [verdicts, kept, notes] : {
-           Case{{}, {0, 1, 2}, {}},
-           Case{{{"a.xyz", "other", 0.79, ""}, {"b.xyz", "related", 1.0, ""}}, {0, 1, 2}, {}},
-           Case{{{"a.xyz", "other", 0.8, ""}},
-                {1},
-                {"Ignored 'a.xyz' (H2O" + no_match, "Ignored 'a.xyz' (unknown formula" + no_match}},
-           Case{{{"copies/2.xyz", "other", 1, "no iron in it"}},
-                {0, 2},
-                {"Ignored 'b.xyz' (unknown formula): no iron in it."}},
-           Case{{{"b.xyz", "other", 0.9, "first"}, {"b.xyz", "other", 0.8, "last"}},
-                {0, 2},
-                {"Ignored 'b.xyz' (unknown formula): last."}},
-           // The file name is looked up before the path, in any order of the verdicts.
-           Case{{{"a.xyz", "other", 1, "by name"}, {"/v/a.xyz", "other", 1, "by path"}},
-                {1},
-                {"Ignored 'a.xyz' (H2O): by name.", "Ignored 'a.xyz' (unknown formula): by name."}},
-           Case{{{"/v/a.xyz", "other", 1, "x"}}, {0, 1}, {"Ignored 'a.xyz' (unknown formula): x."}},
-           Case{{{"b.xyz", "other", std::numeric_limits<double>::quiet_NaN(), ""}}, {0, 1, 2}, {}},
-       }) {
+  const std::tuple<std::vector<RelevanceVerdict>, Places, Notes> cases[] = {
+      {{}, {0, 1, 2}, {}},
+      {{{"a.xyz", "other", 0.79, ""}, {"b.xyz", "related", 1.0, ""}}, {0, 1, 2}, {}},
+      {{{"a.xyz", "other", 0.8, ""}},
+       {1},
+       {"Ignored 'a.xyz' (H2O" + no_match, "Ignored 'a.xyz' (unknown formula" + no_match}},
+      {{{"copies/2.xyz", "other", 1, "no iron in it"}},
+       {0, 2},
+       {"Ignored 'b.xyz' (unknown formula): no iron in it."}},
+      {{{"b.xyz", "other", 0.9, "first"}, {"b.xyz", "other", 0.8, "last"}},
+       {0, 2},
+       {"Ignored 'b.xyz' (unknown formula): last."}},
+      // The file name is looked up before the path, in any order of the verdicts.
+      {{{"a.xyz", "other", 1, "by name"}, {"/v/a.xyz", "other", 1, "by path"}},
+       {1},
+       {"Ignored 'a.xyz' (H2O): by name.", "Ignored 'a.xyz' (unknown formula): by name."}},
+      {{{"/v/a.xyz", "other", 1, "x"}}, {0, 1}, {"Ignored 'a.xyz' (unknown formula): x."}},
+      {{{"b.xyz", "other", std::numeric_limits<double>::quiet_NaN(), ""}}, {0, 1, 2}, {}},
+  };
+  for (const auto& [verdicts, kept, notes] : cases) {
     const RelevanceResult filtered = filter(verdicts);
     EXPECT_EQ(filtered.kept, kept);
     EXPECT_EQ(notes_of(filtered), notes);
@@ -84,17 +80,13 @@ TEST(RelevanceFilter, DropsStructuresUnrelatedWithConfidence) {
 }
 
 TEST(RelevanceFilter, ChoosesTheRequestBeforeTrimmingIt) {
-  struct Case {
-    Json state;
-    std::string request;
+  const std::pair<Json, std::string> cases[] = {
+      {Json::object(), ""},
+      {{{"project_brief", " "}, {"user_request", "iron"}}, ""},
+      {{{"project_brief", ""}, {"source_query", "\u00A0iron\n"}, {"user_request", "x"}}, "iron"},
+      {{{"project_brief", nullptr}, {"source_query", 0}, {"user_request", 7}}, "7"},
   };
-  for (const auto& [state, request] : {
-           Case{Json::object(), ""},
-           Case{{{"project_brief", " "}, {"user_request", "iron"}}, ""},
-           Case{{{"project_brief", ""}, {"source_query", "\u00A0iron\n"}, {"user_request", "x"}},
-                "iron"},
-           Case{{{"project_brief", nullptr}, {"source_query", 0}, {"user_request", 7}}, "7"},
-       }) {
+  for (const auto& [state, request] : cases) {
     Json held = state;
     std::vector<Json> entries;
     const Collaborators modules([](const std::string&, const Json&) {});

@@ -1,6 +1,5 @@
 // A hydrate as the program runs it, on a state and a project on the disk, with one fault at a time,
 // at every call where the fault can occur.
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,7 +8,6 @@
 #include <csignal>
 #include <cstddef>
 #include <exception>
-#include <filesystem>
 #include <map>
 #include <system_error>
 
@@ -75,11 +73,6 @@ struct Project {
   }
   tests::ScratchFolder w;
 };
-
-std::size_t open_descriptors() {
-  return static_cast<std::size_t>(
-      std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
-}
 
 /// The files after a hydrate without a fault.
 Files meant_files(int more) {
@@ -163,10 +156,10 @@ TEST_P(HydrateFault, LeavesEachFileOldOrNew) {
     SCOPED_TRACE("at " + std::to_string(at));
     const Project project(fault.more);
     const Files before = project.files();
-    const std::size_t descriptors = open_descriptors();
+    const std::size_t descriptors = tests::entries_in("/proc/self/fd");
     const Outcome outcome = hydrate_with(project, {fault.call, at, fault.effect, fault.error});
     if (!outcome.struck) break;
-    EXPECT_EQ(open_descriptors(), descriptors);
+    EXPECT_EQ(tests::entries_in("/proc/self/fd"), descriptors);
     const Files after = project.files();
     expect_whole(after, before, meant);
     if (fault.error == EINTR || fault.effect == Effect::HALF) {
@@ -220,18 +213,14 @@ constexpr int STRUCK = 9;  // the exit status of a child that met its fault
 
 /// Runs a hydrate with a fault in a child process, and returns its status.
 int status_of_child(const Project& project, const tests::Fault& fault) {
-  const pid_t child = fork();
-  if (child == 0) {
+  return tests::status_of_child([&] {
     tests::arm(fault);
     try {
       project.hydrate();
     } catch (const std::exception&) {
     }
-    _exit(tests::disarm() ? STRUCK : 0);
-  }
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return status;
+    return tests::disarm() ? STRUCK : 0;
+  });
 }
 
 /// Faults that may end the process: it is killed, or runs out of memory where that cannot be

@@ -1,11 +1,9 @@
+// What ingestion makes of a record: the canonical copy and the source entry.
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 
+#include "structure_ingest/base/json.hpp"
 #include "structure_ingest/ingest/copies.hpp"
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
+#include "structure_ingest/ingest/source_entry.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 #include "tests/scratch_folder.hpp"
@@ -48,8 +46,7 @@ TEST(CanonicalXyz, WritesTheCopyOfAMolecule) {
   record.symbols.emplace_back("without a position");
   EXPECT_EQ(canonical_xyz_text(record), WATER_TEXT);
   EXPECT_EQ(canonical_xyz_text({.source_path = "d/\xFF.xyz", .format = "xyz"}),
-            "0\ningested from \uFFFD"
-            "FF.xyz (no cell information)\n");
+            "0\ningested from \uFFFDFF.xyz (no cell information)\n");
 }
 
 TEST(CanonicalXyz, WritesTheCopyOfACrystal) {
@@ -75,14 +72,16 @@ TEST(CanonicalXyz, WritesTheCopyOfACrystal) {
 
 TEST(CanonicalXyz, CleansTheStem) {
   const tests::ScratchFolder project;
-  struct Case {
-    const char* name;
-    const char* stem;
-  };
-  for (const auto& [name, stem] :
-       {Case{"my file (1).xyz", "my_file_1_"}, Case{"\u03B1\u03B2.xyz", "_"}, Case{"", "structure"},
-        Case{"a.b.cif", "a.b"}, Case{"POSCAR", "POSCAR"}, Case{".hidden", ".hidden"},
-        Case{"data.", "data."}, Case{"a-_\n\xFF\"z.xyz", "a-__z"}, Case{"/", "structure"}}) {
+  const std::pair<const char*, const char*> cases[] = {{"my file (1).xyz", "my_file_1_"},
+                                                       {"\u03B1\u03B2.xyz", "_"},
+                                                       {"", "structure"},
+                                                       {"a.b.cif", "a.b"},
+                                                       {"POSCAR", "POSCAR"},
+                                                       {".hidden", ".hidden"},
+                                                       {"data.", "data."},
+                                                       {"a-_\n\xFF\"z.xyz", "a-__z"},
+                                                       {"/", "structure"}};
+  for (const auto& [name, stem] : cases) {
     const std::string rel = write_copy(project.path(), water(name));
     const std::string prefix = "project_root/structures/ingested_";
     EXPECT_EQ(rel.substr(prefix.size(), rel.size() - prefix.size() - 13), stem) << name;
@@ -92,18 +91,13 @@ TEST(CanonicalXyz, CleansTheStem) {
 // For any file name, the comment stays one line and gives the copy no cell.
 TEST(CanonicalXyz, ReadsBackAsTheOriginal) {
   const tests::ScratchFolder project;
-  struct Case {
-    std::string name;
-    std::string shown;
+  const std::pair<std::string, std::string> cases[] = {
+      {"new\nline\r.xyz", "new\\x0aline\\x0d.xyz"},
+      {"tab\tnel\u0085ls\u2028.xyz", "tab\\tnel\\x85ls\\u2028.xyz"},
+      {"LATTICE=\"1 0 0 0 1 0 0 0 1\".xyz", "LATTICE=\\x221 0 0 0 1 0 0 0 1\".xyz"},
+      {"a \"b\" c\\d \u202E\xFF.xyz", "a \"b\" c\\d \u202E\uFFFDFF.xyz"},
   };
-  for (const auto& [name, shown] : {
-           Case{"new\nline\r.xyz", "new\\x0aline\\x0d.xyz"},
-           Case{"tab\tnel\u0085ls\u2028.xyz", "tab\\tnel\\x85ls\\u2028.xyz"},
-           Case{"LATTICE=\"1 0 0 0 1 0 0 0 1\".xyz", "LATTICE=\\x221 0 0 0 1 0 0 0 1\".xyz"},
-           Case{"a \"b\" c\\d \u202E\xFF.xyz",
-                "a \"b\" c\\d \u202E\uFFFD"
-                "FF.xyz"},
-       }) {
+  for (const auto& [name, shown] : cases) {
     const IngestedStructure record = water("/x/" + name);
     const std::string copy = project / write_copy(project.path(), record);
     const std::string text = tests::content_of(copy);
@@ -135,6 +129,13 @@ TEST(CanonicalXyz, WritesOnlyMissingCopies) {
     write_copy(project.path(), water("water.xyz"));
     EXPECT_EQ(tests::content_of(copy), WATER_TEXT);
   }
+  for (const char* target : {"loop", "/dev/zero", "/proc/kcore"}) {
+    fs::remove(copy);
+    project.link(WATER_REL, target);
+    write_copy(project.path(), water("water.xyz"));
+    EXPECT_FALSE(fs::is_symlink(copy)) << target;
+    EXPECT_EQ(tests::content_of(copy), WATER_TEXT) << target;
+  }
   // The target of a link stays as it is, and a link to the same text is no copy: whoever can write
   // to its target could change the structure.
   for (const std::string& content : {std::string("mine"), WATER_TEXT}) {
@@ -146,6 +147,36 @@ TEST(CanonicalXyz, WritesOnlyMissingCopies) {
     EXPECT_FALSE(fs::is_symlink(copy));
     EXPECT_EQ(tests::content_of(copy), WATER_TEXT);
   }
+}
+
+// batch_test.cpp compares a whole entry; these cases cover the values that are rare there.
+TEST(SourceEntry, ContainsTheRecord) {
+  const IngestedStructure record{.source_path = "/d/quartz\xFF.cif",
+                                 .format = "cif",
+                                 .natoms = 3,
+                                 .species = {"O", "Si"},
+                                 .symbols = {"Si", "O", "O"},
+                                 .positions_ang = {{0, 0, 0.5}},
+                                 .cell_ang = std::vector<Vector3>(),
+                                 .fractional = true,
+                                 .formula = "O2Si",
+                                 .sha256 = "0123456789abcdef",
+                                 .cell_provenance = "/d/scf.input",
+                                 .warnings = {"one", "tw\xFF"},
+                                 .ok = true};
+  const Json expected = Json::parse(R"({
+      "path": "/d/quartz\uFFFDFF.cif", "discovery": "somehow", "format": "cif", "formula": "O2Si",
+      "natoms": 3, "species": ["O", "Si"], "has_cell": false, "cell_ang": [],
+      "symbols": ["Si", "O", "O"], "positions_ang": [[0.0, 0.0, 0.5]], "fractional": true,
+      "source_path": "/d/quartz\uFFFDFF.cif", "sha256": "0123456789abcdef",
+      "warnings": ["one", "tw\uFFFDFF"],
+      "metadata": {"xyz_path": "", "provenance": "user_file", "discovery": "somehow",
+          "source_file": "/d/quartz\uFFFDFF.cif", "cell_provenance": "/d/scf.input",
+          "parser": "structure_ingest"}})");
+  const Json entry = structure_source_entry(record, "somehow");
+  for (const auto& [key, value] : expected.items()) EXPECT_EQ(entry[key], value) << key;
+  EXPECT_EQ(structure_source_entry(record)["discovery"], "attachment");
+  EXPECT_EQ(structure_source_entry({})["cell_ang"], Json());  // absent is not empty
 }
 
 }  // namespace

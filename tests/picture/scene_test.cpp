@@ -11,18 +11,12 @@
 #include "structure_ingest/record/vectors.hpp"
 #include "tests/picture/records.hpp"
 
+namespace structure_ingest::internal {
 namespace {
 
-using structure_ingest::IngestedStructure;
-using structure_ingest::Vector3;
-using structure_ingest::View;
-using structure_ingest::internal::cross;
-using structure_ingest::internal::dot;
-using structure_ingest::internal::Scene;
-using structure_ingest::internal::scene_of;
-using structure_ingest::internal::ViewAxes;
 using tests::cubic;
 using tests::record_of;
+using tests::rock_salt;
 
 constexpr double NAN_ = std::numeric_limits<double>::quiet_NaN();
 
@@ -39,7 +33,7 @@ TEST(Scene, HoldsAtomsImagesSticksAndEdges) {
       {"too far for a stick", record_of({{"H", {0, 0, 0}}, {"H", {1.03, 0, 0}}}), 2, 0, 0, 0,
        false},
       {"near enough", record_of({{"H", {0, 0, 0}}, {"H", {1.01, 0, 0}}}), 2, 1, 0, 0, false},
-      {"corners, edges and faces", tests::rock_salt(), 27, 54, 12, 0, true},
+      {"corners, edges and faces", rock_salt(), 27, 54, 12, 0, true},
       {"the opposite corner", record_of({{"Cs", {4, 4, 4}}}, cubic(4)), 8, 12, 12, 0, true},
       {"no sticks between cations",
        record_of({{"Sr", {0, 0, 0}},
@@ -74,7 +68,7 @@ TEST(Scene, HoldsAtomsImagesSticksAndEdges) {
     EXPECT_EQ(scene.has_images, each.has_images) << each.what;
     EXPECT_FALSE(scene.without_sticks) << each.what;
     // A scene fits into its picture, whatever is in it.
-    const auto projection = structure_ingest::internal::fit(scene, 200, 100, 1);
+    const auto projection = fit(scene, 200, 100, 1);
     for (const auto& atom : scene.atoms) {
       const Vector3 at = projection(atom.at);
       const double radius = scene.elements[atom.element].radius_ang * projection.scale;
@@ -85,7 +79,7 @@ TEST(Scene, HoldsAtomsImagesSticksAndEdges) {
 }
 
 TEST(Scene, LeavesOutSticksOfMany) {
-  const Scene scene = scene_of(tests::rock_salt(6), {});  // 1728 atoms
+  const Scene scene = scene_of(rock_salt(6), {});  // 1728 atoms
   EXPECT_TRUE(scene.without_sticks);
   EXPECT_EQ(scene.atoms.size(), 1728U);
   EXPECT_TRUE(scene.sticks.empty());
@@ -93,7 +87,7 @@ TEST(Scene, LeavesOutSticksOfMany) {
 }
 
 TEST(Scene, MarksAnAtomButNotItsImages) {
-  const Scene scene = scene_of(tests::rock_salt(), {.marked = {0, 3, 99}});
+  const Scene scene = scene_of(rock_salt(), {.marked = {0, 3, 99}});
   std::vector<std::size_t> marked;
   for (const auto& atom : scene.atoms) {
     if (atom.marked) marked.push_back(atom.atom);
@@ -104,7 +98,7 @@ TEST(Scene, MarksAnAtomButNotItsImages) {
 
 TEST(ViewAxes, AreARightHandedFrame) {
   const std::vector<IngestedStructure> records = {
-      tests::rock_salt(),
+      rock_salt(),
       record_of({{"H", {0, 0, 0}}}),
       record_of({{"H", {0, 0, 0}}, {"H", {0, 0, 5}}}),
       record_of({{"C", {0, 0, 0}}, {"C", {3, 1, 2}}, {"C", {-1, 4, 1}}, {"C", {1, 1, -2}}}),
@@ -113,7 +107,7 @@ TEST(ViewAxes, AreARightHandedFrame) {
   };
   for (const IngestedStructure& record : records) {
     for (const View view : {View::angled, View::along_a, View::along_b, View::along_c}) {
-      const ViewAxes axes = structure_ingest::internal::view_axes(record, view);
+      const ViewAxes axes = view_axes(record, view);
       for (std::size_t i = 0; i < 3; ++i) {
         for (std::size_t k = 0; k < 3; ++k) {
           EXPECT_NEAR(dot(axes[i], axes[k]), i == k ? 1 : 0, 1e-9);
@@ -128,8 +122,7 @@ TEST(ViewAxes, LookAlongALatticeVector) {
   const IngestedStructure record =
       record_of({{"H", {0, 0, 0}}}, tests::Cell({{2, 0, 0}, {1, 3, 0}, {0, 0, 4}}));
   const auto seen = [&](View view, const Vector3& vector) {
-    return structure_ingest::internal::seen_from(
-        structure_ingest::internal::view_axes(record, view), vector);
+    return seen_from(view_axes(record, view), vector);
   };
   // The vector along which one looks points at the viewer; c (or b) goes up.
   EXPECT_NEAR(seen(View::along_a, {2, 0, 0})[2], 2, 1e-12);
@@ -156,7 +149,7 @@ TEST(ViewAxes, ShowAMoleculeFromItsBroadSide) {
                                               {"C", {0, 0, 2}},
                                               {"C", {0, 0, -2}},
                                               {"C", {.1, 0, 0}}});
-  const ViewAxes axes = structure_ingest::internal::view_axes(record, View::angled);
+  const ViewAxes axes = view_axes(record, View::angled);
   EXPECT_GT(std::abs(axes[0][1]), 0.9);
   EXPECT_GT(std::abs(axes[1][2]), 0.9);
 }
@@ -177,8 +170,9 @@ TEST(Markup, IsMadeOfNoText) {
       {"\u00e9\u6c34", "\u00e9\u6c34"},
   };
   for (const Case& each : cases) {
-    EXPECT_EQ(structure_ingest::internal::markup_text(each.text), each.markup);
+    EXPECT_EQ(markup_text(each.text), each.markup);
   }
 }
 
 }  // namespace
+}  // namespace structure_ingest::internal

@@ -1,8 +1,5 @@
 #include "structure_ingest/project/ownership.hpp"
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
 #include "structure_ingest/project/folder_owners.hpp"
 #include "tests/scratch_folder.hpp"
 
@@ -68,13 +65,10 @@ TEST_F(Ownership, RecognisesOtherProjects) {
 }
 
 TEST_F(Ownership, ExpandsTheHomeDirectory) {
-  const char* const old_home = getenv("HOME");
-  const std::string kept = old_home == nullptr ? "" : old_home;
-  setenv("HOME", w.path().c_str(), 1);
+  const tests::Environment home("HOME", w.path());
   EXPECT_EQ(owning_project_root("~/proj/sub/a.xyz", {.stop_at = "~/proj"}), w / "proj/sub");
   EXPECT_EQ(owning_project_root("~/proj/a.xyz", {.stop_at = "~/proj"}), std::nullopt);
   EXPECT_FALSE(belongs_to_another_project("~/proj/a.xyz", "~/proj"));
-  setenv("HOME", kept.c_str(), 1);
 }
 
 // A remembered folder gives the same answer as a fresh lookup.

@@ -12,10 +12,19 @@ NO_CELL = ("No cell/lattice information in this XYZ file. A periodic QELDA calcu
            "vacuum box.")
 
 
-def load_anew():
+PROGRAM = os.environ.get("STRUCTURE_INGEST_PROGRAM",
+                         str(ROOT / "build/release/structure-ingest"))
+needs_program = pytest.mark.skipif(not os.path.exists(PROGRAM), reason="the program is not built")
+
+
+def unload():
     for name in list(sys.modules):
         if name.split(".")[0] in ("structure_ingest", "qelda_agent"):
             del sys.modules[name]
+
+
+def load_anew():
+    unload()
     return importlib.import_module("structure_ingest")
 
 
@@ -33,9 +42,7 @@ def agent(monkeypatch):
     found = importlib.import_module("qelda_agent")
     found.si = package
     yield found
-    for name in list(sys.modules):
-        if name.split(".")[0] in ("structure_ingest", "qelda_agent"):
-            del sys.modules[name]
+    unload()
 
 
 @pytest.fixture
@@ -48,6 +55,17 @@ def folder(tmp_path, monkeypatch):
     (tmp_path / "silicon.xyz").write_text('1\nLattice="5 0 0 0 5 0 0 0 5"\nSi 0 0 0\n')
     (tmp_path / "bad.xyz").write_text("2\n\nH 0 0 0\n")
     return tmp_path
+
+
+@pytest.fixture
+def hydrate(agent, folder):
+    """Hydrates a state with these keys; returns the new entries and the state."""
+    def new_and_state(*names, **keys):
+        state = {"project_path": folder / "project", **keys}
+        paths = [folder / name for name in names]
+        return agent.si.hydrate_user_structures(state, extra_paths=paths), state
+
+    return new_and_state
 
 
 @pytest.fixture

@@ -40,7 +40,7 @@ def test_every_module_is_handed_what_it_is_promised(agent, folder):
     assert json.loads(path.read_text())["structures"] == new
 
 
-def test_the_writer_and_the_elements_are_bound_at_loading(agent, folder):
+def test_the_writer_and_the_elements_are_bound_at_loading(agent, folder, hydrate):
     import qelda_agent.atomic_io
     import qelda_agent.material_reference_data
 
@@ -56,8 +56,7 @@ def test_the_writer_and_the_elements_are_bound_at_loading(agent, folder):
     si.KNOWN_ELEMENT_SYMBOLS = {"Fe"}  # a test's
     assert si.parse_structure_file(folder / "iron.xyz").ok
     si.KNOWN_ELEMENT_SYMBOLS = {"O"}
-    state = {"project_path": folder / "project"}
-    new = si.hydrate_user_structures(state, extra_paths=[folder / "iron.xyz"])
+    new, _ = hydrate("iron.xyz")
     assert new[0]["warnings"] == ["Unknown element symbol: 'Fe'"]
 
 
@@ -77,7 +76,7 @@ def test_a_broken_agent_is_no_missing_one(monkeypatch, tmp_path):
         load_anew()
 
 
-def test_the_other_modules_are_looked_up_at_each_use(agent, folder, monkeypatch):
+def test_the_other_modules_are_looked_up_at_each_use(agent, folder, hydrate, monkeypatch):
     seen = []
     for name, function in (("directory_trust", "trust_state_for"),
                            ("workspace_inventory", "inventory_workspace")):
@@ -85,14 +84,13 @@ def test_the_other_modules_are_looked_up_at_each_use(agent, folder, monkeypatch)
         monkeypatch.setitem(sys.modules, "qelda_agent." + name, replaced)
     reported = SimpleNamespace(record_suppressed_error=lambda *given, **named: seen.append(named))
     monkeypatch.setitem(sys.modules, "qelda_agent.diagnostics", reported)
-    state = {"project_path": folder / "project", "selected_workroot": str(folder)}
-    assert agent.si.hydrate_user_structures(state) == []
+    assert hydrate(selected_workroot=str(folder))[0] == []
     assert seen[:2] == [("directory_trust", folder / "project"), ("workspace_inventory", folder)]
     assert isinstance(seen[2]["exc"], AttributeError) and len(seen) == 3  # None has no files
     assert agent.calls == []
 
 
-def test_they_are_looked_up_as_the_import_statement_does(agent, folder, monkeypatch):
+def test_they_are_looked_up_as_the_import_statement_does(hydrate, monkeypatch):
     import builtins
 
     def refuse(name, *rest):
@@ -103,21 +101,19 @@ def test_they_are_looked_up_as_the_import_statement_does(agent, folder, monkeypa
 
     asked, real = [], builtins.__import__
     monkeypatch.setattr(builtins, "__import__", refuse)
-    state = {"project_path": folder / "project", "user_request": "water"}
-    assert len(agent.si.hydrate_user_structures(state, extra_paths=[folder / "water.xyz"])) == 1
+    assert len(hydrate("water.xyz", user_request="water")[0]) == 1
     assert asked == [("qelda_agent.directory_trust", ("trust_state_for",)),
                      ("qelda_agent.structure_relevance", ("assess_structure_relevance",))]
 
 
-def test_one_inventory_serves_all_roots_of_a_call(agent, folder):
+def test_one_inventory_serves_all_roots_of_a_call(agent, folder, hydrate):
     def forget(_):
         sys.modules["qelda_agent.workspace_inventory"] = None
         return SimpleNamespace(structure_files=["water.xyz"])
 
     agent.does["inventory_workspace"] = forget
-    state = {"project_path": folder / "project", "selected_workroot": folder,
-             "source_workspace_root": folder / "project"}
-    assert len(agent.si.hydrate_user_structures(state)) == 2
+    new, _ = hydrate(selected_workroot=folder, source_workspace_root=folder / "project")
+    assert len(new) == 2
     assert names(agent)[:3] == ["trust_state_for", "inventory_workspace", "inventory_workspace"]
 
 
@@ -135,11 +131,9 @@ def test_an_interruption_by_an_extra_path_comes_in_its_turn(agent, folder):
     ("directory_trust", ["inventory_workspace", "atomic_write_json", "assess_structure_relevance"]),
     ("structure_relevance", ["trust_state_for", "inventory_workspace", "atomic_write_json"]),
     ("workspace_inventory", ["trust_state_for", "record_suppressed_error"])])
-def test_missing_modules(agent, folder, monkeypatch, missing, called):
+def test_missing_modules(agent, folder, hydrate, monkeypatch, missing, called):
     monkeypatch.setitem(sys.modules, "qelda_agent." + missing, None)
-    state = {"project_path": folder / "project", "selected_workroot": str(folder),
-             "user_request": "water"}
-    new = agent.si.hydrate_user_structures(state)
+    new, _ = hydrate(selected_workroot=str(folder), user_request="water")
     assert names(agent) == called and len(new) == (0 if called[-1] == "record_suppressed_error" else 3)
     if not new:
         assert type(agent.calls[-1][2]["exc"]) is ModuleNotFoundError
@@ -148,12 +142,10 @@ def test_missing_modules(agent, folder, monkeypatch, missing, called):
 @pytest.mark.parametrize("name, taken", [
     ("trust_state_for", 1), ("assess_structure_relevance", 1), ("atomic_write_json", 0),
     ("inventory_workspace", 0)])
-def test_errors_of_modules(agent, folder, name, taken):
+def test_errors_of_modules(agent, folder, hydrate, name, taken):
     error = LookupError("mine")
     agent.does[name] = fails(error)
-    state = {"project_path": folder / "project", "selected_workroot": folder / "project",
-             "user_request": "water"}
-    new = agent.si.hydrate_user_structures(state, extra_paths=[folder / "water.xyz"])
+    new, _ = hydrate("water.xyz", selected_workroot=folder / "project", user_request="water")
     assert len(new) == taken
     reports = [call[2]["exc"] for call in agent.calls if call[0] == "record_suppressed_error"]
     assert len(reports) == 1 - taken and all(report is error for report in reports)
@@ -188,9 +180,9 @@ def test_failures_to_write_the_manifest(agent, folder):
 
 
 @pytest.mark.parametrize("state, scans", [("untrusted", 0), ("trusted", 1), (None, 1)])
-def test_trust(agent, folder, state, scans):
+def test_trust(agent, folder, hydrate, state, scans):
     agent.does["trust_state_for"] = lambda _: SimpleNamespace(state=state)
-    agent.si.hydrate_user_structures({"project_path": folder / "project", "selected_workroot": folder})
+    hydrate(selected_workroot=folder)
     assert names(agent).count("inventory_workspace") == scans
 
 
@@ -206,11 +198,10 @@ ROLE = ("any", "value")
     (dict(source="water.xyz", role=ROLE, confidence=0.79, reason="dry"), None),
     (dict(source="water.xyz", role="other"), None),  # no more is looked at
     (dict(source=5, role=ROLE, confidence=1, reason="dry"), None)])
-def test_verdicts(agent, folder, verdict, dropped):
+def test_verdicts(agent, hydrate, verdict, dropped):
     agent.does["assess_structure_relevance"] = lambda *_: SimpleNamespace(
         verdicts=iter([SimpleNamespace(**verdict)]))
-    state = {"project_path": folder / "project", "user_request": "iron", "structure_sources": [5]}
-    new = agent.si.hydrate_user_structures(state, extra_paths=[folder / "water.xyz"])
+    new, state = hydrate("water.xyz", user_request="iron", structure_sources=[5])
     assert state["structure_sources"] == new and len(new) == (dropped is None)
     if dropped:
         assert state["structure_notes"] == [f"Ignored 'water.xyz' (H2O): {dropped}."]
@@ -221,35 +212,33 @@ def test_verdicts(agent, folder, verdict, dropped):
     (SimpleNamespace(verdicts=[SimpleNamespace(role=ROLE)]), AttributeError),
     (SimpleNamespace(verdicts=[SimpleNamespace(role=ROLE, confidence="high")]), TypeError),
     (SimpleNamespace(verdicts=[SimpleNamespace(role=ROLE, confidence=1, source=[])]), TypeError)])
-def test_reports_that_cannot_be_read(agent, folder, report, error):
+def test_reports_that_cannot_be_read(agent, hydrate, report, error):
     agent.does["assess_structure_relevance"] = lambda *_: report
-    state = {"project_path": folder / "project", "user_request": "iron"}
-    assert agent.si.hydrate_user_structures(state, extra_paths=[folder / "water.xyz"]) == []
-    assert type(agent.calls[-1][2]["exc"]) is error and "structure_sources" not in state
+    new, state = hydrate("water.xyz", user_request="iron")
+    assert new == [] and "structure_sources" not in state
+    assert type(agent.calls[-1][2]["exc"]) is error
 
 
 @pytest.mark.parametrize("source, replaced, taken", [
     ("other.xyz", False, 1), ("water.xyz", False, 0), ("water.xyz", True, 0),
     ("project_root/structures/ingested_water_e78b2589.xyz", False, 0)])
-def test_a_reason_is_read_only_for_what_is_dropped(agent, folder, source, replaced, taken):
+def test_a_reason_is_read_only_for_what_is_dropped(agent, hydrate, source, replaced, taken):
     verdict = dict(source=source, role=ROLE, confidence=1)
     verdicts = [SimpleNamespace(**verdict)] + [SimpleNamespace(reason="dry", **verdict)] * replaced
     agent.does["assess_structure_relevance"] = lambda *_: SimpleNamespace(verdicts=verdicts)
-    state = {"project_path": folder / "project", "user_request": "iron"}
-    assert len(agent.si.hydrate_user_structures(state, extra_paths=[folder / "water.xyz"])) == taken
+    assert len(hydrate("water.xyz", user_request="iron")[0]) == taken
     errors = [type(call[2]["exc"]) for call in agent.calls if call[0] == "record_suppressed_error"]
     assert errors == ([] if taken or replaced else [AttributeError])
 
 
-def test_what_the_writer_changes_in_the_entries_counts(agent, folder):
+def test_what_the_writer_changes_in_the_entries_counts(agent, folder, hydrate):
     def change(_, manifest):
         manifest["structures"][0]["formula"] = "OH2"
         manifest["structures"][0]["metadata"] = {"source_file": "elsewhere.xyz"}
 
     agent.does["atomic_write_json"] = change
-    state = {"project_path": folder / "project",
-             "structure_sources": [{"source_path": str(folder / "water.xyz")}]}
-    new = agent.si.hydrate_user_structures(state, extra_paths=[folder / "water.xyz"])
+    known = [{"source_path": str(folder / "water.xyz")}]
+    new, state = hydrate("water.xyz", structure_sources=known)
     assert new[0]["metadata"]["source_file"] == "elsewhere.xyz"
     assert state["structure_notes"][0].startswith("User structure ingested deterministically: OH2 (3")
 

@@ -1,20 +1,17 @@
 """Program, server and package tell the same of one project, as the schemas describe it."""
 import json
-import os
 import subprocess
 
 import pytest
 from jsonschema import Draft202012Validator, RefResolver
 
-from conftest import ROOT, WATER
+from conftest import PROGRAM, ROOT, WATER, needs_program
 
-PROGRAM = os.environ.get("STRUCTURE_INGEST_PROGRAM",
-                         str(ROOT / "build/release/structure-ingest"))
 CUBE = '1\nLattice="5 0 0 0 5 0 0 0 5"\nNe 0 0 0\n'
 FILES = {"w.xyz": WATER, "two.xyz": CUBE + CUBE, "bad.xyz": "2\n\nH 0 0 0\n", "gone.xyz": CUBE,
          "changed.xyz": CUBE.replace("Ne", "Ar"), "near.xyz": "2\n\nHe 0 0 0\nHe 0 0 0.1\n"}
 
-pytestmark = pytest.mark.skipif(not os.path.exists(PROGRAM), reason="the program is not built")
+pytestmark = needs_program
 
 
 def accepted(value, pointer):

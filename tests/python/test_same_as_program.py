@@ -1,17 +1,13 @@
 """The same states through the program and through Python come out the same."""
 import json
-import os
 import shutil
 import subprocess
 
-import pytest
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 
-from conftest import ROOT, WATER
+from conftest import PROGRAM, WATER, needs_program
 
-PROGRAM = os.environ.get("STRUCTURE_INGEST_PROGRAM",
-                         str(ROOT / "build/release/structure-ingest"))
 FILES = {"place/a.xyz": WATER, "place/b.XYZ": '1\nlattice="1 0 0 0 1 0 0 0 1"\nSi 0 0 0\n',
          "place/bad.xyz": "2\n\nH 0 0 0\n", "place/iron.xyz": "1\n\nFe 0 0 0\n", "place/notes.txt": "",
          "place/other/.strataquill/x": "", "place/other/c.xyz": WATER, "place/ß.xyz": "1\n\nXx 0 0 0\n",
@@ -68,7 +64,7 @@ def copies(folder):
     return {str(path): path.read_bytes() for path in folder.rglob("ingested_*")}
 
 
-@pytest.mark.skipif(not os.path.exists(PROGRAM), reason="the program is not built")
+@needs_program
 def test_same_as_program(si, tmp_path, monkeypatch):
     folder = tmp_path / "w"
     monkeypatch.setenv("HOME", str(folder))

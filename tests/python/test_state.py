@@ -133,10 +133,9 @@ def test_wrong_kinds_are_reported(agent, folder, change, error):
     assert (named["node"], named["op"]) == ("structure_ingest", "hydrate_user_structures")
 
 
-def test_a_failure_late_leaves_what_was_done(agent, folder):
-    state = {"project_path": folder / "project", "structure_notes": 5}
-    assert agent.si.hydrate_user_structures(state, extra_paths=[folder / "water.xyz"]) == []
-    assert len(state["structure_sources"]) == 1 and state["structure_notes"] == 5
+def test_a_failure_late_leaves_what_was_done(hydrate):
+    new, state = hydrate("water.xyz", structure_notes=5)
+    assert new == [] and len(state["structure_sources"]) == 1 and state["structure_notes"] == 5
 
 
 def test_files_before_one_that_cannot_be_a_file_are_copied(si, folder):

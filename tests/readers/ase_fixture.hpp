@@ -1,13 +1,9 @@
 // Shared by the tests of the ASE reader.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
 
 #include "structure_ingest/readers/ase_session.hpp"
 #include "tests/scratch_folder.hpp"
@@ -16,8 +12,7 @@ namespace tests {
 
 /// A Python that can import ASE, found without the code under test; empty when there is none.
 inline const std::string& ase_python() {
-  static const bool has_ase =
-      std::system("/usr/bin/python3 -c 'import ase.io' 2> /dev/null") == 0;  // NOLINT
+  static const bool has_ase = run("/usr/bin/python3 -c 'import ase.io' 2>&1").status == 0;
   static const std::string python = has_ase ? "/usr/bin/python3" : "";
   return python;
 }
@@ -29,21 +24,10 @@ inline bool has_children() {
 /// Each test runs in a scratch folder and must leave no process behind.
 class AseSessionTest : public testing::Test {
  protected:
-  AseSessionTest() { std::filesystem::current_path(scratch.path()); }
-  ~AseSessionTest() override {
-    std::filesystem::current_path(before);
-    EXPECT_FALSE(has_children());
-  }
+  ~AseSessionTest() override { EXPECT_FALSE(has_children()); }
 
-  /// Writes an executable shell script, and returns its absolute path.
-  std::string wrapper(const std::string& name, const std::string& command) const {
-    std::string path = scratch.write(name, "#!/bin/sh\n" + command + "\n");
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
-    return path;
-  }
-
-  std::filesystem::path before = std::filesystem::current_path();
   ScratchFolder scratch;
+  CurrentFolder current{scratch.path()};
 };
 
 /// The same, skipped without ASE.

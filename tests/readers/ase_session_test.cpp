@@ -2,7 +2,6 @@
 #include "structure_ingest/readers/ase_session.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -11,7 +10,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <set>
 #include <thread>
 #include <tuple>
@@ -31,6 +29,13 @@ using tests::COPPER_POSCAR;
 using tests::SILICON_CIF;
 using tests::WithAse;
 using namespace std::chrono_literals;
+
+/// Kills a worker and waits for its end, of which the session still learns itself.
+void kill_and_wait(pid_t worker) {
+  kill(worker, SIGKILL);
+  siginfo_t ended{};
+  waitid(P_PID, static_cast<id_t>(worker), &ended, WEXITED | WNOWAIT);
+}
 
 TEST_F(WithAse, KnownStructuresThroughOneWorker) {
   scratch.write("one/Si.cif", SILICON_CIF);
@@ -60,9 +65,7 @@ TEST_F(WithAse, KnownStructuresThroughOneWorker) {
                                .formula = "Cu",
                                .ok = true}));
   EXPECT_EQ(session.worker_id(), worker);
-  kill(*worker, SIGKILL);  // killed between files: none fails
-  siginfo_t ended{};
-  waitid(P_PID, static_cast<id_t>(*worker), &ended, WEXITED | WNOWAIT);
+  kill_and_wait(*worker);  // between files: none fails
   EXPECT_TRUE(parse("POSCAR").ok);
   EXPECT_NE(session.worker_id(), worker);
 }
@@ -87,13 +90,10 @@ TEST_F(WithAse, AForkHasAWorkerOfItsOwn) {
   scratch.write("POSCAR", COPPER_POSCAR);
   ASSERT_EQ(session.read("POSCAR").failure, Failure::none);
   const std::optional<pid_t> worker = session.worker_id();
-  const pid_t child = fork();
-  if (child == 0) {
+  const int status = tests::status_of_child([&] {
     const bool is_read = session.read("POSCAR").failure == Failure::none;
-    _exit(is_read && session.worker_id() != worker ? 0 : 1);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
+    return is_read && session.worker_id() != worker ? 0 : 1;
+  });
   EXPECT_EQ(status, 0);
   EXPECT_EQ(session.read("POSCAR").failure, Failure::none);
   EXPECT_EQ(session.worker_id(), worker);
@@ -114,12 +114,13 @@ TEST_F(WithAse, SeveralThreadsAtOnce) {
 TEST_F(WithAse, UsesTheFirstInterpreterThatHasAse) {
   const std::string silicon = scratch.write("Si.cif", SILICON_CIF);
   const std::string note = "echo $0 >> " + scratch / "used" + "; exec " + ase_python();
-  const std::string without = wrapper("without", "sleep .1; exec " + ase_python() + " -S \"$@\"");
-  const std::string first = wrapper("first", note + " \"$@\"");
-  const std::string second = wrapper("second", note + " \"$@\"");
-  const std::string killed = wrapper("killed", "kill -9 $$");
-  const std::string talks = wrapper("talks", "echo hello >&3; sleep 60");
-  const std::string breaks = wrapper("breaks", "printf 'found  1' >&3; exit 1");
+  const std::string without =
+      scratch.write_script("without", "sleep .1; exec " + ase_python() + " -S \"$@\"");
+  const std::string first = scratch.write_script("first", note + " \"$@\"");
+  const std::string second = scratch.write_script("second", note + " \"$@\"");
+  const std::string killed = scratch.write_script("killed", "kill -9 $$");
+  const std::string talks = scratch.write_script("talks", "echo hello >&3; sleep 60");
+  const std::string breaks = scratch.write_script("breaks", "printf 'found  1' >&3; exit 1");
   struct Case {
     std::vector<std::string> interpreters;
     std::string used;
@@ -129,11 +130,9 @@ TEST_F(WithAse, UsesTheFirstInterpreterThatHasAse) {
       {{}, "", "there is no python3"},
       {{scratch / "missing", "/bin/false", scratch.path(), without},
        "",
-       scratch / "missing" +
-           " cannot be started: No such file or directory; /bin/false ended with status "
-           "1; " +
-           scratch.path() + " cannot be started: Permission denied; " + without +
-           " does not have ASE"},
+       scratch / "missing" + " cannot be started: No such file or directory; /bin/false ended " +
+           "with status 1; " + scratch.path() + " cannot be started: Permission denied; " +
+           without + " does not have ASE"},
       {{killed}, "", killed + " was ended by signal 9"},
       {{talks}, "", talks + " gave a senseless greeting"},
       {{breaks}, "", breaks + " could not load ASE: it ended with status 1"},
@@ -155,7 +154,7 @@ TEST_F(WithAse, UsesTheFirstInterpreterThatHasAse) {
 TEST_F(WithAse, TriesTheInterpretersInOrderOnce) {
   const std::string silicon = scratch.write("Si.cif", SILICON_CIF);
   const auto noted = [&](const std::string& name, const std::string& then) {
-    return wrapper(name, "echo " + name + " >> " + scratch / "log" + "; " + then);
+    return scratch.write_script(name, "echo " + name + " >> " + scratch / "log" + "; " + then);
   };
   const std::string without = noted("without", "exit 0");
   const std::string with = noted("with", "exec " + ase_python() + " \"$@\"");
@@ -164,9 +163,7 @@ TEST_F(WithAse, TriesTheInterpretersInOrderOnce) {
       {.first_interpreters = {"relative", without, with}, .interpreters = {{with, "/bin/false"}}});
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(tried.read(silicon).failure, Failure::none);
-    kill(*tried.worker_id(), SIGKILL);
-    siginfo_t ended{};
-    waitid(P_PID, static_cast<id_t>(*tried.worker_id()), &ended, WEXITED | WNOWAIT);
+    kill_and_wait(*tried.worker_id());
   }
   // The first two started together.
   const std::string log = tests::content_of("log");
@@ -380,17 +377,16 @@ TEST_F(FakeWorker, BoundsTheTextOfAnAnswer) {
   const std::string mark = " ... [cut: ";
   const auto many = [](const std::string& text, int times) {
     std::string result;
-    for (int i = 0; i < times; ++i) result += text;
+    while (times-- > 0) result += text;
     return result;
   };
-  for (const auto& [text, message] : {
-           Case{"'x' * 4096", many("x", 4096)},
-           Case{"'x' * 20000000", many("x", 4096) + mark + "20000000 bytes in all]"},
-           Case{"'xx' + '\\u20ac' * 2000",
-                "xx" + many("\u20AC", 1364) + mark + "6002 bytes in all]"},
-           Case{"'x' + '\\U0001f600' * 2000",
-                "x" + many("\U0001F600", 1023) + mark + "8001 bytes in all]"},
-       }) {
+  const Case cases[] = {
+      {"'x' * 4096", many("x", 4096)},
+      {"'x' * 20000000", many("x", 4096) + mark + "20000000 bytes in all]"},
+      {"'xx' + '\\u20ac' * 2000", "xx" + many("\u20AC", 1364) + mark + "6002 bytes in all]"},
+      {"'x' + '\\U0001f600' * 2000", "x" + many("\U0001F600", 1023) + mark + "8001 bytes in all]"},
+  };
+  for (const auto& [text, message] : cases) {
     AseSession session = session_that("text = (" + text + R"().encode()
     said = [b"once", b"once", text] + [str(number).encode() for number in range(50)]
     warnings = b"W" + size(len(said)) + b"".join(size(len(one)) + one for one in said)
@@ -405,17 +401,18 @@ TEST_F(FakeWorker, BoundsTheTextOfAnAnswer) {
 }
 
 TEST_F(FakeWorker, TriesOthersWhenTheLatestInterpreterLostAse) {
-  const std::string first = wrapper("first", "exec /usr/bin/python3 \"$@\"");
+  const std::string first = scratch.write_script("first", "exec /usr/bin/python3 \"$@\"");
   AseSession session({.interpreters = {{"/bin/false", first, "/usr/bin/python3"}},
                       .script = FAKE_WORKER + std::string("    os._exit(0)")});
   EXPECT_EQ(session.read("/good").failure, Failure::none);
   EXPECT_EQ(session.read("/bad").failure, Failure::read);
-  wrapper("first", "exit 7");
+  scratch.write_script("first", "exit 7");
   EXPECT_EQ(session.read("/good").failure, Failure::none);
 }
 
 TEST_F(FakeWorker, SkipsAnInterpreterThatHangs) {
-  const std::string hangs = wrapper("hangs", "echo started >> '" + scratch / "log" + "'; sleep 60");
+  const std::string hangs =
+      scratch.write_script("hangs", "echo started >> '" + scratch / "log" + "'; sleep 60");
   AseSession session({.time_limit = 20s,
                       .greeting_limit = 300ms,
                       .interpreters = {{hangs, "/usr/bin/python3"}},
@@ -440,21 +437,17 @@ TEST_F(FakeWorker, SkipsAnInterpreterThatHangs) {
 
 TEST_F(FakeWorker, UsesNoNumberOfAStandardStream) {
   AseSession session = session_that("os._exit(0)");
-  const pid_t child = fork();
-  if (child == 0) {
+  const int status = tests::status_of_child([&] {
     for (const int stream : {0, 1, 2}) close(stream);
     bool well = session.read("/good").labels == std::vector<std::string>{"He"};
     for (const int stream : {0, 1, 2}) well = well && fcntl(stream, F_GETFD) < 0;
-    _exit(well && session.worker_id() ? 0 : 1);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
+    return well && session.worker_id() ? 0 : 1;
+  });
   EXPECT_EQ(status, 0);
 }
 
 TEST_F(FakeWorker, ReportsWhyNoProcessCanBeStarted) {
-  const tests::ScratchFolder folder;
-  const std::string python = folder.write("python3", "#!/bin/sh\nexec /usr/bin/python3 \"$@\"\n");
+  const std::string python = scratch.write("python3", "#!/bin/sh\nexec /usr/bin/python3 \"$@\"\n");
   AseSession session(
       {.interpreters = {{python}}, .script = FAKE_WORKER + std::string("    os._exit(0)")});
   EXPECT_EQ(session.read("/good").failure, Failure::unavailable);
@@ -505,19 +498,17 @@ TEST_F(FakeWorker, InheritsNothing) {
 }
 
 TEST_F(AseSessionTest, InterpretersAreThoseOfThePath) {
-  const std::string path = std::getenv("PATH");
   for (const char* name : {"python3", "second/python3", "third/python3"}) {
-    std::filesystem::permissions(scratch.write(name, ""), std::filesystem::perms::owner_all);
+    scratch.write_script(name, "");
   }
   scratch.write("first/python3", "not executable");
   scratch.make_folder("folder/python3");
   std::string folders = ":.:relative";
   for (const char* name : {"first", "folder", "second", "third"}) folders += ":" + scratch / name;
-  ::setenv("PATH", folders.c_str(), 1);
+  const tests::Environment path("PATH", folders);
   const std::vector<std::string> found = ase_interpreters();
-  ::setenv("PATH", ":", 1);
+  path.set(":");
   const std::vector<std::string> configured = ase_interpreters();
-  ::setenv("PATH", path.c_str(), 1);
   ASSERT_FALSE(found.empty());
   EXPECT_EQ(found.front(), scratch / "second/python3");
   EXPECT_EQ(std::vector(found.begin() + 1, found.end()), configured);

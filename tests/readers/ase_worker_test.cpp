@@ -1,16 +1,14 @@
 // The worker's script: it returns what ASE returns for exactly the file that is named, and changes
 // no file.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <map>
 
 #include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
+#include "tests/check/findings_in.hpp"
 #include "tests/readers/ase_fixture.hpp"
 
 namespace structure_ingest::internal {
@@ -43,7 +41,7 @@ for number, path in enumerate(open("paths", "rb").read().split(b"\0")[:-1]):
   std::ofstream list("paths");
   for (const std::string& path : paths) list << path << '\0';
   list.close();
-  EXPECT_EQ(std::system((ase_python() + " -X utf8 direct.py 2> /dev/null").c_str()), 0);  // NOLINT
+  EXPECT_EQ(tests::run(ase_python() + " -X utf8 direct.py 2> /dev/null").status, 0);
   std::vector<std::string> results;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     results.push_back(tests::content_of("direct." + std::to_string(i)));
@@ -125,10 +123,9 @@ TEST_F(WithAse, LoadsSciPyOnlyWhereItIsUsed) {
   const std::string labels = "for label in atoms.get_chemical_symbols()]";
   script.replace(script.find(labels), labels.size(),
                  "for label in ['used' if 'scipy.linalg.lapack' in sys.modules else 'left out']]");
-  const std::string cell =
-      "data_\n_cell_length_a 5\n_cell_length_b 5\n_cell_length_c 5\n_cell_angle_alpha 90\n"
-      "_cell_angle_beta 90\n_cell_angle_gamma 90\nloop_\n_atom_site_type_symbol\n"
-      "_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n";
+  const std::string cell = "data_\n" + tests::cubic_cell("5") +
+                           "loop_\n_atom_site_type_symbol\n_atom_site_fract_x\n"
+                           "_atom_site_fract_y\n_atom_site_fract_z\n";
   scratch.write("POSCAR", COPPER_POSCAR);
   scratch.write("plain.cif", cell + "Si 0 0 0\n");
   scratch.write("occupancies.cif", cell + "_atom_site_occupancy\nSi 0 0 0 1\n");
@@ -240,7 +237,7 @@ for name in "poscar_ase.db", "poscar.json":
     ase.db.connect(name).write(ase.Atoms("Cu"))
 ase.io.write("poscar.traj", [ase.Atoms("Au"), ase.Atoms("Ag")])
 )py";
-  ASSERT_EQ(std::system((ase_python() + " make.py").c_str()), 0);  // NOLINT
+  ASSERT_EQ(tests::run(ase_python() + " make.py").status, 0);
   const auto untouched = snapshot("files");
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"files/poscar_runs.db", ""}, {"files/poscar_wal.db", ""}, {"files/poscar_ase.db", "Cu"},
@@ -262,13 +259,12 @@ ase.io.write("poscar.traj", [ase.Atoms("Au"), ase.Atoms("Ag")])
 
 class OtherAse : public tests::AseSessionTest {
  protected:
-  ~OtherAse() override { ::unsetenv("PYTHONPATH"); }
-
   /// Creates a package `ase` in a folder, whose `read` has this body.
   void write_package(const std::string& folder, const std::string& body) const {
     scratch.write(folder + "/ase/__init__.py", "");
     scratch.write(folder + "/ase/io.py", "def read(path):\n" + body);
   }
+  tests::Environment python_path{"PYTHONPATH", scratch / "package"};
 };
 
 TEST_F(OtherAse, CannotChangeFilesOnPurpose) {
@@ -289,7 +285,6 @@ TEST_F(OtherAse, CannotChangeFilesOnPurpose) {
         said(os.rename, "old", "new"), said(os.remove, "old"), said(subprocess.run, ["/bin/true"])]))
 )py");
   scratch.write("old", "content");
-  ::setenv("PYTHONPATH", (scratch / "package").c_str(), 1);
   std::vector<std::pair<std::string, std::string>> cases;
   const std::string refused = "EACCES done done EACCES EACCES EACCES EACCES EACCES EACCES EACCES";
   for (const std::string& script : scripts()) cases.emplace_back(script, refused);
@@ -316,7 +311,6 @@ TEST_F(OtherAse, ReportsOnlyWarningsAboutTheFile) {
     raise ValueError("the file is bad")
 )py");
   scratch.write("package/ase/__init__.py", "import warnings\nwarnings.simplefilter('ignore')\n");
-  ::setenv("PYTHONPATH", (scratch / "package").c_str(), 1);
   AseSession reader({.interpreters = {{"/usr/bin/python3"}}});
   for (int i = 0; i < 2; ++i) {
     const AseAnswer answer = reader.read("x");
@@ -339,7 +333,7 @@ TEST_F(OtherAse, IsFoundInTheAbsoluteFoldersOfPythonpath) {
       {scratch.path(), "read in ."},
   };
   for (const auto& [path, message] : cases) {
-    ::setenv("PYTHONPATH", path.c_str(), 1);
+    python_path.set(path);
     AseSession reader({.interpreters = {{"/usr/bin/python3"}}});
     EXPECT_EQ(reader.read("x").message, message) << path;
   }
@@ -352,15 +346,13 @@ TEST_F(WithAse, LoadsNoCodeFromAroundIt) {
                            "ase/__init__.py", "relative/ase.py", "relative/shlex.py"}) {
     scratch.write(name, "raise SystemExit\n");
   }
-  ::setenv("PYTHONSTARTUP", (scratch / "ase.py").c_str(), 1);
+  const tests::Environment start("PYTHONSTARTUP", scratch / "ase.py");
   for (const char* python_path : {"", "relative", "::relative:."}) {
-    ::setenv("PYTHONPATH", python_path, 1);
+    const tests::Environment set("PYTHONPATH", python_path);
     AseSession reader({.interpreters = {{ase_python()}}});
     EXPECT_EQ(reader.read("Si.cif").labels, std::vector<std::string>(8, "Si")) << python_path;
     EXPECT_EQ(reader.read(path).labels, std::vector<std::string>(8, "Si")) << python_path;
   }
-  ::unsetenv("PYTHONPATH");
-  ::unsetenv("PYTHONSTARTUP");
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
 #include <random>
 
 #include "structure_ingest/base/numbers.hpp"
@@ -28,50 +26,45 @@ Cell scaled(Cell cell, double factor) {
 
 TEST(CompanionCell, FollowsTheRules) {
   const Cell bohr = scaled(NINE, 0.529177210903);
-  struct Case {
-    std::string text;
-    std::optional<Cell> cell;
+  const std::pair<std::string, std::optional<Cell>> cases[] = {
+      {"", {}},
+      {VECTORS, NINE},
+      {" \n\t SYSTEM.CENTRALCELLVECTORS\n=\n[[1,2,3],\n [4,5,6],\n [7;8;9]]", NINE},
+      {"system.centralCellVectors =\n1 2 3\n4 5 6\n7 8 9\nother.key_1 = 10\n", NINE},
+      {"x " + VECTORS, {}},  // not at the start of a line
+      {"# " + VECTORS + VECTORS, NINE},
+      {"system.centralCellVectors2 = 1\n" + VECTORS, NINE},
+      {"system-centralCellVectors = 1\n" + VECTORS, NINE},
+      {"system.centralCellVectors = 1 2 3\nsystem.other = 4\n" + VECTORS, {}},
+      {"system.centralCellVectors = 1 2 3 4 5 6 7 8\n", {}},
+      {VECTORS + "10\n", {}},
+      {VECTORS + "! 3 layers\n", {}},
+      {VECTORS + "a b = 10", {}},  // no key: part of the block
+      {VECTORS + " a1.B_c \n = 10", NINE},
+      {"system.centralCellVectors = 1e0 +2.0 3. .4e1 50E-1x6 -7.0e+0 8 9",
+       scaled({{1, 2, 3}, {4, 5, 6}, {-7, 8, 9}}, 1)},
+      {"system.centralCellVectors = 1.2.3 4 5 6 7 8 9 10",
+       Cell{{1.2, .3, 4}, {5, 6, 7}, {8, 9, 10}}},
+      {"system.centralCellVectors = \u0661 2 3 4 5 6 7 8 9", NINE},
+      {VECTORS + "calculation.control.lengthUnit = Bohr", bohr},
+      {VECTORS + "calculation.control.lengthUnit = AU", bohr},
+      {VECTORS + "calculation.control.lengthUnit = atomicUnit", bohr},
+      {"calculation.control.lengthUnit='A.U.' % x\n" + VECTORS, bohr},
+      {"calculation.control.lengthUnit = \"AtomicUnits\n" + VECTORS, bohr},
+      {"calculation.control.lengthUnit = # bohr\n" + VECTORS, NINE},
+      {"calculation.control.lengthUnit = %\n" + VECTORS + "calculation.control.lengthUnit = au",
+       bohr},
+      {"calculation.control.lengthUnit = nm\ncalculation.control.lengthUnit = au\n" + VECTORS,
+       NINE},
+      {"system.atomFile = /some/where/\u00C4.XYZ/ # it\n" + VECTORS, NINE},
+      {"system.atomFile = '\u00E4.xyz'\n" + VECTORS, NINE},
+      {"system.atomFile = other.xyz\n" + VECTORS, {}},
+      {"system.atomFile = ''\u00E4.xyz\n" + VECTORS, NINE},  // an empty value
+      {"system.atomFile = '\"other.xyz\n" + VECTORS, NINE},
+      {"system.atomFile = %\nsystem.atomFile = other.xyz\n" + VECTORS, {}},
+      {"\u017Fy\u017Ftem.atomFile = other.xyz\n" + VECTORS, {}},  // long s is an s
   };
-  for (const auto& [text, cell] : {
-           Case{"", {}},
-           Case{VECTORS, NINE},
-           Case{" \n\t SYSTEM.CENTRALCELLVECTORS\n=\n[[1,2,3],\n [4,5,6],\n [7;8;9]]", NINE},
-           Case{"system.centralCellVectors =\n1 2 3\n4 5 6\n7 8 9\nother.key_1 = 10\n", NINE},
-           Case{"x " + VECTORS, {}},  // not at the start of a line
-           Case{"# " + VECTORS + VECTORS, NINE},
-           Case{"system.centralCellVectors2 = 1\n" + VECTORS, NINE},
-           Case{"system-centralCellVectors = 1\n" + VECTORS, NINE},
-           Case{"system.centralCellVectors = 1 2 3\nsystem.other = 4\n" + VECTORS, {}},
-           Case{"system.centralCellVectors = 1 2 3 4 5 6 7 8\n", {}},
-           Case{VECTORS + "10\n", {}},
-           Case{VECTORS + "! 3 layers\n", {}},
-           Case{VECTORS + "a b = 10", {}},  // no key: part of the block
-           Case{VECTORS + " a1.B_c \n = 10", NINE},
-           Case{"system.centralCellVectors = 1e0 +2.0 3. .4e1 50E-1x6 -7.0e+0 8 9",
-                scaled({{1, 2, 3}, {4, 5, 6}, {-7, 8, 9}}, 1)},
-           Case{"system.centralCellVectors = 1.2.3 4 5 6 7 8 9 10",
-                Cell{{1.2, .3, 4}, {5, 6, 7}, {8, 9, 10}}},
-           Case{"system.centralCellVectors = \u0661 2 3 4 5 6 7 8 9", NINE},
-           Case{VECTORS + "calculation.control.lengthUnit = Bohr", bohr},
-           Case{VECTORS + "calculation.control.lengthUnit = AU", bohr},
-           Case{VECTORS + "calculation.control.lengthUnit = atomicUnit", bohr},
-           Case{"calculation.control.lengthUnit='A.U.' % x\n" + VECTORS, bohr},
-           Case{"calculation.control.lengthUnit = \"AtomicUnits\n" + VECTORS, bohr},
-           Case{"calculation.control.lengthUnit = # bohr\n" + VECTORS, NINE},
-           Case{"calculation.control.lengthUnit = %\n" + VECTORS +
-                    "calculation.control.lengthUnit = au",
-                bohr},
-           Case{"calculation.control.lengthUnit = nm\ncalculation.control.lengthUnit = au\n" +
-                    VECTORS,
-                NINE},
-           Case{"system.atomFile = /some/where/\u00C4.XYZ/ # it\n" + VECTORS, NINE},
-           Case{"system.atomFile = '\u00E4.xyz'\n" + VECTORS, NINE},
-           Case{"system.atomFile = other.xyz\n" + VECTORS, {}},
-           Case{"system.atomFile = ''\u00E4.xyz\n" + VECTORS, NINE},  // an empty value
-           Case{"system.atomFile = '\"other.xyz\n" + VECTORS, NINE},
-           Case{"system.atomFile = %\nsystem.atomFile = other.xyz\n" + VECTORS, {}},
-           Case{"\u017Fy\u017Ftem.atomFile = other.xyz\n" + VECTORS, {}},  // long s is an s
-       }) {
+  for (const auto& [text, cell] : cases) {
     EXPECT_EQ(cell_for(companion_input(text), "\u00E4.xyz"), cell) << text;
   }
 }
@@ -88,11 +81,9 @@ TEST(CompanionCell, IsLookedForBesideTheStructureFile) {
   EXPECT_EQ(found.provenance, companion);
   EXPECT_FALSE(files.vorendal_cell(folder / "a.xyz").cell_ang);  // in another folder
   EXPECT_EQ(CompanionFiles().vorendal_cell(folder / "run/b.xyz").provenance, "");
-  const std::filesystem::path old_folder = std::filesystem::current_path();
-  std::filesystem::current_path(folder / "run");
+  const tests::CurrentFolder current(folder / "run");
   EXPECT_EQ(CompanionFiles().vorendal_cell("a.xyz").provenance, "scf.input");
   EXPECT_EQ(CompanionFiles().vorendal_cell("../run/a.xyz").provenance, "../run/scf.input");
-  std::filesystem::current_path(old_folder);
 
   folder.make_folder("folder/scf.input");
   folder.link("zero/scf.input", "/dev/zero");
@@ -107,49 +98,13 @@ TEST(CompanionCell, IsLookedForBesideTheStructureFile) {
 }
 
 TEST(CompanionCell, AgreesWithThePatterns) {
-  const std::vector<std::string> pieces = {"system.atomFile",
-                                           "SYSTEM.CENTRALCELLVECTORS",
-                                           "system.centralCellVectors",
-                                           "calculation.control.lengthUnit",
-                                           "sYstem.atomfil",
-                                           "other.key_2",
-                                           "=",
-                                           " = ",
-                                           "= ",
-                                           "\n",
-                                           "\n\n",
-                                           " ",
-                                           "\t",
-                                           "\u00A0",
-                                           "\u0085",
-                                           "\x1C",
-                                           "\u2028",
-                                           "'",
-                                           "\"",
-                                           "%",
-                                           "#",
-                                           "a.xyz",
-                                           "dir/A.XYZ",
-                                           "b.xyz",
-                                           "bohr",
-                                           "AU",
-                                           "nm",
-                                           "1 2 3 4 5 6 7 8 9",
-                                           "1 2 3\n4 5 6\n7 8 9\n",
-                                           "-1.5e3",
-                                           ".5",
-                                           "5.",
-                                           "+",
-                                           "e",
-                                           "1e",
-                                           "\u0661",
-                                           "\u212A",
-                                           "\u017F",
-                                           "[",
-                                           ",",
-                                           "\u00E9",
-                                           "_",
-                                           "."};
+  const std::vector<std::string> pieces = tests::split(
+      "system.atomFile|SYSTEM.CENTRALCELLVECTORS|system.centralCellVectors|"
+      "calculation.control.lengthUnit|sYstem.atomfil|other.key_2|=| = |= |\n|\n\n| "
+      "|\t|\u00A0|\u0085|"
+      "\x1C|\u2028|'|\"|%|#|a.xyz|dir/A.XYZ|b.xyz|bohr|AU|nm|1 2 3 4 5 6 7 8 9|"
+      "1 2 3\n4 5 6\n7 8 9\n|-1.5e3|.5|5.|+|e|1e|\u0661|\u212A|\u017F|[|,|\u00E9|_|.",
+      '|');
   std::mt19937 random(7);
   int cells = 0;
   for (int i = 0; i < 30000; ++i) {

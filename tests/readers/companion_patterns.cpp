@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <memory>
 #include <stdexcept>
-#include <string>
 
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/paths.hpp"

@@ -1,12 +1,13 @@
+// The choice of the reader, and the records made of ASE's answers; ase_session_test.cpp tests how
+// they are obtained.
 #include "structure_ingest/readers/dispatch.hpp"
 
-#include <gtest/gtest.h>
-
+#include "structure_ingest/readers/ase.hpp"
 #include "structure_ingest/readers/parsed_structure.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
 #include "tests/scratch_folder.hpp"
 
-namespace structure_ingest {
+namespace structure_ingest::internal {
 namespace {
 
 TEST(Dispatch, RecognisesStructureFilesByName) {
@@ -23,35 +24,30 @@ TEST(Dispatch, RecognisesStructureFilesByName) {
 
 TEST(Dispatch, ChoosesTheReaderByTheName) {
   const tests::ScratchFolder folder;
-  struct Case {
-    const char* name;
-    const char* format;
-    const char* first_warning;
-  };
   const std::string too_short = "XYZ file is too short to contain atoms.";
   const auto ask_ase = [](const std::string& path) {
-    internal::AseAnswer answer;
-    answer.failure = internal::AseAnswer::Failure::read;
+    AseAnswer answer;
+    answer.failure = AseAnswer::Failure::read;
     answer.message = "asked for " + path.substr(path.rfind('/') + 1);
     return answer;
   };
-  internal::Readers readers{.ask_ase = ask_ase};
-  for (const auto& [name, format, warning] : {
-           Case{"POSCAR.xyz", "xyz", too_short.c_str()},
-           Case{"water.extxyz", "xyz", too_short.c_str()},
-           Case{"CONTCAR.cif", "cif", "ASE could not parse the file: asked for CONTCAR.cif"},
-           Case{"CONTCAR", "vasp", "ASE could not parse the file: asked for CONTCAR"},
-           Case{"a.Vasp", "vasp", "ASE could not parse the file: asked for a.Vasp"},
-           Case{"b.poscar", "vasp", "ASE could not parse the file: asked for b.poscar"},
-           Case{"notes.txt", "unknown", "Unsupported structure file format."},
-       }) {
+  Readers readers{.ask_ase = ask_ase};
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"POSCAR.xyz", "xyz", too_short.c_str()},
+      {"water.extxyz", "xyz", too_short.c_str()},
+      {"CONTCAR.cif", "cif", "ASE could not parse the file: asked for CONTCAR.cif"},
+      {"CONTCAR", "vasp", "ASE could not parse the file: asked for CONTCAR"},
+      {"a.Vasp", "vasp", "ASE could not parse the file: asked for a.Vasp"},
+      {"b.poscar", "vasp", "ASE could not parse the file: asked for b.poscar"},
+      {"notes.txt", "unknown", "Unsupported structure file format."},
+  };
+  for (const auto& [name, format, warning] : cases) {
     const std::string path = folder.write(name, "");
-    const IngestedStructure record =
-        internal::read_structure(path, readers, {.fingerprint = true}).record;
+    const IngestedStructure record = read_structure(path, readers, {.fingerprint = true}).record;
     EXPECT_EQ(record.format, format) << name;
     EXPECT_EQ(record.source_path, path);
     EXPECT_EQ(record.sha256, "e3b0c44298fc1c14") << name;
-    EXPECT_EQ(internal::read_structure(path, readers).record.sha256, "") << name;
+    EXPECT_EQ(read_structure(path, readers).record.sha256, "") << name;
     EXPECT_EQ(record.warnings, std::vector<std::string>{warning}) << name;
     EXPECT_FALSE(record.ok);
   }
@@ -93,5 +89,64 @@ TEST(Dispatch, KeepsThePathInItsNormalForm) {
             std::vector<std::string>{"File does not exist."});
 }
 
+using Failure = AseAnswer::Failure;
+using Labels = std::vector<std::string>;
+using Rows = std::vector<Vector3>;
+
+IngestedStructure failed(const std::string& warning) {
+  return {.source_path = "there/POSCAR", .format = "vasp", .warnings = {warning}};
+}
+
+TEST(Ase, KeepsTheFieldsBeforeTheFirstFailure) {
+  const Rows cell = {{2, 0, 0}, {0, 2, 0}, {0, 0, 2}};
+  const Rows two = {{0, 0, 0}, {1, 1, 1}};
+  const IngestedStructure whole = {.source_path = "there/POSCAR",
+                                   .format = "vasp",
+                                   .natoms = 2,
+                                   .species = {"O", "Si"},
+                                   .symbols = {"Si", "O"},
+                                   .positions_ang = two,
+                                   .cell_ang = cell,
+                                   .formula = "OSi",
+                                   .ok = true};
+  IngestedStructure no_atoms = failed("No atoms found in the file.");
+  no_atoms.cell_ang = cell;
+  IngestedStructure labels_only = failed("Failed to extract structure data: ");
+  labels_only.natoms = 2;
+  labels_only.symbols = {"O", "O"};
+  IngestedStructure no_cell = labels_only;
+  no_cell.positions_ang = two;
+  no_cell.warnings = {"Failed to extract structure data: no cell"};
+  const std::pair<AseAnswer, IngestedStructure> cases[] = {
+      {{Failure::none, "", Labels{"si4+", "O1"}, two, cell}, whole},
+      {{Failure::none, "", Labels{}, Rows{}, cell}, no_atoms},
+      {{Failure::none, "", Labels{"O", "X"}, two, cell},
+       failed("File contains unrecognized element symbols.")},
+      {{Failure::read, "why"}, failed("ASE could not parse the file: why")},
+      {{Failure::unavailable},
+       failed("Parsing vasp files requires the 'ase' package, which is not installed. "
+              "Install ase or provide an XYZ file.")},
+      {{Failure::extraction, "why"}, failed("Failed to extract structure data: why")},
+      {{Failure::extraction, "", Labels{"O", "O"}}, labels_only},
+      {{Failure::extraction, "no cell", Labels{"O", "O"}, two}, no_cell},
+  };
+  for (const auto& [answer, record] : cases) {
+    const auto ask_ase = [&answer = answer](const std::string& path) {
+      EXPECT_EQ(path, "there/POSCAR");
+      return answer;
+    };
+    EXPECT_EQ(parse_with_ase("there/POSCAR", "vasp", ask_ase), record);
+  }
+}
+
+// The limit on the number of atoms is for XYZ files only.
+TEST(Ase, AcceptsAnyNumberOfAtoms) {
+  const AseAnswer answer{.labels = Labels(20001, "H"), .positions_ang = Rows(20001)};
+  const IngestedStructure record =
+      parse_with_ase("a.cif", "cif", [&answer](const auto&) { return answer; });
+  EXPECT_TRUE(record.ok);
+  EXPECT_EQ(record.formula, "H20001");
+}
+
 }  // namespace
-}  // namespace structure_ingest
+}  // namespace structure_ingest::internal

@@ -1,7 +1,6 @@
 #include "tests/server/conversation.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <sstream>
@@ -41,6 +40,10 @@ std::string request(const Json& id, const std::string& method, const Json& param
       {{"jsonrpc", "2.0"}, {"id", id}, {"method", method}, {"params", params}});
 }
 
+std::string tool_call(const Json& id, const std::string& tool, const Json& arguments) {
+  return request(id, "tools/call", {{"name", tool}, {"arguments", arguments}});
+}
+
 std::string hello(const std::string& revision) {
   return request("hello", "initialize",
                  {{"protocolVersion", revision},
@@ -56,8 +59,7 @@ Json answer_with(const std::vector<Json>& answers, const Json& id) {
 }
 
 Json call(server::Workspace& workspace, const std::string& tool, const Json& arguments) {
-  const std::vector<Json> answers = answers_to(
-      workspace, {hello(), request(1, "tools/call", {{"name", tool}, {"arguments", arguments}})});
+  const std::vector<Json> answers = answers_to(workspace, {hello(), tool_call(1, tool, arguments)});
   const Json answer = answer_with(answers, 1);
   EXPECT_TRUE(answer.contains("result")) << answer.dump();
   return answer.value("result", Json());

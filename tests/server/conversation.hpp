@@ -18,6 +18,10 @@ std::vector<server::Json> answers_to(server::Workspace& workspace,
 std::string request(const server::Json& id, const std::string& method,
                     const server::Json& params = server::Json::object());
 
+/// The text of a call of a tool.
+std::string tool_call(const server::Json& id, const std::string& tool,
+                      const server::Json& arguments);
+
 /// The request that begins a session.
 std::string hello(const std::string& revision = "2025-11-25");
 

@@ -2,7 +2,6 @@
 #include "server/json_rpc.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -40,43 +39,41 @@ std::string told(const std::string& line) {
 
 TEST(JsonRpc, TellsMessagesFromGarbage) {
   const std::string begin = R"({"jsonrpc":"2.0",)";
-  for (const auto& [line, expected] : std::vector<std::pair<std::string, std::string>>{
-           {begin + R"("id":1,"method":"ping"})", "request 1 ping {}"},
-           {begin + R"("id":"a b","method":"x","params":{"y":[1]}})",
-            R"(request "a b" x {"y":[1]})"},
-           {begin + R"("id":18446744073709551615,"method":"x"})",
-            "request 18446744073709551615 x {}"},
-           {begin + R"("method":"notifications/x","params":{}})",
-            "notification notifications/x {}"},
-           {begin + R"("id":1,"result":{}})", "response 1"},
-           {begin + R"("error":{"code":1}})", "response null"},
-           {" " + begin + "\"id\":1,\"method\":\"ping\"}\r", "request 1 ping {}"},
-           // garbage
-           {"", "malformed null -32700"},
-           {"{", "malformed null -32700"},
-           {begin + R"("id":1,"method":"pi)", "malformed null -32700"},
-           {std::string("\0\xFF\x1B[", 4), "malformed null -32700"},
-           {"{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"\xC3\x28\"}", "malformed null -32700"},
-           {std::string(100000, '['), "malformed null -32700"},
-           {"Content-Length: 20", "malformed null -32700"},
-           {"1", "malformed null -32600"},
-           {"null", "malformed null -32600"},
-           {"{}", "malformed null -32600"},
-           {R"({"id":1,"method":"ping"})", "malformed 1 -32600"},
-           {R"({"jsonrpc":"1.0","id":1,"method":"ping"})", "malformed 1 -32600"},
-           {R"({"jsonrpc":2.0,"id":1,"method":"ping"})", "malformed 1 -32600"},
-           {begin + R"("id":1})", "malformed 1 -32600"},
-           {begin + R"("id":1,"method":7})", "malformed 1 -32600"},
-           {begin + R"("id":1.5,"method":"ping"})", "malformed null -32600"},
-           {begin + R"("id":null,"method":"ping"})", "malformed null -32600"},
-           {begin + R"("id":{},"method":"ping"})", "malformed null -32600"},
-           {begin + R"("id":1,"method":"ping","params":[1]})", "malformed 1 -32602"},
-           {begin + R"("method":"x","params":3})", "malformed null -32600"},
-           // batches
-           {"[]", "malformed null -32600"},
-           {"[1," + begin + R"("id":2,"method":"ping"}])",
-            "batch|malformed null -32600|request 2 ping {}"},
-       }) {
+  const std::pair<std::string, std::string> cases[] = {
+      {begin + R"("id":1,"method":"ping"})", "request 1 ping {}"},
+      {begin + R"("id":"a b","method":"x","params":{"y":[1]}})", R"(request "a b" x {"y":[1]})"},
+      {begin + R"("id":18446744073709551615,"method":"x"})", "request 18446744073709551615 x {}"},
+      {begin + R"("method":"notifications/x","params":{}})", "notification notifications/x {}"},
+      {begin + R"("id":1,"result":{}})", "response 1"},
+      {begin + R"("error":{"code":1}})", "response null"},
+      {" " + begin + "\"id\":1,\"method\":\"ping\"}\r", "request 1 ping {}"},
+      // garbage
+      {"", "malformed null -32700"},
+      {"{", "malformed null -32700"},
+      {begin + R"("id":1,"method":"pi)", "malformed null -32700"},
+      {std::string("\0\xFF\x1B[", 4), "malformed null -32700"},
+      {"{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"\xC3\x28\"}", "malformed null -32700"},
+      {std::string(100000, '['), "malformed null -32700"},
+      {"Content-Length: 20", "malformed null -32700"},
+      {"1", "malformed null -32600"},
+      {"null", "malformed null -32600"},
+      {"{}", "malformed null -32600"},
+      {R"({"id":1,"method":"ping"})", "malformed 1 -32600"},
+      {R"({"jsonrpc":"1.0","id":1,"method":"ping"})", "malformed 1 -32600"},
+      {R"({"jsonrpc":2.0,"id":1,"method":"ping"})", "malformed 1 -32600"},
+      {begin + R"("id":1})", "malformed 1 -32600"},
+      {begin + R"("id":1,"method":7})", "malformed 1 -32600"},
+      {begin + R"("id":1.5,"method":"ping"})", "malformed null -32600"},
+      {begin + R"("id":null,"method":"ping"})", "malformed null -32600"},
+      {begin + R"("id":{},"method":"ping"})", "malformed null -32600"},
+      {begin + R"("id":1,"method":"ping","params":[1]})", "malformed 1 -32602"},
+      {begin + R"("method":"x","params":3})", "malformed null -32600"},
+      // batches
+      {"[]", "malformed null -32600"},
+      {"[1," + begin + R"("id":2,"method":"ping"}])",
+       "batch|malformed null -32600|request 2 ping {}"},
+  };
+  for (const auto& [line, expected] : cases) {
     EXPECT_EQ(told(line), expected) << line.substr(0, 200);
   }
 }
@@ -121,15 +118,16 @@ std::vector<std::string> lines_of(const std::vector<std::string>& pieces, std::s
 TEST(JsonRpc, ReadsLinesHoweverTheyCome) {
   using Lines = std::vector<std::string>;
   const std::string big(200000, 'x');
-  for (const auto& [pieces, expected] : std::vector<std::pair<Lines, Lines>>{
-           {{}, {}},
-           {{"one\n", "two\n"}, {"one", "two"}},
-           {{"one\ntwo", "\nthr", "ee"}, {"one", "two", "three"}},
-           {{"\n\n"}, {"", ""}},
-           {{"12345\n123456\n1\n"}, {"12345", "<long>", "1"}},
-           {{big, big, "\n", "12345\n"}, {"<long>", "12345"}},
-           {{"1\n", big}, {"1", "<long>"}},
-       }) {
+  const std::pair<Lines, Lines> cases[] = {
+      {{}, {}},
+      {{"one\n", "two\n"}, {"one", "two"}},
+      {{"one\ntwo", "\nthr", "ee"}, {"one", "two", "three"}},
+      {{"\n\n"}, {"", ""}},
+      {{"12345\n123456\n1\n"}, {"12345", "<long>", "1"}},
+      {{big, big, "\n", "12345\n"}, {"<long>", "12345"}},
+      {{"1\n", big}, {"1", "<long>"}},
+  };
+  for (const auto& [pieces, expected] : cases) {
     EXPECT_EQ(lines_of(pieces, 5), expected);
   }
   EXPECT_EQ(lines_of({big, big, "\nx"}, 400000), (Lines{big + big, "x"}));

@@ -1,11 +1,10 @@
 // The life of a session: revisions, order, errors, batches, and what is offered.
 #include "server/session.hpp"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <set>
 #include <thread>
 
@@ -20,6 +19,7 @@ using tests::answer_with;
 using tests::answers_to;
 using tests::hello;
 using tests::request;
+using tests::tool_call;
 
 class SessionTest : public testing::Test {
  protected:
@@ -34,14 +34,11 @@ int code_of(const Json& answer) {
 }
 
 TEST_F(SessionTest, AgreesOnARevision) {
-  for (const auto& [wanted, expected] : std::vector<std::pair<std::string, std::string>>{
-           {"2025-11-25", "2025-11-25"},
-           {"2025-06-18", "2025-06-18"},
-           {"2025-03-26", "2025-03-26"},
-           {"2024-11-05", "2025-11-25"},
-           {"2099-01-01", "2025-11-25"},
-           {"", "2025-11-25"},
-       }) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"2025-11-25", "2025-11-25"}, {"2025-06-18", "2025-06-18"}, {"2025-03-26", "2025-03-26"},
+      {"2024-11-05", "2025-11-25"}, {"2099-01-01", "2025-11-25"}, {"", "2025-11-25"},
+  };
+  for (const auto& [wanted, expected] : cases) {
     const Json result = answers_to(workspace, {hello(wanted)}).at(0).at("result");
     EXPECT_EQ(result["protocolVersion"], expected) << wanted;
     EXPECT_EQ(result["serverInfo"]["version"], "1.2.3");
@@ -52,7 +49,6 @@ TEST_F(SessionTest, AgreesOnARevision) {
 }
 
 TEST_F(SessionTest, AnswersEachRequestOnce) {
-  const std::string call = R"({"name": "parse_structure", "arguments": {"path": "a.xyz"}})";
   const std::vector<Json> answers = answers_to(
       workspace,
       {request(1, "ping"),
@@ -68,13 +64,13 @@ TEST_F(SessionTest, AnswersEachRequestOnce) {
        request(6, "tools/list", {{"cursor", "x"}}),
        request(7, "resources/templates/list"),
        request(8, "no/such", Json::object()),
-       request("nine", "tools/call", structure_ingest::parse_json(call)),
+       tool_call("nine", "parse_structure", {{"path", "a.xyz"}}),
        request(10, "resources/list"),
        request(11, "resources/list", {{"cursor", "x"}}),
        request(12, "resources/read"),
        request(13, "resources/read", {{"uri", "file:///etc/passwd"}}),
        request(14, "tools/call", {{"name", "no_such"}}),
-       request(15, "tools/call", {{"name", "list_structures"}, {"arguments", {1}}}),
+       tool_call(15, "list_structures", {1}),
        request(16, "tools/call"),
        "garbage",
        R"({"jsonrpc":"2.0","id":17,"result":{}})",
@@ -82,25 +78,19 @@ TEST_F(SessionTest, AnswersEachRequestOnce) {
        R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{"requestId":99}})",
        R"({"jsonrpc":"2.0","id":18,"method":"pi)"});
   EXPECT_EQ(answers.size(), 20U);
-  const auto code = [&](const Json& id) { return code_of(answer_with(answers, id)); };
-  for (const auto& [id, expected] : std::vector<std::pair<Json, int>>{{1, 0},
-                                                                      {2, -32600},
-                                                                      {3, -32602},
-                                                                      {4, 0},
-                                                                      {5, 0},
-                                                                      {6, -32602},
-                                                                      {7, 0},
-                                                                      {8, -32601},
-                                                                      {"nine", 0},
-                                                                      {10, 0},
-                                                                      {11, -32602},
-                                                                      {12, -32602},
-                                                                      {13, -32002},
-                                                                      {14, 0},
-                                                                      {15, 0},
-                                                                      {16, 0}}) {
-    EXPECT_NE(answer_with(answers, id), nullptr) << id;
-    EXPECT_EQ(code(id), expected) << id;
+  const std::pair<int, std::vector<Json>> cases[] = {
+      {0, {1, 4, 5, 7, "nine", 10, 14, 15, 16}},
+      {-32600, {2}},
+      {-32602, {3, 6, 11, 12}},
+      {-32601, {8}},
+      {-32002, {13}},
+  };
+  for (const auto& [code, ids] : cases) {
+    for (const Json& id : ids) {
+      const Json answer = answer_with(answers, id);
+      EXPECT_NE(answer, nullptr) << id;
+      EXPECT_EQ(code_of(answer), code) << id;
+    }
   }
   EXPECT_EQ(answer_with(answers, 17), nullptr);
   EXPECT_EQ(answer_with(answers, 18), nullptr);
@@ -109,18 +99,14 @@ TEST_F(SessionTest, AnswersEachRequestOnce) {
   for (const int id : {14, 15, 16}) {
     EXPECT_EQ(answer_with(answers, id)["result"]["isError"], true) << id;
   }
-  int without_id = 0;  // both lines that are no JSON
-  for (const Json& answer : answers) {
-    if (!answer.contains("id")) ++without_id;
-  }
-  EXPECT_EQ(without_id, 2);
+  const auto has_no_id = [](const Json& answer) { return !answer.contains("id"); };
+  EXPECT_EQ(std::count_if(answers.begin(), answers.end(), has_no_id), 2);  // what is no JSON
 }
 
 TEST_F(SessionTest, KnowsBatchesInTheRevisionThatHasThem) {
-  const std::string batch =
-      "[" + request(1, "ping") + ",3," + R"({"jsonrpc":"2.0","method":"notifications/x"},)" +
-      request(2, "tools/call", {{"name", "parse_structure"}, {"arguments", {{"path", "a.xyz"}}}}) +
-      "]";
+  const std::string batch = "[" + request(1, "ping") + ",3," +
+                            R"({"jsonrpc":"2.0","method":"notifications/x"},)" +
+                            tool_call(2, "parse_structure", {{"path", "a.xyz"}}) + "]";
   const std::vector<Json> answers = answers_to(
       workspace,
       {hello("2025-03-26"), batch, R"([{"jsonrpc":"2.0","method":"notifications/x"}])", "[]"});
@@ -153,10 +139,8 @@ TEST_F(SessionTest, PassesOverALineThatIsTooLong) {
 TEST_F(SessionTest, AnswersAThousandRequestsSentAtOnce) {
   std::vector<std::string> lines = {hello()};
   for (int i = 0; i < 1000; ++i) {
-    lines.push_back(
-        i % 2 == 0 ? request(i, "ping")
-                   : request(i, "tools/call",
-                             {{"name", "parse_structure"}, {"arguments", {{"path", "a.xyz"}}}}));
+    lines.push_back(i % 2 == 0 ? request(i, "ping")
+                               : tool_call(i, "parse_structure", {{"path", "a.xyz"}}));
   }
   // Far less may wait than is sent.
   const std::vector<Json> answers = answers_to(workspace, lines, {.most_waiting = 3});
@@ -178,10 +162,7 @@ TEST_F(SessionTest, DropsAParserThatIsNotUsed) {
     ASSERT_EQ(pipe(out), 0);
     std::thread client([&] {
       const std::string text =
-          hello() + "\n" +
-          request(1, "tools/call",
-                  {{"name", "parse_structure"}, {"arguments", {{"path", "a.xyz"}}}}) +
-          "\n";
+          hello() + "\n" + tool_call(1, "parse_structure", {{"path", "a.xyz"}}) + "\n";
       EXPECT_EQ(write(in[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
       LineInput answers(out[0]);
       std::string line;

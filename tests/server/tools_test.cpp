@@ -1,11 +1,6 @@
 // What the tools answer, with files and names that mean harm.
 #include "server/tools.hpp"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <optional>
 #include <set>
 #include <tuple>
 
@@ -32,9 +27,7 @@ class ToolsTest : public testing::Test {
     w.write("r/ne.xyz", "1\n\nNe 0 0 0\n");
     w.write("r/bad.xyz", "1\n\nQq 0 0 0\n");
     w.write("outside/secret.xyz", "1\n\nAr 0 0 0\n");
-    setenv("XDG_CONFIG_HOME", (w / "config").c_str(), 1);
   }
-  ~ToolsTest() override { unsetenv("XDG_CONFIG_HOME"); }
   Json call(const std::string& tool, const Json& arguments) {
     return tests::call(workspace, tool, arguments);
   }
@@ -56,6 +49,7 @@ class ToolsTest : public testing::Test {
     return result["content"][0]["text"];
   }
   tests::ScratchFolder w;
+  tests::Environment config{"XDG_CONFIG_HOME", w / "config"};
   Workspace workspace{Roots({w.make_folder("r")}), false};
 };
 
@@ -369,14 +363,14 @@ TEST_F(ToolsTest, OfferWhatProjectsHoldAsResources) {
 }
 
 TEST_F(ToolsTest, TellOfNewResourcesAndProgress) {
-  const Json parse = {{"name", "parse_structure"}, {"arguments", {{"path", "he.xyz"}}}};
+  const Json he = {{"path", "he.xyz"}};
   const std::vector<Json> answers = tests::answers_to(
-      workspace, {tests::hello(), tests::request(0, "tools/call", parse),
+      workspace, {tests::hello(), tests::tool_call(0, "parse_structure", he),
                   tests::request(1, "tools/call",
                                  {{"name", "hydrate_project"},
                                   {"arguments", {{"project", "p"}, {"paths", {"he.xyz"}}}},
                                   {"_meta", {{"progressToken", "t"}}}}),
-                  tests::request(2, "tools/call", parse)});
+                  tests::tool_call(2, "parse_structure", he)});
   ASSERT_EQ(answers.size(), 6U);
   EXPECT_EQ(answers[1]["result"]["structuredContent"]["copies"].size(), 0U);
   EXPECT_EQ(answers[2]["method"], "notifications/progress");

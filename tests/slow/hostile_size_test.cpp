@@ -1,15 +1,12 @@
 // Inputs of many megabytes that are bad cases for their readers. With a time quadratic in the size,
 // or memory proportional to the size of the file, these tests would not finish.
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <filesystem>
-
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "structure_ingest/base/digest.hpp"
+#include "structure_ingest/base/folder_lock.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
@@ -42,21 +39,22 @@ TEST(HostileSize, XyzFiles) {
     std::string tail;
     std::string warning;  // the expected warning, or its beginning
   };
-  for (const auto& [name, head, unit, tail, warning] : {
-           Case{"comment", "1\n", "lattice=\"", "9\"" + atom, ""},
-           Case{"comment of keys", "1\n", "lattice =", atom, ""},
-           Case{"comment of white space", "1\n", "\u3000\t", atom, ""},
-           Case{"first line", "", "1_", "\nc" + atom, no_count},
-           Case{"blanks before the count", "", " ", "1\nc" + atom, ""},
-           Case{"tokens", "1\nc\nH 1 2 3", " 1", "\n", ""},
-           Case{"long token", "1\nc\nH 1 2 ", "1", "x\n", "Non-numeric coordinates in line: 'H 1"},
-           Case{"long number", "1\nc\nH 1 2 3.", "0", "\n", ""},
-           Case{"line feeds", "", "\n", "", no_count},
-           Case{"separators", "", "\u2028\u0085\r", "", no_count},
-           Case{"zeroes", "", std::string_view("\0", 1), "", "XYZ file is too short"},
-           Case{"no UTF-8", "1\nc\nH 1 2 3", "\xFF\xE2\x80", "\n", ""},
-           Case{"rest", "1\nc" + atom, "\n1\nc\nX", "", ""},
-       }) {
+  const Case cases[] = {
+      {"comment", "1\n", "lattice=\"", "9\"" + atom, ""},
+      {"comment of keys", "1\n", "lattice =", atom, ""},
+      {"comment of white space", "1\n", "\u3000\t", atom, ""},
+      {"first line", "", "1_", "\nc" + atom, no_count},
+      {"blanks before the count", "", " ", "1\nc" + atom, ""},
+      {"tokens", "1\nc\nH 1 2 3", " 1", "\n", ""},
+      {"long token", "1\nc\nH 1 2 ", "1", "x\n", "Non-numeric coordinates in line: 'H 1"},
+      {"long number", "1\nc\nH 1 2 3.", "0", "\n", ""},
+      {"line feeds", "", "\n", "", no_count},
+      {"separators", "", "\u2028\u0085\r", "", no_count},
+      {"zeroes", "", std::string_view("\0", 1), "", "XYZ file is too short"},
+      {"no UTF-8", "1\nc\nH 1 2 3", "\xFF\xE2\x80", "\n", ""},
+      {"rest", "1\nc" + atom, "\n1\nc\nX", "", ""},
+  };
+  for (const auto& [name, head, unit, tail, warning] : cases) {
     const std::string path = folder.write("a.xyz", head + repeated(unit, LARGE) + tail);
     const IngestedStructure record = structure_ingest::parse_structure_file(path);
     EXPECT_EQ(record.ok, warning.empty()) << name;
@@ -72,29 +70,23 @@ TEST(HostileSize, Companions) {
   const tests::ScratchFolder folder;
   const std::string structure = folder.write("a.xyz", "");
   const std::string vectors = "system.centralCellVectors = 1 2 3 4 5 6 7 8 9\n";
-  struct Case {
-    const char* name;
-    std::string head;
-    std::string_view unit;
-    std::string tail;
-    bool has_cell;
+  const std::tuple<const char*, std::string, std::string_view, std::string, bool> cases[] = {
+      {"blank lines in the block", vectors, "\n", "", true},
+      {"blank lines before the next key", vectors, "\n", "a = 10", true},
+      {"white space lines", vectors, " \t\u3000\r\n", "x", true},
+      {"keys without a value", vectors, "\nkey ", "", true},
+      {"keys that almost match", "", "system.centralCellVector = 1\n", vectors, true},
+      {"beginnings of the key", "", "\nsystem.centralCellVectors ", " = 1", false},
+      {"one long key", vectors, "a", " = 10", true},
+      {"unclosed quotes", "", "system.atomFile = '\"\n", vectors, true},
+      {"comments", "", "system.atomFile = %\n", vectors, true},
+      {"one long file name", "system.atomFile = ", "a/", "A.XYZ\n" + vectors, true},
+      {"numbers", "system.centralCellVectors =", " 1e", "", false},
+      {"signs", vectors, "+-.e", "", true},
+      {"digits", "system.centralCellVectors = 1 2 3 4 5 6 7 8 9.", "0", "\n", true},
+      {"no UTF-8", vectors, "\xE2\x80\xFF", "", true},
   };
-  for (const auto& [name, head, unit, tail, has_cell] : {
-           Case{"blank lines in the block", vectors, "\n", "", true},
-           Case{"blank lines before the next key", vectors, "\n", "a = 10", true},
-           Case{"white space lines", vectors, " \t\u3000\r\n", "x", true},
-           Case{"keys without a value", vectors, "\nkey ", "", true},
-           Case{"keys that almost match", "", "system.centralCellVector = 1\n", vectors, true},
-           Case{"beginnings of the key", "", "\nsystem.centralCellVectors ", " = 1", false},
-           Case{"one long key", vectors, "a", " = 10", true},
-           Case{"unclosed quotes", "", "system.atomFile = '\"\n", vectors, true},
-           Case{"comments", "", "system.atomFile = %\n", vectors, true},
-           Case{"one long file name", "system.atomFile = ", "a/", "A.XYZ\n" + vectors, true},
-           Case{"numbers", "system.centralCellVectors =", " 1e", "", false},
-           Case{"signs", vectors, "+-.e", "", true},
-           Case{"digits", "system.centralCellVectors = 1 2 3 4 5 6 7 8 9.", "0", "\n", true},
-           Case{"no UTF-8", vectors, "\xE2\x80\xFF", "", true},
-       }) {
+  for (const auto& [name, head, unit, tail, has_cell] : cases) {
     folder.write("scf.input", head + repeated(unit, LARGE) + tail);
     const CompanionCell found = CompanionFiles().vorendal_cell(structure);
     EXPECT_EQ(found.cell_ang.has_value(), has_cell) << name;
@@ -131,21 +123,17 @@ TEST(HostileSize, TooLittleMemoryCostsOneFile) {
   const std::string huge = folder.write("huge.xyz", "1\nc\nH 1 2 3");
   std::filesystem::resize_file(huge, std::uintmax_t{400} << 20);
   const std::string good = folder.write("good.xyz", "1\n\nHe 0 0 0\n");
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
+  const int status = tests::status_of_child([&] {
     const rlimit limit{.rlim_cur = 300 << 20, .rlim_max = 300 << 20};
-    if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(2);
+    if (setrlimit(RLIMIT_AS, &limit) != 0) return 2;
     const IngestOutcome outcome = ingest_batch(folder / "project", {huge, good});
     const bool as_meant = outcome.entries.size() == 2 && outcome.manifest_error.empty() &&
                           outcome.entries[0].record.warnings ==
                               std::vector<std::string>{"Could not read file: not enough memory"} &&
                           outcome.entries[0].record.sha256.size() == 16 &&
                           outcome.entries[1].record.ok;
-    _exit(as_meant ? 0 : 1);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
+    return as_meant ? 0 : 1;
+  });
   EXPECT_EQ(status, 0);
 }
 
@@ -190,6 +178,16 @@ TEST(HostileSize, AStateOfOneHundredMegabytes) {
   const std::string after = tests::content_of(folder / "state.json");
   EXPECT_EQ(after.substr(0, beginning.size()), beginning);
   EXPECT_TRUE(std::string_view(after).substr(beginning.size()).starts_with(big));
+}
+
+TEST(HeldLock, EndsTheProgramWithAMessage) {
+  const tests::ScratchFolder w;
+  const std::string state = w.write("state.json", "{}");
+  const structure_ingest::internal::FolderLock lock(w.path());
+  const tests::CommandResult result =
+      tests::run(STRUCTURE_INGEST_PROGRAM " hydrate --state '" + state + "' 2>&1");
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.output.find("waited 10000 ms for another program"), std::string::npos);
 }
 
 }  // namespace

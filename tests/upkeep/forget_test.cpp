@@ -1,8 +1,5 @@
 #include "structure_ingest/upkeep/forget.hpp"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <system_error>
 
 #include "structure_ingest/base/json.hpp"
@@ -42,29 +39,25 @@ struct Forget : testing::Test {
 
 TEST_F(Forget, KnowsAStructureByItsNames) {
   const std::string copy = state["structure_sources"][2]["path"].get<std::string>();
-  struct Case {
-    Names names;
-    std::string folder;
-    std::string expected;
+  const std::tuple<Names, std::string, std::string> cases[] = {
+      {{w / "b.xyz"}, "", "/b.xyz|"},
+      {{"b.xyz"}, "", "/b.xyz|"},
+      {{copy}, "", "/b.xyz|"},
+      {{std::filesystem::path(copy).filename()}, "", "/b.xyz|"},
+      {{"./b.xyz"}, w.path(), "/b.xyz|"},
+      {{"../b.xyz"}, w / "1", "/b.xyz|"},
+      {{"1/a.xyz", "b.xyz"}, w.path(), "/1/a.xyz|/b.xyz|"},
+      {{"b.xyz", w / "b.xyz"}, "", "/b.xyz|"},
+      {{"a.xyz"}, w / "1", "(a.xyz 2)"},
+      {{"b.xyz", "a.xyz", "c.xyz"}, "", "(a.xyz 2)(c.xyz 0)"},
+      {{state["structure_sources"][0]["path"].get<std::string>()},
+       "",
+       "(" + state["structure_sources"][0]["path"].get<std::string>() + " 2)"},
+      {{"./b.xyz"}, w / "1", "(./b.xyz 0)"},
+      {{""}, "", "( 0)"},
+      {{}, "", ""},
   };
-  for (const auto& [names, folder, expected] : {
-           Case{{w / "b.xyz"}, "", "/b.xyz|"},
-           Case{{"b.xyz"}, "", "/b.xyz|"},
-           Case{{copy}, "", "/b.xyz|"},
-           Case{{std::filesystem::path(copy).filename()}, "", "/b.xyz|"},
-           Case{{"./b.xyz"}, w.path(), "/b.xyz|"},
-           Case{{"../b.xyz"}, w / "1", "/b.xyz|"},
-           Case{{"1/a.xyz", "b.xyz"}, w.path(), "/1/a.xyz|/b.xyz|"},
-           Case{{"b.xyz", w / "b.xyz"}, "", "/b.xyz|"},
-           Case{{"a.xyz"}, w / "1", "(a.xyz 2)"},
-           Case{{"b.xyz", "a.xyz", "c.xyz"}, "", "(a.xyz 2)(c.xyz 0)"},
-           Case{{state["structure_sources"][0]["path"].get<std::string>()},
-                "",
-                "(" + state["structure_sources"][0]["path"].get<std::string>() + " 2)"},
-           Case{{"./b.xyz"}, w / "1", "(./b.xyz 0)"},
-           Case{{""}, "", "( 0)"},
-           Case{{}, "", ""},
-       }) {
+  for (const auto& [names, folder, expected] : cases) {
     const Json before = state;
     EXPECT_EQ(forget(names, {.folder = folder, .dry_run = true}), expected);
     EXPECT_EQ(state, before);

@@ -1,10 +1,5 @@
 #include "structure_ingest/upkeep/verify.hpp"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <functional>
-
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
 #include "structure_ingest/upkeep/list.hpp"
@@ -53,53 +48,46 @@ struct Verify : testing::Test {
 TEST_F(Verify, SaysWhatIsNotAsItWas) {
   EXPECT_EQ(found(state), "a.xyz|bad.xyz|c.xyz|");
   EXPECT_TRUE(verify_project(w / "p", state).is_as_it_was());
-  struct Case {
-    const char* what;
-    std::function<void()> damage;
-    const char* expected;
-  };
   const std::string he = copy(0);
   const auto nothing = [] {};
-  for (const auto& [what, damage, expected] : {
-           Case{"as it was", nothing, "a.xyz|bad.xyz|c.xyz|"},
-           Case{"gone", [&] { std::filesystem::remove(w / "a.xyz"); },
-                "a.xyz source_gone!|bad.xyz|c.xyz|"},
-           Case{"a folder", [&] { w.make_folder("a.xyz"); }, "a.xyz source_gone!|bad.xyz|c.xyz|"},
-           Case{"another structure", [&] { w.write("a.xyz", NEON); },
-                "a.xyz source_changed!|bad.xyz|c.xyz|"},
-           Case{"broken", [&] { w.write("a.xyz", "x"); }, "a.xyz source_changed!|bad.xyz|c.xyz|"},
-           Case{"mended", [&] { w.write("bad.xyz", NEON); },
-                "a.xyz|bad.xyz source_readable!|c.xyz|"},
-           Case{"broken otherwise", [&] { w.write("bad.xyz", "y"); },
-                "a.xyz|bad.xyz source_changed!|c.xyz|"},
-           Case{"its cell", [&] { w.write("c/scf.input", ""); },
-                "a.xyz|bad.xyz|c.xyz structure_differs!|"},
-           Case{"without a fingerprint",
-                [&] {
-                  w.write("a.xyz", std::string(HELIUM) + "\n");
-                  state["structure_sources"][0].erase("sha256");
-                },
-                "a.xyz|bad.xyz|c.xyz|"},
-           Case{"no copy", [&] { std::filesystem::remove(he); }, "a.xyz copy_gone!|bad.xyz|c.xyz|"},
-           Case{"a link",
-                [&] {
-                  std::filesystem::rename(he, w / "elsewhere");
-                  std::filesystem::create_symlink(w / "elsewhere", he);
-                },
-                "a.xyz copy_gone!|bad.xyz|c.xyz|"},
-           Case{"edited", [&] { std::filesystem::resize_file(he, 20); },
-                "a.xyz copy_changed!|bad.xyz|c.xyz|"},
-           Case{"other line ends",
-                [&] {
-                  std::string text;
-                  for (const char c : tests::content_of(he)) {
-                    text += c == '\n' ? std::string("\r\n") : std::string(1, c);
-                  }
-                  std::filesystem::remove(he);
-                  w.write(std::filesystem::relative(he, w.path()).string(), text);
-                },
-                "a.xyz|bad.xyz|c.xyz|"},
-       }) {
+  const std::tuple<const char*, std::function<void()>, const char*> cases[] = {
+      {"as it was", nothing, "a.xyz|bad.xyz|c.xyz|"},
+      {"gone", [&] { std::filesystem::remove(w / "a.xyz"); }, "a.xyz source_gone!|bad.xyz|c.xyz|"},
+      {"a folder", [&] { w.make_folder("a.xyz"); }, "a.xyz source_gone!|bad.xyz|c.xyz|"},
+      {"another structure", [&] { w.write("a.xyz", NEON); },
+       "a.xyz source_changed!|bad.xyz|c.xyz|"},
+      {"broken", [&] { w.write("a.xyz", "x"); }, "a.xyz source_changed!|bad.xyz|c.xyz|"},
+      {"mended", [&] { w.write("bad.xyz", NEON); }, "a.xyz|bad.xyz source_readable!|c.xyz|"},
+      {"broken otherwise", [&] { w.write("bad.xyz", "y"); },
+       "a.xyz|bad.xyz source_changed!|c.xyz|"},
+      {"its cell", [&] { w.write("c/scf.input", ""); }, "a.xyz|bad.xyz|c.xyz structure_differs!|"},
+      {"without a fingerprint",
+       [&] {
+         w.write("a.xyz", std::string(HELIUM) + "\n");
+         state["structure_sources"][0].erase("sha256");
+       },
+       "a.xyz|bad.xyz|c.xyz|"},
+      {"no copy", [&] { std::filesystem::remove(he); }, "a.xyz copy_gone!|bad.xyz|c.xyz|"},
+      {"a link",
+       [&] {
+         std::filesystem::rename(he, w / "elsewhere");
+         std::filesystem::create_symlink(w / "elsewhere", he);
+       },
+       "a.xyz copy_gone!|bad.xyz|c.xyz|"},
+      {"edited", [&] { std::filesystem::resize_file(he, 20); },
+       "a.xyz copy_changed!|bad.xyz|c.xyz|"},
+      {"other line ends",
+       [&] {
+         std::string text;
+         for (const char c : tests::content_of(he)) {
+           text += c == '\n' ? std::string("\r\n") : std::string(1, c);
+         }
+         std::filesystem::remove(he);
+         w.write(std::filesystem::relative(he, w.path()).string(), text);
+       },
+       "a.xyz|bad.xyz|c.xyz|"},
+  };
+  for (const auto& [what, damage, expected] : cases) {
     std::filesystem::remove_all(w / "p");
     std::filesystem::remove_all(w / "a.xyz");
     SetUp();

@@ -1,12 +1,7 @@
 // The modules that write files: the atomic writer, the diagnostics log and the trust list.
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
 #include <chrono>
-#include <filesystem>
 #include <map>
 #include <stdexcept>
-#include <string_view>
 #include <system_error>
 #include <thread>
 
@@ -46,8 +41,7 @@ TEST(AtomicIo, WritesOneDocumentAndCreatesItsFolder) {
   };
   EXPECT_THROW(atomic_write_text(path, broken), std::logic_error);
   EXPECT_EQ(tests::content_of(path), "[1,2]\n");
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / "new/sub"), {}), 1);
-  atomic_write_json(path, {{"k", {1, "\u00E9"}}});
+  EXPECT_EQ(tests::entries_in(folder / "new/sub"), 1U);
   EXPECT_THROW(atomic_write_json(folder / "new/sub/a.json/b", 1),
                std::filesystem::filesystem_error);
 }
@@ -135,9 +129,9 @@ TEST(Diagnostics, RotatesTheLog) {
 using Directories = std::map<std::string, std::string>;
 
 struct Trust : testing::Test {
-  void SetUp() override { setenv("XDG_CONFIG_HOME", (w / "config").c_str(), 1); }
-  void TearDown() override { unsetenv("XDG_CONFIG_HOME"); }
   tests::ScratchFolder w;
+  tests::Environment config{"XDG_CONFIG_HOME", w / "config"};
+  tests::Environment home{"HOME", w.path()};
 };
 
 TEST_F(Trust, TheNearestListedAncestorDecides) {
@@ -146,13 +140,10 @@ TEST_F(Trust, TheNearestListedAncestorDecides) {
   set_trust(w / "a", "untrusted");
   set_trust(w / "a/b/../b", "trusted");
   w.link("link", "a/b");
-  struct Case {
-    const char* directory;
-    const char* state;
-  };
-  for (const auto& [directory, state] :
-       {Case{"a", "untrusted"}, Case{"a/x/y", "untrusted"}, Case{"a/b", "trusted"},
-        Case{"a/b/c", "trusted"}, Case{"ab", "unknown"}, Case{"link/c", "trusted"}}) {
+  const std::pair<const char*, const char*> cases[] = {{"a", "untrusted"}, {"a/x/y", "untrusted"},
+                                                       {"a/b", "trusted"}, {"a/b/c", "trusted"},
+                                                       {"ab", "unknown"},  {"link/c", "trusted"}};
+  for (const auto& [directory, state] : cases) {
     EXPECT_EQ(trust_state_for(structure_ingest::internal::resolve_path(w / directory)).state, state)
         << directory;
   }
@@ -165,7 +156,6 @@ TEST_F(Trust, TheNearestListedAncestorDecides) {
 TEST_F(Trust, ResolvesItsEntries) {
   w.make_folder("a/b");
   w.link("link", "a");
-  setenv("HOME", w.path().c_str(), 1);
   const std::string list =
       w.write("config/structure_ingest/directory_trust.json",
               R"({"~/home/": "untrusted", ")" + w.path() + R"(/link/b/../b/": "trusted", ")" +
@@ -218,14 +208,10 @@ TEST_F(Trust, AMalformedListIsAnError) {
 TEST_F(Trust, TheListLiesBelowAnAbsoluteFolder) {
   const std::string name = "structure_ingest/directory_trust.json";
   EXPECT_EQ(trust_list_path(), w / "config/" + name);
-  const char* const old_home = getenv("HOME");
-  const std::string kept = old_home == nullptr ? "" : old_home;
-  setenv("HOME", w.path().c_str(), 1);
-  setenv("XDG_CONFIG_HOME", "config", 1);  // a relative path is ignored
-  EXPECT_EQ(trust_list_path(), w / ".config/" + name);
-  unsetenv("XDG_CONFIG_HOME");
-  EXPECT_EQ(trust_list_path(), w / ".config/" + name);
-  setenv("HOME", kept.c_str(), 1);
+  for (const std::optional<std::string>& ignored : {std::optional<std::string>("config"), {}}) {
+    config.set(ignored);  // a relative path, and none
+    EXPECT_EQ(trust_list_path(), w / ".config/" + name);
+  }
 }
 
 }  // namespace

@@ -1,12 +1,8 @@
 #include "collaborators/agent_modules/workspace_inventory.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <filesystem>
 
 #include "collaborators/agent_modules/directory_trust.hpp"
 #include "tests/scratch_folder.hpp"
@@ -45,7 +41,7 @@ TEST(WorkspaceInventory, ListsTheTreeInAFixedOrder) {
 
 TEST(WorkspaceInventory, SkipsFoldersOfToolsAndUntrustedFolders) {
   const tests::ScratchFolder w;
-  setenv("XDG_CONFIG_HOME", (w / "config").c_str(), 1);
+  const tests::Environment config("XDG_CONFIG_HOME", w / "config");
   for (const char* file :
        {"ws/venv/pyvenv.cfg", "ws/venv/lib/a.xyz", "ws/conda/conda-meta/history", "ws/conda/b.xyz",
         "ws/cache/CACHEDIR.TAG", "ws/cache/c.xyz", "ws/bad/d.xyz", "ws/bad/in/e.xyz",
@@ -64,13 +60,11 @@ TEST(WorkspaceInventory, SkipsFoldersOfToolsAndUntrustedFolders) {
   w.write("config/structure_ingest/directory_trust.json", "[");
   EXPECT_EQ(inventory_workspace(w / "ws").structure_files.size(), 4U);
   EXPECT_EQ(list_folder_tree(w / "missing").unreadable_folders, Paths{""});
-  unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST(WorkspaceInventory, ListsVeryDeepTrees) {
   const tests::ScratchFolder w;
-  const auto start = std::filesystem::current_path();
-  std::filesystem::current_path(w.path());
+  std::optional<tests::CurrentFolder> current(w.path());
   std::string folder;
   for (int i = 0; i < 5000; ++i) {
     ASSERT_EQ(mkdir("d", 0700), 0);
@@ -78,7 +72,7 @@ TEST(WorkspaceInventory, ListsVeryDeepTrees) {
     folder += "d/";
   }
   close(open("deep.xyz", O_CREAT | O_WRONLY, 0600));
-  std::filesystem::current_path(start);
+  current.reset();
   EXPECT_TRUE(inventory_workspace(w.path()).structure_files == Paths{folder + "deep.xyz"});
 }
 

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "collaborators/agent_modules/relevance/formula.hpp"
 #include "collaborators/agent_modules/relevance/lexicon.hpp"
 #include "collaborators/agent_modules/relevance/request_reading.hpp"
@@ -260,9 +257,10 @@ TEST(StructureRelevance, DropsNoNamesakeOfAKeptStructure) {
   EXPECT_EQ(report.verdicts.at(1).role, ROLE_REQUESTED);
 }
 
+const std::vector<Json> SALT_AND_SILICON = {entry_of("a.cif", "ClNa", "attachment"),
+                                            entry_of("b.cif", "Si", "attachment")};
+
 TEST(StructureRelevance, AcceptsTextCutAtAnyByte) {
-  const std::vector<Json> entries = {entry_of("a.cif", "ClNa", "attachment"),
-                                     entry_of("b.cif", "Si", "attachment")};
   const std::string text =
       "Ba\u0308nder: La1-xSrxMnO3-\u03B4 \u2014 \u00AB2% "
       "\u041A\u0440\u0435\u043C\u043D\u0438\u0439\u00BB, "
@@ -270,7 +268,7 @@ TEST(StructureRelevance, AcceptsTextCutAtAnyByte) {
   for (std::size_t begin = 0; begin < text.size(); ++begin) {
     for (const std::size_t length : {std::size_t{1}, std::size_t{7}, text.size()}) {
       const auto report =
-          assess_structure_relevance(entries, text.substr(begin, length), Json()).verdicts;
+          assess_structure_relevance(SALT_AND_SILICON, text.substr(begin, length), Json()).verdicts;
       ASSERT_EQ(report.size(), 2U);
       EXPECT_FALSE(drops(report[1])) << text.substr(begin, length);
     }
@@ -279,14 +277,12 @@ TEST(StructureRelevance, AcceptsTextCutAtAnyByte) {
 
 // Very long requests: a quadratic cost would exceed the test's time limit.
 TEST(StructureRelevance, DropsNothingForALongRequest) {
-  const std::vector<Json> entries = {entry_of("a.cif", "ClNa", "attachment"),
-                                     entry_of("b.cif", "Si", "attachment")};
   for (const char* piece : {"bands of silicon ", "((((", "H-", "Fe2O3", "a.b/c_d-e,f ", "coco"}) {
     std::string request = "Bands of silicon ";
-    EXPECT_TRUE(drops(first_verdict(entries, request)));
+    EXPECT_TRUE(drops(first_verdict(SALT_AND_SILICON, request)));
     while (request.size() < 300000) request += piece;
-    EXPECT_FALSE(drops(first_verdict(entries, request))) << piece;
-    EXPECT_EQ(first_verdict(entries, request + " a.cif").role, ROLE_REQUESTED) << piece;
+    EXPECT_FALSE(drops(first_verdict(SALT_AND_SILICON, request))) << piece;
+    EXPECT_EQ(first_verdict(SALT_AND_SILICON, request + " a.cif").role, ROLE_REQUESTED) << piece;
   }
 }
 
