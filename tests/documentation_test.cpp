@@ -1,5 +1,4 @@
 // The commands and the code in the documentation are correct.
-
 #include "tests/scratch_folder.hpp"
 
 namespace {

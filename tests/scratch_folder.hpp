@@ -90,4 +90,16 @@ CommandResult run(const std::string& command);
 /// waitpid() does.
 int status_of_child(const std::function<int()>& work);
 
+/// The error of this kind that `call` throws; fails the test when it throws none.
+template <typename Error, typename Function>
+Error error_of(const Function& call) {
+  std::optional<Error> caught;
+  try {
+    call();
+  } catch (const Error& error) {
+    caught = error;
+  }
+  return caught.value();
+}
+
 }  // namespace tests

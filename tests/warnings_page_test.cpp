@@ -1,5 +1,4 @@
 // The page of warnings and notes lists every text that the library produces, and no other.
-
 #include <map>
 #include <sstream>
 

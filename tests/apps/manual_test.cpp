@@ -1,5 +1,4 @@
 // The manual page and the shell completion list the program's subcommands and options.
-
 #include <algorithm>
 #include <regex>
 #include <set>

@@ -10,9 +10,8 @@
 #include <iterator>
 #include <random>
 
+#include "structure_ingest/base/fast/decimals.hpp"
 #include "structure_ingest/base/fast/plain_text.hpp"
-#include "structure_ingest/base/fast/read_decimals.hpp"
-#include "structure_ingest/base/fast/write_decimals.hpp"
 #include "structure_ingest/base/numbers.hpp"
 
 namespace structure_ingest::internal {

@@ -20,16 +20,13 @@ namespace fs = std::filesystem;
 TEST(FolderLock, WaitsForAnotherAndNamesIt) {
   const tests::ScratchFolder folder;
   auto first = std::make_unique<FolderLock>(folder.path());
-  try {
-    const FolderLock second(folder.path(), std::chrono::milliseconds(20));
-    ADD_FAILURE();
-  } catch (const LockError& error) {
-    EXPECT_EQ(error.code(), std::errc::operation_would_block);
-    EXPECT_EQ(std::string(error.what()),
-              "filesystem error: waited 20 ms for another program that holds a lock: Resource "
-              "temporarily unavailable [" +
-                  folder.path() + "/.structure_ingest.lock]");
-  }
+  const LockError error =
+      tests::error_of<LockError>([&] { FolderLock(folder.path(), std::chrono::milliseconds(20)); });
+  EXPECT_EQ(error.code(), std::errc::operation_would_block);
+  EXPECT_EQ(std::string(error.what()),
+            "filesystem error: waited 20 ms for another program that holds a lock: Resource "
+            "temporarily unavailable [" +
+                folder.path() + "/.structure_ingest.lock]");
   std::thread holder([&first] {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     first.reset();
@@ -74,13 +71,11 @@ TEST(FolderLock, RefusesAnythingButALockFile) {
   folder.make_folder("folder/.structure_ingest.lock");
   ASSERT_EQ(mkfifo((folder.make_folder("fifo") + "/.structure_ingest.lock").c_str(), 0600), 0);
   for (const char* name : {"link", "folder", "fifo", "missing", "outside"}) {
-    try {
-      const FolderLock lock(folder / name);
-      ADD_FAILURE() << name;
-    } catch (const fs::filesystem_error& error) {
-      EXPECT_NE(error.code(), std::errc::operation_would_block) << name;
-      EXPECT_TRUE(std::string(error.what()).starts_with("filesystem error: cannot lock: "));
-    }
+    SCOPED_TRACE(name);
+    const auto error =
+        tests::error_of<fs::filesystem_error>([&] { const FolderLock lock(folder / name); });
+    EXPECT_NE(error.code(), std::errc::operation_would_block);
+    EXPECT_TRUE(std::string(error.what()).starts_with("filesystem error: cannot lock: "));
   }
 }
 

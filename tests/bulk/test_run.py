@@ -103,16 +103,14 @@ def test_a_file_that_went_is_a_file_that_changed(files, tmp_path):
 
 
 def test_a_file_that_changes_while_it_is_read_is_read_again(files, tmp_path, monkeypatch):
-    from structure_ingest.bulk import rows
-
-    read = rows.bulk_row
+    read = bulk.rows.bulk_row
 
     def read_and_write(reader, path, *rest):
         row = read(reader, path, *rest)
         (files / "a.xyz").write_text(cubic("Ni", 30))
         return row
 
-    monkeypatch.setattr(rows, "bulk_row", read_and_write)
+    monkeypatch.setattr(bulk.rows, "bulk_row", read_and_write)
     out = tmp_path / "out"
     assert bulk.write_rows([files / "a.xyz"], out).rows == 1
     monkeypatch.undo()

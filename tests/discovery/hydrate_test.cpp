@@ -59,9 +59,10 @@ struct Hydrate : testing::Test {
     const auto found = discovery.find(internal::source_identity(path));
     return found == discovery.end() ? "none" : found->second;
   }
-  NewEntries hydrate(const Paths& extra_paths = {}) {
-    return hydrate_user_structures(state, {.extra_paths = extra_paths, .collaborators = modules});
+  NewEntries hydrate_into(Json& other, const Paths& extra_paths) const {
+    return hydrate_user_structures(other, {.extra_paths = extra_paths, .collaborators = modules});
   }
+  NewEntries hydrate(const Paths& extra_paths = {}) { return hydrate_into(state, extra_paths); }
 
   tests::ScratchFolder w;
   std::shared_ptr<tests::Calls> calls = std::make_shared<tests::Calls>();
@@ -120,10 +121,7 @@ TEST_F(Hydrate, SweepsAllButUntrustedProjects) {
     modules.trust_state_for = trust;
     calls->inventoried.clear();
     Json swept = state;
-    EXPECT_EQ(
-        hydrate_user_structures(swept, {.extra_paths = {"extra.xyz"}, .collaborators = modules})
-            .size(),
-        entries);
+    EXPECT_EQ(hydrate_into(swept, {"extra.xyz"}).size(), entries);
     EXPECT_EQ(calls->inventoried, inventoried);
   }
   // The root of the attached workspace is still resolved.
@@ -302,9 +300,8 @@ TEST_F(Hydrate, ReportsTheOutcomeOfEachFile) {
                 .manifest_error,
             "manifest: No space left on device");
   state["structure_notes"] = 5;
-  const std::string other = w.write("other.xyz", HELIUM);
-  const HydrateOutcome failed =
-      structure_ingest::hydrate(state, {.extra_paths = {other}, .collaborators = modules});
+  const HydrateOutcome failed = structure_ingest::hydrate(
+      state, {.extra_paths = {w.write("other.xyz", HELIUM)}, .collaborators = modules});
   EXPECT_TRUE(failed.error);
   EXPECT_TRUE(failed.taken.empty());
 }
@@ -381,8 +378,7 @@ TEST_F(Hydrate, ReportsUnexpectedErrorsAndReturnsNothing) {
     Json broken = state;
     broken[key] = value;
     calls->suppressed.clear();
-    EXPECT_TRUE(
-        hydrate_user_structures(broken, {.extra_paths = {path}, .collaborators = modules}).empty());
+    EXPECT_TRUE(hydrate_into(broken, {path}).empty());
     ASSERT_EQ(calls->suppressed.size(), 1U) << key << " " << value;
     EXPECT_EQ(calls->suppressed[0].first, broken["project_path"]);
     EXPECT_EQ(calls->suppressed[0].second.node, "structure_ingest");
@@ -392,7 +388,7 @@ TEST_F(Hydrate, ReportsUnexpectedErrorsAndReturnsNothing) {
   // Without candidates the sources are not read.
   Json idle = {{"project_path", w / "ws/proj"}, {"structure_sources", 5}};
   calls->suppressed.clear();
-  hydrate_user_structures(idle, {.extra_paths = {"notes.txt"}, .collaborators = modules});
+  hydrate_into(idle, {"notes.txt"});
   EXPECT_TRUE(calls->suppressed.empty());
   modules.inventory_workspace = nullptr;
   EXPECT_EQ(hydrate({path}).size(), 1U);  // no scan is due
@@ -403,7 +399,7 @@ TEST_F(Hydrate, ReportsUnexpectedErrorsAndReturnsNothing) {
   modules.record_suppressed_error = [](const auto&, const auto&) { throw std::logic_error("x"); };
   EXPECT_TRUE(hydrate({path}).empty());
   Json no_mapping = Json::array();
-  EXPECT_TRUE(hydrate_user_structures(no_mapping, {.collaborators = modules}).empty());
+  EXPECT_TRUE(hydrate_into(no_mapping, {}).empty());
 }
 
 // Nothing happens after an interruption, whichever module it comes from.
@@ -446,9 +442,8 @@ TEST_F(Hydrate, EveryKeyMayHoldEveryKindOfValue) {
       if (kind == "/" && odd["project_path"] == "/") continue;  // tests must not write there
       const Json before = odd;
       calls->suppressed.clear();
-      const NewEntries result =
-          hydrate_user_structures(odd, {.extra_paths = {path}, .collaborators = modules});
-      EXPECT_EQ(result.empty(), calls->suppressed.size() == 1) << key << ": " << kind;
+      const bool is_empty = hydrate_into(odd, {path}).empty();
+      EXPECT_EQ(is_empty, calls->suppressed.size() == 1) << key << ": " << kind;
       for (const auto& [name, value] : before.items()) {
         if (name == "structure_sources" || name == "structure_notes") continue;
         EXPECT_EQ(odd[name], value) << key << ": " << kind;

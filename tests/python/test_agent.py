@@ -1,4 +1,5 @@
 """The agent's modules: when they are bound, what they are handed, and what comes of their errors."""
+import builtins
 import importlib
 import json
 import sys
@@ -91,8 +92,6 @@ def test_the_other_modules_are_looked_up_at_each_use(agent, folder, hydrate, mon
 
 
 def test_they_are_looked_up_as_the_import_statement_does(hydrate, monkeypatch):
-    import builtins
-
     def refuse(name, *rest):
         if name.startswith("qelda_agent."):
             asked.append((name, rest[2]))

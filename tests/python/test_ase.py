@@ -1,10 +1,12 @@
 """CIF and VASP files: in a worker, or in this process."""
 import os
+import signal
 import sys
 import threading
 import time
 from pathlib import Path
 
+import ase.io
 import pytest
 
 
@@ -49,8 +51,6 @@ def test_readers_take_files_in(si, examples, folder):
 
 
 def test_in_process_calls_what_ase_has_at_that_moment(si, examples, monkeypatch):
-    import ase.io
-
     asked = []
     atoms = ase.io.read(examples / "copper/POSCAR")
 
@@ -107,7 +107,6 @@ def test_what_in_process_makes_of_answers(si, examples, monkeypatch, found, warn
             raise found
         return found
 
-    import ase.io
     monkeypatch.setattr(ase.io, "read", read)
     with si.reader("in-process") as reader:
         record = reader.parse_structure_file(examples / "rock_salt.cif")
@@ -126,8 +125,6 @@ def test_in_process_without_ase(si, examples, monkeypatch):
 
 
 def test_in_process_lets_interruptions_through(si, examples, monkeypatch):
-    import ase.io
-
     def read(_):
         raise KeyboardInterrupt
 
@@ -137,8 +134,6 @@ def test_in_process_lets_interruptions_through(si, examples, monkeypatch):
 
 
 def test_a_reader_is_not_used_by_what_it_calls(si, examples, monkeypatch):
-    import ase.io
-
     with si.reader("in-process") as reader:
         monkeypatch.setattr(ase.io, "read", lambda path: reader.parse_structure_file(path))
         assert "cannot be used by what it calls" in (
@@ -183,8 +178,6 @@ def test_a_fork_has_a_worker_of_its_own(si, examples):
 
 
 def test_ctrl_c_ends_a_batch(si, folder):
-    import signal
-
     class Stop(Exception):
         pass
 

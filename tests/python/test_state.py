@@ -4,6 +4,7 @@ import datetime
 import gc
 import os
 import sys
+import tracemalloc
 import types
 import weakref
 
@@ -214,8 +215,6 @@ def test_no_references_are_kept(si, folder):
 
 
 def test_memory_does_not_grow(si, folder):
-    import tracemalloc
-
     def once():
         state = {"project_path": str(folder / "project"), "attachments": 5}
         si.hydrate_user_structures(state)

@@ -6,7 +6,7 @@
 
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "structure_ingest/base/digest.hpp"
-#include "structure_ingest/base/folder_lock.hpp"
+#include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
@@ -153,16 +153,14 @@ TEST(HostileSize, ALineOfFourGigabytesIsRefused) {
 TEST(HostileSize, AStateThatCouldNotBeReadAgainIsNotWritten) {
   const tests::ScratchFolder folder;
   const std::string path = folder.write("state.json", "{}");
-  try {
-    agent_modules::update_json(path, nullptr, [](Json& state) {
-      state["text"] = std::string(std::size_t{180} << 20, '\x01');
-    });
-    FAIL();
-  } catch (const std::filesystem::filesystem_error& error) {
-    EXPECT_EQ(std::string(error.what()),
-              "filesystem error: cannot write what could not be read again: File too large [" +
-                  path + "]");
-  }
+  const auto fill = [](Json& state) {
+    state["text"] = std::string(std::size_t{180} << 20, '\x01');
+  };
+  const auto error = tests::error_of<std::filesystem::filesystem_error>(
+      [&] { agent_modules::update_json(path, nullptr, fill); });
+  EXPECT_EQ(
+      std::string(error.what()),
+      "filesystem error: cannot write what could not be read again: File too large [" + path + "]");
   EXPECT_EQ(tests::content_of(path), "{}");
 }
 

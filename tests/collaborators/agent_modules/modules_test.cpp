@@ -1,4 +1,9 @@
-// The modules that write files: the atomic writer, the diagnostics log and the trust list.
+// The modules that work with files: the atomic writer, the diagnostics log, the trust list and the
+// inventory.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <map>
 #include <stdexcept>
@@ -8,6 +13,7 @@
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "collaborators/agent_modules/diagnostics.hpp"
 #include "collaborators/agent_modules/directory_trust.hpp"
+#include "collaborators/agent_modules/workspace_inventory.hpp"
 #include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/base/paths.hpp"
@@ -81,13 +87,10 @@ TEST(AtomicIo, DoesNotChangeALockedFile) {
   const tests::ScratchFolder folder;
   const std::string path = folder.write("a.json", "1");
   const structure_ingest::internal::FolderLock lock(folder.path());
-  try {
-    update_json(
-        path, nullptr, [](Json& value) { value = 2; }, std::chrono::milliseconds(1));
-    ADD_FAILURE();
-  } catch (const std::system_error& error) {
-    EXPECT_EQ(error.code(), std::errc::operation_would_block);
-  }
+  const auto set_two = [](Json& value) { value = 2; };
+  const auto error = tests::error_of<std::system_error>(
+      [&] { update_json(path, nullptr, set_two, std::chrono::milliseconds(1)); });
+  EXPECT_EQ(error.code(), std::errc::operation_would_block);
   EXPECT_EQ(tests::content_of(path), "1");
 }
 
@@ -128,6 +131,10 @@ TEST(Diagnostics, RotatesTheLog) {
 
 using Directories = std::map<std::string, std::string>;
 
+std::string refusal(const std::function<void()>& call) {
+  return tests::error_of<std::runtime_error>(call).what();
+}
+
 struct Trust : testing::Test {
   tests::ScratchFolder w;
   tests::Environment config{"XDG_CONFIG_HOME", w / "config"};
@@ -165,17 +172,9 @@ TEST_F(Trust, ResolvesItsEntries) {
   EXPECT_EQ(read_json(list, nullptr), (Json{{"~/home/", "untrusted"}, {w / "a/b", "trusted"}}));
   EXPECT_EQ(std::filesystem::status(list).permissions(), std::filesystem::perms(0600));
 
-  const auto refusal = [](const auto& call) -> std::string {
-    try {
-      call();
-    } catch (const std::runtime_error& error) {
-      return error.what();
-    }
-    return "";
-  };
   EXPECT_EQ(refusal([&] { set_trust(w / "nowhere", "trusted"); }),
             (w / "nowhere") + ": not a directory");
-  EXPECT_EQ(refusal([&] { set_trust(w / "nowhere", std::nullopt); }), "");
+  EXPECT_NO_THROW(set_trust(w / "nowhere", std::nullopt));
   w.write("config/structure_ingest/directory_trust.json", R"({"data": "untrusted"})");
   EXPECT_EQ(refusal([] { trust_list(); }),
             "the trust list " + list +
@@ -193,13 +192,9 @@ TEST_F(Trust, AMalformedListIsAnError) {
   for (const std::string& content :
        {std::string(), std::string("[]"), std::string(R"({"/a": "yes"})"), long_name}) {
     const std::string list = w.write("config/structure_ingest/directory_trust.json", content);
-    try {
-      trust_state_for("/a");
-      ADD_FAILURE() << content;
-    } catch (const std::runtime_error& error) {
-      EXPECT_EQ(std::string(error.what()).find("the trust list " + list + " is malformed: "), 0U);
-      EXPECT_LT(std::string_view(error.what()).size(), 1000U);
-    }
+    const std::string message = refusal([] { trust_state_for("/a"); });
+    EXPECT_TRUE(message.starts_with("the trust list " + list + " is malformed: ")) << message;
+    EXPECT_LT(message.size(), 1000U);
     EXPECT_THROW(set_trust(w.path(), "trusted"), std::runtime_error);
     EXPECT_EQ(tests::content_of(list), content);
   }
@@ -212,6 +207,72 @@ TEST_F(Trust, TheListLiesBelowAnAbsoluteFolder) {
     config.set(ignored);  // a relative path, and none
     EXPECT_EQ(trust_list_path(), w / ".config/" + name);
   }
+}
+
+using Paths = std::vector<std::string>;
+
+TEST(WorkspaceInventory, ListsTheTreeInAFixedOrder) {
+  const tests::ScratchFolder w;
+  for (const char* file :
+       {"b.xyz", "B.cif", "a b\n.xyz", "notes.txt", "sub/POSCAR", "sub/deep/c.vasp", "sub.d/x.xyz",
+        ".hidden.xyz", ".git/x.xyz", "node_modules/x.xyz", "__pycache__/x.xyz", "CVS/x.xyz",
+        ".diagnostics/x.xyz", "project_root/structures/ingested_a_12345678.xyz",
+        "project_root/structures/own.xyz", "sub/project_root/structures/ingested_b_12345678.xyz",
+        "structures/ingested_mine.xyz", "\xFF/x.xyz"}) {
+    w.write(file, "");
+  }
+  w.make_folder("folder.xyz/empty");
+  w.link("to_file.xyz", "b.xyz");
+  w.link("to_folder", "sub");
+  w.link("sub/loop", "..");
+  w.link("dangling.xyz", "nowhere");
+  ASSERT_EQ(mkfifo((w / "fifo.xyz").c_str(), 0600), 0);
+  const Paths expected = {".hidden.xyz",    "B.cif",
+                          "a b\n.xyz",      "b.xyz",
+                          "to_file.xyz",    "structures/ingested_mine.xyz",
+                          "sub/POSCAR",     "sub.d/x.xyz",
+                          "\xFF/x.xyz",     "project_root/structures/own.xyz",
+                          "sub/deep/c.vasp"};
+  EXPECT_EQ(inventory_workspace(w.path()).structure_files, expected);
+  EXPECT_EQ(inventory_workspace(w / "project_root/structures").structure_files, Paths{"own.xyz"});
+  EXPECT_EQ(inventory_workspace(w / "missing").structure_files, Paths{});
+}
+
+TEST(WorkspaceInventory, SkipsFoldersOfToolsAndUntrustedFolders) {
+  const tests::ScratchFolder w;
+  const tests::Environment config("XDG_CONFIG_HOME", w / "config");
+  for (const char* file :
+       {"ws/venv/pyvenv.cfg", "ws/venv/lib/a.xyz", "ws/conda/conda-meta/history", "ws/conda/b.xyz",
+        "ws/cache/CACHEDIR.TAG", "ws/cache/c.xyz", "ws/bad/d.xyz", "ws/bad/in/e.xyz",
+        "ws/bad/good/f.xyz", "ws/mine/g.xyz"}) {
+    w.write(file, "");
+  }
+  EXPECT_EQ(inventory_workspace(w / "ws").structure_files,
+            (Paths{"bad/d.xyz", "mine/g.xyz", "bad/good/f.xyz", "bad/in/e.xyz"}));
+  EXPECT_EQ(inventory_workspace(w / "ws/cache").structure_files, Paths{"c.xyz"});  // as root
+  set_trust(w / "ws/bad", "untrusted");
+  set_trust(w / "ws/bad/good", "trusted");
+  const FolderTree tree = list_folder_tree(w / "ws");
+  EXPECT_EQ(tree.structure_files, (Paths{"mine/g.xyz", "bad/good/f.xyz"}));
+  EXPECT_EQ(tree.untrusted_folders, (Paths{"bad/", "bad/in/"}));
+  EXPECT_EQ(inventory_workspace(w / "ws/bad/in").structure_files, Paths{});
+  w.write("config/structure_ingest/directory_trust.json", "[");
+  EXPECT_EQ(inventory_workspace(w / "ws").structure_files.size(), 4U);
+  EXPECT_EQ(list_folder_tree(w / "missing").unreadable_folders, Paths{""});
+}
+
+TEST(WorkspaceInventory, ListsVeryDeepTrees) {
+  const tests::ScratchFolder w;
+  std::optional<tests::CurrentFolder> current(w.path());
+  std::string folder;
+  for (int i = 0; i < 5000; ++i) {
+    ASSERT_EQ(mkdir("d", 0700), 0);
+    ASSERT_EQ(chdir("d"), 0);
+    folder += "d/";
+  }
+  close(open("deep.xyz", O_CREAT | O_WRONLY, 0600));
+  current.reset();
+  EXPECT_TRUE(inventory_workspace(w.path()).structure_files == Paths{folder + "deep.xyz"});
 }
 
 }  // namespace
