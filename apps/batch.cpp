@@ -28,6 +28,9 @@ void print_array(std::span<const SourceEntry> entries) {
     text += (text.empty() ? "" : ", ") + structure_ingest::json_text(entry.to_json());
   }
   print_line("[" + text + "]");
+  for (const SourceEntry& entry : entries) {
+    if (entry.copy_restored) print_error(entry.source_file() + ": " + telling::COPY_RESTORED);
+  }
 }
 
 void print_entry(const SourceEntry& entry) {
@@ -38,6 +41,7 @@ void print_entry(const SourceEntry& entry) {
     print_row("formula", shown_composition(record));
     print_cell(record);
     if (!record.canonical_xyz_rel.empty()) print_row("copy", record.canonical_xyz_rel);
+    if (entry.copy_restored) print_row("", telling::COPY_RESTORED);
   }
   print_row("found", telling::found_text(entry.discovery));
   print_warnings(record.warnings, record.ok);

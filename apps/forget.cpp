@@ -1,6 +1,6 @@
 #include <algorithm>
 #include <filesystem>
-#include <set>
+#include <map>
 #include <system_error>
 
 #include "apps/options.hpp"
@@ -11,6 +11,7 @@
 namespace apps {
 namespace {
 
+using structure_ingest::CopyFate;
 using structure_ingest::ForgetOutcome;
 using structure_ingest::Json;
 using structure_ingest::ProjectStructure;
@@ -47,8 +48,8 @@ void require_clear_names(const ForgetOutcome& outcome, const std::string& file) 
   }
 }
 
-/// Prints what was forgotten; the copies `deleted` are gone, or would be after a dry run.
-void print_forgotten(const ForgetOutcome& outcome, const std::set<std::string>& deleted,
+/// Prints what was forgotten, and what became of the copies, or would become after a dry run.
+void print_forgotten(const ForgetOutcome& outcome, const std::map<std::string, CopyFate>& fates,
                      bool dry_run) {
   for (const ProjectStructure& structure : outcome.forgotten) {
     print_line("forgotten  " + printable(label_of(structure)));
@@ -58,10 +59,15 @@ void print_forgotten(const ForgetOutcome& outcome, const std::set<std::string>& 
     if (structure.copy.empty()) continue;
     const bool is_needed = std::find(outcome.copies.begin(), outcome.copies.end(),
                                      structure.copy) == outcome.copies.end();
-    const std::string what = !deleted.contains(structure.copy) ? "kept: "
-                             : dry_run                         ? "to be deleted: "
-                                                               : "deleted: ";
-    print_row("copy", what + structure.copy + (is_needed ? " (another structure has it)" : ""));
+    const auto fate = fates.find(structure.copy);
+    const bool goes = fate != fates.end() && fate->second != CopyFate::changed;
+    print_row("copy", (!goes     ? "kept: "
+                       : dry_run ? "to be deleted: "
+                                 : "deleted: ") +
+                          structure.copy +
+                          (is_needed                      ? " (another structure has it)"
+                           : fate != fates.end() && !goes ? " (it was changed)"
+                                                          : ""));
   }
   for (const std::string& note : outcome.notes) print_row("note", "taken out: " + note);
 }
@@ -84,20 +90,19 @@ Status run(const ForgetArguments& arguments) {
     change_state(arguments.state, forget);
   }
   Status status = ALL_WELL;
-  std::set<std::string> deleted;
+  std::map<std::string, CopyFate> fates;
   // Delete copies only now: that of a structure that the state still has must not go.
   for (const std::string& copy :
        arguments.delete_copy ? outcome.copies : std::vector<std::string>()) {
     try {
-      if (!arguments.dry_run) structure_ingest::delete_copy(project.project, copy);
-      deleted.insert(copy);
+      fates[copy] = structure_ingest::delete_copy(project.project, copy, arguments.dry_run);
     } catch (const std::system_error& error) {
       print_error(error.what());
       status = CANNOT_WRITE;
     }
   }
   if (!arguments.dry_run) structure_ingest::forget_findings(project.project, outcome.sources);
-  print_forgotten(outcome, deleted, arguments.dry_run);
+  print_forgotten(outcome, fates, arguments.dry_run);
   return status;
 }
 
@@ -111,8 +116,9 @@ Command forget_command() {
                                "forget --delete-copy ingested_water_e78b2589.xyz"},
                   .run = [arguments] { return run(*arguments); }};
   add_state_options(command, arguments->state, "The project folder (default: the current one)");
-  command.add("--delete-copy", &arguments->delete_copy,
-              "Delete the canonical copy as well, unless another structure has it");
+  command.add(
+      "--delete-copy", &arguments->delete_copy,
+      "Delete the canonical copy as well, unless another structure has it or it was changed");
   command.add("--dry-run", &arguments->dry_run, "Write nothing; say what would be done");
   command.add("NAME", &arguments->names,
               "A structure: the path or the file name of its source or of its copy",

@@ -96,8 +96,9 @@ HydrateOutcome hydrate(Json& state, const HydrateArguments& arguments,
 /// Whether there is nothing to print of a hydration that looked at all files.
 bool found_nothing_new(const HydrateOutcome& outcome) {
   return outcome.taken.empty() && outcome.dropped.empty() &&
-         std::none_of(outcome.known.begin(), outcome.known.end(),
-                      [](const KnownSource& known) { return known.changed; }) &&
+         std::none_of(
+             outcome.known.begin(), outcome.known.end(),
+             [](const KnownSource& known) { return known.changed || known.copy_restored; }) &&
          std::none_of(outcome.skipped.begin(), outcome.skipped.end(), [](const auto& skipped) {
            return skipped.reason == structure_ingest::SkipReason::past_limit;
          });

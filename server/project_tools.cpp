@@ -64,10 +64,10 @@ const char* fate_of_copy(const ForgetOutcome& outcome, const ProjectStructure& s
     return "needed_by_another";
   }
   if (arguments.at("delete_copy") != true) return "kept";
-  if (arguments.at("dry_run") == true) return "deleted";
   try {
-    structure_ingest::delete_copy(project, structure.copy);
-    return "deleted";
+    const structure_ingest::CopyFate fate =
+        structure_ingest::delete_copy(project, structure.copy, arguments.at("dry_run") == true);
+    return fate == structure_ingest::CopyFate::changed ? "kept_as_changed" : "deleted";
   } catch (const std::system_error&) {
     return "could_not_be_deleted";
   }
@@ -203,6 +203,9 @@ Answer forget_structure(Workspace& workspace, const Json& arguments, const Call&
       dry_run ? "Nothing was written. If the user agrees, call again without dry_run."
       : fate == "could_not_be_deleted"
           ? "The structure is forgotten, but its copy is still there: tell the user."
+      : fate == "kept_as_changed"
+          ? "The structure is forgotten. Its copy was changed after it was written, so that it was "
+            "kept: tell the user."
           : "The structure is forgotten; hydrate_project with its source takes it in again.";
   return answer;
 }

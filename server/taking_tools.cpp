@@ -52,6 +52,8 @@ void add_structures(Answer& answer, const std::vector<SourceEntry>& entries,
                                                  : "taken: ";
     add_structure(answer, structure_ingest::project_structure(entry, dry_run ? "" : project),
                   project, heading);
+    if (entry.copy_restored)
+      answer.lines.push_back(std::string("  note: ") + telling::COPY_RESTORED);
   }
 }
 

@@ -34,6 +34,27 @@ std::string repeat_text(const SkippedFile& file) {
   return "It counts as " + in_quotes(file.other) + ": links and letter case make no difference.";
 }
 
+/// How a file compares with what the state knows of it; empty for nothing to say.
+std::string comparison_text(const KnownSource& known) {
+  if (!known.taken_for.empty()) {
+    return "It counts as " + in_quotes(known.taken_for) +
+           ", which the state has: letter case makes no difference.";
+  }
+  const std::string stays =
+      "The state keeps " + std::string(known.ok ? "the structure that it has" : "its entry") + ".";
+  if (!known.problem.empty()) {
+    const std::string now = known.ok ? "It cannot be read now: " : "It still cannot be read: ";
+    return now + known.problem + " " + stays;
+  }
+  if (!known.changed) return {};
+  const std::string change = known.ok ? "It is not what it was when it was taken in"
+                                      : "It could not be read when it was taken in, and can be now";
+  if (!known.unrelated.empty()) {
+    return change + ", but the new structure is unrelated: " + known.unrelated + ". " + stays;
+  }
+  return change + ". " + stays + " Hydrate with refresh to take in what the file gives now.";
+}
+
 }  // namespace
 
 const char* skip_code(SkipReason reason) {
@@ -91,23 +112,9 @@ SkippedSummary summary_of(std::span<const SkippedFile> skipped, int limit) {
 }
 
 std::string known_text(const KnownSource& known) {
-  if (!known.taken_for.empty()) {
-    return "It counts as " + in_quotes(known.taken_for) +
-           ", which the state has: letter case makes no difference.";
-  }
-  const std::string stays =
-      "The state keeps " + std::string(known.ok ? "the structure that it has" : "its entry") + ".";
-  if (!known.problem.empty()) {
-    const std::string now = known.ok ? "It cannot be read now: " : "It still cannot be read: ";
-    return now + known.problem + " " + stays;
-  }
-  if (!known.changed) return {};
-  const std::string change = known.ok ? "It is not what it was when it was taken in"
-                                      : "It could not be read when it was taken in, and can be now";
-  if (!known.unrelated.empty()) {
-    return change + ", but the new structure is unrelated: " + known.unrelated + ". " + stays;
-  }
-  return change + ". " + stays + " Hydrate with refresh to take in what the file gives now.";
+  std::string text = comparison_text(known);
+  if (known.copy_restored) text.append(text.empty() ? "" : " ").append(COPY_RESTORED);
+  return text;
 }
 
 std::string dropped_text(const DroppedStructure& dropped) {
@@ -122,6 +129,7 @@ Json known_json(const KnownSource& known) {
   return {{"path", base::utf8_text(known.path)},
           {"ok", known.ok},
           {"changed", known.changed},
+          {"copy_restored", known.copy_restored},
           {"remark", base::utf8_text(known_text(known))}};
 }
 

@@ -32,6 +32,10 @@ SkippedSummary summary_of(std::span<const structure_ingest::SkippedFile> skipped
 /// What to say of a file that the state knows, beside that; empty for nothing.
 std::string known_text(const structure_ingest::KnownSource& known);
 
+/// What to say when the copy of a structure had been changed, and is again what it was.
+inline constexpr const char* COPY_RESTORED =
+    "Its copy had been changed, and was written anew as it was.";
+
 /// Why a structure was left out.
 std::string dropped_text(const structure_ingest::DroppedStructure& dropped);
 

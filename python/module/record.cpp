@@ -122,8 +122,10 @@ IngestedStructure record_of(const py::handle& object) {
 
 py::list entry_objects(const std::vector<SourceEntry>& entries) {
   py::list objects;
-  for (const auto& [record, discovery, findings] : entries) {
-    py::dict entry = object_of(internal::source_entry(without_lists(record), discovery, as_it_is));
+  for (const SourceEntry& source : entries) {
+    const IngestedStructure& record = source.record;
+    py::dict entry =
+        object_of(internal::source_entry(without_lists(record), source.discovery, as_it_is));
     entry["species"] = list_of(record.species);
     entry["cell_ang"] = cell_object(record);
     entry["symbols"] = list_of(record.symbols);

@@ -47,7 +47,10 @@ std::string sha256_hex(std::string_view bytes) {
 }
 
 std::string sha256_hex_of_file(const std::string& path) {
-  InputFile file(path);
+  return sha256_hex_of_file(InputFile(path));
+}
+
+std::string sha256_hex_of_file(InputFile file) {
   Sha256 digest;
   constexpr std::size_t size = std::size_t{1} << 16;  // stays in the processor's cache
   const auto piece = std::make_unique_for_overwrite<char[]>(size);

@@ -10,6 +10,8 @@
 
 namespace structure_ingest::internal {
 
+class InputFile;
+
 /// A digest computed piece by piece.
 class Sha256 {
  public:
@@ -31,6 +33,7 @@ std::string sha256_hex(std::string_view bytes);
 /// The digest of a regular file, read in pieces. Throws std::filesystem::filesystem_error when the
 /// file cannot be read.
 std::string sha256_hex_of_file(const std::string& path);
+std::string sha256_hex_of_file(InputFile file);
 
 /// The 32 bytes of the digest of `bytes`.
 std::string sha256_bytes(std::string_view bytes);

@@ -114,10 +114,12 @@ ssize_t write_some(const Descriptor& file, std::string_view text) {
 }
 
 InputFile::InputFile(const std::string& path)
-    : path_(path),
-      // Without O_NONBLOCK, opening a FIFO waits for a writer.
-      file_(open_at(AT_FDCWD, path, O_RDONLY | O_NONBLOCK)) {
-  const struct stat status = regular_file_status(file_, CANNOT_READ, path);
+    // Without O_NONBLOCK, opening a FIFO waits for a writer.
+    : InputFile(open_at(AT_FDCWD, path, O_RDONLY | O_NONBLOCK), path) {}
+
+InputFile::InputFile(Descriptor file, std::string path)
+    : path_(std::move(path)), file_(std::move(file)) {
+  const struct stat status = regular_file_status(file_, CANNOT_READ, path_);
   size_ = static_cast<std::uint64_t>(std::max<off_t>(status.st_size, 0));
 }
 

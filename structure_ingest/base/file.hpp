@@ -88,6 +88,9 @@ class InputFile {
  public:
   explicit InputFile(const std::string& path);
 
+  /// As above for a descriptor of it that was opened with O_NONBLOCK; `path` is for errors.
+  InputFile(Descriptor file, std::string path);
+
   /// Reads up to `size` bytes into `buffer`; 0 at the end of the file.
   std::size_t read(char* buffer, std::size_t size);
 

@@ -77,7 +77,8 @@ Places places_of_new(const Entries& entries,
          .ok = old.ok,
          .changed = changed,
          .problem = record.ok || record.warnings.empty() ? "" : record.warnings.front(),
-         .taken_for = old.source == source ? "" : old.source});
+         .taken_for = old.source == source ? "" : old.source,
+         .copy_restored = entries[i].copy_restored});
   }
   return fresh;
 }

@@ -88,6 +88,8 @@ struct KnownSource {
   /// The source of that entry where its name is another, by letter case or the direction of
   /// slashes, which are left aside. Then nothing is compared.
   std::string taken_for{};
+  /// Whether its copy had been changed, and was written anew as it was.
+  bool copy_restored = false;
 };
 
 /// A structure whose place a new one has taken, since their source had changed.

@@ -14,29 +14,34 @@
 namespace structure_ingest::internal {
 namespace {
 
-bool holds_text(const std::string& path, const std::string& text) {
+enum class Place { free, taken, holds_copy };
+
+/// What is where the copy with this text belongs.
+Place place_of_copy(const std::string& path, const std::string& text) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::symlink_status(path, error);
-  if (!std::filesystem::is_regular_file(status)) return false;  // a link could change its target
+  if (!std::filesystem::exists(status)) return Place::free;
+  if (!std::filesystem::is_regular_file(status)) return Place::taken;  // a link may lead elsewhere
   // An editor may have changed the line ends: that makes it no other structure.
-  if (std::filesystem::file_size(path) > 2 * text.size()) return false;
-  return with_line_feeds(read_file(path)) == text;
+  if (std::filesystem::file_size(path) > 2 * text.size()) return Place::taken;
+  return with_line_feeds(read_file(path)) == text ? Place::holds_copy : Place::taken;
 }
 
 }  // namespace
 
-std::string write_canonical_xyz(FileReplacements& copies, const IngestedStructure& record,
-                                std::size_t number) {
+WrittenCopy write_canonical_xyz(FileReplacements& copies, const IngestedStructure& record,
+                                std::size_t number, bool dry_run) {
   const std::string text = canonical_xyz_text(record);
   std::string rel = canonical_xyz_rel(record, text);
   const std::string name = file_name(rel);
-  if (!holds_text(copies.path_of(name), text)) copies.add(name, text, number);
-  return rel;
+  const Place place = place_of_copy(copies.path_of(name), text);
+  if (place != Place::holds_copy && !dry_run) copies.add(name, text, number);
+  return {.rel = std::move(rel), .restored = place == Place::taken};
 }
 
 std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record) {
   FileReplacements copies(project_path, std::string(INGESTED_DIRNAME));
-  std::string rel = write_canonical_xyz(copies, record, 0);
+  std::string rel = write_canonical_xyz(copies, record, 0).rel;
   for (const FileReplacements::Failure& failure : copies.finish()) {
     throw_file_error(failure.what, join_path(project_path, rel), failure.error);
   }

@@ -11,13 +11,19 @@
 
 namespace structure_ingest::internal {
 
-/// Adds the canonical copy of `record` to `copies`, the files in the project's INGESTED_DIRNAME,
-/// unless an identical one is there, and returns its project-relative path. `number` stands for
-/// the record in `copies`. Errors of the file system reach the caller.
-std::string write_canonical_xyz(FileReplacements& copies, const IngestedStructure& record,
-                                std::size_t number);
+/// A canonical copy that a project has, or is about to have.
+struct WrittenCopy {
+  std::string rel;        ///< its path relative to the project
+  bool restored = false;  ///< whether it takes the place of something else, such as an edited copy
+};
 
-/// As above, of one record by itself, in the project folder.
+/// Adds the canonical copy of `record` to `copies`, the files in the project's INGESTED_DIRNAME,
+/// unless an identical one is there; a dry run adds none. `number` stands for the record in
+/// `copies`. Errors of the file system reach the caller.
+WrittenCopy write_canonical_xyz(FileReplacements& copies, const IngestedStructure& record,
+                                std::size_t number, bool dry_run = false);
+
+/// Writes the canonical copy of one record into the project folder, and returns its path there.
 std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record);
 
 /// The text of a copy, with the line ends that were written; nothing when no regular file is there.

@@ -124,12 +124,13 @@ std::vector<std::string> paths_to_read_ahead(const std::vector<SelectedFile>& fi
 
 /// Writes the copy of a good record under a temporary name; `number` is that of its entry. A
 /// failure is a warning: the record can be used all the same.
-void add_copy(bool dry_run, FileReplacements& copies, IngestedStructure& record,
-              std::size_t number) {
+void add_copy(bool dry_run, FileReplacements& copies, SourceEntry& entry, std::size_t number) {
+  IngestedStructure& record = entry.record;
   if (!record.ok) return;
   try {
-    record.canonical_xyz_rel = dry_run ? canonical_xyz_rel(record, canonical_xyz_text(record))
-                                       : write_canonical_xyz(copies, record, number);
+    WrittenCopy copy = write_canonical_xyz(copies, record, number, dry_run);
+    record.canonical_xyz_rel = std::move(copy.rel);
+    entry.copy_restored = copy.restored;
   } catch (const std::system_error& error) {
     record.warnings.push_back(std::string(NO_COPY) + error.what());
   } catch (const std::bad_alloc&) {
@@ -146,6 +147,7 @@ void finish_copies(FileReplacements& copies, const std::string& project,
     record.warnings.push_back(NO_COPY +
                               std::string(file_error(failure.what, path, failure.error).what()));
     record.canonical_xyz_rel.clear();
+    entries[failure.number].copy_restored = false;
   }
 }
 
@@ -166,7 +168,7 @@ void read_files(const BatchInput& input, std::size_t considered, std::vector<Sel
     SourceEntry entry{.record = {}, .discovery = std::move(source.discovery)};
     if (options.check) entry.findings = check_structure(parsed);
     entry.record = std::move(parsed.record);
-    add_copy(options.dry_run, copies, entry.record, outcome.entries.size());
+    add_copy(options.dry_run, copies, entry, outcome.entries.size());
     outcome.entries.push_back(std::move(entry));
   }
   finish_copies(copies, input.project, outcome.entries);

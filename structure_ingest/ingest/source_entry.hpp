@@ -37,6 +37,8 @@ struct SourceEntry {
   /// What would mislead whoever computes with it, worst first. It stands beside the entry: neither
   /// states nor manifests hold it. Nothing when it was not checked.
   std::optional<std::vector<Finding>> findings{};
+  /// Whether something else was in the place of the copy, such as an edited copy, and was replaced.
+  bool copy_restored = false;
 
   /// What the entry is called in the state: the canonical copy, or the source where there is none.
   STRUCTURE_INGEST_API std::string path() const;

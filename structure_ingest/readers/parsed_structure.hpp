@@ -12,7 +12,7 @@ struct FileContent;
 
 /// A structure file as it was read.
 struct ParsedStructure {
-  IngestedStructure record;
+  IngestedStructure record;  ///< what the file gave
   /// Null unless it was asked for.
   std::shared_ptr<const FileContent> content{};
 };

@@ -1,6 +1,7 @@
 #include "structure_ingest/upkeep/forget.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <system_error>
 #include <utility>
 
+#include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
@@ -49,6 +51,17 @@ bool are_alike(const ProjectStructure& a, const ProjectStructure& b) {
   throw std::filesystem::filesystem_error("cannot remove the copy",
                                           internal::join_path(project, copy),
                                           std::error_code(error, std::generic_category()));
+}
+
+/// Whether the file `name` of an open folder is byte for byte what was written as this copy.
+bool is_as_written(const internal::Descriptor& folder, const std::string& name,
+                   const std::string& project, const std::string& copy) {
+  const std::string digest = digest_in_name(copy);
+  if (digest.empty()) return false;  // a name that no copy was ever given
+  return internal::sha256_hex_of_file(
+             {internal::open_at(folder.number(), name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK),
+              internal::join_path(project, copy)})
+      .starts_with(digest);
 }
 
 }  // namespace
@@ -111,7 +124,7 @@ ForgetOutcome forget_structures(Json& state, const std::vector<std::string>& nam
   return outcome;
 }
 
-bool delete_copy(const std::string& project, const std::string& copy) {
+CopyFate delete_copy(const std::string& project, const std::string& copy, bool dry_run) {
   if (!is_copy_path(copy)) fail(project, copy, EINVAL);
   // Each folder is opened in the one above it, so that no link in the project is followed, also if
   // one is put there meanwhile.
@@ -120,10 +133,17 @@ bool delete_copy(const std::string& project, const std::string& copy) {
     if (!folder.is_open()) break;
     folder = internal::open_at(folder.number(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
   }
-  const bool is_removed =
-      folder.is_open() && unlinkat(folder.number(), internal::file_name(copy).c_str(), 0) == 0;
-  if (!is_removed && errno != ENOENT) fail(project, copy, errno);
-  return is_removed;
+  const std::string name = internal::file_name(copy);
+  struct stat status {};
+  if (!folder.is_open() || fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW)) {
+    if (errno == ENOENT) return CopyFate::absent;
+    fail(project, copy, errno);
+  }
+  if (!S_ISREG(status.st_mode) || !is_as_written(folder, name, project, copy)) {
+    return CopyFate::changed;
+  }
+  if (!dry_run && unlinkat(folder.number(), name.c_str(), 0) != 0) fail(project, copy, errno);
+  return CopyFate::deleted;
 }
 
 }  // namespace structure_ingest

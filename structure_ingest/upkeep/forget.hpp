@@ -39,9 +39,17 @@ STRUCTURE_INGEST_API ForgetOutcome forget_structures(Json& state,
                                                      const std::vector<std::string>& names,
                                                      const ForgetOptions& options = {});
 
-/// Removes a canonical copy, given by its path relative to the project; returns whether there was
-/// one. No link in the project is followed, and any path that is not that of a copy is refused:
-/// std::system_error, as when the copy cannot be removed.
-STRUCTURE_INGEST_API bool delete_copy(const std::string& project, const std::string& copy);
+enum class CopyFate {
+  deleted,
+  absent,   ///< there was none
+  changed,  ///< kept: it is not, byte for byte, what was written under its name
+};
+
+/// Removes a canonical copy, given by its path relative to the project, unless somebody changed it;
+/// a dry run only tells what would become of it. No link in the project is followed, and any path
+/// that is not that of a copy is refused: std::system_error, as when the copy cannot be read or
+/// removed.
+STRUCTURE_INGEST_API CopyFate delete_copy(const std::string& project, const std::string& copy,
+                                          bool dry_run = false);
 
 }  // namespace structure_ingest

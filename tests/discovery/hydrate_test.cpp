@@ -264,6 +264,12 @@ TEST_F(Hydrate, ReportsTheOutcomeOfEachFile) {
   EXPECT_FALSE(again.known[0].changed);
   EXPECT_EQ(again.known[1].path, edited);
   EXPECT_TRUE(again.known[1].changed);
+  EXPECT_FALSE(again.known[0].copy_restored);
+  const std::string copy = state["structure_sources"][0]["path"].get<std::string>();
+  const std::string text = tests::content_of(w / ("ws/proj/" + copy));
+  w.write("ws/proj/" + copy, "edited");
+  EXPECT_TRUE(structure_ingest::hydrate(state, options).known[0].copy_restored);
+  EXPECT_EQ(tests::content_of(w / ("ws/proj/" + copy)), text);
   // The newest entry of a source counts; comparing needs both fingerprints.
   state["structure_sources"].push_back(state["structure_sources"][1]);
   state["structure_sources"][1]["sha256"] = "another";

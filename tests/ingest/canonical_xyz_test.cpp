@@ -24,7 +24,7 @@ IngestedStructure water(const std::string& source_path) {
 /// Writes one copy and returns its path in the project.
 std::string write_copy(const std::string& project, const IngestedStructure& record) {
   FileReplacements copies(project, std::string(INGESTED_DIRNAME));
-  const std::string rel = write_canonical_xyz(copies, record, 0);
+  const std::string rel = write_canonical_xyz(copies, record, 0).rel;
   EXPECT_TRUE(copies.finish().empty());
   return rel;
 }

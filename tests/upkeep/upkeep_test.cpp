@@ -1,8 +1,10 @@
 // Listing, verifying and forgetting the structures of a project.
 #include <system_error>
 
+#include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
+#include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/upkeep/forget.hpp"
 #include "structure_ingest/upkeep/list.hpp"
 #include "structure_ingest/upkeep/verify.hpp"
@@ -256,9 +258,21 @@ TEST_F(Forget, TakesOutTheNotesThatAreOnNoOtherEntry) {
 
 TEST_F(Forget, DeletesNothingButCopies) {
   const std::string copy = state["structure_sources"][0]["path"].get<std::string>();
-  EXPECT_TRUE(delete_copy(w / "p", copy));
-  EXPECT_FALSE(delete_copy(w / "p", copy));
-  EXPECT_FALSE(delete_copy(w / "1", copy));  // which has no such folder
+  const std::string text = internal::read_file(w / ("p/" + copy));
+  const std::string mine = std::string(INGESTED_DIRNAME) + "/ingested_mine.xyz";
+  w.write("p/" + mine, text);
+  EXPECT_EQ(delete_copy(w / "p", mine), CopyFate::changed);  // named by another
+  w.write("p/" + copy, text + "\n");
+  EXPECT_EQ(delete_copy(w / "p", copy), CopyFate::changed);
+  std::filesystem::remove(w / ("p/" + copy));
+  w.link("p/" + copy, w / ("p/" + mine));
+  EXPECT_EQ(delete_copy(w / "p", copy), CopyFate::changed);
+  std::filesystem::remove(w / ("p/" + copy));
+  w.write("p/" + copy, text);
+  EXPECT_EQ(delete_copy(w / "p", copy, true), CopyFate::deleted);
+  EXPECT_EQ(delete_copy(w / "p", copy), CopyFate::deleted);
+  EXPECT_EQ(delete_copy(w / "p", copy), CopyFate::absent);
+  EXPECT_EQ(delete_copy(w / "1", copy), CopyFate::absent);  // which has no such folder
   const std::string kept = w.write("ingested_kept.xyz", "kept");
   for (const char* path : {"", "/etc/passwd", "../ingested_kept.xyz", "project_root/structures",
                            "project_root/structures/own.xyz",
