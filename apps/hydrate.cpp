@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <filesystem>
 
 #include "apps/batch.hpp"
 #include "apps/structure_view.hpp"
@@ -118,9 +117,6 @@ Status run(const HydrateArguments& arguments) {
     Json state = state_to_try(arguments.state);
     outcome = hydrate(state, arguments, paths);
   } else {
-    if (!arguments.state.project.empty()) {
-      std::filesystem::create_directories(arguments.state.project);
-    }
     change_state(arguments.state, [&](Json& state) { outcome = hydrate(state, arguments, paths); });
   }
   if (batch.json) {

@@ -1,7 +1,7 @@
 // The tools that take files into a project.
 #include <algorithm>
 #include <exception>
-#include <filesystem>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -9,6 +9,7 @@
 #include "collaborators/agent_modules/project_state.hpp"
 #include "server/answers.hpp"
 #include "server/call.hpp"
+#include "structure_ingest/base/durable.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/structure_ingest.hpp"
@@ -208,7 +209,8 @@ Answer ingest_structures(Workspace& workspace, const Json& arguments, const Call
     options.discovery_by_path[base::source_identity(base::resolve_path(path))] =
         structure_ingest::DISCOVERY_ATTACHMENT;
   }
-  if (!dry_run) std::filesystem::create_directories(project);
+  std::optional<base::NewFolder> folder;
+  if (!dry_run) folder.emplace(project);
   const structure_ingest::IngestOutcome outcome =
       structure_ingest::ingest_batch(project, paths, options);
   Answer answer;
@@ -245,7 +247,6 @@ Answer hydrate_project(Workspace& workspace, const Json& arguments, const Call& 
     Json state = agent_modules::state_to_try(location);
     hydrate(state);
   } else {
-    std::filesystem::create_directories(project);
     agent_modules::change_state(location, hydrate);
   }
   Answer answer;

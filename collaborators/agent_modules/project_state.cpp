@@ -1,6 +1,7 @@
 #include "collaborators/agent_modules/project_state.hpp"
 
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -106,6 +107,8 @@ ProjectState read_project_state(const StateLocation& location) {
 void change_state(const StateLocation& location, const std::function<void(Json&)>& change) {
   require_state_file(location);
   const std::string path = state_file_of(location);
+  std::optional<structure_ingest::internal::NewFolder> folder;
+  if (location.state.empty()) folder.emplace(folder_of(location));
   bool was_read = false;
   try {
     update_json(path, Json::object(), [&](Json& state) {

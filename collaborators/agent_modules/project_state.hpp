@@ -41,9 +41,10 @@ struct ProjectState {
 ProjectState read_project_state(const StateLocation& location);
 
 /// Lets `change` work on the state and writes it back when it is different afterwards; the folder
-/// of the state stays locked meanwhile. A project that has no state yet gets one; the state of a
-/// project's own is made to say that project, and one that says another is refused, as is one that
-/// cannot be read: StateError. What cannot be written is std::system_error.
+/// of the state stays locked meanwhile. A project that has no state yet gets one, and a project
+/// folder that is missing is created, unless nothing comes of it; the state of a project's own is
+/// made to say that project, and one that says another is refused, as is one that cannot be read:
+/// StateError. What cannot be written is std::system_error.
 void change_state(const StateLocation& location,
                   const std::function<void(structure_ingest::Json&)>& change);
 

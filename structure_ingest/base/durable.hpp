@@ -103,7 +103,7 @@ struct LockError : std::filesystem::filesystem_error {
 };
 
 /// Holds the lock of a folder while it lives. It locks the file ".structure_ingest.lock" in the
-/// folder, created when missing and never removed. Do not lock the folder itself: everybody who may
+/// folder, created when missing, which stays. Do not lock the folder itself: everybody who may
 /// read a folder can lock it. Only users who may write to the folder may open the file.
 class FolderLock {
  public:
@@ -112,6 +112,20 @@ class FolderLock {
 
  private:
   Descriptor file_;
+};
+
+/// Creates a folder with all missing parents. At its end it takes away again those that it created,
+/// if they hold nothing but empty folders and the folder's lock file by then: what was to be put
+/// there was not.
+class NewFolder {
+ public:
+  explicit NewFolder(const std::string& path);
+  ~NewFolder();
+  NewFolder(const NewFolder&) = delete;
+  NewFolder& operator=(const NewFolder&) = delete;
+
+ private:
+  std::vector<std::string> created_;  // the innermost first
 };
 
 }  // namespace structure_ingest::internal

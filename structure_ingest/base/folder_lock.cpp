@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <thread>
 
 #include "structure_ingest/base/durable.hpp"
@@ -14,6 +15,7 @@
 namespace structure_ingest::internal {
 namespace {
 
+namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -47,13 +49,25 @@ Descriptor open_lock_file(const std::string& folder, const std::string& path) {
   return file;
 }
 
+/// Whether the path still leads to the open lock file: NewFolder removes some.
+bool is_in_place(const Descriptor& file, const std::string& path) {
+  struct stat opened {};
+  struct stat found {};
+  return fstat(file.number(), &opened) == 0 && lstat(path.c_str(), &found) == 0 &&
+         opened.st_ino == found.st_ino && opened.st_dev == found.st_dev;
+}
+
 Descriptor locked_file(const std::string& folder, milliseconds most_wait) {
   const std::string path = join_path(folder, LOCK_FILE);
   Descriptor file = open_lock_file(folder, path);
   const steady_clock::time_point end = steady_clock::now() + most_wait;
   // flock(2) has no time limit: poll.
   for (milliseconds pause{1};; pause = std::min(2 * pause, milliseconds(50))) {
-    if (retried([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) return file;
+    if (retried([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) {
+      if (is_in_place(file, path)) return file;
+      file = open_lock_file(folder, path);
+      continue;
+    }
     if (errno != EWOULDBLOCK) throw_file_error("cannot lock", path);
     if (steady_clock::now() >= end) {
       const std::string what = "waited " + std::to_string(most_wait.count()) +
@@ -64,12 +78,56 @@ Descriptor locked_file(const std::string& folder, milliseconds most_wait) {
   }
 }
 
+/// The folders beneath a folder, innermost first, when there is nothing else but its lock file.
+std::optional<std::vector<std::string>> folders_beneath(const std::string& folder) {
+  std::vector<std::string> folders;
+  for (fs::recursive_directory_iterator entry(folder), end; entry != end; ++entry) {
+    if (entry->symlink_status().type() == fs::file_type::directory) {
+      folders.insert(folders.begin(), entry->path().string());
+    } else if (entry->path() != fs::path(join_path(folder, LOCK_FILE))) {
+      return std::nullopt;
+    }
+  }
+  return folders;
+}
+
+/// Removes folders, each of which holds the one before it, if nothing was put there.
+void remove_unused(const std::vector<std::string>& created) {
+  const std::string& folder = created.front();
+  const FolderLock lock(folder, milliseconds(0));  // what another works in stays
+  const std::optional<std::vector<std::string>> folders = folders_beneath(folder);
+  if (!folders) return;
+  // A file that is put there meanwhile ends this: a folder that is not empty is not removed.
+  for (const std::string& inner : *folders) {
+    if (rmdir(inner.c_str()) != 0) return;
+  }
+  if (unlink(join_path(folder, LOCK_FILE).c_str()) != 0) return;
+  for (const std::string& each : created) {
+    if (rmdir(each.c_str()) != 0) return;
+  }
+}
+
 }  // namespace
 
 FolderLock::FolderLock(const std::string& folder, milliseconds most_wait) try
     : file_(locked_file(folder, most_wait)) {
 } catch (const std::filesystem::filesystem_error& error) {
   throw LockError(error);
+}
+
+NewFolder::NewFolder(const std::string& path) {
+  for (fs::path folder = fs::absolute(c_path(path)).lexically_normal();
+       !fs::exists(fs::symlink_status(folder)); folder = folder.parent_path()) {
+    if (folder.has_filename()) created_.push_back(folder.string());
+  }
+  create_folders(path);
+}
+
+NewFolder::~NewFolder() {
+  try {
+    if (!created_.empty()) remove_unused(created_);
+  } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): then the folders stay
+  }
 }
 
 }  // namespace structure_ingest::internal

@@ -79,5 +79,36 @@ TEST(FolderLock, RefusesAnythingButALockFile) {
   }
 }
 
+TEST(NewFolder, GoesAgainUnlessItIsUsed) {
+  const tests::ScratchFolder folder;
+  const std::pair<const char*, bool> cases[] = {
+      {"", false},  // what is made beneath, and whether the folder stays
+      {"project_root/structures/", false},
+      {".structure_ingest.lock", false},
+      {"inner/.structure_ingest.lock", true},
+      {"file", true}};
+  for (const auto& [made, stays] : cases) {
+    const std::string given = folder / "new/./b/";
+    {
+      const NewFolder created(given);
+      if (std::string(made).ends_with('/')) {
+        folder.make_folder(std::string("new/b/") + made);
+      } else if (*made != 0) {
+        folder.write(std::string("new/b/") + made, "");
+      }
+    }
+    EXPECT_EQ(fs::exists(folder / "new"), stays) << made;
+    fs::remove_all(folder / "new");
+  }
+  folder.make_folder("there");
+  { const NewFolder not_new(folder / "there"); }
+  EXPECT_TRUE(fs::exists(folder / "there"));
+  std::optional<NewFolder> used;
+  used.emplace(folder / "held/inner");
+  const auto holder = std::make_unique<FolderLock>(folder / "held/inner");
+  used.reset();
+  EXPECT_TRUE(fs::exists(folder / "held/inner"));
+}
+
 }  // namespace
 }  // namespace structure_ingest::internal

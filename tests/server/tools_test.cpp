@@ -306,6 +306,10 @@ TEST_F(ToolsTest, EndBetweenFilesWhenCancelled) {
     const Call call{.is_cancelled = [&] { return ++asked > (at_once ? 0 : 1); }};
     EXPECT_THROW(tool.run(workspace, checked_arguments(tool, arguments), call), Cancelled) << name;
     EXPECT_EQ(asked, at_once ? 1 : 2) << name;
+    if (at_once) continue;
+    arguments["project"] = "new/p";
+    EXPECT_THROW(tool.run(workspace, checked_arguments(tool, arguments), call), Cancelled) << name;
+    EXPECT_FALSE(fs::exists(w / "r/new")) << name;
   }
   EXPECT_EQ(tests::content_of(w / "r/p/.strataquill_state.json"), before);
   EXPECT_EQ(tests::content_of(w / "r/p/.diagnostics/ingested_structures.json"), manifest);
