@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <memory>
 #include <utility>
@@ -67,7 +68,8 @@ void remove_old_temporary_files(Descriptor folder) {
     struct stat status {};
     const bool is_old = fstatat(number, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
                         S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
-                        status.st_mtime < now - day;
+                        // One of a day to come was left before the clock was set back.
+                        std::abs(status.st_mtime - now) > day;
     if (is_old) unlinkat(number, entry->d_name, 0);
   }
 }

@@ -194,7 +194,9 @@ TEST(ReplaceFile, RemovesFilesOfKilledProcesses) {
     return path;
   };
   const std::string old = make(".structure_ingest-0123456789abcdef.tmp", 25);
-  std::vector<std::string> kept = {make(".structure_ingest-0123456789abcdee.tmp", 23)};
+  const std::string of_a_day_to_come = make(".structure_ingest-0123456789abcdff.tmp", -25);
+  std::vector<std::string> kept = {make(".structure_ingest-0123456789abcdee.tmp", 23),
+                                   make(".structure_ingest-0123456789abcdfe.tmp", -23)};
   for (const char* name :
        {".structure_ingest-0123456789ABCDEF.tmp", ".structure_ingest-0123456789abcde.tmp",
         ".structure_ingest-0123456789abcdef.txt", "structure_ingest-0123456789abcdef0.tmp",
@@ -210,6 +212,7 @@ TEST(ReplaceFile, RemovesFilesOfKilledProcesses) {
   }
   replace_file(folder / "file", "new");
   EXPECT_FALSE(fs::exists(old));
+  EXPECT_FALSE(fs::exists(of_a_day_to_come));
   for (const std::string& path : kept) EXPECT_TRUE(fs::exists(path)) << path;
   EXPECT_EQ(entries_in(folder.path()), kept.size() + 1);
 }
