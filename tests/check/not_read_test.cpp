@@ -78,6 +78,9 @@ TEST(NotRead, GivesTheReason) {
       {"POSCAR", "a\n1.0\n" + vectors + "Na\n2\nDirect\n0 0 0\n",
        "2 atoms are counted, but it ends before line 10, which is to be the position of atom "
        "2"},
+      {"POSCAR", "a\n1.0\n" + vectors + "Na Cl\n9999999 1\nDirect\n0 0 0\n",
+       "10000000 atoms are counted, but it ends before line 10, which is to be the position of "
+       "atom 2"},
       {"POSCAR", "a\n1.0\n" + vectors + "Na_pv\n1\nDirect\n0 0 0\n",
        "line 6 names 'Na_pv', which is no element"},
       {"POSCAR", "a\n1.0\n" + vectors + "Na\n1 1\nDirect\n0 0 0\n0.5 0.5 0.5\n",

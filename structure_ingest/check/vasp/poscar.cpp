@@ -11,8 +11,10 @@
 namespace structure_ingest::internal {
 namespace {
 
-/// Do not trust the count of atoms: examine at most this many lines.
+/// Examine at most this many lines.
 constexpr std::size_t MOST_LINES = 2'000'000;
+/// More atoms than this are counted as this many, so that the sum of all counts has a value.
+constexpr std::size_t MOST_COUNTED = 1'000'000'000'000'000;
 
 std::vector<double> leading_numbers(std::string_view line, std::size_t most) {
   std::vector<double> numbers;
@@ -56,7 +58,7 @@ bool read_species(const std::vector<std::string_view>& lines, std::size_t& at, P
     const std::optional<std::size_t> count = count_of(token);
     if (!count) break;
     file.counts.push_back(*count);
-    file.natoms = std::min(file.natoms + std::min(*count, MOST_LINES), 2 * MOST_LINES);
+    file.natoms = std::min(file.natoms + std::min(*count, MOST_COUNTED), MOST_COUNTED);
   }
   ++at;
   return !file.counts.empty();
@@ -69,6 +71,8 @@ std::string read_atoms(const std::vector<std::string_view>& lines, std::size_t a
     return at < lines.size() && leading_numbers(lines[at], count).size() == count;
   };
   for (; file.atoms.size() < file.natoms && has_numbers(3); ++at) file.atoms.push_back(lines[at]);
+  if (at >= MOST_LINES) return {};
+  // Do not trust the count: it may be of more atoms than there are lines.
   if (file.atoms.size() < file.natoms) {
     return std::to_string(file.natoms) + " atoms are counted, but " +
            line_problem(at, lines, "the position of atom " + std::to_string(file.atoms.size() + 1));
