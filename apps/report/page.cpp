@@ -104,7 +104,7 @@ std::string thumbnail(const ReportedStructure& structure) {
 /// The name of the file above the folder that it is in.
 std::string source_markup(const std::string& source) {
   const std::size_t begin = source.rfind('/') + 1;  // 0 where there is no folder
-  const std::string name = markup_text(source.substr(begin));
+  std::string name = markup_text(source.substr(begin));
   if (begin == 0) return name;
   return name + "<br>" + span_of("quiet", markup_text(source.substr(0, begin)));
 }

@@ -35,7 +35,7 @@ std::string known_word(std::string_view text, std::span<const std::string_view> 
   for (std::size_t at = 0; at < text.size();) {
     std::size_t end = at;
     while (end < text.size() && is_letter(text[end])) ++end;
-    const std::string word = ascii_lower_cased(text.substr(at, end - at));
+    std::string word = ascii_lower_cased(text.substr(at, end - at));
     if (std::find(known.begin(), known.end(), word) != known.end()) return word;
     at = end + 1;
   }
