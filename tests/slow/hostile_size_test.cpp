@@ -137,6 +137,41 @@ TEST(HostileSize, TooLittleMemoryCostsOneFile) {
   EXPECT_EQ(status, 0);
 }
 
+// Whatever memory the program may have, it says when that is not enough, and a state is the old or
+// the new one.
+TEST(HostileSize, TheProgramEndsInOrderWithoutMemory) {
+  const tests::ScratchFolder folder;
+  folder.write("a.xyz",
+               "20000\nc\n" + repeated("H 1.00000000 2.00000000 3.00000000\n", 35 * 20000));
+  const std::string project = folder / "p";
+  std::map<std::string, int> ends;
+  for (int kib = 16000; kib < 80000; kib += 1500) {
+    const std::string command =
+        "ulimit -v " + std::to_string(kib) +
+        "; " STRUCTURE_INGEST_PROGRAM
+        " --version >/dev/null 2>&1 || exit 99; " STRUCTURE_INGEST_PROGRAM " hydrate --project " +
+        project + " " + (folder / "a.xyz") + " >/dev/null 2>" + (folder / "told");
+    const int status = WEXITSTATUS(std::system(command.c_str()));
+    if (status == 99) continue;  // its libraries cannot be loaded
+    if (status == 3) {
+      EXPECT_EQ(tests::content_of(folder / "told"), "structure-ingest: not enough memory\n");
+    }
+    EXPECT_TRUE(status == 0 || status == 1 || status == 3) << status << " with " << kib;
+    ++ends[std::to_string(status)];
+    if (!std::filesystem::exists(project)) continue;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(project)) {
+      const std::string name = entry.path().filename().string();
+      EXPECT_EQ(name.find(".tmp"), std::string::npos) << name;
+      if (name.ends_with(".json")) {
+        EXPECT_NO_THROW(parse_json(read_file(entry.path()))) << name;
+      }
+    }
+    std::filesystem::remove_all(project);
+  }
+  EXPECT_GT(ends["0"], 0);
+  EXPECT_GT(ends["3"], 0);
+}
+
 // A line without an end is refused before it takes all memory.
 TEST(HostileSize, ALineOfFourGigabytesIsRefused) {
   const tests::ScratchFolder folder;
