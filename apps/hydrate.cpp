@@ -105,16 +105,14 @@ bool found_nothing_new(const HydrateOutcome& outcome) {
          });
 }
 
-/// Throws WrongInput for an error that ended a hydration; lack of memory is thrown on as it is.
-void require_no_error(const HydrateOutcome& outcome, const StateArguments& state) {
+/// Throws a lack of memory on, by which a state may be changed by half.
+void require_memory(const HydrateOutcome& outcome) {
   if (!outcome.error) return;
   try {
     std::rethrow_exception(outcome.error);
   } catch (const std::bad_alloc&) {
     throw;
-  } catch (...) {
-    throw WrongInput(state_file_of(state) +
-                     ": nothing was taken in: " + telling::message_of(outcome.error));
+  } catch (...) {  // NOLINT(bugprone-empty-catch): told later
   }
 }
 
@@ -131,23 +129,26 @@ Status run(const HydrateArguments& arguments) {
   if (batch.dry_run) {
     Json state = state_to_try(arguments.state);
     outcome = hydrate(state, arguments, paths);
-    require_no_error(outcome, arguments.state);
+    require_memory(outcome);
   } else {
     change_state(arguments.state, [&](Json& state) {
       outcome = hydrate(state, arguments, paths);
-      // A state that was changed by half must not be written.
-      require_no_error(outcome, arguments.state);
+      require_memory(outcome);
     });
   }
   if (batch.json) {
     print_array(outcome.taken);
     warn_outcome(outcome);
     warn_skipped(outcome.skipped, limit);
-  } else {
+  } else if (!outcome.error) {
     if (batch.dry_run) print_line(DRY_RUN);
     print_outcome(outcome);
     print_skipped(outcome.skipped, limit);
     if (found_nothing_new(outcome)) print_line("Nothing new.");
+  }
+  if (outcome.error) {
+    throw WrongInput(state_file_of(arguments.state) +
+                     ": nothing was taken in: " + telling::message_of(outcome.error));
   }
   return status_of(outcome.taken, outcome.manifest_error, outcome.why_no_ase);
 }

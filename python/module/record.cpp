@@ -60,6 +60,10 @@ std::int64_t natoms_of(const py::handle& object) {
 
 /// The fields of an object that are no lists.
 IngestedStructure plain_fields(const py::handle& object) {
+  if (!py::hasattr(object, "source_path")) {
+    throw py::type_error("expected an IngestedStructure, not " +
+                         py::type::handle_of(object).attr("__name__").cast<std::string>());
+  }
   return {.source_path = text_field(object, "source_path"),
           .format = text_field(object, "format"),
           .natoms = natoms_of(object),

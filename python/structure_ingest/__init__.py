@@ -19,7 +19,7 @@ its modules are called, otherwise our own.
 """
 
 from . import _core
-from ._reader import (CheckedStructure, Finding, Reader, check_structure_file,
+from ._reader import (CheckedStructure, Finding, Reader, _list_of, check_structure_file,
                       parse_structure_files, parse_xyz_frames, reader, use_ase)
 from ._record import IngestedStructure
 
@@ -104,7 +104,8 @@ def ingest_structure_files(project_path, candidate_paths, *, limit=8, discovery_
     A file that cannot be read is an entry whose "ok" is false. Raises what the writer of the
     manifest raises that is no OSError.
     """
-    return _core.ingest(None, project_path, candidate_paths, limit, discovery_by_path)
+    return _core.ingest(None, project_path, _list_of(candidate_paths, "candidate_paths"), limit,
+                        discovery_by_path)
 
 
 def hydrate_user_structures(state, *, extra_paths=None):
@@ -119,7 +120,7 @@ def hydrate_user_structures(state, *, extra_paths=None):
     Returns the new entries, the same objects as in the state. Raises nothing but interruptions: an
     error that no step expects is reported to the agent's diagnostics, and the result is empty.
     """
-    return _core.hydrate(None, state, extra_paths)
+    return _core.hydrate(None, state, _list_of(extra_paths, "extra_paths"))
 
 
 def owning_project_root(path, *, stop_at=None):

@@ -1,5 +1,7 @@
 """Readers that are kept, and what is read with one besides records."""
 
+import warnings
+
 from . import _core
 
 _WAYS = ("worker", "in-process")
@@ -62,6 +64,14 @@ class CheckedStructure:
         return f"<CheckedStructure {self.record!r}, {len(self.findings)} findings>"
 
 
+def _list_of(paths, name):
+    """``paths``; warns of one path in the place of a list, whose letters would be the paths."""
+    if isinstance(paths, (str, bytes)):
+        warnings.warn(f"{name} is one path, not a list of paths: each of its letters is taken for "
+                      f"a path; pass [{paths!r}]", RuntimeWarning, stacklevel=3)
+    return paths
+
+
 def _checked(reader, path):
     record, findings = _core.check(reader, path)
     return CheckedStructure(record, [Finding(**finding) for finding in findings])
@@ -101,14 +111,15 @@ class Reader:
         return _checked(self._core, path)
 
     def parse_structure_files(self, paths, *, progress=None):
-        return _parse_each(self._core, paths, progress)
+        return _parse_each(self._core, _list_of(paths, "paths"), progress)
 
     def ingest_structure_files(self, project_path, candidate_paths, *, limit=8,
                                discovery_by_path=None):
-        return _core.ingest(self._core, project_path, candidate_paths, limit, discovery_by_path)
+        return _core.ingest(self._core, project_path, _list_of(candidate_paths, "candidate_paths"),
+                            limit, discovery_by_path)
 
     def hydrate_user_structures(self, state, *, extra_paths=None):
-        return _core.hydrate(self._core, state, extra_paths)
+        return _core.hydrate(self._core, state, _list_of(extra_paths, "extra_paths"))
 
 
 def reader(ase="worker"):
@@ -135,7 +146,7 @@ def parse_structure_files(paths, *, progress=None):
     >>> [record.formula for record in parse_structure_files(["examples/water.xyz"])]
     ['H2O']
     """
-    return _parse_each(None, paths, progress)
+    return _parse_each(None, _list_of(paths, "paths"), progress)
 
 
 def _parse_each(kept, paths, progress):

@@ -1,5 +1,6 @@
 import os
 import re
+import warnings
 
 import pytest
 
@@ -35,7 +36,8 @@ def test_names_that_are_not_utf8_come_back(si, folder):
     "si.ingest_structure_files('p')", "si.ingest_structure_files('p', [], 8)",
     "si.ingest_structure_files('p', [], limit='8')", "si.ingest_structure_files('p', [], limit=1.0)",
     "si.ingest_structure_files('p', None)", "si.owning_project_root('a', 'b')",
-    "si.belongs_to_another_project('a')", "si.structure_source_entry()"])
+    "si.belongs_to_another_project('a')", "si.structure_source_entry()",
+    "si.structure_source_entry({})", "si.structure_source_entry(None)"])
 def test_wrong_calls(si, wrong):
     with pytest.raises(TypeError):
         eval(wrong)
@@ -137,3 +139,21 @@ def test_internal_names(si, folder):
     with pytest.raises(AttributeError, match="no attribute '_NONE_RE'"):
         si._NONE_RE
     assert si._drop_unrelated_structures([], {"user_request": "iron"}) == ([], [])
+
+
+def test_one_path_for_a_list_is_warned_of(si, folder):
+    calls = [lambda paths: list(si.parse_structure_files(paths)),
+             lambda paths: si.ingest_structure_files(folder / "p", paths),
+             lambda paths: si.hydrate_user_structures({"project_path": str(folder / "p")},
+                                                      extra_paths=paths)]
+    with si.reader() as reader:
+        calls += [lambda paths: list(reader.parse_structure_files(paths)),
+                  lambda paths: reader.ingest_structure_files(folder / "p", paths),
+                  lambda paths: reader.hydrate_user_structures({}, extra_paths=paths)]
+        for call in calls:
+            with pytest.warns(RuntimeWarning, match=r"paths is one path, .* pass \['ab'\]") as seen:
+                call("ab")
+            assert [warning.filename for warning in seen] == [__file__]
+            with warnings.catch_warnings():
+                warnings.simplefilter("error")
+                call(["ab"])
