@@ -90,16 +90,9 @@ Status list(const ProjectArguments& arguments) {
   return ALL_WELL;
 }
 
-bool is_without_entry(const VerifiedStructure& verified) {
-  return std::any_of(verified.findings.begin(), verified.findings.end(),
-                     [](const VerifyFinding& finding) {
-                       return finding.code == structure_ingest::VerifyCode::no_entry;
-                     });
-}
-
 std::string heading_of(const VerifiedStructure& verified) {
   if (!verified.is_as_it_was()) return coloured("not as it was", RED);
-  return is_without_entry(verified) ? coloured("no entry", YELLOW) : coloured("as it was", GREEN);
+  return telling::is_without_entry(verified) ? coloured("no entry", YELLOW) : coloured("as it was", GREEN);
 }
 
 void print_verified(const VerifiedStructure& verified) {
@@ -115,17 +108,11 @@ void print_verified(const VerifiedStructure& verified) {
 }
 
 void print_verification(const Verification& verification) {
-  std::size_t total = 0;
-  std::size_t well = 0;
-  for (const VerifiedStructure& verified : verification.structures) {
-    print_verified(verified);
-    if (is_without_entry(verified)) continue;
-    ++total;
-    if (verified.is_as_it_was()) ++well;
-  }
-  print_line(total == 0 ? "No structures."
-                        : "As taken in: " + std::to_string(well) + " of " + std::to_string(total) +
-                              (total == 1 ? " structure." : " structures."));
+  for (const VerifiedStructure& verified : verification.structures) print_verified(verified);
+  const telling::VerifiedCounts counts = telling::counts_of(verification);
+  print_line(counts.structures + counts.never_read == 0
+                 ? "No structures."
+                 : "As taken in: " + telling::in_short(counts) + ".");
 }
 
 Status verify(const ProjectArguments& arguments) {

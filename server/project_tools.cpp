@@ -116,18 +116,16 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
                                         .parser = &workspace.parser(),
                                         .may_read = workspace.may_read()});
   std::vector<const VerifiedStructure*> remarkable;
-  std::size_t bad = 0;
   for (const VerifiedStructure& verified : verification.structures) {
-    if (!verified.is_as_it_was()) ++bad;
     if (!verified.findings.empty()) remarkable.push_back(&verified);
   }
+  const telling::VerifiedCounts counts = telling::counts_of(verification);
   const bool well = verification.is_as_it_was() && project.moved_from.empty() &&
                     verification.manifest_error.empty();
   const Page page = page_of(arguments, remarkable.size());
   Answer answer;
   answer.lines.push_back(
-      in_quotes(project.project) + ": " + std::to_string(verification.structures.size() - bad) +
-      " of " + base::counted(verification.structures.size(), "structure") + " as taken in");
+      in_quotes(project.project) + ": as taken in: " + telling::in_short(counts));
   if (!project.moved_from.empty()) {
     answer.lines.push_back("  problem: the state says that the project is " +
                            in_quotes(project.moved_from));
@@ -142,15 +140,21 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
   }
   answer.data = {{"project", project.project},
                  {"as_it_was", well},
-                 {"verified", verification.structures.size()},
-                 {"not_as_it_was", bad},
+                 {"verified", counts.structures},
+                 {"not_as_it_was", counts.structures - counts.as_they_were},
+                 {"never_read", counts.never_read},
                  {"structures", std::move(structures)}};
   add_page(answer.data, page);
   answer.data["moved_from"] = project.moved_from;
   answer.data["manifest_problem"] = verification.manifest_error;
   answer.next_step =
       !page.is_last() ? "There is more to say: " + way_to_next(page, "offset")
-      : well          ? "Everything is as it was taken in: the copies can be relied on."
+      : well && counts.structures == 0
+          ? "The project holds no structure: there is nothing to calculate with."
+      : well && counts.never_read > 0
+          ? "The copies can be relied on. A file that never gave a structure has none: do not "
+            "calculate with it."
+      : well ? "Everything is as it was taken in: the copies can be relied on."
       : !project.moved_from.empty()
           ? "The project was moved or copied: ask the user to set \"project_path\" in its state "
             "to where it is now. Until then nothing can be taken in or forgotten."

@@ -1,9 +1,11 @@
 #include "telling/structures.hpp"
 
+#include <algorithm>
 #include <optional>
 
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/utf8.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "telling/words.hpp"
 
 namespace telling {
@@ -12,6 +14,7 @@ namespace base = structure_ingest::internal;
 using structure_ingest::CellGeometry;
 using structure_ingest::IngestedStructure;
 using structure_ingest::ProjectStructure;
+using structure_ingest::VerifiedStructure;
 
 namespace {
 
@@ -88,6 +91,35 @@ Json verified_json(const structure_ingest::VerifiedStructure& verified) {
           {"source_file", verified.structure.source_file},
           {"as_it_was", verified.is_as_it_was()},
           {"findings", std::move(findings)}};
+}
+
+bool is_without_entry(const VerifiedStructure& verified) {
+  return std::any_of(verified.findings.begin(), verified.findings.end(), [](const auto& finding) {
+    return finding.code == structure_ingest::VerifyCode::no_entry;
+  });
+}
+
+VerifiedCounts counts_of(const structure_ingest::Verification& verification) {
+  VerifiedCounts counts;
+  for (const VerifiedStructure& verified : verification.structures) {
+    if (is_without_entry(verified)) continue;
+    if (!verified.structure.ok && verified.is_as_it_was()) {
+      ++counts.never_read;
+      continue;
+    }
+    ++counts.structures;
+    if (verified.is_as_it_was()) ++counts.as_they_were;
+  }
+  return counts;
+}
+
+std::string in_short(const VerifiedCounts& counts) {
+  std::string text = std::to_string(counts.as_they_were) + " of " +
+                     base::counted(counts.structures, "structure");
+  if (counts.never_read > 0) {
+    text += ", " + base::counted(counts.never_read, "file") + " never gave one";
+  }
+  return text;
 }
 
 Json scanned_json(const structure_ingest::ScannedFile& file) {

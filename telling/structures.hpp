@@ -2,6 +2,7 @@
 // give this JSON; docs/schema/told.schema.json describes it.
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <string>
 
@@ -27,6 +28,19 @@ Json structure_json(const structure_ingest::ProjectStructure& structure,
 
 /// Whether a structure is still what was taken in.
 Json verified_json(const structure_ingest::VerifiedStructure& verified);
+
+/// Whether a copy is all that is known of a structure: no entry of the state names it.
+bool is_without_entry(const structure_ingest::VerifiedStructure& verified);
+
+/// How many structures a project holds, how many of them are as they were, and how many files of
+/// its state never gave one. "2 of 2 structures"; "2 of 2 structures, 1 file never gave one".
+struct VerifiedCounts {
+  std::size_t structures = 0;
+  std::size_t as_they_were = 0;
+  std::size_t never_read = 0;
+};
+VerifiedCounts counts_of(const structure_ingest::Verification& verification);
+std::string in_short(const VerifiedCounts& counts);
 
 /// A file that a scan found.
 Json scanned_json(const structure_ingest::ScannedFile& file);
