@@ -92,7 +92,8 @@ Status list(const ProjectArguments& arguments) {
 
 std::string heading_of(const VerifiedStructure& verified) {
   if (!verified.is_as_it_was()) return coloured("not as it was", RED);
-  return telling::is_without_entry(verified) ? coloured("no entry", YELLOW) : coloured("as it was", GREEN);
+  return telling::is_without_entry(verified) ? coloured("no entry", YELLOW)
+                                             : coloured("as it was", GREEN);
 }
 
 void print_verified(const VerifiedStructure& verified) {

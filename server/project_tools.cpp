@@ -124,8 +124,8 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
                     verification.manifest_error.empty();
   const Page page = page_of(arguments, remarkable.size());
   Answer answer;
-  answer.lines.push_back(
-      in_quotes(project.project) + ": as taken in: " + telling::in_short(counts));
+  answer.lines.push_back(in_quotes(project.project) +
+                         ": as taken in: " + telling::in_short(counts));
   if (!project.moved_from.empty()) {
     answer.lines.push_back("  problem: the state says that the project is " +
                            in_quotes(project.moved_from));
@@ -138,12 +138,10 @@ Answer verify_project(Workspace& workspace, const Json& arguments, const Call& c
       answer.lines.push_back((finding.is_problem ? "  problem: " : "  note: ") + finding.text);
     }
   }
-  answer.data = {{"project", project.project},
-                 {"as_it_was", well},
-                 {"verified", counts.structures},
-                 {"not_as_it_was", counts.structures - counts.as_they_were},
-                 {"never_read", counts.never_read},
-                 {"structures", std::move(structures)}};
+  answer.data = {
+      {"project", project.project},      {"as_it_was", well},
+      {"verified", counts.structures},   {"not_as_it_was", counts.structures - counts.as_they_were},
+      {"never_read", counts.never_read}, {"structures", std::move(structures)}};
   add_page(answer.data, page);
   answer.data["moved_from"] = project.moved_from;
   answer.data["manifest_problem"] = verification.manifest_error;

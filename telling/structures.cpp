@@ -114,8 +114,8 @@ VerifiedCounts counts_of(const structure_ingest::Verification& verification) {
 }
 
 std::string in_short(const VerifiedCounts& counts) {
-  std::string text = std::to_string(counts.as_they_were) + " of " +
-                     base::counted(counts.structures, "structure");
+  std::string text =
+      std::to_string(counts.as_they_were) + " of " + base::counted(counts.structures, "structure");
   if (counts.never_read > 0) {
     text += ", " + base::counted(counts.never_read, "file") + " never gave one";
   }
