@@ -67,7 +67,7 @@ constexpr auto KINDS = std::to_array<FindingKind>({
      "A lattice vector is zero or not finite, or the vectors lie in one plane.",
      "No periodic calculation can use such a cell.", "Correct the lattice vectors."},
     {"overlapping_atoms", ERROR, WARNING, GEOMETRY,
-     "Two atoms, periodic images included, are closer than half the sum of their covalent radii; "
+     "Two atoms, periodic images included, are closer than 0.6 of the sum of their covalent radii; "
      "an error below 0.5 Å.",
      "Alternatives of a disordered structure that were all kept, copies on the border of a cell, a "
      "wrong unit or wrong symmetry.",
@@ -150,7 +150,9 @@ constexpr auto KINDS = std::to_array<FindingKind>({
     {"trailing_content", WARNING, WARNING, FILE_,
      "Lines behind the last atom are no frame, or are more atoms than were counted.",
      "The count may be wrong, and atoms missing.", "Correct the count, or remove the lines."},
-    {"reader_warning", WARNING, WARNING, READER, "ASE warned of something as it read the file.",
+    {"reader_warning", WARNING, NOTE, READER,
+     "ASE warned of something as it read the file. A note where a second reader has the same "
+     "atoms.",
      "The message has ASE's own words.", "Check what it names."},
     {"no_cell", NOTE, NOTE, GEOMETRY, "The record has no cell.",
      "Right for a molecule; a crystal lacks its lattice.",
@@ -163,8 +165,10 @@ constexpr auto KINDS = std::to_array<FindingKind>({
      "Set what the calculation needs of them."},
     {"constraints_dropped", NOTE, NOTE, FILE_, "A VASP file fixes atoms.",
      "The record does not say which.", "Set the constraints in the calculation."},
-    {"velocities_dropped", NOTE, NOTE, FILE_, "A VASP file gives velocities.",
+    {"velocities_dropped", NOTE, NOTE, FILE_, "A VASP file gives velocities that are not zero.",
      "The record does not hold them.", "Take them from the file to go on with the dynamics."},
+    {"charges_dropped", NOTE, NOTE, FILE_, "A CIF gives charges of its sites.",
+     "The record does not hold them.", "Set the charges where the calculation needs them."},
     {"deuterium_as_hydrogen", NOTE, NOTE, FILE_, "A CIF has sites of deuterium.",
      "They are hydrogen in the record.", "Set the mass in the calculation, where it matters."},
     {"not_strict_cif", NOTE, NOTE, SECOND, "gemmi does not take the file for a CIF.",

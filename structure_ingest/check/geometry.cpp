@@ -141,8 +141,8 @@ Observation overlapping_atoms(const CheckInput& input) {
                             counted(pairs.size(), "pair") + " of atoms " +
                             (pairs.size() == 1 ? "is" : "are");
   const std::string limit = same_place
-                                ? "closer than 0.5 \u00C5 or half the sum of their covalent radii"
-                                : "closer than half the sum of their covalent radii";
+                                ? "closer than 0.5 \u00C5 or 0.6 of the sum of their covalent radii"
+                                : "closer than 0.6 of the sum of their covalent radii";
   return {"overlapping_atoms",
           count + " " + limit + "; the closest: " + pair_text(record, closest) + ".",
           atoms_of(pairs), same_place ? Severity::error : Severity::warning};

@@ -39,7 +39,7 @@ struct CheckInput {
   bool finite = false;
   bool has_volume = false;
   double signed_volume_ang3 = 0;         // negative for a left-handed cell
-  ClosePairs close{};                    // below half the sum of the covalent radii, or 0.5 Å
+  ClosePairs close{};                    // below SUSPECT_SHARE, or 0.5 Å
   std::optional<SpaceGroup> symmetry{};  // of a right-handed cell without close pairs
 };
 
@@ -51,8 +51,8 @@ void derive(CheckInput& input);
 /// Huber, G. Herzberg, "Constants of diatomic molecules", 1979).
 inline constexpr double SAME_PLACE_ANG = 0.5;
 /// Atoms closer than this share of the sum of their covalent radii are suspect: even the quintuple
-/// bond of Cr2, 1.68 Å, is 0.60 of the sum.
-inline constexpr float SUSPECT_SHARE = 0.5F;
+/// bond of Cr2, 1.68 Å, is 0.604 of the sum.
+inline constexpr float SUSPECT_SHARE = 0.6F;
 
 /// What a check says about one structure.
 struct Observation {
@@ -80,8 +80,12 @@ std::optional<SpaceGroup> find_symmetry(const IngestedStructure& record);
 
 /// Parts of these checks that stand in files of their own, or are needed by another.
 std::string not_positions(const CheckInput& input);
+std::vector<Observation> reader_remarks(const CheckInput& input);
 Observation labels_of_xyz(const CheckInput& input);
 std::vector<Observation> contradictions_in_cif(const CheckInput& input, bool has_full_sites);
+
+/// Whether a second reader expands a CIF to the same atoms as the record.
+bool is_confirmed(const CheckInput& input);
 
 /// The observation on labels that were taken for other elements: `texts` such as "'CL' as C".
 Observation label_observation(const std::vector<std::string>& texts, std::vector<std::size_t> atoms,

@@ -8,6 +8,7 @@
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/record/chemistry.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
@@ -54,15 +55,30 @@ std::string kind_of(std::string_view bytes) {
   return {};
 }
 
-/// `text` without blanks around it and without these characters at its end.
-std::string without_end(std::string_view text, std::string_view characters) {
-  text = stripped(text);
-  return std::string(text.substr(0, text.find_last_not_of(characters) + 1));
+/// Why no reader takes a file of this name, and under which name one would.
+std::string problem_of_name(const std::string& name) {
+  const std::string lower = ascii_lower_cased(name);
+  for (const std::string_view word : STRUCTURE_BASENAMES) {
+    const std::size_t at = lower.find(word);
+    if (at == std::string::npos) continue;
+    // "Cu_prim_POSCAR" becomes "POSCAR_Cu_prim".
+    const std::string rest =
+        without_end(name.substr(0, at), "_-. ") + name.substr(at + word.size());
+    std::string capitals(word);
+    std::transform(word.begin(), word.end(), capitals.begin(),
+                   [](char c) { return static_cast<char>(c - 'a' + 'A'); });
+    return "its name is none of a structure file; as " + excerpt(capitals + "_" + rest) + " or " +
+           excerpt(rest + ".vasp") + " it would be read";
+  }
+  return "its name is none of a structure file, such as *.xyz, *.extxyz, *.cif, *.vasp, *.poscar, "
+         "POSCAR* and CONTCAR*";
 }
 
 std::string problem_of_file(const CheckInput& input, std::string_view warning) {
   const IngestedStructure& record = input.record;
-  if (record.format == "unknown") return {};
+  if (record.format == "unknown") {
+    return warning.starts_with("Unsupported") ? problem_of_name(input.file_name) : "";
+  }
   if (warning.starts_with("Parsing ")) return {};  // ASE is missing: this is no fault of the file
   if (!input.content.readable) return {};
   std::string kind = kind_of(input.content.bytes);
@@ -88,18 +104,8 @@ std::string not_read(const CheckInput& input) {
 }  // namespace
 
 std::vector<Observation> check_readable(const CheckInput& input) {
-  constexpr std::size_t MOST_WARNINGS = 20;
-  constexpr std::size_t MOST_BYTES_OF_WARNING = 500;
-  std::vector<Observation> observations = {{"not_read", not_read(input)}};
-  std::vector<std::string> known;
-  for (const std::string& warning : input.content.reader_warnings) {
-    const std::string text =
-        utf8_text(without_end(std::string_view(warning).substr(0, MOST_BYTES_OF_WARNING), "."));
-    if (text.empty() || std::find(known.begin(), known.end(), text) != known.end()) continue;
-    if (known.size() == MOST_WARNINGS) break;
-    known.push_back(text);
-    observations.push_back({"reader_warning", "ASE warned: " + text + "."});
-  }
+  std::vector<Observation> observations = reader_remarks(input);
+  observations.push_back({"not_read", not_read(input)});
   return observations;
 }
 

@@ -47,6 +47,11 @@ std::string excerpt(std::string_view text) {
          (text.size() > MOST ? "..." : "");
 }
 
+std::string without_end(std::string_view text, std::string_view characters) {
+  text = stripped(text);
+  return std::string(text.substr(0, text.find_last_not_of(characters) + 1));
+}
+
 std::string composition_text(const std::map<std::string, double>& composition) {
   std::string text;
   for (const auto& [symbol, count] : composition) {

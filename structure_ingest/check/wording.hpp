@@ -36,6 +36,9 @@ std::vector<std::string_view> tokens_of(std::string_view line, std::size_t most)
 /// The beginning of `text` in quotes, with dots where more follows.
 std::string excerpt(std::string_view text);
 
+/// `text` without blanks around it and without these characters at its end.
+std::string without_end(std::string_view text, std::string_view characters);
+
 /// "Fe2O3" with the elements in ascending order and fractional counts with up to three digits.
 std::string composition_text(const std::map<std::string, double>& composition);
 

@@ -52,7 +52,7 @@ inline constexpr std::size_t ASE_SIZE_BYTES = 8;
 /// Limits on the text from one file: the bytes of a message or warning (ASE quotes unreadable
 /// content of any size), and the number of warnings.
 inline constexpr std::size_t MAX_ASE_TEXT = 4096;
-inline constexpr std::size_t MAX_ASE_WARNINGS = 16;
+inline constexpr std::size_t MAX_ASE_WARNINGS = 1000;
 
 /// The most bytes of an answer: as much memory as a worker may have.
 inline constexpr std::uint64_t MAX_ASE_ANSWER = std::uint64_t{4} << 30U;

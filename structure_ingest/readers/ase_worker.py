@@ -41,7 +41,7 @@ LIFELINE = 4
 FOUND = b"found  1"
 READY = b"ready  1"
 MOST_MEMORY = 4 << 30
-MOST_WARNINGS = 16
+MOST_WARNINGS = 1000
 NO_FAILURE, READ_FAILURE, EXTRACTION_FAILURE = b"\0", b"\1", b"\2"
 
 # Warnings of these kinds are about ASE's code, not about the file.

@@ -178,6 +178,11 @@ std::optional<double> CifBlock::number(std::initializer_list<const char*> names)
   return text ? cif_number(*text) : std::nullopt;
 }
 
+bool CifBlock::has_operations() const {
+  return values({"_space_group_symop_operation_xyz", "_space_group_symop.operation_xyz",
+                 "_symmetry_equiv_pos_as_xyz"}) != nullptr;
+}
+
 bool CifBlock::has_name_with(std::string_view beginning) const {
   return std::any_of(items.begin(), items.end(),
                      [&](const CifItem& item) { return item.name.starts_with(beginning); });

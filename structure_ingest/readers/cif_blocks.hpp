@@ -28,6 +28,8 @@ struct CifBlock {
   std::optional<std::string_view> value(std::initializer_list<const char*> names) const;
   /// The first value as a number, without its standard uncertainty in brackets.
   std::optional<double> number(std::initializer_list<const char*> names) const;
+  /// Whether the symmetry operations are listed.
+  bool has_operations() const;
   /// Whether any data name begins with `beginning`.
   bool has_name_with(std::string_view beginning) const;
 };

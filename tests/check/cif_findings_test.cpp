@@ -45,7 +45,15 @@ TEST(CifFindings, AreTheseForEachKindOfFile) {
        "1 place holds several species, 'Na1' and 'K1', of which the record has one: the file "
        "means Cl4K1.6Na2.4 a cell, the record holds Cl4Na4."},
       {cubic_cell("5") + SITES + "Na1 Na 0 0 0\nK1 K 1 0 0\nCl1 Cl 0.5 0.5 0.5\n",
-       "warning mixed_site, warning reader_warning"},
+       "warning mixed_site, note reader_warning",
+       "ASE kept one of two sites that share a place: scaled_positions 0 and 1 are equivalent."},
+      {ROCK_SALT + "_symmetry_cell_setting cubic\n" + SALT, ""},
+      {ROCK_SALT + SALT + "loop_\n_atom_type_symbol\n_atom_type_oxidation_number\nNa 1 x y\n",
+       "note reader_warning",
+       "ASE warned: Wrong number 4 of tokens, expected 2: ['Na', '1', 'x', 'y']."},
+      {cubic_cell("5") + SITES + "_atom_site_charge\nNa1 Na 0 0 0 0.5(1)\nCl1 Cl .5 .5 .5 0\n",
+       "note charges_dropped", "The file gives charges of 1 site, which the record does not hold."},
+      {cubic_cell("5") + SITES + "_atom_site_charge\nNa1 Na 0 0 0 0\nCl1 Cl .5 .5 .5 ?\n", ""},
       {cubic_cell("9") + SITES + "_atom_site_disorder_group\n" +
            "C1 C 0 0 0 .\nC2 C 0.2 0 0 1\nC3 C 0.4 0.4 0 2\n",
        "warning disordered_sites"},

@@ -105,7 +105,11 @@ TEST(NotRead, FallsBackToTheReadersMessage) {
   };
   EXPECT_EQ(message(folder / "missing.xyz"), "The file gave no structure: File does not exist.");
   EXPECT_EQ(message(folder.write("a.txt", "")),
-            "The file gave no structure: Unsupported structure file format.");
+            "The file gave no structure: its name is none of a structure file, such as *.xyz, "
+            "*.extxyz, *.cif, *.vasp, *.poscar, POSCAR* and CONTCAR*.");
+  EXPECT_EQ(message(folder.write("Cu_prim_Contcar.old", "")),
+            "The file gave no structure: its name is none of a structure file; as "
+            "'CONTCAR_Cu_prim.old' or 'Cu_prim.old.vasp' it would be read.");
   IngestedStructure record{.source_path = folder / "gone.cif", .format = "cif"};
   EXPECT_EQ(check_structure(record).at(0).message,
             "The file gave no structure: its reader does not say why.");

@@ -61,7 +61,8 @@ TEST(PoscarFindings, AreTheseForEachKindOfFile) {
        "note constraints_dropped"},
       {"POSCAR", salt + "Selective dynamics\nDirect\n0 0 0 T T T Na\n0.5 0.5 0.5 T T T Cl\n", ""},
       {"CONTCAR", salt + TWO_ATOMS + "\n0 0 0.01\n0 0 -0.01\n", "note velocities_dropped"},
-      {"CONTCAR", salt + TWO_ATOMS + "Cartesian\n0 0 0.01\n0 0 -0.01\n", "note velocities_dropped"},
+      {"CONTCAR", salt + TWO_ATOMS + "Cartesian\n0 0 0\n0 0 -0.01\n", "note velocities_dropped"},
+      {"CONTCAR", salt + TWO_ATOMS + "\n0 0 0\n0.0 0 -0.0\n1 2 3\n", ""},
   });
 }
 

@@ -26,18 +26,19 @@ TEST(XyzFindings, AreTheseForEachKindOfFile) {
       {"one.xyz", "1\n\nAr 0.5 0.5 0.5\n", "note no_cell"},
       {"atom_in_box.xyz", "1\n" + BOX + "\nCs 0 0 0\n", ""},
       // Geometry.
-      {"close.xyz", "2\n" + BOX + "\nC 0 0 0\nC 0 0 0.7\n", "warning overlapping_atoms"},
+      {"close.xyz", "2\n" + BOX + "\nC 0 0 0\nC 0 0 0.9\n", "warning overlapping_atoms"},
+      {"quintuple_bond.xyz", "2\n" + BOX + "\nCr 0 0 0\nCr 0 0 1.68\n", ""},
       {"same.xyz", "2\n" + BOX + "\nC 4 0 0\nC 4 0 0.4\n", "error overlapping_atoms"},
       {"pair.xyz", "3\n" + BOX + "\nH 0 0 0\nC 0.1 0 0\nO 5 0 0\n", "error overlapping_atoms",
-       "1 pair of atoms is closer than 0.5 \u00C5 or half the sum of their covalent radii; the "
+       "1 pair of atoms is closer than 0.5 \u00C5 or 0.6 of the sum of their covalent radii; the "
        "closest: atom 0 (H) and atom 1 (C), 0.1 \u00C5."},
       {"pairs.xyz", "3\n" + BOX + "\nC 0 0 0\nC 0 0 0.75\nC 0.7 0 0\n",
        "error coordinates_look_fractional, warning overlapping_atoms",
-       "2 pairs of atoms are closer than half the sum of their covalent radii; the closest: "
+       "2 pairs of atoms are closer than 0.6 of the sum of their covalent radii; the closest: "
        "atom 0 (C) and atom 2 (C), 0.7 \u00C5."},
       {"image.xyz", "2\n" + BOX + "\nC 0.1 0 0\nC 8.8 0 9\n", "error overlapping_atoms"},
       {"own_image.xyz", "1\nLattice=\"0.4 0 0 0 9 0 0 0 9\"\nH 0 0 0\n", "error overlapping_atoms",
-       "1 pair of atoms is closer than 0.5 \u00C5 or half the sum of their covalent radii; the "
+       "1 pair of atoms is closer than 0.5 \u00C5 or 0.6 of the sum of their covalent radii; the "
        "closest: atom 0 (H) and its own image, 0.4 \u00C5."},
       {"nan.xyz", "2\n" + BOX + "\nC 4 0 nan\nC inf 0 0.4\n", "error non_finite_coordinates"},
       {"one_nan.xyz", "2\n" + BOX + "\nC nan 0 0\nC 0 0 2\n", "error non_finite_coordinates",
@@ -49,8 +50,9 @@ TEST(XyzFindings, AreTheseForEachKindOfFile) {
       {"silicon.xyz", "2\nLattice=\"0 2.7 2.7 2.7 0 2.7 2.7 2.7 0\"\nSi 0 0 0\nSi 0.25 0.25 0.25\n",
        "error coordinates_look_fractional, error overlapping_atoms"},
       {"lithium_hydride.xyz", "2\n\nLi 0 0 0\nH 0.5 0.5 0.5\n",
-       "error coordinates_look_fractional, note no_cell"},
-      {"dense.xyz", "1\nLattice=\"2 0 0 0 2 0 0 0 2\"\nU 0 0 0\n", "warning unusual_density",
+       "error coordinates_look_fractional, warning overlapping_atoms, note no_cell"},
+      {"dense.xyz", "1\nLattice=\"2 0 0 0 2 0 0 0 2\"\nU 0 0 0\n",
+       "warning overlapping_atoms, warning unusual_density",
        "The cell has a density of 49.41 g/cm\u00B3; the densest solid, osmium, has 22.6."},
       {"lithium_dense.xyz", "2\nLattice=\"1.9 0 0 0 1.9 0 0 0 1.9\"\nHe 0 0 0\nHe 0.95 0.95 0.95\n",
        "warning unusual_density"},
@@ -99,7 +101,15 @@ TEST(XyzFindings, AreTheseForEachKindOfFile) {
       {"e.xyz", "3\nforces in hartree/bohr\n" + WATER, "note no_cell"},
       {"f.xyz", "3\ncell: 9.0 9.0 9.0\n" + WATER, "warning cell_not_read, note no_cell"},
       {"g.xyz", "3\n# CELL(abcABC): 9 9 9 90 90 90 Step: 0\n" + WATER,
-       "warning cell_not_read, note no_cell"},
+       "warning cell_not_read, note no_cell",
+       "The comment line gives a cell, 'CELL(abcABC): 9 9 9 90 90 90 Step: 0', in a form that is "
+       "not read; it names no unit, and programs that write this form mean bohr then."},
+      {"unit.xyz", "3\n# CELL(abcABC): 9 9 9 90 90 90 cell{angstrom}\n" + WATER,
+       "warning cell_not_read, note no_cell",
+       "The comment line gives a cell, 'CELL(abcABC): 9 9 9 90 90 90 cell{angstrom}', in a form "
+       "that is not read."},
+      {"abc.xyz", "3\nABC 20.000 5.222 6.031\n" + WATER, "warning cell_not_read, note no_cell"},
+      {"abcd.xyz", "3\nabcd 20.000 5.222 6.031\n" + WATER, "note no_cell"},
       {"h.xyz", "3\nLattice=\"9 9 9\"\n" + WATER, "warning cell_not_read, note no_cell"},
       {"cell.xyz", "1\nH cell 1 2 3\nH 0 0 0\n", "warning cell_not_read, note no_cell",
        "The comment line gives a cell, 'cell 1 2 3', in a form that is not read."},
@@ -109,7 +119,7 @@ TEST(XyzFindings, AreTheseForEachKindOfFile) {
       {"words.xyz", "2\n" + BOX + "\nCarbon 0 0 0\nO 0 0 3\n", "warning label_reinterpreted"},
       {"sites.xyz", "2\n" + BOX + "\nFe_up 0 0 0\nFe_dn 0 0 3\n", ""},
       {"peptide.xyz", "4\n" + BOX + "\nN 0 0 0\nCA 1.46 0 0\nC 2 1.42 0\nO 1.3 2.4 0\n",
-       "warning label_reinterpreted",
+       "warning overlapping_atoms, warning label_reinterpreted",
        "Labels were read as elements that they probably do not mean: 'CA' as Ca."},
       {"calcite.xyz", "2\n" + BOX + "\nCA 0 0 0\nO 2.36 0 0\n", ""},
   });
@@ -175,11 +185,21 @@ TEST(XyzFindings, NeedNoFile) {
   record.source_path = folder / "gone.xyz";
   EXPECT_EQ(codes_of(check_structure(record)), "error overlapping_atoms");
   auto content = std::make_shared<FileContent>();
-  content->reader_warnings = {"first", " first ", "second\xFF", ""};
+  content->reader_warnings = {"first",   "scaled_positions 0 and 1 are equivalent.",
+                              " first ", "second\xFF",
+                              "",        "scaled_positions 0 and 2 are equivalent"};
   const ParsedStructure parsed{.record = record, .content = content};
   EXPECT_EQ(message_of(check_structure(parsed), "reader_warning"), "ASE warned: first.");
   EXPECT_EQ(codes_of(check_structure(parsed)),
-            "error overlapping_atoms, warning reader_warning, warning reader_warning");
+            "error overlapping_atoms, warning reader_warning, warning reader_warning, warning "
+            "reader_warning");
+  EXPECT_EQ(check_structure(parsed).back().message,
+            "ASE kept one of two sites that share a place, 2 times, first: scaled_positions 0 and "
+            "1 are equivalent.");
+  for (int i = 0; i < 30; ++i) content->reader_warnings.push_back(std::to_string(i));
+  const auto many = check_structure(parsed);
+  ASSERT_EQ(many.size(), 23);
+  EXPECT_EQ(many.at(21).message, "ASE warned of more: 12 further remarks are not shown.");
 }
 
 }  // namespace

@@ -130,15 +130,18 @@ std::string density_mismatch(const CheckInput& input, double volume) {
          " g/cm\u00B3, but the record has " + number_text(*density) + " g/cm\u00B3.";
 }
 
+/// Whether both readers have the same atoms. They may differ in the species that they choose for a
+/// shared place; that is not a disagreement.
+bool do_readers_agree(const CheckInput& input) {
+  const SecondReading& second = input.second;
+  const bool is_same_number = second.natoms == static_cast<std::size_t>(input.record.natoms);
+  return symbol_counts(input.record.symbols) == second.atoms ||
+         (second.shared_places > 0 && is_same_number);
+}
+
 std::string readers_disagree(const CheckInput& input) {
   const SecondReading& second = input.second;
-  // Readers may differ in the species that they choose for a shared place; that is not a
-  // disagreement.
-  const bool is_same_number = second.natoms == static_cast<std::size_t>(input.record.natoms);
-  if (symbol_counts(input.record.symbols) == second.atoms ||
-      (second.shared_places > 0 && is_same_number)) {
-    return {};
-  }
+  if (do_readers_agree(input)) return {};
   const std::string from =
       second.symmetry_source.empty() ? "" : " from " + utf8_text(second.symmetry_source);
   return "A second reader, gemmi, expands the block " + excerpt(input.block->name) + from + " to " +
@@ -180,6 +183,11 @@ std::string symmetry_unclear(const CheckInput& input, const Stated& stated) {
 }
 
 }  // namespace
+
+bool is_confirmed(const CheckInput& input) {
+  return input.block != nullptr && input.record.ok && input.second.refusal.empty() &&
+         do_readers_agree(input);
+}
 
 std::vector<Observation> contradictions_in_cif(const CheckInput& input, bool has_full_sites) {
   std::vector<Observation> observations;

@@ -175,6 +175,17 @@ std::string deuterium_as_hydrogen(const CifBlock& block) {
          " of deuterium became hydrogen in the record.";
 }
 
+std::string charges_dropped(const CifBlock& block) {
+  const auto* const charges = block.values({"_atom_site_charge"});
+  if (charges == nullptr) return {};
+  const auto count = std::count_if(charges->begin(), charges->end(), [](std::string_view charge) {
+    return cif_number(charge).value_or(0) != 0;
+  });
+  if (count == 0) return {};
+  return "The file gives charges of " + counted(static_cast<std::size_t>(count), "site") +
+         ", which the record does not hold.";
+}
+
 /// ASE takes a capital letter and a small one: it reads CL as C.
 Observation label_reinterpreted(const CheckInput& input) {
   const auto* const types = input.block->values({"_atom_site_type_symbol"});
@@ -215,6 +226,7 @@ std::vector<Observation> check_cif(const CheckInput& input) {
                                {"disordered_sites", disordered_sites(*input.block)},
                                {"several_blocks", several_blocks(input)},
                                {"beyond_space_group", beyond_space_group(*input.block)},
+                               {"charges_dropped", charges_dropped(*input.block)},
                                {"deuterium_as_hydrogen", deuterium_as_hydrogen(*input.block)},
                                label_reinterpreted(input)},
       std::back_inserter(observations));

@@ -102,10 +102,7 @@ std::string problem_of_cif(const CifFile& file, std::string_view message) {
   }
   const auto group = block.value({"_space_group_name_h-m_alt", "_symmetry_space_group_name_h-m"});
   const auto number = block.value({"_space_group_it_number", "_symmetry_int_tables_number"});
-  const bool has_operations =
-      block.values({"_space_group_symop_operation_xyz", "_space_group_symop.operation_xyz",
-                    "_symmetry_equiv_pos_as_xyz"}) != nullptr;
-  if (has_operations && !group && !number) {
+  if (block.has_operations() && !group && !number) {
     return in_block +
            "symmetry operations are listed without the name or number of a space group, "
            "which ASE needs with them";

@@ -81,7 +81,11 @@ std::string read_atoms(const std::vector<std::string_view>& lines, std::size_t a
   if (file.more_atoms > 0) return {};
   // Velocities follow a blank line, or a line that names their coordinates.
   if (at < lines.size() && !has_numbers(1)) ++at;
-  file.velocities = has_numbers(3);
+  for (std::size_t i = 0; i < file.natoms && has_numbers(3) && !file.velocities; ++i, ++at) {
+    for (const double component : leading_numbers(lines[at], 3)) {
+      file.velocities = file.velocities || component != 0;
+    }
+  }
   return {};
 }
 

@@ -25,7 +25,7 @@ struct PoscarFile {
   std::string_view mode;                // that line
   std::vector<std::string_view> atoms;  // the lines of atoms that exist
   std::size_t more_atoms = 0;           // lines of three numbers directly after them
-  bool velocities = false;
+  bool velocities = false;              // whether there are some that are not zero
   /// The problem: "line 3 is no lattice vector of three numbers"; empty when there is none.
   std::string problem;
 };

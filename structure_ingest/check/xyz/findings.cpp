@@ -236,15 +236,27 @@ bool begins_with_numbers(std::string text) {
   return numbers >= 3;
 }
 
+/// Whether no letter stands before or behind a part of the text.
+bool is_word(std::string_view text, std::size_t at, std::size_t size) {
+  return (at == 0 || !is_letter(text[at - 1])) &&
+         (at + size >= text.size() || !is_letter(text[at + size]));
+}
+
 std::string cell_not_read(const CheckInput& input) {
   if (input.record.cell_ang && input.record.cell_provenance.empty()) return {};
   const std::string comment = ascii_lower_cased(input.xyz->comment);
-  for (const std::string_view key : {"lattice", "cell", "box", "crystal"}) {
+  for (const std::string_view key : {"lattice", "cell", "box", "crystal", "abc"}) {
     for (std::size_t at = comment.find(key); at != std::string::npos;
          at = comment.find(key, at + 1)) {
+      if (key == "abc" && !is_word(comment, at, key.size())) continue;
       if (!begins_with_numbers(comment.substr(at + key.size()))) continue;
+      // i-PI, whose form this is, takes such numbers as bohr unless a unit is named.
+      const bool is_unit_open =
+          comment.substr(at).starts_with("cell(") && comment.find("cell{") == std::string::npos;
       return "The comment line gives a cell, " + excerpt(input.xyz->comment.substr(at)) +
-             ", in a form that is not read.";
+             ", in a form that is not read" +
+             (is_unit_open ? "; it names no unit, and programs that write this form mean bohr then."
+                           : ".");
     }
   }
   return {};
