@@ -7,6 +7,7 @@
 
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
+#include "structure_ingest/base/characters.hpp"
 
 namespace apps {
 namespace {
@@ -18,7 +19,7 @@ std::string kind_of(const std::string& warning) {
   std::string kind;
   for (std::size_t i = 0; i < warning.size(); ++i) {
     const char c = warning[i];
-    const bool is_digit = c >= '0' && c <= '9';
+    const bool is_digit = structure_ingest::internal::is_digit(c);
     if (c == ':' || (c == '.' && (i + 1 == warning.size() || warning[i + 1] == ' '))) break;
     if (!is_digit) {
       kind += c;

@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "apps/report/escape.hpp"
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/words.hpp"
@@ -37,7 +38,7 @@ std::string formula_markup(const std::string& formula) {
   std::string out;
   bool in_count = false;
   for (const char c : text) {
-    const bool is_digit = c >= '0' && c <= '9';
+    const bool is_digit = structure_ingest::internal::is_digit(c);
     if (is_digit != in_count) out += is_digit ? "<sub>" : "</sub>";
     in_count = is_digit;
     out += c;

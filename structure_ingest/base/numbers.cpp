@@ -6,15 +6,12 @@
 #include <limits>
 #include <system_error>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
 
 namespace structure_ingest::internal {
 namespace {
-
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
 
 /// The plain ASCII form of a number: digits of other scripts become ASCII digits, underscores
 /// between two digits are removed. Nothing when the token holds a character that occurs in no

@@ -13,21 +13,21 @@ namespace {
 constexpr std::size_t MOST_WARNINGS = 20;
 constexpr std::size_t MOST_BYTES_OF_WARNING = 500;
 
-enum class Kind {
+enum class Remark {
   crystal_system,  // it does not use the name of the crystal system to choose the setting
   merged_sites,    // it keeps one of two sites that share a place
   malformed_row,   // it does not use a row of a loop
   other,
 };
 
-Kind kind_of(std::string_view warning) {
+Remark remark_of(std::string_view warning) {
   if (warning.starts_with("crystal system ") || warning.starts_with("unexpected crystal system ")) {
-    return Kind::crystal_system;
+    return Remark::crystal_system;
   }
   if (warning.starts_with("scaled_positions ") && warning.ends_with(" are equivalent")) {
-    return Kind::merged_sites;
+    return Remark::merged_sites;
   }
-  return warning.starts_with("Wrong number ") ? Kind::malformed_row : Kind::other;
+  return warning.starts_with("Wrong number ") ? Remark::malformed_row : Remark::other;
 }
 
 }  // namespace
@@ -44,10 +44,10 @@ std::vector<Observation> reader_remarks(const CheckInput& input) {
     const std::string text =
         utf8_text(without_end(std::string_view(warning).substr(0, MOST_BYTES_OF_WARNING), ".!"));
     if (text.empty() || std::find(known.begin(), known.end(), text) != known.end()) continue;
-    const Kind kind = kind_of(text);
+    const Remark kind = remark_of(text);
     // The setting is that of the operations, and matters only for other atoms.
-    if (kind == Kind::crystal_system && (lists_operations || second_agrees)) continue;
-    if (kind == Kind::merged_sites) {
+    if (kind == Remark::crystal_system && (lists_operations || second_agrees)) continue;
+    if (kind == Remark::merged_sites) {
       if (merged++ == 0) first_merged = text;
       continue;
     }
@@ -56,7 +56,7 @@ std::vector<Observation> reader_remarks(const CheckInput& input) {
       continue;
     }
     known.push_back(text);
-    const bool is_note = kind == Kind::malformed_row && second_agrees;
+    const bool is_note = kind == Remark::malformed_row && second_agrees;
     observations.push_back({.code = "reader_warning",
                             .message = "ASE warned: " + text + ".",
                             .severity = is_note ? std::optional(Severity::note) : std::nullopt});

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"

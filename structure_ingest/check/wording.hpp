@@ -9,13 +9,6 @@
 
 namespace structure_ingest::internal {
 
-inline bool is_capital(char c) {
-  return c >= 'A' && c <= 'Z';
-}
-inline bool is_letter(char c) {
-  return is_capital(c) || (c >= 'a' && c <= 'z');
-}
-
 /// Whether the first character of `text` is one of these.
 inline bool begins_with(std::string_view text, std::string_view characters) {
   return !text.empty() && characters.find(text.front()) != std::string_view::npos;

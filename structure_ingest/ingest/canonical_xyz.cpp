@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstddef>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/fast/decimals.hpp"
 #include "structure_ingest/base/paths.hpp"
@@ -27,8 +28,7 @@ constexpr std::size_t MAX_STEM =
     NAME_MAX - COPY_PREFIX.size() - 1 - DIGEST_DIGITS - COPY_SUFFIX.size();
 
 bool is_name_character(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
-         c == '.' || c == '-';
+  return is_letter(c) || is_digit(c) || c == '_' || c == '.' || c == '-';
 }
 
 /// The source file's name without its last extension, with each run of other than plain characters

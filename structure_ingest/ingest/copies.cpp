@@ -14,17 +14,18 @@
 namespace structure_ingest::internal {
 namespace {
 
-enum class Place { free, taken, holds_copy };
+enum class CopyState { free, taken, holds_copy };
 
 /// What is where the copy with this text belongs.
-Place place_of_copy(const std::string& path, const std::string& text) {
+CopyState place_of_copy(const std::string& path, const std::string& text) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::symlink_status(path, error);
-  if (!std::filesystem::exists(status)) return Place::free;
-  if (!std::filesystem::is_regular_file(status)) return Place::taken;  // a link may lead elsewhere
+  if (!std::filesystem::exists(status)) return CopyState::free;
+  if (!std::filesystem::is_regular_file(status))
+    return CopyState::taken;  // a link may lead elsewhere
   // An editor may have changed the line ends: that makes it no other structure.
-  if (std::filesystem::file_size(path) > 2 * text.size()) return Place::taken;
-  return with_line_feeds(read_file(path)) == text ? Place::holds_copy : Place::taken;
+  if (std::filesystem::file_size(path) > 2 * text.size()) return CopyState::taken;
+  return with_line_feeds(read_file(path)) == text ? CopyState::holds_copy : CopyState::taken;
 }
 
 }  // namespace
@@ -34,9 +35,9 @@ WrittenCopy write_canonical_xyz(FileReplacements& copies, const IngestedStructur
   const std::string text = canonical_xyz_text(record);
   std::string rel = canonical_xyz_rel(record, text);
   const std::string name = file_name(rel);
-  const Place place = place_of_copy(copies.path_of(name), text);
-  if (place != Place::holds_copy && !dry_run) copies.add(name, text, number);
-  return {.rel = std::move(rel), .restored = place == Place::taken};
+  const CopyState place = place_of_copy(copies.path_of(name), text);
+  if (place != CopyState::holds_copy && !dry_run) copies.add(name, text, number);
+  return {.rel = std::move(rel), .restored = place == CopyState::taken};
 }
 
 std::string write_canonical_xyz(const std::string& project_path, const IngestedStructure& record) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/picture/raster.hpp"
 
 namespace structure_ingest::internal {
@@ -14,7 +15,7 @@ constexpr int LETTER_HEIGHT = 11;
 /// digits, capital and small letters of the font "6x13" of the X Window System, which is in the
 /// public domain. The baseline is below the ninth row.
 using Letter = std::array<std::uint8_t, LETTER_HEIGHT>;
-constexpr std::array<Letter, 62> LETTERS = {{
+constexpr std::array<Letter, 62> GLYPHS = {{
     {0x04, 0x0A, 0x11, 0x11, 0x11, 0x11, 0x11, 0x0A, 0x04, 0x00, 0x00},  // 0
     {0x04, 0x0C, 0x14, 0x04, 0x04, 0x04, 0x04, 0x04, 0x1F, 0x00, 0x00},  // 1
     {0x0E, 0x11, 0x11, 0x01, 0x02, 0x04, 0x08, 0x10, 0x1F, 0x00, 0x00},  // 2
@@ -80,9 +81,9 @@ constexpr std::array<Letter, 62> LETTERS = {{
 }};
 
 const Letter* letter_of(char c) {
-  if (c >= '0' && c <= '9') return &LETTERS[static_cast<std::size_t>(c - '0')];
-  if (c >= 'A' && c <= 'Z') return &LETTERS[10 + static_cast<std::size_t>(c - 'A')];
-  if (c >= 'a' && c <= 'z') return &LETTERS[36 + static_cast<std::size_t>(c - 'a')];
+  if (is_digit(c)) return &GLYPHS[static_cast<std::size_t>(c - '0')];
+  if (is_capital(c)) return &GLYPHS[10 + static_cast<std::size_t>(c - 'A')];
+  if (is_small_letter(c)) return &GLYPHS[36 + static_cast<std::size_t>(c - 'a')];
   return nullptr;
 }
 

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/fast/decimals.hpp"
 #include "structure_ingest/base/fast/plain_text.hpp"
@@ -65,10 +66,6 @@ struct Atoms {
   std::vector<std::string> symbols;
   std::vector<Vector3> positions_ang;
 };
-
-bool is_capital(char c) {
-  return c >= 'A' && c <= 'Z';
-}
 
 /// Notes a label in capitals, such as "CA", that was read as a symbol of two letters.
 void note_label(std::string_view label, const std::string& symbol, const Atoms& before,

@@ -7,6 +7,7 @@
 #include <deque>
 #include <mutex>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 
@@ -29,10 +30,6 @@ constexpr std::size_t SYMBOLS = LETTERS * COLUMNS;
 /// What stands in the place of KNOWN_ELEMENT_SYMBOLS; null for nothing.
 std::atomic<const KnownSymbols*> replaced_symbols = nullptr;
 
-bool is_letter(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
 /// The letters of a symbol as one index in ascending character order; SYMBOLS for text that is not
 /// a canonical symbol. Symbols are unpredictable: do not branch on their length.
 std::size_t symbol_index(const std::string& symbol) {
@@ -48,8 +45,8 @@ std::size_t symbol_index(const std::string& symbol) {
 
 KnownSymbols::KnownSymbols(std::span<const std::string_view> symbols) {
   for (const std::string_view symbol : symbols) {
-    const bool first = !symbol.empty() && symbol[0] >= 'A' && symbol[0] <= 'Z';
-    const bool second = symbol.size() == 2 && symbol[1] >= 'a' && symbol[1] <= 'z';
+    const bool first = !symbol.empty() && is_capital(symbol[0]);
+    const bool second = symbol.size() == 2 && is_small_letter(symbol[1]);
     if (!first || (symbol.size() != 1 && !second)) continue;  // not canonical: never found
     lengths_[letter(symbol[0])][second ? letter(symbol[1]) + 1 : 0] = second ? 2 : 1;
   }

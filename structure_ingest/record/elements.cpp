@@ -47,21 +47,21 @@ constexpr std::array<Element, 110> ELEMENTS = {{
     {"Hs", 0, 0, 0xE6002E},        {"Mt", 0, 0, 0xEB0026},
 }};
 
-constexpr std::size_t LETTERS = 26;
+constexpr std::size_t CAPITALS = 26;
 
 /// The index of a symbol of one or two letters in PLACES; not less than its size for other text.
 constexpr std::size_t index_of(std::string_view symbol) {
-  constexpr std::size_t none = LETTERS * (LETTERS + 1);
+  constexpr std::size_t none = CAPITALS * (CAPITALS + 1);
   if (symbol.empty() || symbol.size() > 2 || symbol[0] < 'A' || symbol[0] > 'Z') return none;
-  const std::size_t row = static_cast<std::size_t>(symbol[0] - 'A') * (LETTERS + 1);
+  const std::size_t row = static_cast<std::size_t>(symbol[0] - 'A') * (CAPITALS + 1);
   if (symbol.size() == 1) return row;
   return symbol[1] < 'a' || symbol[1] > 'z' ? none
                                             : row + 1 + static_cast<std::size_t>(symbol[1] - 'a');
 }
 
 /// Where the symbols stand in ELEMENTS; 0 for none.
-constexpr std::array<std::uint8_t, LETTERS*(LETTERS + 1)> PLACES = [] {
-  std::array<std::uint8_t, LETTERS*(LETTERS + 1)> places{};
+constexpr std::array<std::uint8_t, CAPITALS*(CAPITALS + 1)> PLACES = [] {
+  std::array<std::uint8_t, CAPITALS*(CAPITALS + 1)> places{};
   for (std::size_t i = 1; i < ELEMENTS.size(); ++i) {
     places[index_of(ELEMENTS[i].symbol)] = static_cast<std::uint8_t>(i);
   }

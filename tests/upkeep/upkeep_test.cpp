@@ -13,7 +13,7 @@
 namespace structure_ingest {
 namespace {
 
-const char* const HELIUM = "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n";
+const char* const BOXED_HELIUM = "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nHe 0 0 0\n";
 const char* const NEON = "1\nLattice=\"5 0 0 0 5 0 0 0 5\"\nNe 0 0 0\n";
 const char* const CELL =
     "system.atomFile = c.xyz\ncalculation.control.lengthUnit = Angstrom\n"
@@ -23,7 +23,7 @@ const std::string COPIES = "p/project_root/structures/";
 struct Verify : testing::Test {
   void SetUp() override {
     w.make_folder("p");
-    w.write("a.xyz", HELIUM);
+    w.write("a.xyz", BOXED_HELIUM);
     w.write("bad.xyz", "x");
     w.write("c/c.xyz", "1\n\nAr 0 0 0\n");
     w.write("c/scf.input", CELL);
@@ -68,7 +68,7 @@ TEST_F(Verify, SaysWhatIsNotAsItWas) {
       {"its cell", [&] { w.write("c/scf.input", ""); }, "a.xyz|bad.xyz|c.xyz structure_differs!|"},
       {"without a fingerprint",
        [&] {
-         w.write("a.xyz", std::string(HELIUM) + "\n");
+         w.write("a.xyz", std::string(BOXED_HELIUM) + "\n");
          state["structure_sources"][0].erase("sha256");
        },
        "a.xyz|bad.xyz|c.xyz|"},
@@ -106,7 +106,7 @@ TEST_F(Verify, ReadsNoSourceThatItMayNot) {
   const auto not_c = [&](const std::string& path) { return path != w / "c/c.xyz"; };
   EXPECT_EQ(found(state, {.may_read = not_c}), "a.xyz|bad.xyz|c.xyz source_not_allowed!|");
   // That a file has several frames is known from the file alone.
-  const std::string two = w.write("two.xyz", std::string(HELIUM) + HELIUM);
+  const std::string two = w.write("two.xyz", std::string(BOXED_HELIUM) + BOXED_HELIUM);
   hydrate(state, {.extra_paths = {two}});
   std::filesystem::remove(w / "p/.diagnostics/structure_findings.json");
   const auto findings = [&](const MayRead& may_read) {
@@ -130,14 +130,14 @@ TEST_F(Verify, ChecksThePartOfAListThatIsAskedFor) {
 }
 
 TEST_F(Verify, RemarksOnCopiesAndEntriesThatAreNotAlone) {
-  const std::string same = w.write("same.xyz", HELIUM);
+  const std::string same = w.write("same.xyz", BOXED_HELIUM);
   hydrate(state, {.extra_paths = {same}});
   state["structure_sources"].push_back(state["structure_sources"][1]);
   EXPECT_EQ(found(state), "same.xyz|a.xyz duplicate|bad.xyz|c.xyz|a.xyz duplicate|");
   EXPECT_TRUE(verify_project(w / "p", state).is_as_it_was());
   state["structure_sources"] = {5, {{"path", "../../a.xyz"}, {"ok", true}, {"natoms", "x"}}};
   EXPECT_EQ(found(state).substr(0, 46), "a.xyz no_copy!|ingested_a_005dfc29.xyz no_entr");
-  w.write(COPIES + "ingested_x_00000000.xyz", HELIUM);
+  w.write(COPIES + "ingested_x_00000000.xyz", BOXED_HELIUM);
   EXPECT_NE(found(state).find("ingested_x_00000000.xyz no_entry copy_changed!|"),
             std::string::npos);
   EXPECT_FALSE(verify_project(w / "p", state).is_as_it_was());

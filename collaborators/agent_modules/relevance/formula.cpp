@@ -13,13 +13,6 @@ namespace {
 
 namespace base = structure_ingest::internal;
 
-bool is_upper(char c) {
-  return c >= 'A' && c <= 'Z';
-}
-bool is_lower(char c) {
-  return c >= 'a' && c <= 'z';
-}
-
 /// The length of a count at the front of `text`: 2, 0.7, x, 1-x-y, 7-δ; 0 for none. Sets `variable`
 /// if it contains one.
 std::size_t count_length(std::string_view text, bool& variable) {
@@ -59,9 +52,9 @@ std::optional<Formula> whole_formula(std::string_view text) {
   const bool coefficient = at > 0;
   while (at < text.size()) {
     const char c = text[at];
-    if (is_upper(c)) {
+    if (base::is_capital(c)) {
       const bool deuterium = c == 'D' && at + 1 < text.size() && is_digit(text[at + 1]);
-      std::size_t length = at + 1 < text.size() && is_lower(text[at + 1]) ? 2 : 1;
+      std::size_t length = at + 1 < text.size() && base::is_small_letter(text[at + 1]) ? 2 : 1;
       std::string symbol = base::canonical_symbol(text.substr(at, length));
       if (symbol.size() != length) symbol = base::canonical_symbol(text.substr(at, length = 1));
       if (deuterium) symbol = "H";
@@ -86,7 +79,8 @@ std::optional<Formula> whole_formula(std::string_view text) {
     } else if (formula.symbols > 0 && (c == '*' || c == '.' || c == '@')) {
       ++at;  // CuSO4*5H2O, H2O@C60
       at += count_length(text.substr(at), variable);
-      if (at == text.size() || (!is_upper(text[at]) && text[at] != '(')) return std::nullopt;
+      if (at == text.size() || (!base::is_capital(text[at]) && text[at] != '('))
+        return std::nullopt;
     } else if (formula.symbols > 0 &&
                text.find_first_not_of("^+-0123456789", at) == std::string_view::npos) {
       counted = true;  // a charge: +, 2-, ^3+
@@ -124,7 +118,8 @@ std::size_t mark_up_length(std::string_view rest, char before) {
   for (const std::string_view mark :
        {"<sub>", "</sub>", "<sup>", "</sup>", "\\mathrm{", "\\text{", "\\ce{", "$", "`"})
     if (rest.starts_with(mark)) return mark.size();
-  const bool follows_symbol = is_upper(before) || is_lower(before) || before == ')';
+  const bool follows_symbol =
+      base::is_capital(before) || base::is_small_letter(before) || before == ')';
   if (!follows_symbol || rest.size() < 2 || rest[0] != '_') return 0;
   return rest[1] == '{' ? 2 : is_digit(rest[1]) ? 1 : 0;
 }

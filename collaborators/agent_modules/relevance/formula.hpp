@@ -8,14 +8,14 @@
 #include <string>
 #include <string_view>
 
+#include "structure_ingest/base/characters.hpp"
+
 namespace agent_modules {
 
 /// Canonical element symbols.
 using Elements = std::set<std::string, std::less<>>;
 
-inline bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
+using structure_ingest::internal::is_digit;
 
 /// Whether the character at `at` belongs to a word of a script that separates its words; true
 /// inside a multi-byte character.

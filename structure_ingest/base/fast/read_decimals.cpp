@@ -71,7 +71,7 @@ bool ends_number(char character) {
   return static_cast<signed char>(character) <= ' ';
 }
 
-bool is_digit(char character) {
+bool is_decimal(char character) {
   return character >= '0' && character <= '9';
 }
 
@@ -104,7 +104,7 @@ const char* read_plain(const char* text, double& number) {
   const char* const first = text + negative;
   const char* at = first;
   std::uint64_t digits = 0;
-  for (; is_digit(*at); ++at) digits = 10 * digits + static_cast<std::uint64_t>(*at - '0');
+  for (; is_decimal(*at); ++at) digits = 10 * digits + static_cast<std::uint64_t>(*at - '0');
   if (*at != '.') return nullptr;
   const char* const fraction = ++at;
   at = read_digits(at, digits);
@@ -121,7 +121,7 @@ const char* read_any(const char* text, double& number) {
   while (!ends_number(*end)) ++end;
   // from_chars rejects a plus sign, and accepts infinities and NaNs, which are left to the caller.
   const char* const first = text + (*text == '-' || *text == '+' ? 1 : 0);
-  if (!is_digit(*first) && *first != '.') return nullptr;
+  if (!is_decimal(*first) && *first != '.') return nullptr;
   const auto [stop, error] = std::from_chars(*text == '+' ? first : text, end, number);
   return stop == end && error == std::errc() ? end : nullptr;
 }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
@@ -38,14 +39,14 @@ std::string contents_text(const CheckInput& input) {
   return text;
 }
 
-struct Place {
+struct SharedPlace {
   std::array<double, 3> fract;
   std::size_t site;
 };
 
 /// The sites that have a position, moved into the cell.
-std::vector<Place> places_of(const CifBlock& block) {
-  std::vector<Place> places;
+std::vector<SharedPlace> places_of(const CifBlock& block) {
+  std::vector<SharedPlace> places;
   std::array<const std::vector<std::string_view>*, 3> columns{};
   std::size_t count = std::numeric_limits<std::size_t>::max();
   for (std::size_t k = 0; k < 3; ++k) {
@@ -54,7 +55,7 @@ std::vector<Place> places_of(const CifBlock& block) {
     count = std::min(count, columns[k]->size());
   }
   for (std::size_t i = 0; i < count; ++i) {
-    Place place{{}, i};
+    SharedPlace place{{}, i};
     bool is_known = true;
     for (std::size_t k = 0; k < 3; ++k) {
       const std::optional<double> number = cif_number((*columns[k])[i]);
@@ -66,7 +67,7 @@ std::vector<Place> places_of(const CifBlock& block) {
   return places;
 }
 
-bool is_same_place(const Place& a, const Place& b) {
+bool is_same_place(const SharedPlace& a, const SharedPlace& b) {
   for (std::size_t k = 0; k < 3; ++k) {
     const double apart = std::abs(a.fract[k] - b.fract[k]);
     if (std::min(apart, 1 - apart) >= SAME_PLACE) return false;
@@ -104,7 +105,7 @@ std::string partial_occupancy(const CheckInput& input) {
 std::string mixed_site(const CheckInput& input) {
   const CifBlock& block = *input.block;
   const auto* const types = block.values({"_atom_site_type_symbol", "_atom_site_label"});
-  const std::vector<Place> places = places_of(block);
+  const std::vector<SharedPlace> places = places_of(block);
   if (types == nullptr || places.size() > MOST_SITES_COMPARED) return {};
   std::vector<std::string> pairs;
   for (std::size_t i = 0; i < places.size(); ++i) {

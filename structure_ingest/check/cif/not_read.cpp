@@ -1,6 +1,7 @@
 // Why a CIF gave no structure.
 #include <algorithm>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/input.hpp"

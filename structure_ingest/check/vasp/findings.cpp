@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
@@ -33,8 +34,8 @@ std::string label_of(std::string_view line, bool selective) {
   const bool flag = label == "T" || label == "F";
   const std::string symbol = canonical_symbol(label);
   const bool plain =
-      label == symbol || (label.starts_with(symbol) && label.size() > symbol.size() &&
-                          label[symbol.size()] >= '0' && label[symbol.size()] <= '9');
+      label == symbol ||
+      (label.starts_with(symbol) && label.size() > symbol.size() && is_digit(label[symbol.size()]));
   return flag || symbol.empty() || !plain ? std::string() : symbol;
 }
 

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <span>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/utf8.hpp"

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
@@ -16,7 +17,7 @@ namespace {
 
 /// Limits the distances that are measured: atoms of one species, each against all others.
 constexpr std::size_t MOST_MEASURED = 16;
-constexpr std::size_t MOST_DISTANCES = 20000;
+constexpr std::size_t MOST_LABEL_DISTANCES = 20000;
 /// A distance below TOO_CLOSE_SHARE of the sum of covalent radii contradicts the element that was
 /// read; between the other two shares it is a bond of the element of the first letter.
 constexpr double TOO_CLOSE_SHARE = 0.75;
@@ -63,7 +64,7 @@ bool is_word(std::string_view label, std::string_view symbol) {
 std::vector<std::size_t> atoms_like_first_letter(const IngestedStructure& record) {
   std::vector<std::size_t> atoms;
   const std::size_t most =
-      std::clamp(MOST_DISTANCES / record.symbols.size(), std::size_t{1}, MOST_MEASURED);
+      std::clamp(MOST_LABEL_DISTANCES / record.symbols.size(), std::size_t{1}, MOST_MEASURED);
   for (const std::string& symbol : record.species) {
     if (!may_be_a_site_name(symbol)) continue;
     std::size_t measured = 0;
@@ -108,7 +109,7 @@ Observation labels_of_xyz(const CheckInput& input) {
   const bool has_small_letters = std::any_of(
       input.xyz->first_atoms.begin(), input.xyz->first_atoms.end(), [](std::string_view line) {
         const std::string_view label = next_token(line);
-        return label.size() > 1 && label[1] >= 'a' && label[1] <= 'z';
+        return label.size() > 1 && is_small_letter(label[1]);
       });
   if (input.finite && !has_small_letters) {
     const std::vector<std::size_t> placed = atoms_like_first_letter(record);
