@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <functional>
+#include <utility>
+#include <vector>
 
-#include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "telling/outcomes.hpp"
 
@@ -33,35 +34,44 @@ void print_array(std::span<const SourceEntry> entries) {
   }
 }
 
-void print_entry(const SourceEntry& entry) {
+void print_entry(const SourceEntry& entry, Detail detail) {
   const structure_ingest::IngestedStructure& record = entry.record;
+  const bool in_full = detail == Detail::all;
   const std::string head = record.ok ? coloured("taken", GREEN) : coloured("failed", RED);
-  print_line(head + (record.ok ? "   " : "  ") + printable(record.source_path));
-  if (record.ok) {
+  print_line(head + (record.ok ? "   " : "  ") + printable(record.source_path) +
+             (in_full || !record.ok ? "" : ": " + shown_composition(record)));
+  if (record.ok && in_full) {
     print_row("formula", shown_composition(record));
     print_cell(record);
     if (!record.canonical_xyz_rel.empty()) print_row("copy", record.canonical_xyz_rel);
-    if (entry.copy_restored) print_row("", telling::COPY_RESTORED);
   }
-  print_row("found", telling::found_text(entry.discovery));
-  print_warnings(record.warnings, record.ok);
+  if (entry.copy_restored) print_row("", telling::COPY_RESTORED);
+  if (in_full) print_row("found", telling::found_text(entry.discovery));
+  // Findings say in few words what the warnings of a record that is ok say.
+  if (in_full || !record.ok || !entry.findings) print_warnings(record.warnings, record.ok);
   if (entry.findings) print_cautions(record, *entry.findings);
 }
 
-void print_skipped(std::span<const SkippedFile> skipped, int limit) {
+void print_skipped(std::span<const SkippedFile> skipped, int limit, Detail detail) {
+  constexpr std::size_t MOST_NAMED = 5;
   const telling::SkippedSummary summary = telling::summary_of(skipped, limit);
-  for (std::size_t i = 0; i < summary.named.size(); ++i) {
-    const std::string reason = telling::skip_text(summary.named[i], limit);
-    print_line(coloured("skipped", YELLOW) + "  " + printable(summary.named[i].path));
-    // Many in a row have the same reason: say it once.
-    if (i + 1 == summary.named.size() ||
-        telling::skip_text(summary.named[i + 1], limit) != reason) {
-      print_row("reason", reason);
-    }
+  std::vector<std::pair<std::string, std::vector<std::string>>> paths_by_reason;
+  for (const SkippedFile& file : summary.named) {
+    const std::string reason = telling::skip_text(file, limit);
+    auto place =
+        std::ranges::find(paths_by_reason, reason, &decltype(paths_by_reason)::value_type::first);
+    if (place == paths_by_reason.end()) place = paths_by_reason.insert(place, {reason, {}});
+    place->second.push_back(file.path);
   }
-  for (const std::string& text : summary.scanned) {
-    print_line(coloured("skipped", YELLOW) + "  " + printable(text));
+  const std::string head = coloured("skipped", YELLOW) + "  ";
+  for (const auto& [reason, paths] : paths_by_reason) {
+    const bool all = detail == Detail::all || paths.size() <= MOST_NAMED + 1;
+    const std::size_t named = all ? paths.size() : MOST_NAMED;
+    for (std::size_t i = 0; i < named; ++i) print_line(head + printable(paths[i]));
+    if (!all) print_line(head + std::to_string(paths.size() - named) + " files more");
+    print_row("reason", reason);
   }
+  for (const std::string& text : summary.scanned) print_line(head + printable(text));
 }
 
 void warn_skipped(std::span<const SkippedFile> skipped, int limit) {

@@ -7,6 +7,7 @@
 
 #include "apps/options.hpp"
 #include "apps/progress.hpp"
+#include "apps/structure_view.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 
 namespace apps {
@@ -16,6 +17,7 @@ struct BatchArguments {
   bool dry_run = false;
   bool json = false;
   bool no_check = false;
+  bool verbose = false;
   std::string jobs;
   PathArguments paths;
 };
@@ -33,12 +35,14 @@ inline constexpr const char* DRY_RUN =
 void print_array(std::span<const structure_ingest::SourceEntry> entries);
 
 /// Prints an entry: its source, what it holds, its canonical copy, its warnings and what
-/// findings say against it.
-void print_entry(const structure_ingest::SourceEntry& entry);
+/// findings say against it. With few details its source and formula are one line.
+void print_entry(const structure_ingest::SourceEntry& entry, Detail detail);
 
-/// Prints the files that were skipped and why: those that were named with a line each, and how
-/// many of those that a scan found; `limit` is how many files the call considered.
-void print_skipped(std::span<const structure_ingest::SkippedFile> skipped, int limit);
+/// Prints the files that were skipped and why: those that were named, together where the reason is
+/// the same, and how many of those that a scan found. With few details the first of many names
+/// stand for all. `limit` is how many files the call considered.
+void print_skipped(std::span<const structure_ingest::SkippedFile> skipped, int limit,
+                   Detail detail);
 
 /// Prints the same on standard error, where standard output is for JSON.
 void warn_skipped(std::span<const structure_ingest::SkippedFile> skipped, int limit);

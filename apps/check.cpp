@@ -17,18 +17,20 @@ using structure_ingest::Severity;
 
 struct CheckArguments {
   bool json = false;
+  bool verbose = false;
   std::string explain;
   std::string jobs;
   PathArguments paths;
 };
 
 void print_checked(const IngestedStructure& record, const std::vector<Finding>& findings,
-                   const std::string& origin) {
-  print_heading(record);
+                   const std::string& origin, Detail detail) {
+  print_heading(record, "", detail);
   for (const Finding& finding : findings) {
+    if (detail == Detail::few && finding.severity == Severity::note) continue;
     print_row(structure_ingest::severity_name(finding.severity), telling::finding_text(finding));
   }
-  if (findings.empty()) print_row("", "nothing to remark");
+  if (findings.empty() && detail == Detail::all) print_row("", "nothing to remark");
   if (!record.ok && !origin.empty()) print_row("listed", origin);
 }
 
@@ -38,6 +40,9 @@ Status check_files(const CheckArguments& arguments) {
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
   structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
   parser.begin_batch(texts_of(paths));
+  const Detail detail = detail_of(paths.size(), arguments.verbose);
+  // The space group is a note, and takes longer to find than all else.
+  const bool search_symmetry = arguments.json || detail == Detail::all;
   Progress progress;
   Summary summary;
   for (std::size_t i = 0; i < paths.size(); ++i) {
@@ -46,13 +51,13 @@ Status check_files(const CheckArguments& arguments) {
         parser.parse(paths[i].path, {.fingerprint = true, .content = true});
     const IngestedStructure& record = parsed.record;
     const std::vector<Finding> findings =
-        structure_ingest::check_structure(parsed, {.search_symmetry = true});
+        structure_ingest::check_structure(parsed, {.search_symmetry = search_symmetry});
     if (structure_ingest::worst_severity(findings) == Severity::error) status = SOME_FILE_UNPARSED;
     if (isatty(STDOUT_FILENO) != 0) progress.clear();
     if (arguments.json) {
       print_line(structure_ingest::json_text(telling::record_json(record, findings)));
     } else {
-      print_checked(record, findings, paths[i].origin);
+      print_checked(record, findings, paths[i].origin, detail);
       summary.add(record);
       summary.add(findings);
     }
@@ -89,6 +94,7 @@ Command check_command() {
                   }};
   command.add("--json", &arguments->json, "One JSON document a line, one line a path");
   command.add("--explain CODE", &arguments->explain, "Say what the finding CODE means");
+  add_verbose_option(command, arguments->verbose);
   add_jobs_option(command, arguments->jobs);
   add_path_options(command, arguments->paths, "Structure files");
   return command;

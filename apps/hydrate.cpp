@@ -3,7 +3,7 @@
 #include <new>
 
 #include "apps/batch.hpp"
-#include "apps/structure_view.hpp"
+#include "apps/summary.hpp"
 #include "apps/terminal.hpp"
 #include "telling/outcomes.hpp"
 
@@ -39,10 +39,13 @@ void print_known(const KnownSource& known) {
   if (!text.empty()) print_row("", text);
 }
 
-void print_outcome(const HydrateOutcome& outcome) {
+void print_outcome(const HydrateOutcome& outcome, int limit, Detail detail) {
+  Summary summary;
   for (const SourceEntry& entry : outcome.taken) {
-    print_entry(entry);
-    print_row("kept", reason_kept(entry, outcome.report));
+    print_entry(entry, detail);
+    if (detail == Detail::all) print_row("kept", reason_kept(entry, outcome.report));
+    summary.add(entry.record);
+    if (entry.findings) summary.add(*entry.findings);
     for (const structure_ingest::ReplacedStructure& old : outcome.replaced) {
       if (old.source_file != entry.source_file()) continue;
       print_row("replaces", telling::replaced_text(old));
@@ -54,6 +57,8 @@ void print_outcome(const HydrateOutcome& outcome) {
     print_row("reason", telling::dropped_text(dropped));
   }
   for (const KnownSource& known : outcome.known) print_known(known);
+  print_skipped(outcome.skipped, limit, detail);
+  summary.print();
 }
 
 /// What there is to say of files beside the entries, where standard output is for JSON.
@@ -142,8 +147,9 @@ Status run(const HydrateArguments& arguments) {
     warn_skipped(outcome.skipped, limit);
   } else if (!outcome.error) {
     if (batch.dry_run) print_line(DRY_RUN);
-    print_outcome(outcome);
-    print_skipped(outcome.skipped, limit);
+    const std::size_t files = outcome.taken.size() + outcome.dropped.size() + outcome.known.size() +
+                              outcome.skipped.size();
+    print_outcome(outcome, limit, detail_of(files, batch.verbose));
     if (found_nothing_new(outcome)) print_line("Nothing new.");
   }
   if (outcome.error) {
@@ -177,6 +183,7 @@ Command hydrate_command() {
   command.add("--no-check", &batch.no_check, "Do not check the structures");
   command.add("--note-findings", &arguments->note_findings,
               "Add a note to the state for each error and warning that the check finds");
+  add_verbose_option(command, batch.verbose);
   add_jobs_option(command, batch.jobs);
   add_project_path_options(command, batch.paths, "More structure files, as if attached");
   return command;

@@ -58,12 +58,14 @@ Status run(const IngestArguments& arguments) {
     warn_skipped(outcome.skipped, options.limit);
   } else {
     if (batch.dry_run) print_line(DRY_RUN);
+    const Detail detail = detail_of(paths.size(), batch.verbose);
     Summary summary;
     for (const structure_ingest::SourceEntry& entry : outcome.entries) {
-      print_entry(entry);
+      print_entry(entry, detail);
       summary.add(entry.record);
+      if (entry.findings) summary.add(*entry.findings);
     }
-    print_skipped(outcome.skipped, options.limit);
+    print_skipped(outcome.skipped, options.limit, detail);
     if (outcome.entries.empty() && outcome.skipped.empty()) print_line("Nothing to ingest.");
     summary.print();
   }
@@ -87,6 +89,7 @@ Command ingest_command() {
   command.add("--json", &batch.json, "One JSON array of the source entries");
   command.add("--no-check", &batch.no_check, "Do not check the structures");
   command.add("--dry-run", &batch.dry_run, "Write nothing; say what would be done");
+  add_verbose_option(command, batch.verbose);
   add_jobs_option(command, batch.jobs);
   add_project_path_options(command, batch.paths, "Structure files");
   return command;

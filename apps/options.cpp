@@ -13,6 +13,7 @@
 #include <thread>
 #include <utility>
 
+#include "apps/structure_view.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
@@ -119,6 +120,12 @@ void add_state_options(Command& command, StateArguments& arguments,
                        const std::string& about_project) {
   command.add("--state FILE", &arguments.state, "The agent state, a JSON file");
   command.add("--project DIR", &arguments.project, about_project, {.excludes = {"--state"}});
+}
+
+void add_verbose_option(Command& command, bool& verbose) {
+  command.add("--verbose", &verbose,
+              "Show all of each file; of " + std::to_string(MANY_FILES) +
+                  " or more each has a line, and more where there is something to look at");
 }
 
 void add_jobs_option(Command& command, std::string& jobs) {

@@ -58,6 +58,9 @@ using StateArguments = agent_modules::StateLocation;
 void add_state_options(Command& command, StateArguments& arguments,
                        const std::string& about_project);
 
+/// Declares --verbose.
+void add_verbose_option(Command& command, bool& verbose);
+
 // ---- Single values: each function throws WrongInput for a text that is none ----
 
 /// Declares --jobs; `jobs` stays empty without it.

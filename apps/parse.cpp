@@ -19,6 +19,7 @@ struct ParseArguments {
   std::string frame;
   std::string block;
   bool no_check = false;
+  bool verbose = false;
   std::string jobs;
   PathArguments paths;
 };
@@ -26,7 +27,8 @@ struct ParseArguments {
 /// Shows the records in the way that was asked for.
 class Output {
  public:
-  explicit Output(const ParseArguments& arguments) : arguments_(arguments) {
+  Output(const ParseArguments& arguments, std::size_t files)
+      : arguments_(arguments), detail_(detail_of(files, arguments.verbose)) {
     if (arguments_.table) rows_.push_back(structure_headings());
     if (arguments_.csv) print_csv_row(structure_headings());
   }
@@ -47,8 +49,10 @@ class Output {
       // A check looks into the file, too, and there at what is read by itself.
       std::vector<structure_ingest::Finding> findings;
       if (checks() && part.empty()) findings = structure_ingest::check_structure(parsed);
-      print_heading(record, part);
-      print_warnings(record.warnings, record.ok);
+      print_heading(record, part, detail_);
+      // Findings say in few words what the warnings of a record that is ok say.
+      const bool is_told = detail_ == Detail::few && record.ok && checks() && part.empty();
+      if (!is_told) print_warnings(record.warnings, record.ok);
       print_cautions(record, findings);
       if (!record.ok && !origin.empty()) print_row("listed", origin);
       summary_.add(record);
@@ -68,6 +72,7 @@ class Output {
 
  private:
   const ParseArguments& arguments_;
+  Detail detail_;
   std::vector<TableRow> rows_;
   Summary summary_;
 };
@@ -81,7 +86,7 @@ Status run(const ParseArguments& arguments) {
   structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
   if (arguments.block.empty()) parser.begin_batch(texts_of(paths));
   Progress progress;
-  Output output(arguments);
+  Output output(arguments, paths.size());
   std::string reason_told;
   for (std::size_t i = 0; i < paths.size(); ++i) {
     progress(i, paths.size(), paths[i].path);
@@ -134,6 +139,7 @@ Command parse_command() {
               {.excludes = {"--frame"}});
   command.add("--no-check", &arguments->no_check,
               "Leave out the cautions: what 'check' calls an error or a warning");
+  add_verbose_option(command, arguments->verbose);
   add_jobs_option(command, arguments->jobs);
   add_path_options(command, arguments->paths, "Structure files");
   return command;

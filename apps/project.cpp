@@ -25,6 +25,7 @@ using structure_ingest::VerifyFinding;
 struct ProjectArguments {
   StateArguments state;
   bool json = false;
+  bool verbose = false;
 };
 
 /// "2026-01-31 12:00"; "-" for none.
@@ -96,11 +97,12 @@ std::string heading_of(const VerifiedStructure& verified) {
                                              : coloured("as it was", GREEN);
 }
 
-void print_verified(const VerifiedStructure& verified) {
+void print_verified(const VerifiedStructure& verified, Detail detail) {
   const std::string& source = verified.structure.source_file;
   print_line(heading_of(verified) + "  " +
              printable(source.empty() ? verified.structure.path : source));
-  if (!source.empty() && !verified.structure.copy.empty()) {
+  const bool is_shown = detail == Detail::all || !verified.is_as_it_was();
+  if (is_shown && !source.empty() && !verified.structure.copy.empty()) {
     print_row("copy", verified.structure.copy);
   }
   for (const VerifyFinding& finding : verified.findings) {
@@ -108,8 +110,10 @@ void print_verified(const VerifiedStructure& verified) {
   }
 }
 
-void print_verification(const Verification& verification) {
-  for (const VerifiedStructure& verified : verification.structures) print_verified(verified);
+void print_verification(const Verification& verification, bool verbose) {
+  const Detail detail = detail_of(verification.structures.size(), verbose);
+  for (const VerifiedStructure& verified : verification.structures)
+    print_verified(verified, detail);
   const telling::VerifiedCounts counts = telling::counts_of(verification);
   print_line(counts.structures + counts.never_read == 0
                  ? "No structures."
@@ -130,7 +134,7 @@ Status verify(const ProjectArguments& arguments) {
     }
     print_line(structure_ingest::json_text(structures));
   } else {
-    print_verification(verification);
+    print_verification(verification, arguments.verbose);
   }
   if (!project.moved_from.empty()) {
     print_error(project.file + ": it says that the project is " + project.moved_from +
@@ -166,6 +170,7 @@ Command verify_command() {
                   .run = [arguments] { return verify(*arguments); }};
   add_state_options(command, arguments->state, "The project folder (default: the current one)");
   command.add("--json", &arguments->json, "One JSON array of the structures and findings");
+  add_verbose_option(command, arguments->verbose);
   return command;
 }
 

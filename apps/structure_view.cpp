@@ -22,11 +22,12 @@ std::string shown_composition(const structure_ingest::IngestedStructure& record)
   return printable(telling::composition(record.formula, record.natoms));
 }
 
-void print_heading(const structure_ingest::IngestedStructure& record, const std::string& part) {
+void print_heading(const structure_ingest::IngestedStructure& record, const std::string& part,
+                   Detail detail) {
   print_line(
       printable(record.source_path) + (part.empty() ? "" : ", " + part) + ": " +
       (record.ok ? coloured(shown_composition(record), GREEN) : coloured("not parsed", RED)));
-  if (record.ok) print_cell(record);
+  if (record.ok && detail == Detail::all) print_cell(record);
 }
 
 void print_cell(const structure_ingest::IngestedStructure& record) {

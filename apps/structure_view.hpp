@@ -1,6 +1,7 @@
 // How a structure is shown: aligned rows of a label and a text.
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <string>
 #include <vector>
@@ -9,11 +10,20 @@
 
 namespace apps {
 
+/// From this many files on, each is shown in a line, with more only where a person must look.
+inline constexpr std::size_t MANY_FILES = 20;
+enum class Detail { few, all };
+inline Detail detail_of(std::size_t files, bool verbose) {
+  return verbose || files < MANY_FILES ? Detail::all : Detail::few;
+}
+
 /// "Si2, 2 atoms", fit for a terminal.
 std::string shown_composition(const structure_ingest::IngestedStructure& record);
 
-/// Prints what was read of a file, or of a `part` of it: "water.xyz: H2O, 3 atoms", and its cell.
-void print_heading(const structure_ingest::IngestedStructure& record, const std::string& part = "");
+/// Prints what was read of a file, or of a `part` of it: "water.xyz: H2O, 3 atoms", and with all
+/// details its cell.
+void print_heading(const structure_ingest::IngestedStructure& record, const std::string& part = "",
+                   Detail detail = Detail::all);
 
 /// Prints the rows on the cell: lengths and angles, where it came from, volume and density.
 /// Nothing is printed that the record does not say: no cell, no row.

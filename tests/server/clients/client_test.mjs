@@ -266,7 +266,8 @@ test("a server whose client has died ends, and writes no more", async () => {
   server.stdin.destroy();
   server.stdout.destroy();
   assert.deepEqual(await ended, [0, null]);
-  assert.ok(fs.readdirSync(copies).length < 140);
+  // A new project that holds nothing yet is not left behind.
+  assert.ok(!fs.existsSync(project) || fs.readdirSync(copies).length < 140);
   assert.equal(fs.existsSync(path.join(project, ".strataquill_state.json")), false);
 });
 
