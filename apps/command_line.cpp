@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "apps/terminal.hpp"
+#include "outputs/output_file.hpp"
 
 namespace apps {
 namespace {
@@ -244,6 +245,8 @@ Status run_command_line(int argc, char** argv, const std::vector<Command>& comma
     return std::find_if(commands.begin(), commands.end(),
                         [&name](const Command& each) { return each.name == name; })
         ->run();
+  } catch (const outputs::RefusedOutput& error) {
+    throw WrongInput(error.what() + std::string(error.exists ? "; --force replaces it" : ""));
   } catch (const WrongOptions& error) {
     throw WrongInput(error.what() + (" (see 'structure-ingest " + name + " --help')"));
   }

@@ -3,9 +3,9 @@
 #include <map>
 
 #include "apps/options.hpp"
-#include "apps/output_file.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
+#include "outputs/output_file.hpp"
 #include "structure_ingest/base/durable.hpp"
 
 namespace apps {
@@ -40,11 +40,11 @@ structure_ingest::FrameChoice read_one_frame(const std::string& frame, const std
 }
 
 /// Reads the frame, writes what `content_of` makes of it, and prints what was written. Throws
-/// WrongInput for an output that may not be replaced.
+/// RefusedOutput for an output that may not be replaced.
 Status write_frame(const FrameArguments& arguments, const structure_ingest::FrameChoice& choice,
                    structure_ingest::StructureParser& parser,
                    const std::function<std::string(const IngestedStructure&)>& content_of) {
-  require_replaceable(arguments.output, arguments.force, {arguments.file});
+  outputs::require_replaceable(arguments.output, arguments.force, {arguments.file});
   Status status = ALL_WELL;
   structure_ingest::visit_frames(
       parser, arguments.file, choice,
@@ -106,7 +106,7 @@ void read_size(const std::string& text, PictureOptions& options) {
 
 Status draw(const PictureArguments& arguments) {
   const auto choice = read_one_frame(arguments.frame.frame, "a picture shows");
-  const std::string ending = ending_of_output(arguments.frame.output, {".svg", ".png"});
+  const std::string ending = outputs::ending_of_output(arguments.frame.output, {".svg", ".png"});
   PictureOptions options = {.view = read_view(arguments.along),
                             .transparent = arguments.transparent};
   read_size(arguments.size, options);

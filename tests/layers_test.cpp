@@ -46,12 +46,11 @@ const std::vector<std::pair<std::string, std::set<std::string>>> LAYERS = [] {
       {"collaborators/agent_modules",
        {"collaborators/agent_modules/relevance", PUBLIC, s + "base"}},
       {"telling", {PUBLIC, s + "base"}},
-      {"apps/report", {PUBLIC, "telling", s + "base"}},
+      {"outputs", {PUBLIC, "telling", "collaborators/agent_modules", s + "base"}},
       {"server", {PUBLIC, "telling", "collaborators/agent_modules", s + "base"}},
-      {"apps",
-       {"apps/report", "server", PUBLIC, "telling", "collaborators/agent_modules", s + "base"}},
+      {"apps", {"outputs", "server", PUBLIC, "telling", "collaborators/agent_modules", s + "base"}},
       // Its seams for hosts in other languages are one header: structure_ingest/host.hpp.
-      {"python/module", {PUBLIC, "structure_ingest", "telling", s + "base"}},
+      {"python/module", {PUBLIC, "structure_ingest", "telling", "outputs", s + "base"}},
   };
 }();
 

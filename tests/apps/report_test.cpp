@@ -1,8 +1,8 @@
 // The page of a report, and the commands that write reports and pictures.
 #include <regex>
 
-#include "apps/report/escape.hpp"
-#include "apps/report/page.hpp"
+#include "outputs/escape.hpp"
+#include "outputs/page.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/json.hpp"
 #include "tests/picture/records.hpp"
@@ -15,7 +15,7 @@ using structure_ingest::Severity;
 
 TEST(ReportEscape, JsonCannotLeaveItsScript) {
   const Json value = {{"</script><!--", "<b>&amp;</b>"}, {"n", {1, 2.5, nullptr}}};
-  const std::string text = apps::script_json(value);
+  const std::string text = outputs::script_json(value);
   EXPECT_EQ(text,
             "{\"\\u003c/script\\u003e\\u003c!--\": "
             "\"\\u003cb\\u003e\\u0026amp;\\u003c/b\\u003e\", \"n\": [1, 2.5, null]}");
@@ -23,33 +23,34 @@ TEST(ReportEscape, JsonCannotLeaveItsScript) {
 }
 
 TEST(ReportEscape, TemplateIsFilledOnce) {
-  EXPECT_EQ(apps::filled("a {{x}} b {{y}}{{x}}", {{"x", "{{y}}"}, {"y", "2"}}), "a {{y}} b 2{{y}}");
-  EXPECT_THROW(apps::filled("{{z}}", {}), std::out_of_range);
+  EXPECT_EQ(outputs::filled("a {{x}} b {{y}}{{x}}", {{"x", "{{y}}"}, {"y", "2"}}),
+            "a {{y}} b 2{{y}}");
+  EXPECT_THROW(outputs::filled("{{z}}", {}), std::out_of_range);
 }
 
 TEST(ReportEscape, PolicyHash) {
   // The example of Content Security Policy, level 2, section 4.2.5.
-  EXPECT_EQ(apps::policy_hash("alert('Hello, world.');"),
+  EXPECT_EQ(outputs::policy_hash("alert('Hello, world.');"),
             "'sha256-qznLcsROx4GACP2dm0UCKCzCG+HiZ1guq6ZZDob/Tng='");
 }
 
 TEST(Report, ViewerIsTheOneThatItsChecksumSays) {
   const std::string folder = STRUCTURE_INGEST_SOURCE_DIR "/third_party/3dmol/";
   const std::string digest =
-      structure_ingest::internal::sha256_hex(apps::embedded_text("3Dmol-min.js"));
+      structure_ingest::internal::sha256_hex(outputs::embedded_text("3Dmol-min.js"));
   EXPECT_EQ(tests::content_of(folder + "SHA256SUMS"), digest + "  3Dmol-min.js\n");
-  EXPECT_TRUE(apps::embedded_text("page.js") ==
-              tests::content_of(STRUCTURE_INGEST_SOURCE_DIR "/apps/report/page.js"));
+  EXPECT_TRUE(outputs::embedded_text("page.js") ==
+              tests::content_of(STRUCTURE_INGEST_SOURCE_DIR "/outputs/page.js"));
   // Neither can end its element; the page's own files hold no address of another host.
   for (const std::string_view text :
-       {apps::embedded_text("3Dmol-min.js"), apps::embedded_text("page.js"),
-        apps::embedded_text("page.css")}) {
+       {outputs::embedded_text("3Dmol-min.js"), outputs::embedded_text("page.js"),
+        outputs::embedded_text("page.css")}) {
     EXPECT_EQ(text.find("</"), std::string_view::npos);
     EXPECT_EQ(text.find("<!--"), std::string_view::npos);
   }
   for (const std::string_view text :
-       {apps::embedded_text("page.js"), apps::embedded_text("page.css"),
-        apps::embedded_text("page.html")}) {
+       {outputs::embedded_text("page.js"), outputs::embedded_text("page.css"),
+        outputs::embedded_text("page.html")}) {
     EXPECT_EQ(text.find("://"), std::string_view::npos);
     EXPECT_EQ(text.find("innerHTML"), std::string_view::npos);
   }
@@ -61,13 +62,13 @@ std::string found(const std::string& text, const std::string& pattern) {
   return std::regex_search(text, match, std::regex(pattern)) ? match.str(1) : "(nothing)";
 }
 
-apps::Report hostile_report() {
+outputs::Report hostile_report() {
   const std::string evil = "</td></script><script>hacked()</script>'\"\u202e\n{{data}}";
-  apps::ReportedStructure good{.record = tests::record_of({{"Na", {0, 0, 0}}}, tests::cubic(3)),
-                               .source = "a/" + evil,
-                               .fingerprint = evil,
-                               .copy = "1\n" + evil,
-                               .copy_name = evil};
+  outputs::ReportedStructure good{.record = tests::record_of({{"Na", {0, 0, 0}}}, tests::cubic(3)),
+                                  .source = "a/" + evil,
+                                  .fingerprint = evil,
+                                  .copy = "1\n" + evil,
+                                  .copy_name = evil};
   good.record.symbols = {evil};
   good.record.formula = evil;
   good.record.warnings = {evil};
@@ -77,13 +78,13 @@ apps::Report hostile_report() {
   good.findings = {{evil, Severity::error, evil, {0}, evil},
                    {"overlapping_atoms", Severity::warning, "Near.", {0}, "geometry"}};
   good.more = {{"Copy", evil}};
-  apps::ReportedStructure bad{.source = evil};
+  outputs::ReportedStructure bad{.source = evil};
   bad.record.warnings = {evil};
   return {.program = evil, .title = evil, .remark = evil, .structures = {good, bad}};
 }
 
 TEST(Report, NoTextIsMarkup) {
-  const std::string page = apps::report_page(hostile_report());
+  const std::string page = outputs::report_page(hostile_report());
   EXPECT_EQ(tests::count_of(page, "<script"), 3U);
   // Only the placeholder itself is filled in, and its data stand in the page once.
   EXPECT_NE(page.find("{{data}}"), std::string::npos);
@@ -99,19 +100,20 @@ TEST(Report, NoTextIsMarkup) {
 }
 
 TEST(Report, PolicyAllowsItsOwnScriptsAndNothingElse) {
-  const std::string page = apps::report_page({.title = "T"});
+  const std::string page = outputs::report_page({.title = "T"});
   const std::string style = found(page, "<style>([^<]*)</style>");
   EXPECT_EQ(found(page, "Content-Security-Policy\" content=\"([^\"]*)\""),
             "default-src 'none'; script-src " +
-                apps::policy_hash(apps::embedded_text("3Dmol-min.js")) + " " +
-                apps::policy_hash(apps::embedded_text("page.js")) + "; style-src " +
-                apps::policy_hash(style) +
+                outputs::policy_hash(outputs::embedded_text("3Dmol-min.js")) + " " +
+                outputs::policy_hash(outputs::embedded_text("page.js")) + "; style-src " +
+                outputs::policy_hash(style) +
                 "; img-src data: blob:; base-uri 'none'; form-action 'none'; "
                 "require-trusted-types-for 'script'");
   EXPECT_NE(page.find("<p>0 structures.</p>"), std::string::npos);
   // A style attribute would need a policy of its own.
-  EXPECT_EQ(apps::report_page({.structures = {{.record = tests::rock_salt()}}}).find(" style=\""),
-            std::string::npos);
+  EXPECT_EQ(
+      outputs::report_page({.structures = {{.record = tests::rock_salt()}}}).find(" style=\""),
+      std::string::npos);
 }
 
 struct ReportCommand : testing::Test {

@@ -7,7 +7,7 @@
 
 #include "structure_ingest/base/json.hpp"
 
-namespace apps {
+namespace outputs {
 
 /// The text of `value` for a script element: nothing in it can end the element or begin a comment.
 std::string script_json(const structure_ingest::Json& value);
@@ -19,4 +19,4 @@ std::string filled(std::string_view text, const std::map<std::string_view, std::
 /// The source expression of a content security policy that allows this inline script or style.
 std::string policy_hash(std::string_view text);
 
-}  // namespace apps
+}  // namespace outputs

@@ -8,7 +8,7 @@
 
 #include "structure_ingest/structure_ingest.hpp"
 
-namespace apps {
+namespace outputs {
 
 /// The files that a page is made of: page.html, page.css, page.js, 3Dmol-min.js and licences. See
 /// cmake/embed.cmake.
@@ -37,4 +37,4 @@ struct Report {
 /// The page as UTF-8 text. The same report gives the same bytes.
 std::string report_page(const Report& report);
 
-}  // namespace apps
+}  // namespace outputs

@@ -1,4 +1,4 @@
-#include "apps/report/escape.hpp"
+#include "outputs/escape.hpp"
 
 #include <array>
 #include <cstddef>
@@ -6,7 +6,7 @@
 
 #include "structure_ingest/base/digest.hpp"
 
-namespace apps {
+namespace outputs {
 
 std::string script_json(const structure_ingest::Json& value) {
   std::string out;
@@ -41,4 +41,4 @@ std::string policy_hash(std::string_view text) {
   return "'sha256-" + base::base64(base::sha256_bytes(text)) + "'";
 }
 
-}  // namespace apps
+}  // namespace outputs

@@ -1,7 +1,7 @@
 // The page is plain HTML with everything in it that can be read: scripts only add the search, the
 // order and the 3D view. Each text that came from a file passes through markup_text, and no such
 // text stands in a script.
-#include "apps/report/page.hpp"
+#include "outputs/page.hpp"
 
 #include <algorithm>
 #include <array>
@@ -10,14 +10,14 @@
 #include <map>
 #include <optional>
 
-#include "apps/report/escape.hpp"
+#include "outputs/escape.hpp"
 #include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "telling/words.hpp"
 
-namespace apps {
+namespace outputs {
 namespace {
 
 using structure_ingest::Finding;
@@ -366,4 +366,4 @@ std::string report_page(const Report& report) {
                                              {"script", std::string(embedded_text("page.js"))}});
 }
 
-}  // namespace apps
+}  // namespace outputs

@@ -1,4 +1,4 @@
-#include "apps/output_file.hpp"
+#include "outputs/output_file.hpp"
 
 #include <array>
 #include <filesystem>
@@ -6,14 +6,13 @@
 #include <string_view>
 #include <system_error>
 
-#include "apps/command_line.hpp"
 #include "collaborators/agent_modules/project_state.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/structure_ingest.hpp"
 
-namespace apps {
+namespace outputs {
 namespace {
 
 namespace base = structure_ingest::internal;
@@ -52,25 +51,25 @@ std::string ending_of_output(const std::string& path, const std::vector<std::str
     if (name.ends_with(ending) && name.size() > ending.size()) return ending;
     known += (known.empty() ? "" : " or ") + ending;
   }
-  throw WrongInput("-o: the name must end with " + known + ": '" + path + "'");
+  throw RefusedOutput(path + ": its name must end with " + known);
 }
 
 void require_replaceable(const std::string& output, bool force,
                          const std::vector<std::string>& made_from) {
-  if (output.empty()) throw WrongInput("-o: the name is empty");
+  if (output.empty()) throw RefusedOutput("the name of the file to write is empty");
   std::error_code error;
   const fs::file_status there = fs::symlink_status(output, error);
   if (!exists(there) || is_directory(there)) return;
   if (const auto same = same_file_among(made_from, output)) {
-    throw WrongInput(output + ": it is " + *same + ", which the output is made from");
+    throw RefusedOutput(output + ": it is " + *same + ", which the output is made from");
   }
   if (const auto project = structure_ingest::owning_project_root(output)) {
     if (same_file_among(files_of_project(*project), output)) {
-      throw WrongInput(output + ": it is a file of the project " + *project);
+      throw RefusedOutput(output + ": it is a file of the project " + *project);
     }
   }
   if (!force && !is_of_our_making(output)) {
-    throw WrongInput(output + ": it exists already; --force replaces it");
+    throw RefusedOutput(output + ": it exists already", true);
   }
 }
 
@@ -96,4 +95,4 @@ std::vector<std::string> files_of_project(const std::string& project) {
   return files;
 }
 
-}  // namespace apps
+}  // namespace outputs
