@@ -10,6 +10,7 @@
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/structure_ingest.hpp"
+#include "telling/outcomes.hpp"
 #include "telling/structures.hpp"
 
 namespace server {
@@ -65,9 +66,8 @@ const char* fate_of_copy(const ForgetOutcome& outcome, const ProjectStructure& s
   }
   if (arguments.at("delete_copy") != true) return "kept";
   try {
-    const structure_ingest::CopyFate fate =
-        structure_ingest::delete_copy(project, structure.copy, arguments.at("dry_run") == true);
-    return fate == structure_ingest::CopyFate::changed ? "kept_as_changed" : "deleted";
+    return telling::fate_code(
+        structure_ingest::delete_copy(project, structure.copy, arguments.at("dry_run") == true));
   } catch (const std::system_error&) {
     return "could_not_be_deleted";
   }

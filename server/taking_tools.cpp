@@ -138,28 +138,22 @@ structure_ingest::Collaborators modules_within(const Roots& roots, const Call& c
   }
 }
 
-void add_outcome(Answer& answer, const HydrateOutcome& outcome) {
-  Json dropped = Json::array();
+void add_outcome(Answer& answer, const HydrateOutcome& outcome, int limit) {
   for (const structure_ingest::DroppedStructure& each : outcome.dropped) {
-    dropped.push_back(telling::dropped_json(each));
     answer.lines.push_back("dropped: " + in_quotes(telling::dropped_file(each)) + ": " +
                            telling::dropped_text(each));
   }
-  Json known = Json::array();
   for (const KnownSource& each : outcome.known) {
-    known.push_back(telling::known_json(each));
     const std::string text = telling::known_text(each);
     answer.lines.push_back((each.changed ? "changed: " : "known: ") + in_quotes(each.path) +
                            (text.empty() ? "" : ": " + text));
   }
-  Json replaced = Json::array();
   for (const structure_ingest::ReplacedStructure& each : outcome.replaced) {
-    replaced.push_back(telling::replaced_json(each));
     answer.lines.push_back("replaced: " + telling::replaced_text(each));
   }
-  answer.data["dropped"] = std::move(dropped);
-  answer.data["known"] = std::move(known);
-  answer.data["replaced"] = std::move(replaced);
+  Json told = telling::outcome_json(outcome, limit);
+  for (const char* part : {"dropped", "known", "replaced"})
+    answer.data[part] = std::move(told[part]);
 }
 
 std::string next_after(const HydrateOutcome& outcome, bool dry_run) {
@@ -252,7 +246,7 @@ Answer hydrate_project(Workspace& workspace, const Json& arguments, const Call& 
   Answer answer;
   answer.data = {{"project", project}, {"dry_run", dry_run}};
   add_structures(answer, outcome.taken, project, dry_run);
-  add_outcome(answer, outcome);
+  add_outcome(answer, outcome, limit);
   add_skipped(answer, outcome.skipped, limit);
   answer.data["not_scanned"] = not_scanned;
   answer.data["state"] = agent_modules::state_file_of(location);

@@ -146,6 +146,32 @@ Json replaced_json(const structure_ingest::ReplacedStructure& replaced) {
           {"path", replaced.path}};
 }
 
+Json outcome_json(const structure_ingest::HydrateOutcome& outcome, int limit) {
+  const auto list = [](const auto& all, const auto& told) {
+    Json array = Json::array();
+    for (const auto& each : all) array.push_back(told(each));
+    return array;
+  };
+  return {{"dropped", list(outcome.dropped, dropped_json)},
+          {"known", list(outcome.known, known_json)},
+          {"replaced", list(outcome.replaced, replaced_json)},
+          {"skipped", list(outcome.skipped,
+                           [limit](const SkippedFile& file) { return skipped_json(file, limit); })},
+          {"problems", {{"manifest", outcome.manifest_error}, {"ase", outcome.why_no_ase}}}};
+}
+
+const char* fate_code(structure_ingest::CopyFate fate) {
+  switch (fate) {
+    case structure_ingest::CopyFate::deleted:
+      return "deleted";
+    case structure_ingest::CopyFate::absent:
+      return "none";
+    case structure_ingest::CopyFate::changed:
+      break;
+  }
+  return "kept_as_changed";
+}
+
 std::string replaced_text(const structure_ingest::ReplacedStructure& replaced) {
   if (replaced.formula.empty()) return replaced.path;
   return replaced.formula + " (" + std::to_string(replaced.natoms) + " atoms), " + replaced.path;

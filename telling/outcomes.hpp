@@ -46,6 +46,14 @@ Json known_json(const structure_ingest::KnownSource& known);
 Json dropped_json(const structure_ingest::DroppedStructure& dropped);
 Json replaced_json(const structure_ingest::ReplacedStructure& replaced);
 
+/// What became of the files of a hydration besides those that were taken: "dropped", "known",
+/// "replaced" and "skipped", and under "problems" why the manifest could not be written and ASE not
+/// be used.
+Json outcome_json(const structure_ingest::HydrateOutcome& outcome, int limit);
+
+/// "deleted", "none" or "kept_as_changed".
+const char* fate_code(structure_ingest::CopyFate fate);
+
 /// "Si2 (2 atoms), project_root/structures/ingested_si_0a1b2c3d.xyz"; only the path of an entry
 /// without a formula, such as that of a file that could not be read.
 std::string replaced_text(const structure_ingest::ReplacedStructure& replaced);

@@ -11,6 +11,12 @@
 namespace structure_ingest::python {
 namespace {
 
+/// Unlike its own way, this can be done again: what ended a hydration is reported, and then raised.
+void restore(const py::error_already_set& raised) {
+  PyErr_Restore(raised.type().inc_ref().ptr(), raised.value().inc_ref().ptr(),
+                raised.trace().inc_ref().ptr());
+}
+
 void set_os_error(const std::system_error& error, const std::string& path) {
   try {
     const int number = error.code().value();
@@ -19,8 +25,8 @@ void set_os_error(const std::system_error& error, const std::string& path) {
     const py::object exception =
         path.empty() ? os_error(number, reason) : os_error(number, reason, str_of(path));
     PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(exception.ptr())), exception.ptr());
-  } catch (py::error_already_set& raised) {
-    raised.restore();
+  } catch (const py::error_already_set& raised) {
+    restore(raised);
   }
 }
 
@@ -29,8 +35,8 @@ void set_path_error(const internal::NulInPath& failure) {
   try {
     owned(PyUnicode_EncodeFSDefault(str_of(failure.path).ptr()));
     PyErr_SetString(PyExc_ValueError, failure.what());
-  } catch (py::error_already_set& raised) {
-    raised.restore();
+  } catch (const py::error_already_set& raised) {
+    restore(raised);
   }
 }
 
@@ -39,10 +45,10 @@ void set_path_error(const internal::NulInPath& failure) {
 void set_python_error(const std::exception_ptr& error) {
   try {
     std::rethrow_exception(error);
-  } catch (PythonInterruption& interruption) {
-    interruption.error.restore();
-  } catch (py::error_already_set& raised) {
-    raised.restore();
+  } catch (const PythonInterruption& interruption) {
+    restore(interruption.error);
+  } catch (const py::error_already_set& raised) {
+    restore(raised);
   } catch (const py::builtin_exception& raised) {
     raised.set_error();
   } catch (const std::filesystem::filesystem_error& failure) {

@@ -15,6 +15,7 @@
 #include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
 #include "python/module/package.hpp"
+#include "python/module/project.hpp"
 #include "python/module/reader.hpp"
 #include "python/module/record.hpp"
 #include "python/module/state.hpp"
@@ -24,7 +25,7 @@
 #include "structure_ingest/host.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/structure_ingest.hpp"
-#include "telling/structures.hpp"
+#include "telling/outcomes.hpp"
 
 namespace structure_ingest::python {
 namespace {
@@ -36,11 +37,6 @@ py::object parse(Reader* reader, const py::handle& path) {
     parser.begin_batch();
     return parser.parse(file);
   }));
-}
-
-/// Has Ctrl-C end long work before its next file or structure.
-Progress interruptible() {
-  return [](std::size_t, std::size_t, const std::string&) { in_python(check_signals); };
 }
 
 /// What a limit on candidates lets through, at least one.
@@ -97,6 +93,32 @@ py::list hydrate(Reader* reader, const py::object& mapping, const py::handle& ex
     return internal::hydrate_state(host, options);
   });
   return state.taken();
+}
+
+/// The same with all options, and with what became of each file. Raises what ended it.
+py::dict hydrate_in_full(Reader* reader, const py::object& mapping, const py::handle& extra_paths,
+                         const py::handle& limit, bool refresh, bool dry_run, bool check,
+                         bool note_findings) {
+  use_known_symbols();
+  State state(mapping, State::Reading::in_full, dry_run);
+  HydrateOptions options{.extra_paths = state.extra_paths(extra_paths),
+                         .collaborators = collaborators(),
+                         .limit = considered(limit),
+                         .batch = {.progress = interruptible(), .dry_run = dry_run, .check = check},
+                         .refresh = refresh,
+                         .note_findings = note_findings};
+  const internal::StateHost host = state.host();
+  const HydrateOutcome outcome = with_parser(reader, [&](StructureParser& parser) {
+    options.batch.parser = &parser;
+    return internal::hydrate_state(host, options);
+  });
+  if (outcome.error) {
+    set_python_error(outcome.error);
+    throw py::error_already_set();
+  }
+  py::dict told = object_of(telling::outcome_json(outcome, options.limit));
+  told["taken"] = dry_run ? entry_objects(outcome.taken) : state.taken();
+  return told;
 }
 
 py::tuple drop_unrelated(const py::object& entries, const py::object& mapping) {
@@ -171,38 +193,6 @@ py::list frames(const py::handle& path, std::size_t first, const std::optional<s
   return list;
 }
 
-/// The structures of a project by its state, a mapping or None: a list of dicts, as all doors tell
-/// of them.
-py::object listed(const py::handle& project, const py::handle& state, bool check) {
-  const std::string folder = path_of(project);
-  const Json json = json_or_null(state);
-  Json list = Json::array();
-  {
-    const py::gil_scoped_release unlocked;
-    const ProjectListing listing =
-        list_structures(folder, json, {.check = check, .progress = interruptible()});
-    for (const ProjectStructure& structure : listing.structures) {
-      list.push_back(telling::structure_json(structure, folder));
-    }
-  }
-  return object_of(list);
-}
-
-/// The same of whether they are still what was taken in.
-py::object verified(const py::handle& project, const py::handle& state) {
-  const std::string folder = path_of(project);
-  const Json json = json_or_null(state);
-  Json list = Json::array();
-  {
-    const py::gil_scoped_release unlocked;
-    const Verification verification = verify_project(folder, json, {.progress = interruptible()});
-    for (const VerifiedStructure& structure : verification.structures) {
-      list.push_back(telling::verified_json(structure));
-    }
-  }
-  return object_of(list);
-}
-
 std::string write_copy(const py::handle& project_path, const py::handle& record) {
   const std::string project = path_of(project_path);
   const IngestedStructure held = record_of(record);
@@ -246,6 +236,11 @@ PYBIND11_MODULE(_core, module) {
   });
   module.def("ingest", ingest);
   module.def("hydrate", hydrate);
+  module.def("hydrate_in_full", hydrate_in_full);
+  module.def("forget", forget);
+  module.def("extract", extract);
+  module.def("report_on_files", report_on_files);
+  module.def("report_on_project", report_on_project);
   module.def("owner", owner);
   module.def("belongs", belongs);
   module.def("packed", [](const py::handle& rows, const char* name) { return packed(rows, name); });

@@ -82,6 +82,13 @@ Json source_of(const py::handle& entry) {
   return source;
 }
 
+/// All of an entry that JSON has.
+Json full_entry(const py::handle& entry) {
+  Json full = json_or_null(entry);
+  full.update(source_of(entry));
+  return full;
+}
+
 /// What our own assessor reads of an entry; it reads nothing else of a state but its entries.
 Json assessed_entry(const py::handle& entry) {
   Json assessed = Json::object();
@@ -201,7 +208,7 @@ Json State::sources() {
   for (const py::handle& entry : existing_) {
     if (!is_mapping(entry)) continue;
     mappings.append(entry);
-    known.push_back(source_of(entry));
+    known.push_back(reading_ == Reading::in_full ? full_entry(entry) : source_of(entry));
   }
   existing_ = mappings;
   return known;
@@ -223,7 +230,7 @@ const Json& State::entry(std::size_t place) {
 std::string State::take_batch(const std::string& project, const std::vector<SourceEntry>& entries) {
   const py::list objects = entry_objects(entries);
   set_entries(objects);
-  return write_manifest(project, objects);
+  return dry_run_ ? std::string() : write_manifest(project, objects);
 }
 
 std::function<RelevanceReport()> State::assess(const std::vector<std::size_t>& places,
@@ -287,8 +294,68 @@ void State::refuse_missing_reasons(const std::vector<std::size_t>& places,
   }
 }
 
+/// Takes the entries of these sources out, and the notes on them.
+void State::take_out_replaced(const std::set<std::string>& source_keys) {
+  Json known = {{"structure_sources", sources()}, {"structure_notes", *value("structure_notes")}};
+  std::vector<std::size_t> places;
+  py::list left;
+  for (std::size_t i = 0; i < known["structure_sources"].size(); ++i) {
+    if (source_keys.contains(
+            internal::source_key(internal::source_text_of(known["structure_sources"][i])))) {
+      places.push_back(i);
+    } else {
+      left.append(existing_[i]);
+    }
+  }
+  drop_notes(internal::take_out(known, places));
+  existing_ = left;
+}
+
+void State::drop_notes(const std::vector<std::string>& notes) {
+  if (notes.empty()) return;
+  const std::set<std::string> gone(notes.begin(), notes.end());
+  py::list left;
+  for (const py::handle& note : notes_) {
+    if (PyUnicode_Check(note.ptr()) == 0 || !gone.contains(bytes_of(note))) left.append(note);
+  }
+  mapping_["structure_notes"] = left;
+}
+
+ForgetOutcome State::forget(const std::vector<std::string>& names, const ForgetOptions& options) {
+  const py::list all = elements(at("structure_sources"));
+  Json known = {{"project_path", *value("project_path")},
+                {"structure_sources", Json::array()},
+                {"structure_notes", *value("structure_notes")}};
+  std::size_t place = 0;
+  for (const py::handle& entry : all) {
+    Json element = is_mapping(entry) ? full_entry(entry) : Json();
+    if (element.is_object()) element["place"] = place;
+    known["structure_sources"].push_back(std::move(element));
+    ++place;
+  }
+  ForgetOutcome outcome = forget_structures(known, names, options);
+  if (options.dry_run || outcome.forgotten.empty()) return outcome;
+  std::set<std::size_t> left;
+  for (const Json& entry : known["structure_sources"]) {
+    if (entry.is_object()) left.insert(entry["place"].get<std::size_t>());
+  }
+  py::list kept;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if (left.contains(i) || !is_mapping(all[i])) kept.append(all[i]);
+  }
+  mapping_["structure_sources"] = kept;
+  drop_notes(outcome.notes);
+  return outcome;
+}
+
+std::string State::project() {
+  const Json& path = *value("project_path");
+  return path.is_string() ? path.get<std::string>() : "";
+}
+
 void State::apply(const internal::StateChange& change) {
   const py::list taken = entries_at(change.taken);
+  if (!change.replaced.empty()) take_out_replaced(change.replaced);
   mapping_["structure_sources"] = taken + existing_;
   std::vector<std::string> known;
   for (const Json& note : *value("structure_notes")) {

@@ -16,6 +16,7 @@
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/host.hpp"
+#include "structure_ingest/structure_ingest.hpp"
 
 namespace structure_ingest::python {
 
@@ -26,7 +27,12 @@ namespace py = pybind11;
 /// never looked into. Make and destroy one with Python's lock held; the host takes the lock itself.
 class State {
  public:
-  explicit State(py::object mapping) : mapping_(std::move(mapping)) {}
+  /// What is read of the entries that are there: what names their sources, or all that JSON has.
+  enum class Reading { sources, in_full };
+
+  /// With `dry_run` no manifest is written.
+  explicit State(py::object mapping, Reading reading = Reading::sources, bool dry_run = false)
+      : mapping_(std::move(mapping)), reading_(reading), dry_run_(dry_run) {}
 
   /// It must not outlive the state.
   internal::StateHost host();
@@ -37,6 +43,12 @@ class State {
 
   /// After a hydration, the entries that were added.
   const py::list& taken() const { return taken_; }
+
+  /// Takes structures out, as `forget_structures` does. The state must be read in full.
+  ForgetOutcome forget(const std::vector<std::string>& names, const ForgetOptions& options);
+
+  /// The text of "project_path"; empty when there is none.
+  std::string project();
 
   /// Takes these entries, which a caller gives in any form, for those of the batch; returns how
   /// many there are.
@@ -55,11 +67,15 @@ class State {
   void refuse_missing_reasons(const std::vector<std::size_t>& places,
                               const std::set<std::string>& sources,
                               const std::map<std::string, std::exception_ptr>& no_reason);
+  void take_out_replaced(const std::set<std::string>& source_keys);
+  void drop_notes(const std::vector<std::string>& notes);
   void apply(const internal::StateChange& change);
   void report(const std::exception_ptr& error);
   py::object at(std::string_view key);
 
   py::object mapping_;
+  Reading reading_;
+  bool dry_run_;
   std::map<std::string, Json, std::less<>> values_;  // the latest of each key
   Json entry_;
   std::vector<py::object> entries_;  // of the batch

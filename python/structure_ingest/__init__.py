@@ -19,6 +19,8 @@ its modules are called, otherwise our own.
 """
 
 from . import _core
+from ._project import (extract_structure, forget_structures, hydrate, report_files,
+                       report_project)
 from ._reader import (CheckedStructure, Finding, Reader, _list_of, check_structure_file,
                       parse_structure_files, parse_xyz_frames, reader, use_ase)
 from ._record import IngestedStructure

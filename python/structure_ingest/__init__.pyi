@@ -137,6 +137,48 @@ def list_structures(
 def verify_project(
     project_path: _Path, state: Optional[Mapping[str, Any]] = ...
 ) -> List[Dict[str, Any]]: ...
+def hydrate(
+    state: MutableMapping[str, Any],
+    *,
+    extra_paths: Optional[Iterable[_Path]] = ...,
+    limit: int = ...,
+    refresh: bool = ...,
+    dry_run: bool = ...,
+    check: bool = ...,
+    note_findings: bool = ...,
+    reader: Optional[Reader] = ...,
+) -> Dict[str, Any]: ...
+def forget_structures(
+    state: MutableMapping[str, Any],
+    names: Iterable[_Path],
+    *,
+    delete_copies: bool = ...,
+    dry_run: bool = ...,
+) -> Dict[str, Any]: ...
+def extract_structure(
+    path: _Path,
+    output: _Path,
+    *,
+    frame: Union[int, Literal["last"]] = ...,
+    force: bool = ...,
+    reader: Optional[Reader] = ...,
+) -> IngestedStructure: ...
+def report_files(
+    paths: Iterable[_Path],
+    output: _Path,
+    *,
+    title: Optional[str] = ...,
+    force: bool = ...,
+    reader: Optional[Reader] = ...,
+) -> None: ...
+def report_project(
+    project_path: _Path,
+    output: _Path,
+    state: Optional[Mapping[str, Any]] = ...,
+    *,
+    title: Optional[str] = ...,
+    force: bool = ...,
+) -> None: ...
 def parse_xyz_frames(
     path: _Path, *, first: int = ..., last: Optional[int] = ...
 ) -> List[IngestedStructure]: ...

@@ -48,9 +48,11 @@ def python(code, package):
 
 def test_docstrings(si, examples, folder, monkeypatch):
     monkeypatch.chdir(ROOT)
-    names = {"project": str(folder / "project"), "water": str(folder / "water.xyz")}
+    names = {"page": folder / "page.html", "project": str(folder / "project"),
+             "water": str(folder / "water.xyz")}
     tried = 0
-    for module in (si, sys.modules["structure_ingest._record"], sys.modules["structure_ingest._reader"]):
+    for module in (si, sys.modules["structure_ingest._record"], sys.modules["structure_ingest._reader"],
+                   sys.modules["structure_ingest._project"]):
         result = doctest.testmod(module, extraglobs=names)
         assert result.failed == 0
         tried += result.attempted
