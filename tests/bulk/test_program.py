@@ -5,19 +5,24 @@ import json
 import os
 import subprocess
 import sys
+import types
 
 import pytest
 
 from conftest import PACKAGES, ROOT, cubic, rows_by_path
 from structure_ingest import bulk
-from structure_ingest.bulk.display import line_of, summary_text
+from structure_ingest.bulk.display import ProgressLine, line_of, summary_text
 
 
 def run(*arguments, stdin=b"", folder=None):
     result = subprocess.run(
         [sys.executable, "-m", "structure_ingest.bulk", *map(str, arguments)], input=stdin,
         capture_output=True, cwd=folder, env={**os.environ, "PYTHONPATH": PACKAGES}, timeout=120)
-    return result.returncode, result.stdout.decode(), result.stderr.decode()
+    told = result.stderr.decode().splitlines(keepends=True)
+    if told and " reads " in told[0]:
+        assert " done: " in told.pop()
+        told.pop(0)
+    return result.returncode, result.stdout.decode(), "".join(told)
 
 
 def without_times(text):
@@ -101,7 +106,8 @@ def test_an_interrupted_program_goes_on(tmp_path):
     program.terminate()
     _, told = program.communicate(timeout=60)
     assert (program.returncode, told.decode()) == (
-        130, "structure-ingest-bulk: interrupted; the same command goes on where this one ended\n")
+        130, f"structure-ingest-bulk: reads {folder}, and writes rows to {tmp_path}/out\n"
+             "structure-ingest-bulk: interrupted; the same command goes on where this one ended\n")
     first = len(rows_by_path(tmp_path / "out"))
     status, shown, _ = run(*command[3:], "--json")
     summary = json.loads(shown)
@@ -151,6 +157,23 @@ def test_a_folder_that_cannot_be_listed_is_told(files, tmp_path):
      "50 of 400 files, 1 files/s, 5 min 50 s left, 1,202 not read (1,200 c; 1 a; 1 b)")])
 def test_the_line_of_progress(progress, total, seconds, line):
     assert line_of(bulk.Progress(**progress), total, seconds) == line
+
+
+def test_lines_that_are_kept(capsys, monkeypatch):
+    now = [100.0]
+    monkeypatch.setattr("time.monotonic", lambda: now[0])
+    count = types.SimpleNamespace(total=None)
+    line = ProgressLine(count, "reads")
+    for seconds, read, total in ((0, 0, None), (59, 400, None), (60, 500, None), (64, 900, 1000),
+                                 (65, 910, 1000), (80, 950, 1000), (126, 990, 1000)):
+        now[0] = 100.0 + seconds
+        count.total = total
+        line.show(bulk.Progress(read=read))
+    line.end(bulk.Summary(1, 1, {}, 0, 0, 1, bulk.Progress(read=1000, failures={"bad": 2})))
+    line.clear()
+    assert capsys.readouterr().err == "".join(f"structure-ingest-bulk: {text}\n" for text in (
+        "reads", "500 files, 8 files/s", "910 of 1,000 files, 14 files/s, 6 s left",
+        "990 of 1,000 files, 8 files/s, 1 s left", "done: 1,000 files, 8 files/s, 2 not read (2 bad)"))
 
 
 def test_the_help_is_in_the_documentation():

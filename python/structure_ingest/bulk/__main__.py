@@ -176,12 +176,15 @@ def _close_quickly(client: Any) -> None:
 
 def _run(source: Source, client: Optional[Any], options: argparse.Namespace) -> Summary:
     count = FileCount(source)
-    line = ProgressLine(count)
+    line = ProgressLine(count, f"reads {options.folder or 'the files of ' + options.files_from}, "
+                               f"and writes rows to {options.output}")
     try:
-        return write_rows(source, options.output, client=client, chunk=options.chunk,
-                          atoms=options.atoms, symmetry=not options.no_symmetry,
-                          retry_failed=options.retry_failed, verify=options.verify,
-                          on_progress=line.show)
+        summary = write_rows(source, options.output, client=client, chunk=options.chunk,
+                             atoms=options.atoms, symmetry=not options.no_symmetry,
+                             retry_failed=options.retry_failed, verify=options.verify,
+                             on_progress=line.show)
+        line.end(summary)
+        return summary
     finally:
         count.stop()
         line.clear()

@@ -1,4 +1,4 @@
-"""What the program shows: a line of progress on a terminal, and the summary."""
+"""What the program shows: how far it is, and the summary."""
 
 from __future__ import annotations
 
@@ -13,6 +13,8 @@ from .listing import Source, files_of
 from .run import DUPLICATES_NAME, Progress, Summary
 
 _SECONDS_BETWEEN_LINES = 0.2
+_SECONDS_BETWEEN_LOGGED = 60.0  # or a tenth of the files, not within:
+_LEAST_BETWEEN_LOGGED = 5.0
 
 
 class FileCount:
@@ -37,17 +39,24 @@ class FileCount:
 
 
 class ProgressLine:
-    """Rewrites one line on standard error, if that is a terminal."""
+    """Tells on standard error how far a run is: in one line that is rewritten on a terminal, in a
+    line now and then where the text is kept, as that of a batch job is."""
 
-    def __init__(self, count: FileCount) -> None:
+    def __init__(self, count: FileCount, task: str) -> None:
         self._count = count
+        self._task: Optional[str] = task  # None once it was told
         self._began = time.monotonic()
-        self._shown = 0.0
+        self._shown = self._began
+        self._tenths = 0
         self._is_shown = False
+        self._is_terminal = sys.stderr.isatty()
 
     def show(self, progress: Progress) -> None:
         now = time.monotonic()
-        if not sys.stderr.isatty() or now - self._shown < _SECONDS_BETWEEN_LINES:
+        if not self._is_terminal:
+            self._show_kept(progress, now)
+            return
+        if now - self._shown < _SECONDS_BETWEEN_LINES:
             return
         self._shown = now
         text = line_of(progress, self._count.total, now - self._began)
@@ -55,9 +64,31 @@ class ProgressLine:
         print(f"\r{text[:width]}\033[K", end="", file=sys.stderr, flush=True)
         self._is_shown = True
 
+    def _show_kept(self, progress: Progress, now: float) -> None:
+        if self._task is not None:
+            _log(self._task)
+            self._task = None
+        total = self._count.total
+        tenths = 10 * (progress.read + progress.unchanged) // total if total else 0
+        passed = now - self._shown
+        if passed < _SECONDS_BETWEEN_LOGGED and (
+                tenths <= self._tenths or passed < _LEAST_BETWEEN_LOGGED):
+            return
+        self._shown, self._tenths = now, tenths
+        _log(line_of(progress, total, now - self._began))
+
+    def end(self, summary: Summary) -> None:
+        """The last line, of a run that came to its end."""
+        if not self._is_terminal:
+            _log(f"done: {line_of(summary.run, None, time.monotonic() - self._began)}")
+
     def clear(self) -> None:
         if self._is_shown:
             print("\r\033[K", end="", file=sys.stderr, flush=True)
+
+
+def _log(text: str) -> None:
+    print(f"structure-ingest-bulk: {text}", file=sys.stderr, flush=True)
 
 
 def line_of(progress: Progress, total: Optional[int], seconds: float) -> str:

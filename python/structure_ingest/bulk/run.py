@@ -85,6 +85,7 @@ def write_rows(paths_or_folder: Source, out: PathLike, *, client: Optional[Clien
         files = _files_to_read(paths_or_folder, index, progress, retry_failed)
         run = 1 + max((part.run for part in parts_in(folder)), default=0)
         chunks = _chunks(files, chunk, Chunk(folder, Part(run, 0), (), settings, verify))
+        on_progress(progress)
         for done in _results(client, chunks, progress, lambda: on_progress(progress)):
             _record(done, index, progress)
             on_progress(progress)
