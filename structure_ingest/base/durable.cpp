@@ -168,7 +168,7 @@ void rotate_log(const std::string& path, std::uint64_t size) {
     const std::string name = file_name(normal);
     const Descriptor folder = open_folder_of(path, AT_FDCWD, parent_folder(normal));
     if (!is_larger(folder, name, size)) return;
-    const FolderLock lock(parent_folder(normal), std::chrono::milliseconds(0));
+    const FolderLock lock(parent_folder(normal), std::chrono::milliseconds(0), false);
     // Another writer may have rotated the log since the first check: do not replace the full log by
     // the new one.
     if (!is_larger(folder, name, size)) return;

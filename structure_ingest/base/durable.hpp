@@ -107,8 +107,10 @@ struct LockError : std::filesystem::filesystem_error {
 /// read a folder can lock it. Only users who may write to the folder may open the file.
 class FolderLock {
  public:
-  /// Waits for at most `most_wait`. Throws LockError.
-  explicit FolderLock(const std::string& folder, std::chrono::milliseconds most_wait = LOCK_WAIT);
+  /// Waits for at most `most_wait`. Unless it `may_be_link`, a folder that is one is refused: that
+  /// in a project is not the user's choice. Throws LockError.
+  explicit FolderLock(const std::string& folder, std::chrono::milliseconds most_wait = LOCK_WAIT,
+                      bool may_be_link = true);
 
  private:
   Descriptor file_;

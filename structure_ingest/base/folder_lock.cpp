@@ -35,8 +35,9 @@ void share_with_writers(const Descriptor& file, const Descriptor& folder) {
   static_cast<void>(fchmod(file.number(), mode));
 }
 
-Descriptor open_lock_file(const std::string& folder, const std::string& path) {
-  const Descriptor opened = open_at(AT_FDCWD, folder, O_PATH | O_DIRECTORY);
+Descriptor open_lock_file(const std::string& folder, bool may_be_link, const std::string& path) {
+  const int no_link = may_be_link ? 0 : O_NOFOLLOW;
+  const Descriptor opened = open_at(AT_FDCWD, folder, O_PATH | O_DIRECTORY | no_link);
   if (!opened.is_open()) throw_file_error("cannot lock", path);
   constexpr int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK;
   Descriptor file = open_at(opened.number(), LOCK_FILE, flags | O_CREAT | O_EXCL, 0600);
@@ -57,15 +58,15 @@ bool is_in_place(const Descriptor& file, const std::string& path) {
          opened.st_ino == found.st_ino && opened.st_dev == found.st_dev;
 }
 
-Descriptor locked_file(const std::string& folder, milliseconds most_wait) {
+Descriptor locked_file(const std::string& folder, milliseconds most_wait, bool may_be_link) {
   const std::string path = join_path(folder, LOCK_FILE);
-  Descriptor file = open_lock_file(folder, path);
+  Descriptor file = open_lock_file(folder, may_be_link, path);
   const steady_clock::time_point end = steady_clock::now() + most_wait;
   // flock(2) has no time limit: poll.
   for (milliseconds pause{1};; pause = std::min(2 * pause, milliseconds(50))) {
     if (retried([&] { return flock(file.number(), LOCK_EX | LOCK_NB); }) == 0) {
       if (is_in_place(file, path)) return file;
-      file = open_lock_file(folder, path);
+      file = open_lock_file(folder, may_be_link, path);
       continue;
     }
     if (errno != EWOULDBLOCK) throw_file_error("cannot lock", path);
@@ -109,8 +110,8 @@ void remove_unused(const std::vector<std::string>& created) {
 
 }  // namespace
 
-FolderLock::FolderLock(const std::string& folder, milliseconds most_wait) try
-    : file_(locked_file(folder, most_wait)) {
+FolderLock::FolderLock(const std::string& folder, milliseconds most_wait, bool may_be_link) try
+    : file_(locked_file(folder, most_wait, may_be_link)) {
 } catch (const std::filesystem::filesystem_error& error) {
   throw LockError(error);
 }

@@ -74,7 +74,7 @@ Json json_of(const std::vector<FileFindings>& files) {
 /// Without a lock another program may take findings away again: better than keeping none.
 std::optional<internal::FolderLock> lock_of(const std::string& folder) {
   try {
-    return std::optional<internal::FolderLock>(std::in_place, folder);
+    return std::optional<internal::FolderLock>(std::in_place, folder, internal::LOCK_WAIT, false);
   } catch (const internal::LockError&) {
     return std::nullopt;
   }

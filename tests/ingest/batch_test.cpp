@@ -150,12 +150,14 @@ TEST_F(Batch, FollowsNoLink) {
   const std::string outside = w.write("outside/kept", "kept");
   const std::string copy = w / "proj/project_root/structures/ingested_a_005dfc29.xyz";
   w.link("proj/project_root/structures", w / "outside");
+  w.link("proj/.diagnostics", w / "outside");
   const std::string warning = ingest({"a.xyz"}).at(0)["warnings"].at(0).get<std::string>();
   EXPECT_EQ(warning,
             "Could not write canonical XYZ copy: filesystem error: cannot write through a symbolic "
             "link: Too many levels of symbolic links [" +
                 copy + "]");
   EXPECT_EQ(tests::content_of(outside), "kept");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(w / "outside"), {}), 1);
 }
 
 // A writer that takes texts gets one from the records, without their JSON.
