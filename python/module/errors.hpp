@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "python/module/python_lock.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 
 namespace structure_ingest::python {
@@ -23,13 +24,15 @@ struct PythonInterruption : Interruption {
 /// error_already_set, or a PythonInterruption.
 template <typename Function>
 decltype(auto) in_python(const Function& function) {
-  const py::gil_scoped_acquire lock;
-  try {
-    return function();
-  } catch (py::error_already_set& error) {
-    if (error.matches(PyExc_Exception)) throw;
-    throw PythonInterruption(error);
-  }
+  return unless_python_ends([&]() -> decltype(auto) {
+    const py::gil_scoped_acquire lock;
+    try {
+      return function();
+    } catch (py::error_already_set& error) {
+      if (error.matches(PyExc_Exception)) throw;
+      throw PythonInterruption(error);
+    }
+  });
 }
 
 /// The object of a new reference that Python's C interface returned; for null, throws the Python

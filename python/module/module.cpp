@@ -16,6 +16,7 @@
 #include "python/module/lists.hpp"
 #include "python/module/package.hpp"
 #include "python/module/project.hpp"
+#include "python/module/python_lock.hpp"
 #include "python/module/reader.hpp"
 #include "python/module/record.hpp"
 #include "python/module/state.hpp"
@@ -180,7 +181,7 @@ py::list frames(const py::handle& path, std::size_t first, const std::optional<s
   const std::string file = path_of(path);
   std::vector<IngestedStructure> records;
   {
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     visit_xyz_frames(file, first, [&](std::size_t number, const IngestedStructure& record) {
       in_python(check_signals);
       if (last && number > *last) return false;
@@ -196,7 +197,7 @@ py::list frames(const py::handle& path, std::size_t first, const std::optional<s
 std::string write_copy(const py::handle& project_path, const py::handle& record) {
   const std::string project = path_of(project_path);
   const IngestedStructure held = record_of(record);
-  const py::gil_scoped_release unlocked;
+  const Unlocked unlocked;
   return internal::write_canonical_xyz(project, held);
 }
 

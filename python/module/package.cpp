@@ -9,6 +9,7 @@
 
 #include "python/module/errors.hpp"
 #include "python/module/json_values.hpp"
+#include "python/module/python_lock.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/contracts/collaborators.hpp"
 #include "structure_ingest/host.hpp"
@@ -92,7 +93,7 @@ py::object agent_name(const char* module, const char* name) {
 void write_json(const py::handle& path, const py::handle& value) {
   const std::string file = path_of(path);
   const Json json = json_of(value);
-  const py::gil_scoped_release unlocked;
+  const Unlocked unlocked;
   agent_modules().atomic_write_json(file, json);
 }
 

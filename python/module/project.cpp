@@ -14,6 +14,7 @@
 #include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
 #include "python/module/package.hpp"
+#include "python/module/python_lock.hpp"
 #include "python/module/record.hpp"
 #include "python/module/state.hpp"
 #include "python/module/text.hpp"
@@ -83,7 +84,7 @@ py::object listed(const py::handle& project, const py::handle& state, bool check
   const Json json = json_or_null(state);
   Json list = Json::array();
   {
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     const ProjectListing listing =
         list_structures(folder, json, {.check = check, .progress = interruptible()});
     for (const ProjectStructure& structure : listing.structures) {
@@ -98,7 +99,7 @@ py::object verified(const py::handle& project, const py::handle& state) {
   const Json json = json_or_null(state);
   Json list = Json::array();
   {
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     const Verification verification = verify_project(folder, json, {.progress = interruptible()});
     for (const VerifiedStructure& structure : verification.structures) {
       list.push_back(telling::verified_json(structure));
@@ -119,7 +120,7 @@ py::object forget(const py::object& mapping, const py::handle& names, bool delet
   Json told = {
       {"forgotten", Json::array()}, {"notes_removed", outcome.notes}, {"copies", Json::object()}};
   {
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     for (const ProjectStructure& structure : outcome.forgotten) {
       told["forgotten"].push_back(telling::structure_json(structure, project));
     }
@@ -173,7 +174,7 @@ void report_on_project(const py::handle& project, const py::handle& state, const
   const std::string target = path_of(output);
   const std::string heading = title_of(title);
   const Json json = json_or_null(state);
-  const py::gil_scoped_release unlocked;
+  const Unlocked unlocked;
   outputs::ending_of_output(target, {".html", ".htm"});
   require_output(target, force, outputs::files_of_project(folder));
   write_report(outputs::report_on_project(folder, json, interruptible()).report, target, heading);

@@ -6,6 +6,7 @@
 
 #include "python/module/json_values.hpp"
 #include "python/module/lists.hpp"
+#include "python/module/python_lock.hpp"
 #include "python/module/text.hpp"
 #include "structure_ingest/host.hpp"
 
@@ -99,7 +100,7 @@ IngestedStructure parse_with_ase(const std::string& path, const std::string& for
     return internal::parse_with_ase(path, format, locked_ask_in_process);
   }
   internal::AseSession session({.first_interpreters = own_interpreter()});
-  const py::gil_scoped_release unlocked;
+  const Unlocked unlocked;
   return internal::parse_with_ase(path, format,
                                   [&](const std::string& file) { return session.read(file); });
 }

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "python/module/errors.hpp"
+#include "python/module/python_lock.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
 
 namespace structure_ingest::python {
@@ -42,7 +43,7 @@ class Reader {
   auto use(const Function& function) {
     const std::shared_ptr<Kept> held = kept_here();
     Kept& kept = *held;
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     if (kept.user == std::this_thread::get_id()) {
       throw std::runtime_error("a reader cannot be used by what it calls while it reads");
     }
@@ -85,7 +86,7 @@ class Reader {
 template <typename Function>
 auto with_parser(Reader* reader, const Function& function) {
   if (reader != nullptr) return reader->use(function);
-  const py::gil_scoped_release unlocked;  // also at the end: a parser waits for its worker's
+  const Unlocked unlocked;  // also at the end: a parser waits for its worker's
   StructureParser parser = in_python([] { return new_parser(in_process_by_default); });
   return function(parser);
 }

@@ -139,3 +139,13 @@ def test_loading_again_and_again(si):
             "    print(package.parse_structure_file('examples/water.xyz').formula,\n"
             "          package.reader().parse_structure_file('none.xyz').format)\n")
     assert python(code, si).stdout == "H2O unknown\n" * 3
+
+
+def test_threads_may_go_on_as_the_interpreter_ends(si):
+    code = ("import threading, time\nimport structure_ingest as si\n"
+            "def work():\n    while True: si.parse_structure_file('examples/water.xyz')\n"
+            "for _ in range(8): threading.Thread(target=work, daemon=True).start()\n"
+            "time.sleep(0.1)\n")
+    for _ in range(8):  # each ended the process in half of all cases
+        done = python(code, si)
+        assert (done.returncode, done.stderr) == (0, "")
