@@ -2,11 +2,12 @@
 #include <filesystem>
 #include <system_error>
 
-#include "apps/command_line.hpp"
+#include "apps/options.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/workspace_inventory.hpp"
 #include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "telling/outcomes.hpp"
 #include "telling/structures.hpp"
 
@@ -20,6 +21,7 @@ struct ScanArguments {
   std::string directory;
   std::string project;
   bool json = false;
+  bool verbose = false;
 };
 
 /// Says which folders were left out, and why.
@@ -34,10 +36,12 @@ void warn_left_out(const std::vector<std::string>& folders, const std::string& r
   }
 }
 
-void print_file(const structure_ingest::ScannedFile& file) {
+void print_file(const structure_ingest::ScannedFile& file, Detail detail) {
   print_line(printable(file.path));
-  print_row("found", telling::found_text(std::string(file.discovery)));
-  print_row("project", file.owner.value_or("none"));
+  if (detail == Detail::all) {
+    print_row("found", telling::found_text(std::string(file.discovery)));
+    print_row("project", file.owner.value_or("none"));
+  }
   if (!file.taken) print_row("", "another project's: left alone");
 }
 
@@ -52,19 +56,22 @@ Status run(const ScanArguments& arguments) {
   if (error) throw WrongInput(std::system_error(error, arguments.directory).what());
   const agent_modules::FolderTree tree = agent_modules::list_folder_tree(root);
   structure_ingest::ScannedFiles scanned(root, project);
+  const Detail detail = detail_of(tree.structure_files.size(), arguments.verbose);
   Json files = Json::array();
   for (const std::string& relative : tree.structure_files) {
     const structure_ingest::ScannedFile file = scanned.describe(base::join_path(root, relative));
     if (arguments.json) {
       files.push_back(telling::scanned_json(file));
     } else {
-      print_file(file);
+      print_file(file, detail);
     }
   }
   if (arguments.json) {
     print_line(structure_ingest::json_text(files));
   } else if (tree.structure_files.empty()) {
     print_line("No structure files.");
+  } else if (detail == Detail::few) {
+    print_line(base::counted(tree.structure_files.size(), "structure file"));
   }
   warn_left_out(tree.unreadable_folders, root, "cannot be read");
   warn_left_out(tree.untrusted_folders, root, "listed as untrusted");
@@ -82,6 +89,7 @@ Command scan_command() {
       .run = [arguments] { return run(*arguments); }};
   command.add("--project DIR", &arguments->project, "The project that scans (default: DIR itself)");
   command.add("--json", &arguments->json, "One JSON array of the files");
+  add_verbose_option(command, arguments->verbose);
   command.add("DIR", &arguments->directory, "The directory", {.required = true});
   return command;
 }
