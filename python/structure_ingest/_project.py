@@ -31,7 +31,7 @@ def hydrate(state, *, extra_paths=None, limit=8, refresh=False, dry_run=False, c
     "problems" says why the manifest could not be written and ASE not be used. Raises what ended the
     hydration.
     """
-    return _core.hydrate_in_full(_core_of(reader), dict(state) if dry_run else state,
+    return _core.hydrate_in_full(_core_of(reader), state,
                                  _several(extra_paths, "extra_paths"), limit, refresh, dry_run,
                                  check, note_findings)
 

@@ -97,6 +97,9 @@ TEST(CifFindings, AreTheseForEachKindOfFile) {
        "error label_reinterpreted, warning readers_disagree",
        "A second reader, gemmi, expands the block 'first' from the name F m -3 m to 8 atoms, "
        "Cl4Na4; the record holds 8, C4N4."},
+      {ROCK_SALT + SITES + "NA1 NA 0 0 0\nCL1 CL 0.5 0.5 0.5\n" +
+           "loop_\n_atom_type_symbol\n_atom_type_oxidation_number\nNa 1 x y\n",
+       "error label_reinterpreted, warning readers_disagree, warning reader_warning"},
       // A text that is not strictly a CIF is still read.
       {ROCK_SALT + "_audit_creation_method a\n_audit_creation_method b\n" + SALT,
        "note not_strict_cif"},

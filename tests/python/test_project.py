@@ -24,7 +24,8 @@ def held(si, folder, monkeypatch):
 
 
 def test_a_dry_run_changes_nothing(si, folder):
-    state = {"project_path": folder / "new", "structure_sources": [5]}
+    state = {"project_path": folder / "new", "structure_sources": [5],
+             "attached_workspace": {"project_path": str(folder / "ws")}}
     before = copy.deepcopy(state)
     told = si.hydrate(state, extra_paths=[folder / "silicon.xyz", folder / "bad.xyz",
                                           folder / "notes.txt"], dry_run=True)
