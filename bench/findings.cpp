@@ -56,12 +56,13 @@ int main(int argc, char** argv) {
       const std::string name = "check/" + std::string(layout.name) + "/" + std::to_string(atoms);
       const std::string path = files.write(
           std::string(layout.name) + std::to_string(atoms) + ".xyz", solid_text(layout, atoms));
-      const auto record = std::make_shared<IngestedStructure>(parse_structure_file(path));
+      const auto parsed =
+          std::make_shared<ParsedStructure>(StructureParser().parse(path, {.content = true}));
       benchmark::RegisterBenchmark((name + "/parse").c_str(), [path](benchmark::State& state) {
         for (auto _ : state) benchmark::DoNotOptimize(parse_structure_file(path));
       })->Unit(benchmark::kMicrosecond);
-      benchmark::RegisterBenchmark((name + "/ours").c_str(), [record](benchmark::State& state) {
-        for (auto _ : state) benchmark::DoNotOptimize(check_structure(*record));
+      benchmark::RegisterBenchmark((name + "/ours").c_str(), [parsed](benchmark::State& state) {
+        for (auto _ : state) benchmark::DoNotOptimize(check_structure(*parsed));
       })->Unit(benchmark::kMicrosecond);
     }
   }

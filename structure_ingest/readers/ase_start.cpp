@@ -97,8 +97,8 @@ std::string seconds_text(milliseconds time) {
 std::unique_ptr<ChildProcess> start_ase_worker(const std::string& interpreter,
                                                const std::string& script) {
   // Force UTF-8: how a file is read must not depend on the locale.
-  return std::make_unique<ChildProcess>(
-      std::vector<std::string>{interpreter, "-I", "-X", "utf8", "-c", script});
+  return std::make_unique<ChildProcess>(std::vector<std::string>{
+      interpreter, "-I", "-X", "utf8", "-c", script.empty() ? ase_worker_script() : script});
 }
 
 bool StartingWorker::found_ase() const {

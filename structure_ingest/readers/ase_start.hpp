@@ -33,14 +33,15 @@ struct AseSessionOptions {
   /// Tried before the others; a path that is not absolute is ignored.
   std::vector<std::string> first_interpreters{};
   std::optional<std::vector<std::string>> interpreters{};  // instead of ase_interpreters()
-  std::string script = ase_worker_script();
-  int processes = 1;  // the most workers at once
+  std::string script{};  // instead of ase_worker_script(), which is longer than many a file
+  int processes = 1;     // the most workers at once
 };
 
 /// "1.5" for 1500 ms.
 std::string seconds_text(std::chrono::milliseconds time);
 
-/// Starts the worker's script with one interpreter; throws std::system_error when it cannot.
+/// Starts the worker's script, or another one, with one interpreter; throws std::system_error when
+/// it cannot.
 std::unique_ptr<ChildProcess> start_ase_worker(const std::string& interpreter,
                                                const std::string& script);
 
