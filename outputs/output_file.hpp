@@ -25,7 +25,7 @@ void require_replaceable(const std::string& output, bool force,
                          const std::vector<std::string>& made_from);
 
 /// The files that a project holds or took in: its state, its manifest, the copies, and the sources
-/// that the state names. Empty for a folder without a state that can be read.
+/// that the state names. A state that cannot be read tells no sources.
 std::vector<std::string> files_of_project(const std::string& project);
 
 }  // namespace outputs
