@@ -31,6 +31,15 @@ struct AseAnswer {
   std::optional<std::vector<Vector3>> cell_ang{};       // rows a, b, c, when the cell has rank 3
   std::vector<std::string> warnings{};  // Python's about the file, each once, bounded; not part of
                                         // the record
+
+  // Whether the answer can be given again for the same bytes, and on what it depends besides them.
+  bool is_repeatable = false;  // false for a failure that has other reasons than the bytes
+  /// The names of files in the folder of the file that ASE opened besides it. An empty name is the
+  /// folder itself, when ASE listed it.
+  std::vector<std::string> beside{};
+  std::string files{};        // the worker's, when it first answers
+  std::string environment{};  // what NameEnvironment made of them
+  std::string received{};     // the bytes of the answer without `files`, where there is a name
 };
 
 /// Asks ASE for the file at a path, which is passed on unchanged.
@@ -45,6 +54,13 @@ IngestedStructure parse_with_ase(const std::string& path, const std::string& for
 /// The worker's greetings, equal in size: that ASE is installed, then that it is loaded.
 inline constexpr std::string_view ASE_FOUND = "found  1";
 inline constexpr std::string_view ASE_READY = "ready  1";
+
+/// Instead of both: that ASE is not installed. The size and the text of the files follow that this
+/// depends on.
+inline constexpr std::string_view ASE_ABSENT = "absent 1";
+
+/// The most bytes of the names of a worker's files.
+inline constexpr std::uint64_t MOST_FILES_TEXT = std::uint64_t{1} << 20U;
 
 /// The size of a size or count, in bytes.
 inline constexpr std::size_t ASE_SIZE_BYTES = 8;

@@ -110,7 +110,8 @@ std::optional<AseAnswer> ase_answer(std::string_view bytes) {
   const std::string_view code = input.bytes(1);
   const std::size_t failure = code.empty() ? 0 : static_cast<unsigned char>(code.front());
   if (failure >= FAILURES.size()) return std::nullopt;
-  AseAnswer answer{.failure = FAILURES[failure], .message = input.text()};
+  AseAnswer answer{
+      .failure = FAILURES[failure], .message = input.text(), .is_repeatable = true};
   while (!input.at_end()) {
     switch (input.bytes(1).front()) {
       case 'L':
@@ -124,6 +125,15 @@ std::optional<AseAnswer> ase_answer(std::string_view bytes) {
         break;
       case 'W':
         add_warnings(input.texts(), answer.warnings);
+        break;
+      case 'V':
+        answer.is_repeatable = false;
+        break;
+      case 'O':
+        answer.beside = input.texts();
+        break;
+      case 'E':
+        answer.files = input.bytes(input.number());
         break;
       default:
         return std::nullopt;

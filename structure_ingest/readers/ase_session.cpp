@@ -76,6 +76,11 @@ void AseSession::expect(std::vector<std::string> paths) {
   keep_busy();
 }
 
+void AseSession::expect_also(std::string path) {
+  jobs_.push_back(std::make_shared<Job>(Job{.path = std::move(path)}));
+  keep_busy();
+}
+
 void AseSession::keep_busy() {
   if (!jobs_.empty()) advance();
 }
@@ -138,7 +143,8 @@ void AseSession::start_more(const std::string& interpreter) {
   while (may_start_more_ && readers_.size() + (start_ ? 1 : 0) < wanted) {
     try {
       readers_.push_back({.worker = {.process = start_ase_worker(interpreter, options_.script)},
-                          .deadline = steady_clock::now() + options_.time_limit});
+                          .deadline = steady_clock::now() + options_.time_limit,
+                          .interpreter = interpreter});
     } catch (const std::system_error&) {
       may_start_more_ = false;
     }
@@ -171,7 +177,8 @@ void AseSession::advance() {
     if (!interpreter.empty()) start_more(interpreter);
     if (auto worker = start_->ended() ? start_->take_worker() : std::nullopt) {
       latest_interpreter_ = interpreter;
-      readers_.push_back({.worker = *std::move(worker), .deadline = {}});
+      readers_.push_back(
+          {.worker = *std::move(worker), .deadline = {}, .interpreter = interpreter});
       start_.reset();
     }
   } else if (!readers_.empty()) {
@@ -240,6 +247,7 @@ bool AseSession::listen(Reader& reader) {
       answer = read_failure(SENSELESS_ANSWER);
       return false;
     }
+    name_environment(reader, *answer);
   } catch (const std::bad_alloc&) {
     answer = read_failure("not enough memory for what ASE read");
     return false;
@@ -248,6 +256,22 @@ bool AseSession::listen(Reader& reader) {
   reader.size.clear();
   reader.answer = {};
   return true;
+}
+
+/// Has the environment of a worker named when it first answers, and says what answers come from it.
+void AseSession::name_environment(Reader& reader, AseAnswer& answer) const {
+  if (!options_.name_environment) return;
+  if (!answer.files.empty()) {
+    reader.environment = options_
+                             .name_environment(reader.interpreter, true, answer.files,
+                                               reader.worker.started)
+                             .value_or("");
+    reader.answer.resize(reader.answer.size() - answer.files.size() - 1 - ASE_SIZE_BYTES);
+    answer.files.clear();
+  }
+  if (reader.environment.empty()) return;
+  answer.environment = reader.environment;
+  answer.received = std::move(reader.answer);
 }
 
 /// The answer on a file whose worker did not take the request or give the whole answer.

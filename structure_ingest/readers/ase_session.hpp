@@ -44,12 +44,18 @@ class AseSession {
   /// before. Workers read a few of them ahead.
   void expect(std::vector<std::string> paths);
 
+  /// Announces one more file after those.
+  void expect_also(std::string path);
+
   /// Gives the workers the next announced files, without waiting.
   void keep_busy();
 
   /// After an answer `unavailable`, what happened to each interpreter, for example
   /// "/usr/bin/python3 cannot be started: Too many open files". Empty after any other answer.
   const std::string& why_unavailable() const { return why_unavailable_; }
+
+  /// The interpreters that are tried, in their order.
+  std::vector<std::string> interpreters_in_order() const;
 
   /// The process id of a worker that waits for the next file, if there is one.
   std::optional<pid_t> worker_id() const;
@@ -71,9 +77,10 @@ class AseSession {
     std::shared_ptr<Job> job{};
     std::string size{};
     std::string answer{};
+    std::string interpreter{};
+    std::string environment{};  // as NameEnvironment calls it
   };
 
-  std::vector<std::string> interpreters_in_order() const;
   std::shared_ptr<Job> move_to_front(const std::string& path);
   std::shared_ptr<Job> next_job() const;
   void start_more(const std::string& interpreter);
@@ -84,6 +91,7 @@ class AseSession {
   bool listen(Reader& reader);
   AseAnswer transfer_failure(Transfer transfer, ChildProcess& process) const;
   AseAnswer late_answer() const;
+  void name_environment(Reader& reader, AseAnswer& answer) const;
   bool ask(Reader& reader, const std::shared_ptr<Job>& job);
 
   AseSessionOptions options_;

@@ -30,18 +30,6 @@ using std::chrono::steady_clock;
 /// and 200 ms to load it.
 constexpr milliseconds HEAD_START{60};
 
-/// Whether the file is a script. A wrapper that searches for an interpreter always takes longer
-/// than HEAD_START.
-bool is_script(const std::string& file) {
-  try {
-    std::array<char, 2> beginning{};
-    InputFile(file).read(beginning.data(), beginning.size());
-    return beginning == std::array{'#', '!'};
-  } catch (const std::system_error&) {
-    return false;
-  }
-}
-
 /// Whether ASE is among the packages of the installation that an interpreter belongs to. Others may
 /// have it, too.
 bool has_ase_beside(const std::filesystem::path& interpreter) {
@@ -64,6 +52,16 @@ milliseconds head_start(const std::string& interpreter) {
 }
 
 }  // namespace
+
+bool is_script(const std::string& file) {
+  try {
+    std::array<char, 2> beginning{};
+    InputFile(file).read(beginning.data(), beginning.size());
+    return beginning == std::array{'#', '!'};
+  } catch (const std::system_error&) {
+    return false;
+  }
+}
 
 std::string ase_worker_script() {
   return std::string(embedded_text("ase_deferral.py")) + "\n" +
@@ -102,17 +100,35 @@ std::unique_ptr<ChildProcess> start_ase_worker(const std::string& interpreter,
 }
 
 bool StartingWorker::found_ase() const {
-  return heard.size() >= ASE_FOUND.size();
+  return heard.size() >= ASE_FOUND.size() && heard.starts_with(ASE_FOUND);
 }
 
 bool StartingWorker::ready() const {
-  return heard.size() == ASE_FOUND.size() + ASE_READY.size();
+  return found_ase() && heard.size() == ASE_FOUND.size() + ASE_READY.size();
+}
+
+std::optional<std::string_view> StartingWorker::files_without_ase() const {
+  constexpr std::size_t head = ASE_ABSENT.size() + ASE_SIZE_BYTES;
+  if (heard.size() < head || !heard.starts_with(ASE_ABSENT)) return std::nullopt;
+  const std::string_view files = std::string_view(heard).substr(head);
+  const std::uint64_t size = ase_size(std::string_view(heard).substr(ASE_ABSENT.size()));
+  return files.size() == size ? std::optional(files) : std::nullopt;
 }
 
 std::optional<std::string> StartingWorker::listen() {
   const std::string greetings = std::string(ASE_FOUND) + std::string(ASE_READY);
-  const Transfer transfer = process->receive_present(heard, greetings.size());
-  if (!greetings.starts_with(heard)) return "gave a senseless greeting";
+  Transfer transfer = process->receive_present(heard, greetings.size());
+  const bool is_absent = heard.starts_with(ASE_ABSENT);
+  if (is_absent && heard.size() >= ASE_ABSENT.size() + ASE_SIZE_BYTES) {
+    const std::uint64_t size = ase_size(std::string_view(heard).substr(ASE_ABSENT.size()));
+    if (size > MOST_FILES_TEXT) return "gave a senseless greeting";
+    const std::size_t all = ASE_ABSENT.size() + ASE_SIZE_BYTES + size;
+    transfer = process->receive_present(heard, all + 1);  // nothing follows
+    if (heard.size() > all) return "gave a senseless greeting";
+  } else if (!is_absent && !greetings.starts_with(heard) &&
+             !ASE_ABSENT.starts_with(heard)) {
+    return "gave a senseless greeting";
+  }
   if (transfer != Transfer::closed) return std::nullopt;
   std::string how = process->end();
   if (found_ase()) return "could not load ASE: it " + how;
@@ -204,8 +220,13 @@ void AseStart::give_up(const Trial& trial, const std::string& problem) {
 void AseStart::drop_ended() {
   std::erase_if(trials_, [&](Trial& trial) {
     const std::optional<std::string> problem = trial.worker.listen();
-    if (problem) problems_[trial.place] = *problem;
-    return problem.has_value();
+    if (!problem) return false;
+    problems_[trial.place] = *problem;
+    const std::optional<std::string_view> files = trial.worker.files_without_ase();
+    if (files && options_.name_environment) {
+      options_.name_environment(interpreters_[trial.place], false, *files, trial.worker.started);
+    }
+    return true;
   });
 }
 

@@ -5,10 +5,12 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "structure_ingest/base/process.hpp"
@@ -25,6 +27,17 @@ std::vector<std::string> ase_interpreters();
 /// and always has the library's version.
 std::string ase_worker_script();
 
+/// Whether the file is a script. A wrapper that searches for an interpreter takes long, and may
+/// find another one the next time.
+bool is_script(const std::string& file);
+
+/// Told once by each worker on which files its answers depend besides the one it reads, as its
+/// script describes it, and when it was started. Returns a name for all that, nothing where the
+/// answers cannot be used again.
+using NameEnvironment = std::function<std::optional<std::string>(
+    const std::string& interpreter, bool has_ase, std::string_view files,
+    std::chrono::system_clock::time_point started)>;
+
 struct AseSessionOptions {
   /// How long ASE may take to load, and then for each file.
   std::chrono::milliseconds time_limit = std::chrono::seconds(120);
@@ -35,6 +48,7 @@ struct AseSessionOptions {
   std::optional<std::vector<std::string>> interpreters{};  // instead of ase_interpreters()
   std::string script{};  // instead of ase_worker_script(), which is longer than many a file
   int processes = 1;     // the most workers at once
+  NameEnvironment name_environment{};  // may be empty
 };
 
 /// "1.5" for 1500 ms.
@@ -49,9 +63,12 @@ std::unique_ptr<ChildProcess> start_ase_worker(const std::string& interpreter,
 struct StartingWorker {
   std::unique_ptr<ChildProcess> process;
   std::string heard{};
+  std::chrono::system_clock::time_point started = std::chrono::system_clock::now();
 
   bool found_ase() const;
   bool ready() const;
+  /// What a worker without ASE depends on; nothing before it has said so.
+  std::optional<std::string_view> files_without_ase() const;
 
   /// Reads what the worker has sent. Returns the problem when it can no longer become ready.
   std::optional<std::string> listen();

@@ -6,7 +6,11 @@ and the reading end of a pipe as descriptor 4. The pipe is never written to: it 
 host ends.
 
 All numbers are little-endian; a size or count is an unsigned integer of 8 bytes. The worker first
-sends FOUND if ASE is installed and then READY once it has loaded it; otherwise it ends.
+sends FOUND if ASE is installed and then READY once it has loaded it; otherwise it sends
+
+    ABSENT | size | names of files, as in the section "E"
+
+and ends.
 Then, until the host hangs up, each request
 
     size | bytes of a path, with the host's current folder as an attached descriptor
@@ -21,6 +25,12 @@ with these sections, up to the first that could not be extracted:
     "P" | count | for each atom: three doubles, its Cartesian position
     "C" | three rows of three doubles, the cell when its rank is 3
     "W" | count | for each of Python's warnings about the file: size | text
+    "V", when the failure may have other reasons than the bytes of the file
+    "O" | count | for each name in the folder of the file that ASE opened besides it: size | name,
+        which is empty when ASE listed the folder
+    "E" | size | the absolute names of the files that make this Python what it is, each followed by
+        a line feed: its programs, libraries and the sources of ASE; the last section of the first
+        answer
 """
 
 import errno
@@ -40,6 +50,7 @@ CHANNEL = 3
 LIFELINE = 4
 FOUND = b"found  1"
 READY = b"ready  1"
+ABSENT = b"absent 1"
 MOST_MEMORY = 4 << 30
 MOST_WARNINGS = 1000
 NO_FAILURE, READ_FAILURE, EXTRACTION_FAILURE = b"\0", b"\1", b"\2"
@@ -47,6 +58,12 @@ NO_FAILURE, READ_FAILURE, EXTRACTION_FAILURE = b"\0", b"\1", b"\2"
 # Warnings of these kinds are about ASE's code, not about the file.
 ABOUT_CODE = (DeprecationWarning, PendingDeprecationWarning, FutureWarning, ImportWarning,
               ResourceWarning, SyntaxWarning)
+
+# Failures of these kinds need not come from the bytes of the file.
+NOT_OF_THE_FILE = (OSError, MemoryError, ImportError, RecursionError, KeyboardInterrupt)
+
+# The events of Python's audit hooks that read other files.
+READS = ("open", "os.listdir", "os.scandir")
 
 # The events of Python's audit hooks that change files or start programs. SQLite creates files
 # beside a database that is only read.
@@ -168,6 +185,87 @@ def add_user_packages():
     sys.path[:] = before[:place] + added + before[place:]
 
 
+def own_files(*packages):
+    """The files that this Python depends on, as the section "E" has them; none when one has a name
+    that cannot be told so. Of ASE all sources of readers are named, loaded or not."""
+    files = {sys.executable, os.path.join(sys.prefix, "pyvenv.cfg"), "/etc/ld.so.cache"}
+    for folder in sys.path:
+        if not os.path.isabs(folder):
+            return b""
+        files.add(folder)
+        files.update(names_in(folder, (".pth", )))
+    for module in list(sys.modules.values()) if packages else ():
+        file = getattr(module, "__file__", None)
+        if file and module.__name__.startswith(packages):
+            files.add(file)
+    for package in packages[:1]:
+        folder = os.path.dirname(sys.modules[package].__file__)
+        for part in ("", "io", "spacegroup", "geometry", "data", "utils"):
+            files.update(names_in(os.path.join(folder, part), (".py", ".dat")))
+    if packages:
+        try:
+            with open("/proc/self/maps", "rb") as maps:
+                files.update(os.fsdecode(line[line.index(b"/"):].rstrip(b"\n"))
+                             for line in maps if b" /" in line)
+        except OSError:
+            return b""
+    names = sorted(map(text_bytes, files))
+    if any(b"\n" in name or not name.startswith(b"/") for name in names):
+        return b""
+    return b"".join(name + b"\n" for name in names)
+
+
+def names_in(folder, endings):
+    try:
+        return [os.path.join(folder, name) for name in os.listdir(folder) if name.endswith(endings)]
+    except OSError:
+        return []
+
+
+class Watch:
+    """Which files beside the one that is read ASE opens. An audit hook cannot be removed."""
+
+    def __init__(self):
+        self.folder = None
+        if hasattr(sys, "addaudithook"):
+            sys.addaudithook(self.see)
+
+    def start(self, path):
+        self.seen = set()
+        try:
+            self.folder, self.name = os.path.split(os.path.abspath(path))
+        except OSError:  # the current folder is gone
+            self.seen.add("/")
+
+    def end(self):
+        self.folder = None
+        return sorted(self.seen)
+
+    def see(self, event, arguments):
+        if event not in READS or self.folder is None:
+            return
+        try:
+            path = os.path.abspath(os.fsdecode(arguments[0]))
+        except (TypeError, OSError):  # a descriptor, which was opened before
+            return
+        if event != "open":
+            if path == self.folder:
+                self.seen.add("")
+        elif os.path.dirname(path) == self.folder and os.path.basename(path) != self.name:
+            self.seen.add(os.path.basename(path))
+
+
+def depends_on_more(error):
+    """Whether an error, or one that it came from, need not come from the bytes of the file."""
+    known = set()
+    while error is not None and id(error) not in known:
+        known.add(id(error))
+        if isinstance(error, NOT_OF_THE_FILE):
+            return True
+        error = error.__cause__ or error.__context__
+    return False
+
+
 def number(value):
     return struct.pack("<Q", value)
 
@@ -222,7 +320,8 @@ def answer(read, path):
         atoms = read_named_file(read, path)
     except BaseException as error:
         given = text_bytes(name_for_ase(path))
-        return READ_FAILURE + sized(message(error).replace(given, text_bytes(path)))
+        text = message(error).replace(given, text_bytes(path))
+        return READ_FAILURE + sized(text) + b"V" * depends_on_more(error)
     sections = []
     try:
         labels = [text_bytes(label) for label in atoms.get_chemical_symbols()]
@@ -232,11 +331,12 @@ def answer(read, path):
         if cell is not None and cell.rank == 3:
             sections += [b"C", vectors([cell[0], cell[1], cell[2]])[1]]
     except BaseException as error:
+        sections.append(b"V" * depends_on_more(error))
         return b"".join([EXTRACTION_FAILURE, sized(message(error)), *sections])
     return b"".join([NO_FAILURE, sized(b""), *sections])
 
 
-def answer_with_warnings(read, path):
+def full_answer(read, path, watch):
     texts = {}  # an ordered set
 
     def keep(text, category, *_):
@@ -246,8 +346,11 @@ def answer_with_warnings(read, path):
     with warnings.catch_warnings():
         warnings.simplefilter("always")  # repeat warnings of earlier files
         warnings.showwarning = keep
+        watch.start(path)
         content = answer(read, path)
-    return b"".join([content, b"W", number(len(texts)), *map(sized, texts)])
+        beside = [text_bytes(name) for name in watch.end()]
+    return b"".join([content, b"W", number(len(texts)), *map(sized, texts),
+                     b"O", number(len(beside)), *map(sized, beside)])
 
 
 def receive(channel, size):
@@ -273,6 +376,8 @@ def enter(folders):
 
 
 def serve(channel, read, owner):
+    watch = Watch()
+    first = True
     while True:
         # A fork of the owner may keep the channel open after the owner's end.
         while not select.select([channel], [], [], 1)[0]:
@@ -281,7 +386,11 @@ def serve(channel, read, owner):
         size, folders = receive(channel, 8)
         path, _ = receive(channel, struct.unpack("<Q", size)[0])
         enter(folders)
-        channel.sendall(sized(answer_with_warnings(read, os.fsdecode(path))))
+        content = full_answer(read, os.fsdecode(path), watch)
+        if first:
+            first = False
+            content += b"E" + sized(own_files("ase", "numpy", "scipy"))
+        channel.sendall(sized(content))
 
 
 def main():
@@ -291,6 +400,7 @@ def main():
     add_user_packages()
     add_python_path()
     if importlib.util.find_spec("ase") is None:
+        os.write(CHANNEL, ABSENT + sized(own_files()))
         os._exit(0)
     os.write(CHANNEL, FOUND)
 
