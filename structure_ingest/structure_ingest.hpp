@@ -17,6 +17,7 @@
 #pragma once
 
 #include "structure_ingest/base/json.hpp"                  // IWYU pragma: export
+#include "structure_ingest/cache/cache.hpp"                // IWYU pragma: export
 #include "structure_ingest/check/check.hpp"                // IWYU pragma: export
 #include "structure_ingest/check/quantities.hpp"           // IWYU pragma: export
 #include "structure_ingest/contracts/collaborators.hpp"    // IWYU pragma: export

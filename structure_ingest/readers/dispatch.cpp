@@ -12,7 +12,10 @@
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/cache/cache.hpp"
+#include "structure_ingest/cache/file_store.hpp"
 #include "structure_ingest/readers/ase_session.hpp"
+#include "structure_ingest/readers/known_answers.hpp"
 #include "structure_ingest/readers/parsed_structure.hpp"
 #include "structure_ingest/readers/read_structure.hpp"
 #include "structure_ingest/readers/xyz.hpp"
@@ -53,6 +56,22 @@ IngestedStructure failed_record(const std::string& path, const std::string& form
   return {.source_path = path, .format = format, .warnings = {warning}};
 }
 
+/// Has ASE asked for a file, and takes what was read of it for that besides, which may be null.
+IngestedStructure read_known(const std::string& path, const std::string& format,
+                             internal::KnownAnswers& known, const ParseOptions& options,
+                             FileContent* content) {
+  internal::HashedFile file = known.read(path);
+  const auto ask = [&](const std::string&) { return known.answer(file); };
+  IngestedStructure record = internal::parse_with_ase(
+      path, format, ask, content == nullptr ? nullptr : &content->reader_warnings);
+  if (options.fingerprint) record.sha256 = file.sha256().substr(0, internal::FINGERPRINT_DIGITS);
+  if (content != nullptr) {
+    content->readable = !file.sha256().empty();
+    content->bytes = file.take_bytes();
+  }
+  return record;
+}
+
 IngestedStructure read(const std::string& path, internal::Readers& readers,
                        const ParseOptions& options, FileContent* content) {
   if (!internal::is_regular_file(path)) {
@@ -61,11 +80,15 @@ IngestedStructure read(const std::string& path, internal::Readers& readers,
   const std::optional<std::string> format = format_of(path);
   if (!format) return failed_record(path, "unknown", "Unsupported structure file format.");
   try {
-    return format == "xyz"
-               ? internal::parse_xyz(path, readers.companions,
-                                     {.fingerprint = options.fingerprint, .content = content})
-               : internal::parse_with_ase(path, *format, readers.ask_ase,
-                                          content == nullptr ? nullptr : &content->reader_warnings);
+    if (format == "xyz") {
+      return internal::parse_xyz(path, readers.companions,
+                                 {.fingerprint = options.fingerprint, .content = content});
+    }
+    if (readers.known != nullptr) {
+      return read_known(path, *format, *readers.known, options, content);
+    }
+    return internal::parse_with_ase(path, *format, readers.ask_ase,
+                                    content == nullptr ? nullptr : &content->reader_warnings);
   } catch (const std::bad_alloc&) {
     // Its memory is free again by now, so that the next files can be read.
     return failed_record(path, *format, "Could not read file: not enough memory");
@@ -116,13 +139,36 @@ IngestedStructure parse_structure_file(const std::string& path) {
 
 struct [[gnu::visibility("hidden")]] StructureParser::Session {
   explicit Session(StructureParserOptions options)
-      : ase(std::in_place,
-            internal::AseSessionOptions{.first_interpreters = std::move(options.interpreters),
-                                        .processes = options.processes}),
-        readers{.ask_ase = [this](const std::string& path) { return ase->read(path); }} {}
-  explicit Session(internal::AskAse ask_ase) : readers{.ask_ase = std::move(ask_ase)} {}
+      : interpreters(std::move(options.interpreters)),
+        processes(options.processes),
+        uses_cache(options.cache),
+        readers{.ask_ase = [this](const std::string& path) { return session().read(path); }} {}
+  explicit Session(internal::AskAse ask_ase)
+      : asks_ase(false), readers{.ask_ase = std::move(ask_ase)} {}
 
-  std::optional<internal::AseSession> ase;  // none when the host asks ASE by itself
+  /// Makes what CIF and VASP files need. A parser of XYZ files has no use for it.
+  void prepare() {
+    if (!asks_ase || ase || known) return;
+    internal::AseSessionOptions options{.first_interpreters = interpreters,
+                                        .processes = processes};
+    auto store = uses_cache ? internal::FileStore::open(cache_folder(), cache_limit()) : nullptr;
+    if (store) {
+      readers.known = &known.emplace(std::move(store), std::move(options));
+    } else {
+      ase.emplace(std::move(options));
+    }
+  }
+  internal::AseSession& session() {
+    prepare();
+    return known ? known->session() : *ase;
+  }
+
+  bool asks_ase = true;  // false when the host asks ASE by itself
+  std::vector<std::string> interpreters{};
+  int processes = 1;
+  bool uses_cache = false;
+  std::optional<internal::KnownAnswers> known{};
+  std::optional<internal::AseSession> ase{};  // without a cache
   internal::Readers readers;
 };
 
@@ -134,14 +180,16 @@ StructureParser& StructureParser::operator=(StructureParser&&) noexcept = defaul
 
 void StructureParser::begin_batch(const std::vector<std::string>& paths) {
   session_->readers.companions = {};
-  if (!session_->ase) return;
+  if (!session_->asks_ase) return;
   std::vector<std::string> of_ase;
   for (const std::string& path : paths) {
     if (std::string text = internal::path_text(path); is_for_ase(text)) {
       of_ase.push_back(std::move(text));
     }
   }
-  session_->ase->expect(std::move(of_ase));
+  if (!of_ase.empty()) session_->prepare();
+  if (session_->known) session_->known->expect(std::move(of_ase));
+  if (session_->ase) session_->ase->expect(std::move(of_ase));
 }
 
 IngestedStructure StructureParser::parse(const std::string& path) {
@@ -149,12 +197,15 @@ IngestedStructure StructureParser::parse(const std::string& path) {
 }
 
 ParsedStructure StructureParser::parse(const std::string& path, const ParseOptions& options) {
+  if (is_for_ase(internal::path_text(path))) session_->prepare();
+  if (session_->known) session_->known->session().keep_busy();
   if (session_->ase) session_->ase->keep_busy();
   return internal::read_structure(path, session_->readers, options);
 }
 
 const std::string& StructureParser::why_ase_is_unavailable() const {
   static const std::string unknown;
+  if (session_->known) return session_->known->session().why_unavailable();
   return session_->ase ? session_->ase->why_unavailable() : unknown;
 }
 
@@ -179,7 +230,8 @@ ParsedStructure read_structure(const std::string& path, Readers& readers,
   ParsedStructure parsed{.record = read(text, readers, options, content.get())};
   std::string* const fingerprint =
       options.fingerprint && parsed.record.sha256.empty() ? &parsed.record.sha256 : nullptr;
-  const bool was_for_ase = parsed.record.format == "cif" || parsed.record.format == "vasp";
+  const bool was_for_ase = (parsed.record.format == "cif" || parsed.record.format == "vasp") &&
+                           readers.known == nullptr;
   FileContent* const unread = was_for_ase ? content.get() : nullptr;
   if (fingerprint != nullptr || unread != nullptr) read_bytes(text, fingerprint, unread);
   parsed.content = content;

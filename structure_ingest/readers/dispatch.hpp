@@ -48,6 +48,8 @@ struct StructureParserOptions {
   /// The most processes that run ASE at once, each on a file of its own; a second one is worth its
   /// start from a few announced files on.
   int processes = 1;
+  /// Whether ASE's answers are kept for the next time that the same bytes are read: see cache.hpp.
+  bool cache = true;
 };
 
 /// Reads many files. CIF and VASP files share one process that runs ASE, or a few, started for the

@@ -11,14 +11,17 @@
 
 namespace structure_ingest::internal {
 
+class KnownAnswers;
+
 /// State that the readers share while they read the files of one batch.
 struct Readers {
   AskAse ask_ase;
   CompanionFiles companions{};
+  KnownAnswers* known = nullptr;  // in the place of ask_ase, where answers are kept
 };
 
 /// Reads the file at `path` as `parse_structure_file` does. A CIF or VASP file is read a second
-/// time, since ASE reads it in another process: once, for fingerprint and content together.
+/// time, since ASE reads it in another process: once, for digest, fingerprint and content together.
 ParsedStructure read_structure(const std::string& path, Readers& readers,
                                const ParseOptions& options = {});
 
