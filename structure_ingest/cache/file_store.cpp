@@ -38,8 +38,8 @@ constexpr std::time_t TEMPORARY_SECONDS = 3600;      // after which nobody write
 
 bool is_hexadecimal(std::string_view text, std::size_t digits) {
   return text.size() == digits && std::all_of(text.begin(), text.end(), [](char c) {
-    return is_digit(c) || (c >= 'a' && c <= 'f');
-  });
+           return is_digit(c) || (c >= 'a' && c <= 'f');
+         });
 }
 
 /// Whether only this user can have written a file or folder.
@@ -249,8 +249,8 @@ void FileStore::save_counts() {
 
 void FileStore::trim() {
   kept_ = 0;
-  const Descriptor marker = open_at(folder_.number(), TRIMMED_FILE,
-                                    O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600);
+  const Descriptor marker =
+      open_at(folder_.number(), TRIMMED_FILE, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600);
   if (marker.is_open()) futimens(marker.number(), nullptr);
 
   std::vector<StoredFile> files = files_in(folder_);

@@ -23,7 +23,7 @@ namespace structure_ingest::internal {
 namespace {
 
 /// How these are written down. Another number makes everything that was kept unknown.
-constexpr std::string_view VERSION = "environment 1\n";
+constexpr std::string_view VERSION = "environment-1\n";
 
 /// A script may start another Python for reasons that no file tells, so that it is asked again
 /// after this time.
@@ -32,7 +32,7 @@ constexpr std::time_t SCRIPT_SECONDS = 24 * 3600;
 /// The beginnings of environment variables that decide which Python a script starts, what that
 /// loads, or with which of their kernels numerical libraries compute.
 constexpr std::array<std::string_view, 16> VARIABLES = {
-    "PYTHON", "LD_",  "NPY_", "NUMPY_",      "OPENBLAS_", "MKL_",  "BLIS_", "OMP_",
+    "PYTHON", "LD_",   "NPY_",   "NUMPY_",      "OPENBLAS_", "MKL_",  "BLIS_", "OMP_",
     "GOTO_",  "HOME=", "CONDA_", "VIRTUAL_ENV", "PYENV_",    "ASDF_", "MISE_", "ASE_"};
 
 std::string number(std::uint64_t value) {
@@ -132,8 +132,8 @@ std::optional<std::string> AseEnvironments::remember(
   const bool is_asked_again = is_script(interpreter);
   std::string all = interpreter + "\n" + std::string(files);
   if (is_asked_again) all += files_beside_script(interpreter);
-  std::string kept = (has_ase ? "1 " : "0 ") +
-                     std::to_string(is_asked_again ? start + SCRIPT_SECONDS : 0) + "\n";
+  std::string kept =
+      (has_ase ? "1 " : "0 ") + std::to_string(is_asked_again ? start + SCRIPT_SECONDS : 0) + "\n";
   std::uint64_t latest = 0;
   const bool is_whole = all_lines(all, [&](std::string_view path) {
     kept += stamp_of(std::string(path), &latest);

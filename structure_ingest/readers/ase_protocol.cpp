@@ -110,8 +110,7 @@ std::optional<AseAnswer> ase_answer(std::string_view bytes) {
   const std::string_view code = input.bytes(1);
   const std::size_t failure = code.empty() ? 0 : static_cast<unsigned char>(code.front());
   if (failure >= FAILURES.size()) return std::nullopt;
-  AseAnswer answer{
-      .failure = FAILURES[failure], .message = input.text(), .is_repeatable = true};
+  AseAnswer answer{.failure = FAILURES[failure], .message = input.text(), .is_repeatable = true};
   while (!input.at_end()) {
     switch (input.bytes(1).front()) {
       case 'L':

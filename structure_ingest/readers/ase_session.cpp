@@ -262,10 +262,9 @@ bool AseSession::listen(Reader& reader) {
 void AseSession::name_environment(Reader& reader, AseAnswer& answer) const {
   if (!options_.name_environment) return;
   if (!answer.files.empty()) {
-    reader.environment = options_
-                             .name_environment(reader.interpreter, true, answer.files,
-                                               reader.worker.started)
-                             .value_or("");
+    reader.environment =
+        options_.name_environment(reader.interpreter, true, answer.files, reader.worker.started)
+            .value_or("");
     reader.answer.resize(reader.answer.size() - answer.files.size() - 1 - ASE_SIZE_BYTES);
     answer.files.clear();
   }

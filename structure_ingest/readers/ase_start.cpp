@@ -125,8 +125,7 @@ std::optional<std::string> StartingWorker::listen() {
     const std::size_t all = ASE_ABSENT.size() + ASE_SIZE_BYTES + size;
     transfer = process->receive_present(heard, all + 1);  // nothing follows
     if (heard.size() > all) return "gave a senseless greeting";
-  } else if (!is_absent && !greetings.starts_with(heard) &&
-             !ASE_ABSENT.starts_with(heard)) {
+  } else if (!is_absent && !greetings.starts_with(heard) && !ASE_ABSENT.starts_with(heard)) {
     return "gave a senseless greeting";
   }
   if (transfer != Transfer::closed) return std::nullopt;

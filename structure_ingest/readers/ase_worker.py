@@ -195,8 +195,9 @@ def own_files(*packages):
         files.add(folder)
         files.update(names_in(folder, (".pth", )))
     for module in list(sys.modules.values()) if packages else ():
-        file = getattr(module, "__file__", None)
-        if file and module.__name__.startswith(packages):
+        known = getattr(module, "__dict__", {})  # a stand-in has no other file than the real one's
+        file = known.get("__file__")
+        if file and known["__name__"].startswith(packages):
             files.add(file)
     for package in packages[:1]:
         folder = os.path.dirname(sys.modules[package].__file__)

@@ -149,8 +149,7 @@ struct [[gnu::visibility("hidden")]] StructureParser::Session {
   /// Makes what CIF and VASP files need. A parser of XYZ files has no use for it.
   void prepare() {
     if (!asks_ase || ase || known) return;
-    internal::AseSessionOptions options{.first_interpreters = interpreters,
-                                        .processes = processes};
+    internal::AseSessionOptions options{.first_interpreters = interpreters, .processes = processes};
     auto store = uses_cache ? internal::FileStore::open(cache_folder(), cache_limit()) : nullptr;
     if (store) {
       readers.known = &known.emplace(std::move(store), std::move(options));
@@ -230,8 +229,8 @@ ParsedStructure read_structure(const std::string& path, Readers& readers,
   ParsedStructure parsed{.record = read(text, readers, options, content.get())};
   std::string* const fingerprint =
       options.fingerprint && parsed.record.sha256.empty() ? &parsed.record.sha256 : nullptr;
-  const bool was_for_ase = (parsed.record.format == "cif" || parsed.record.format == "vasp") &&
-                           readers.known == nullptr;
+  const bool was_for_ase =
+      (parsed.record.format == "cif" || parsed.record.format == "vasp") && readers.known == nullptr;
   FileContent* const unread = was_for_ase ? content.get() : nullptr;
   if (fingerprint != nullptr || unread != nullptr) read_bytes(text, fingerprint, unread);
   parsed.content = content;

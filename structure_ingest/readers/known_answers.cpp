@@ -199,7 +199,7 @@ const std::string& KnownAnswers::environment() {
 }
 
 std::string KnownAnswers::key_of(const HashedFile& file, const std::string& environment) const {
-  return sha256_hex("answer 1\n" + environment + file.sha256() +
+  return sha256_hex("answer-1\n" + environment + file.sha256() +
                     std::string(last_component(file.path())));
 }
 

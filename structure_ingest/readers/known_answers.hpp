@@ -85,7 +85,7 @@ class KnownAnswers {
   AseEnvironments environments_;
   int processes_;
   AseSession session_;
-  std::string environment_;  // that would answer now; empty when that is not known
+  std::string environment_;     // that would answer now; empty when that is not known
   Deadline environment_end_{};  // when it is to be looked for again
   std::deque<std::string> coming_;
   std::deque<Ahead> ahead_;
