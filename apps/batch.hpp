@@ -18,7 +18,7 @@ struct BatchArguments {
   bool json = false;
   bool no_check = false;
   bool verbose = false;
-  std::string jobs;
+  ReadingArguments reading;
   PathArguments paths;
 };
 

@@ -19,7 +19,7 @@ struct CheckArguments {
   bool json = false;
   bool verbose = false;
   std::string explain;
-  std::string jobs;
+  ReadingArguments reading;
   PathArguments paths;
 };
 
@@ -38,7 +38,7 @@ Status check_files(const CheckArguments& arguments) {
   require_paths(arguments.paths);
   Status status = ALL_WELL;
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
-  structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
+  structure_ingest::StructureParser parser(parser_options(arguments.reading));
   parser.begin_batch(texts_of(paths));
   const Detail detail = detail_of(paths.size(), arguments.verbose);
   // The space group is a note, and takes longer to find than all else.
@@ -95,7 +95,7 @@ Command check_command() {
   command.add("--json", &arguments->json, "One JSON document a line, one line a path");
   command.add("--explain CODE", &arguments->explain, "Say what the finding CODE means");
   add_verbose_option(command, arguments->verbose);
-  add_jobs_option(command, arguments->jobs);
+  add_reading_options(command, arguments->reading);
   add_path_options(command, arguments->paths, "Structure files");
   return command;
 }

@@ -83,5 +83,6 @@ Command extract_command();
 Command picture_command();
 Command report_command();
 Command serve_command();
+Command cache_command();
 
 }  // namespace apps

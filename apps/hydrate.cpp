@@ -89,7 +89,7 @@ structure_ingest::Collaborators modules_that_warn() {
 HydrateOutcome hydrate(Json& state, const HydrateArguments& arguments,
                        const std::vector<std::string>& paths) {
   const BatchArguments& batch = arguments.batch;
-  structure_ingest::StructureParser parser({.processes = processes_for(batch.jobs)});
+  structure_ingest::StructureParser parser(parser_options(batch.reading));
   Progress progress;
   return structure_ingest::hydrate(state, {.extra_paths = paths,
                                            .collaborators = modules_that_warn(),
@@ -128,7 +128,7 @@ Status run(const HydrateArguments& arguments) {
   }
   // Refuse wrong numbers before anything is done.
   const int limit = read_limit(batch.limit);
-  processes_for(batch.jobs);
+  parser_options(batch.reading);
   const std::vector<std::string> paths = paths_into_project(batch.paths);
   HydrateOutcome outcome;
   if (batch.dry_run) {
@@ -184,7 +184,7 @@ Command hydrate_command() {
   command.add("--note-findings", &arguments->note_findings,
               "Add a note to the state for each error and warning that the check finds");
   add_verbose_option(command, batch.verbose);
-  add_jobs_option(command, batch.jobs);
+  add_reading_options(command, batch.reading);
   add_project_path_options(command, batch.paths, "More structure files, as if attached");
   return command;
 }

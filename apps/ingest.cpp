@@ -46,7 +46,7 @@ Status run(const IngestArguments& arguments) {
   structure_ingest::IngestOptions options;
   options.limit = read_limit(batch.limit);
   options.discovery_by_path = read_discovery(arguments.discovery);
-  structure_ingest::StructureParser parser({.processes = processes_for(batch.jobs)});
+  structure_ingest::StructureParser parser(parser_options(batch.reading));
   const std::vector<std::string> paths = paths_into_project(batch.paths);
   Progress progress;
   options.batch = batch_options(batch, parser, progress);
@@ -90,7 +90,7 @@ Command ingest_command() {
   command.add("--no-check", &batch.no_check, "Do not check the structures");
   command.add("--dry-run", &batch.dry_run, "Write nothing; say what would be done");
   add_verbose_option(command, batch.verbose);
-  add_jobs_option(command, batch.jobs);
+  add_reading_options(command, batch.reading);
   add_project_path_options(command, batch.paths, "Structure files");
   return command;
 }

@@ -20,15 +20,17 @@ struct FrameArguments {
   std::string frame = "1";
   std::string output;
   bool force = false;
+  ReadingArguments reading;
 };
 
-/// Declares --frame, --output, --force and FILE.
+/// Declares --frame, --output, --force, --no-cache and FILE.
 void add_frame_options(Command& command, FrameArguments& arguments,
                        const std::string& about_output) {
   command.add("--frame N", &arguments.frame, "Which frame: a number from 1, or last",
               {.show_default = true});
   command.add("-o,--output FILE", &arguments.output, about_output, {.required = true});
   command.add("--force", &arguments.force, "Replace the file if it exists");
+  add_cache_option(command, arguments.reading.no_cache);
   command.add("FILE", &arguments.file, "A structure file", {.required = true});
 }
 
@@ -63,7 +65,7 @@ Status write_frame(const FrameArguments& arguments, const structure_ingest::Fram
 
 Status extract(const FrameArguments& arguments) {
   const auto choice = read_one_frame(arguments.frame, "extract writes");
-  structure_ingest::StructureParser parser;
+  structure_ingest::StructureParser parser(parser_options(arguments.reading));
   std::vector<std::string> warnings;
   const Status status =
       write_frame(arguments, choice, parser, [&warnings](const IngestedStructure& record) {
@@ -110,7 +112,7 @@ Status draw(const PictureArguments& arguments) {
   PictureOptions options = {.view = read_view(arguments.along),
                             .transparent = arguments.transparent};
   read_size(arguments.size, options);
-  structure_ingest::StructureParser parser;
+  structure_ingest::StructureParser parser(parser_options(arguments.frame.reading));
   const Status status =
       write_frame(arguments.frame, choice, parser, [&](const IngestedStructure& record) {
         return ending == ".png" ? structure_ingest::picture_png(record, options)

@@ -128,16 +128,25 @@ void add_verbose_option(Command& command, bool& verbose) {
                   " or more each has a line, and more where there is something to look at");
 }
 
-void add_jobs_option(Command& command, std::string& jobs) {
-  command.add("--jobs N", &jobs,
+void add_reading_options(Command& command, ReadingArguments& arguments) {
+  command.add("--jobs N", &arguments.jobs,
               "How many CIF and VASP files are read at once; by default one a core");
+  add_cache_option(command, arguments.no_cache);
 }
 
-int processes_for(const std::string& jobs) {
-  if (jobs.empty()) return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-  const int processes = whole_number(jobs).value_or(0);
-  if (processes < 1) throw WrongInput("--jobs: " + jobs + " is not a number from 1 on");
-  return processes;
+void add_cache_option(Command& command, bool& no_cache) {
+  command.add("--no-cache", &no_cache,
+              "Have CIF and VASP files read anew, and keep nothing of them (see 'cache')");
+}
+
+structure_ingest::StructureParserOptions parser_options(const ReadingArguments& arguments) {
+  structure_ingest::StructureParserOptions options{.cache = !arguments.no_cache};
+  const std::string& jobs = arguments.jobs;
+  options.processes = jobs.empty()
+                          ? std::max(1, static_cast<int>(std::thread::hardware_concurrency()))
+                          : whole_number(jobs).value_or(0);
+  if (options.processes < 1) throw WrongInput("--jobs: " + jobs + " is not a number from 1 on");
+  return options;
 }
 
 std::optional<int> whole_number(std::string_view text) {

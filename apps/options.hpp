@@ -7,6 +7,7 @@
 
 #include "apps/command_line.hpp"
 #include "collaborators/agent_modules/project_state.hpp"
+#include "structure_ingest/readers/dispatch.hpp"
 #include "structure_ingest/readers/frames.hpp"
 
 namespace apps {
@@ -61,13 +62,23 @@ void add_state_options(Command& command, StateArguments& arguments,
 /// Declares --verbose.
 void add_verbose_option(Command& command, bool& verbose);
 
+// ---- How files are read ----
+
+struct ReadingArguments {
+  std::string jobs;  // empty for as many as there are cores
+  bool no_cache = false;
+};
+
+/// Declares --jobs and --no-cache.
+void add_reading_options(Command& command, ReadingArguments& arguments);
+
+/// Declares --no-cache.
+void add_cache_option(Command& command, bool& no_cache);
+
+/// What these say of a parser. Throws WrongInput for a --jobs that is no number from 1 on.
+structure_ingest::StructureParserOptions parser_options(const ReadingArguments& arguments);
+
 // ---- Single values: each function throws WrongInput for a text that is none ----
-
-/// Declares --jobs; `jobs` stays empty without it.
-void add_jobs_option(Command& command, std::string& jobs);
-
-/// How many processes may run ASE: what --jobs says, by default one for each core.
-int processes_for(const std::string& jobs);
 
 /// A decimal number. A leading zero makes it no octal number, as the option parser would have it.
 std::optional<int> whole_number(std::string_view text);

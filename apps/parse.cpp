@@ -20,7 +20,7 @@ struct ParseArguments {
   std::string block;
   bool no_check = false;
   bool verbose = false;
-  std::string jobs;
+  ReadingArguments reading;
   PathArguments paths;
 };
 
@@ -83,7 +83,7 @@ Status run(const ParseArguments& arguments) {
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
   std::optional<structure_ingest::FrameChoice> choice;
   if (!arguments.frame.empty()) choice = read_frame_choice(arguments.frame);
-  structure_ingest::StructureParser parser({.processes = processes_for(arguments.jobs)});
+  structure_ingest::StructureParser parser(parser_options(arguments.reading));
   if (arguments.block.empty()) parser.begin_batch(texts_of(paths));
   Progress progress;
   Output output(arguments, paths.size());
@@ -140,7 +140,7 @@ Command parse_command() {
   command.add("--no-check", &arguments->no_check,
               "Leave out the cautions: what 'check' calls an error or a warning");
   add_verbose_option(command, arguments->verbose);
-  add_jobs_option(command, arguments->jobs);
+  add_reading_options(command, arguments->reading);
   add_path_options(command, arguments->paths, "Structure files");
   return command;
 }

@@ -26,6 +26,8 @@ struct ProjectArguments {
   StateArguments state;
   bool json = false;
   bool verbose = false;
+  bool deep = false;
+  ReadingArguments reading;
 };
 
 /// "2026-01-31 12:00"; "-" for none.
@@ -112,8 +114,9 @@ void print_verified(const VerifiedStructure& verified, Detail detail) {
 
 void print_verification(const Verification& verification, bool verbose) {
   const Detail detail = detail_of(verification.structures.size(), verbose);
-  for (const VerifiedStructure& verified : verification.structures)
+  for (const VerifiedStructure& verified : verification.structures) {
     print_verified(verified, detail);
+  }
   const telling::VerifiedCounts counts = telling::counts_of(verification);
   print_line(counts.structures + counts.never_read == 0
                  ? "No structures."
@@ -122,10 +125,16 @@ void print_verification(const Verification& verification, bool verbose) {
 
 Status verify(const ProjectArguments& arguments) {
   const ProjectState project = read_project_state(arguments.state);
+  ReadingArguments reading = arguments.reading;
+  if (arguments.deep) reading.no_cache = true;
+  structure_ingest::StructureParser parser(parser_options(reading));
   Progress progress;
-  const Verification verification = structure_ingest::verify_project(
-      project.project, project.state,
-      {.moved_from = project.moved_from, .progress = std::ref(progress)});
+  const Verification verification =
+      structure_ingest::verify_project(project.project, project.state,
+                                       {.moved_from = project.moved_from,
+                                        .progress = std::ref(progress),
+                                        .parser = &parser,
+                                        .deep = arguments.deep});
   progress.clear();
   if (arguments.json) {
     Json structures = Json::array();
@@ -170,7 +179,10 @@ Command verify_command() {
                   .run = [arguments] { return verify(*arguments); }};
   add_state_options(command, arguments->state, "The project folder (default: the current one)");
   command.add("--json", &arguments->json, "One JSON array of the structures and findings");
+  command.add("--deep", &arguments->deep,
+              "Read every source again, also one that has the same bytes as when it was taken in");
   add_verbose_option(command, arguments->verbose);
+  add_reading_options(command, arguments->reading);
   return command;
 }
 

@@ -23,13 +23,14 @@ struct ReportArguments {
   std::string title;
   std::string output;
   bool force = false;
+  ReadingArguments reading;
 };
 
 Report report_on_files(const ReportArguments& arguments) {
   const std::vector<GivenPath> paths = given_paths(arguments.paths);
   outputs::require_replaceable(arguments.output, arguments.force, texts_of(paths));
   Report report{.title = "Structures"};
-  structure_ingest::StructureParser parser;
+  structure_ingest::StructureParser parser(parser_options(arguments.reading));
   Progress progress;
   std::string reason_told;
   for (std::size_t i = 0; i < paths.size(); ++i) {
@@ -92,6 +93,7 @@ Command report_command() {
               "The page to write, or an older one to replace; its name ends with .html",
               {.required = true});
   command.add("--force", &arguments->force, "Replace any other file as well");
+  add_reading_options(command, arguments->reading);
   add_path_options(command, arguments->paths, "Structure files");
   return command;
 }

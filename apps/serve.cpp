@@ -4,7 +4,7 @@
 #include <csignal>
 #include <system_error>
 
-#include "apps/command_line.hpp"
+#include "apps/options.hpp"
 #include "apps/terminal.hpp"
 #include "server/session.hpp"
 #include "structure_ingest/base/file.hpp"
@@ -17,6 +17,7 @@ using structure_ingest::internal::Descriptor;
 struct ServeArguments {
   std::vector<std::string> roots;
   bool read_only = false;
+  bool no_cache = false;
 };
 
 /// Takes standard output for the protocol alone: what anything else prints goes to standard error.
@@ -29,7 +30,8 @@ Descriptor take_standard_output() {
 }
 
 Status run(const ServeArguments& arguments) {
-  server::Workspace workspace(server::Roots(arguments.roots), arguments.read_only);
+  server::Workspace workspace(server::Roots(arguments.roots), arguments.read_only,
+                              {.cache = !arguments.no_cache});
   const Descriptor descriptor = take_standard_output();
   std::signal(SIGPIPE, SIG_IGN);  // a client that is gone is found by the write that fails
   server::LineInput input(STDIN_FILENO);
@@ -52,6 +54,7 @@ Command serve_command() {
               "is read or written",
               {.required = true});
   command.add("--read-only", &arguments->read_only, "Offer nothing that writes");
+  add_cache_option(command, arguments->no_cache);
   return command;
 }
 

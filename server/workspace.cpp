@@ -35,7 +35,7 @@ bool is_project(const std::string& folder) {
 }  // namespace
 
 structure_ingest::StructureParser& Workspace::parser() {
-  if (!parser_) parser_.emplace();
+  if (!parser_) parser_.emplace(parser_options_);
   parser_->begin_batch();
   return *parser_;
 }

@@ -13,8 +13,11 @@ namespace server {
 
 class Workspace {
  public:
-  Workspace(Roots roots, bool is_read_only)
-      : roots_(std::move(roots)), is_read_only_(is_read_only) {}
+  Workspace(Roots roots, bool is_read_only,
+            structure_ingest::StructureParserOptions parser_options = {})
+      : roots_(std::move(roots)),
+        is_read_only_(is_read_only),
+        parser_options_(std::move(parser_options)) {}
 
   const Roots& roots() const { return roots_; }
   bool is_read_only() const { return is_read_only_; }
@@ -40,6 +43,7 @@ class Workspace {
 
   Roots roots_;
   bool is_read_only_;
+  structure_ingest::StructureParserOptions parser_options_;
   std::optional<structure_ingest::StructureParser> parser_{};
   std::optional<std::vector<std::string>> projects_{};
 };

@@ -55,7 +55,7 @@ CacheStatus cache_status() {
   status.is_usable = store != nullptr;
   if (!store) return status;
   const internal::FileStore::Status held = store->status();
-  status.answers = held.entries;
+  status.entries = held.entries;
   status.bytes = held.bytes;
   status.found = held.found;
   status.missed = held.missed;

@@ -11,7 +11,7 @@ namespace structure_ingest {
 struct CacheStatus {
   std::string folder;            ///< empty when it is turned off, or no home is known
   bool is_usable = false;        ///< false where the folder cannot be made, or is not the user's
-  std::uint64_t answers = 0;     ///< how many are kept
+  std::uint64_t entries = 0;     ///< how many answers are kept, and what they depend on
   std::uint64_t bytes = 0;       ///< on the disk
   std::uint64_t most_bytes = 0;  ///< above which those used least recently are removed
   std::uint64_t found = 0;       ///< how often an answer was there, since it was emptied

@@ -52,6 +52,11 @@ std::vector<Finding> findings_on(const Json& entry, const MayRead& may_read) {
   return check_structure(record);
 }
 
+std::string digest_of_record(const Json& entry) {
+  const IngestedStructure record = record_of(entry);
+  return record.ok ? copy_digest(canonical_xyz_text(record)) : std::string();
+}
+
 ProjectStructure structure_in_copy(const std::string& project, const std::string& copy,
                                    bool check) {
   const IngestedStructure record = parse_structure_file(internal::join_path(project, copy));
@@ -86,6 +91,7 @@ ProjectListing list_structures(const std::string& project, const Json& state,
     const std::size_t place = listing.structures.size();
     ProjectStructure& structure = listing.structures.emplace_back(project_structure(entry, folder));
     known_copies.insert(structure.copy);
+    if (options.record_digests) structure.record_digest = digest_of_record(entry);
     if (!options.check || place < options.check_from) return;
     if (place - options.check_from >= options.check_count) return;
     if (options.progress) options.progress(place, entries.size(), structure.path);

@@ -27,6 +27,8 @@ struct ListOptions {
   /// Of how many structures, from which one on, since checking takes longer than listing.
   std::size_t check_from = 0;
   std::size_t check_count = std::numeric_limits<std::size_t>::max();  ///< of them
+  /// Whether `record_digest` is found out.
+  bool record_digests = false;
   /// Told of each structure before it is checked, as of files in `IngestOptions`; may be empty.
   Progress progress{};
   /// A source that may not be read is not looked into.

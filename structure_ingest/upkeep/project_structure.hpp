@@ -26,6 +26,9 @@ struct ProjectStructure {
   std::vector<std::string> warnings{};  ///< of then
   /// What a check has to say of it; nothing when it was not checked.
   std::optional<std::vector<Finding>> findings{};
+  /// The digest in the name that the copy of the record in the entry would have. Found out for
+  /// `ListOptions::record_digests`; empty otherwise, and where the record has no structure.
+  std::string record_digest{};
   /// When the copy on the disk was written, in seconds since 1970; nothing without one.
   std::optional<std::int64_t> copied_at{};
 };

@@ -62,9 +62,12 @@ struct VerifyOptions {
   StructureParser* parser = nullptr;
   /// A source that may not be read is a finding.
   MayRead may_read{};
+  /// Whether ASE reads all CIF and VASP files again. By default it reads those of which the bytes
+  /// are others, or of which the record in the entry is not that of the copy.
+  bool deep = false;
 };
 
-/// Reads each source again, and compares its fingerprint and its structure with what was taken in
+/// Compares the fingerprint of each source, and the structure that it gives, with what was taken in
 /// and with the copy. Nothing is written. `state` as in `list_structures`, which also tells what is
 /// thrown.
 STRUCTURE_INGEST_API Verification verify_project(const std::string& project,
