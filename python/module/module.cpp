@@ -225,6 +225,7 @@ PYBIND11_MODULE(_core, module) {
   module.def("set_in_process_by_default",
              [](bool in_process) { in_process_by_default = in_process; });
   module.def("is_in_process_by_default", [] { return in_process_by_default.load(); });
+  module.def("drop_kept_parser", SharedParser::drop_kept);
   module.def("is_structure_file",
              [](const py::handle& path) { return is_structure_file(path_of(path)); });
   module.def("parse", parse);

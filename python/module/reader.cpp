@@ -2,6 +2,7 @@
 
 #include <array>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "python/module/json_values.hpp"
@@ -103,6 +104,56 @@ IngestedStructure parse_with_ase(const std::string& path, const std::string& for
   const Unlocked unlocked;
   return internal::parse_with_ase(path, format,
                                   [&](const std::string& file) { return session.read(file); });
+}
+
+namespace {
+
+/// What a new parser would depend on.
+std::string circumstances() {
+  std::string text = std::to_string(getpid()) + (in_process_by_default ? "i" : "w");
+  for (const std::string& interpreter : own_interpreter()) text += interpreter + '\0';
+  for (char** each = environ; each != nullptr && *each != nullptr; ++each) {
+    text.append(*each) += '\0';
+  }
+  return text;
+}
+
+struct KeptParser {
+  std::string circumstances;
+  std::unique_ptr<StructureParser> parser;
+};
+
+/// Guarded by Python's lock. A parser in it may be the parent's of a fork, which must not end it.
+KeptParser& kept_parser() {
+  static auto* const kept = new KeptParser;
+  return *kept;
+}
+
+}  // namespace
+
+SharedParser::SharedParser() : circumstances_(circumstances()) {
+  KeptParser& kept = kept_parser();
+  if (kept.circumstances == circumstances_) {
+    kept.circumstances.clear();
+    parser_ = std::move(kept.parser);
+  } else {
+    parser_ = std::make_unique<StructureParser>(new_parser(in_process_by_default));
+  }
+}
+
+SharedParser::~SharedParser() {
+  KeptParser& kept = kept_parser();
+  std::swap(kept.circumstances, circumstances_);
+  std::swap(kept.parser, parser_);
+  if (!parser_) return;
+  const Unlocked unlocked;  // a parser waits for its worker's end
+  parser_.reset();
+}
+
+void SharedParser::drop_kept() {
+  KeptParser kept = std::exchange(kept_parser(), {});
+  const Unlocked unlocked;
+  kept.parser.reset();
 }
 
 std::shared_ptr<Reader::Kept> Reader::kept_here() {

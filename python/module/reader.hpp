@@ -81,14 +81,35 @@ class Reader {
   std::shared_ptr<Kept> kept_;
 };
 
-/// Calls `function` with the parser of `reader`, or one of its own where that is None; without
+/// The parser of the functions that are given no reader. One is kept from call to call, for which
+/// a worker need not be started again; a call while another one has it gets its own. So does one
+/// after anything changed that a worker depends on: the interpreter, the environment variables, or
+/// the process, in a fork. Python's lock is held at the beginning and the end.
+class SharedParser {
+ public:
+  SharedParser();
+  ~SharedParser();
+  SharedParser(const SharedParser&) = delete;
+  SharedParser& operator=(const SharedParser&) = delete;
+
+  StructureParser& parser() { return *parser_; }
+
+  /// Ends the worker of the one that is kept. For the end of the interpreter.
+  static void drop_kept();
+
+ private:
+  std::string circumstances_;
+  std::unique_ptr<StructureParser> parser_;
+};
+
+/// Calls `function` with the parser of `reader`, or the shared one where that is None; without
 /// Python's lock.
 template <typename Function>
 auto with_parser(Reader* reader, const Function& function) {
   if (reader != nullptr) return reader->use(function);
-  const Unlocked unlocked;  // also at the end: a parser waits for its worker's
-  StructureParser parser = in_python([] { return new_parser(in_process_by_default); });
-  return function(parser);
+  SharedParser shared;
+  const Unlocked unlocked;
+  return function(shared.parser());
 }
 
 /// Reads and checks one file and returns a new dict of JSON values, what a table of very many files

@@ -1,5 +1,6 @@
 """Readers that are kept, and what is read with one besides records."""
 
+import atexit
 import warnings
 
 from . import _core
@@ -178,5 +179,6 @@ def parse_xyz_frames(path, *, first=1, last=None):
     return _core.frames(path, first, last)
 
 
+atexit.register(_core.drop_kept_parser)
 for _public in (Finding, CheckedStructure, Reader):
     _public.__module__ = __package__

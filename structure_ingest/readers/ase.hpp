@@ -55,6 +55,9 @@ IngestedStructure parse_with_ase(const std::string& path, const std::string& for
 inline constexpr std::string_view ASE_FOUND = "found  1";
 inline constexpr std::string_view ASE_READY = "ready  1";
 
+/// In the place of an answer's size: the worker has ended for want of work before it saw a request.
+inline constexpr std::string_view ASE_LEFT = "\xff\xff\xff\xff\xff\xff\xff\xff";
+
 /// Instead of both: that ASE is not installed. The size and the text of the files follow that this
 /// depends on.
 inline constexpr std::string_view ASE_ABSENT = "absent 1";

@@ -231,6 +231,10 @@ bool AseSession::listen(Reader& reader) {
   try {
     Transfer transfer = process.receive_present(reader.size, ASE_SIZE_BYTES);
     if (transfer == Transfer::done) {
+      if (reader.size == ASE_LEFT) {
+        reader.job->asked = false;
+        return false;
+      }
       if (ase_size(reader.size) > MAX_ASE_ANSWER) {
         answer = read_failure(SENSELESS_ANSWER);
         return false;
@@ -306,8 +310,15 @@ bool AseSession::ask(Reader& reader, const std::shared_ptr<Job>& job) {
   reader.deadline = steady_clock::now() + options_.time_limit;
   const Transfer transfer =
       process.send(ase_request(job->path), current_folder().number(), reader.deadline);
-  if (transfer != Transfer::done) job->answer = transfer_failure(transfer, process);
-  return transfer == Transfer::done;
+  if (transfer == Transfer::done) return true;
+  // It may have left just now.
+  const Transfer last = process.receive_present(reader.size, ASE_SIZE_BYTES);
+  if (last == Transfer::done && reader.size == ASE_LEFT) {
+    job->asked = false;
+  } else {
+    job->answer = transfer_failure(transfer, process);
+  }
+  return false;
 }
 
 }  // namespace structure_ingest::internal

@@ -11,7 +11,7 @@ sends FOUND if ASE is installed and then READY once it has loaded it; otherwise 
     ABSENT | size | names of files, as in the section "E"
 
 and ends.
-Then, until the host hangs up, each request
+Then, until the host hangs up or asks for nothing for a minute, each request
 
     size | bytes of a path, with the host's current folder as an attached descriptor
 
@@ -31,6 +31,8 @@ with these sections, up to the first that could not be extracted:
     "E" | size | the absolute names of the files that make this Python what it is, each followed by
         a line feed: its programs, libraries and the sources of ASE; the last section of the first
         answer
+
+In the place of a size LEFT tells that the worker has ended, and has not seen any later request.
 """
 
 import errno
@@ -44,6 +46,7 @@ import signal
 import site
 import struct
 import sys
+import time
 import warnings
 
 CHANNEL = 3
@@ -51,6 +54,8 @@ LIFELINE = 4
 FOUND = b"found  1"
 READY = b"ready  1"
 ABSENT = b"absent 1"
+LEFT = b"\xff" * 8
+IDLE_SECONDS = 60
 MOST_MEMORY = 4 << 30
 MOST_WARNINGS = 1000
 NO_FAILURE, READ_FAILURE, EXTRACTION_FAILURE = b"\0", b"\1", b"\2"
@@ -380,9 +385,13 @@ def serve(channel, read, owner):
     watch = Watch()
     first = True
     while True:
+        idle_end = time.monotonic() + IDLE_SECONDS
         # A fork of the owner may keep the channel open after the owner's end.
-        while not select.select([channel], [], [], 1)[0]:
+        while not select.select([channel], [], [], min(1, IDLE_SECONDS))[0]:
             if os.getppid() != owner:
+                os._exit(0)
+            if time.monotonic() >= idle_end:
+                channel.sendall(LEFT)
                 os._exit(0)
         size, folders = receive(channel, 8)
         path, _ = receive(channel, struct.unpack("<Q", size)[0])

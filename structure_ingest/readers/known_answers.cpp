@@ -140,7 +140,6 @@ KnownAnswers::KnownAnswers(std::unique_ptr<FileStore> store, AseSessionOptions o
 void KnownAnswers::expect(std::vector<std::string> paths) {
   coming_.assign(std::make_move_iterator(paths.begin()), std::make_move_iterator(paths.end()));
   ahead_.clear();
-  environment_end_ = {};
   session_.expect({});
   read_ahead();
 }

@@ -30,8 +30,10 @@ def load_anew():
 
 @pytest.fixture
 def si():
-    """The package, loaded without the agent's."""
-    return load_anew()
+    """The package, loaded without the agent's, and without a worker of an earlier test."""
+    package = load_anew()
+    package._core.drop_kept_parser()
+    return package
 
 
 @pytest.fixture

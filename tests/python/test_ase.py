@@ -1,6 +1,7 @@
 """CIF and VASP files: in a worker, or in this process."""
 import os
 import signal
+import subprocess
 import sys
 import threading
 import time
@@ -38,6 +39,53 @@ def test_a_reader_keeps_its_worker(si, examples):
     assert workers() == []
     with pytest.raises(ValueError, match="^the reader is closed$"):
         reader.parse_structure_file(examples / "water.xyz")
+
+
+def test_functions_keep_one_worker(si, examples, folder):
+    assert si.parse_structure_file(examples / "water.xyz").ok and workers() == []
+    assert si.parse_structure_file(examples / "rock_salt.cif").ok
+    first = workers()
+    assert len(first) == 1
+    names = [os.path.abspath(examples / "rock_salt.cif")]
+    assert si.check_structure_file(examples / "copper/POSCAR").record.ok
+    assert si.ingest_structure_files(folder / "project", names)[0]["ok"] and workers() == first
+    os.environ["PYTHONHASHSEED"] = "7"  # which decides what a worker is
+    try:
+        assert si.parse_structure_file(examples / "rock_salt.cif").ok
+        assert len(workers()) == 1 and workers() != first
+    finally:
+        del os.environ["PYTHONHASHSEED"]
+
+
+def test_a_call_within_a_call_has_a_worker_of_its_own(si, examples, folder):
+    names = [os.path.abspath(examples / name) for name in ("rock_salt.cif", "copper/POSCAR")]
+    seen = []
+
+    class Names(dict):
+        def get(self, name):
+            seen.append(si.parse_structure_file(names[0]).formula)
+            return "attachment"
+
+    entries = si.ingest_structure_files(folder / "project", names, discovery_by_path=Names(a="b"))
+    assert [entry["formula"] for entry in entries] == ["Cl4Na4", "Cu"]
+    assert set(seen) == {"Cl4Na4"} and len(workers()) == 1
+
+
+def test_the_kept_worker_ends_with_python_and_is_not_a_forks(si, examples):
+    assert si.parse_structure_file(examples / "rock_salt.cif").ok
+    parents = workers()
+    child = os.fork()
+    if child == 0:
+        formula = si.parse_structure_file(examples / "copper/POSCAR").formula
+        os._exit(0 if formula == "Cu" and len(workers()) == 1 else 1)
+    assert os.waitpid(child, 0)[1] == 0
+    assert si.parse_structure_file(examples / "copper/POSCAR").ok and workers() == parents
+    ended = subprocess.run(
+        [sys.executable, "-c", "import structure_ingest as si, test_ase; "
+         "assert si.parse_structure_file('examples/rock_salt.cif').ok; print(*test_ase.workers())"],
+        env={**os.environ, "PYTHONPATH": os.pathsep.join([*sys.path, os.path.dirname(__file__)])},
+        capture_output=True, check=True, text=True)
+    assert ended.stdout.strip().isdigit() and not os.path.exists(f"/proc/{ended.stdout.strip()}")
 
 
 def test_readers_take_files_in(si, examples, folder):
