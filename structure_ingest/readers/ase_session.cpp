@@ -218,6 +218,12 @@ void AseSession::drop_unwanted() {
   });
 }
 
+/// Has another worker asked.
+void AseSession::leave(Job& job) {
+  job.asked = false;
+  job.was_left = true;  // once: a worker that was just started has no reason
+}
+
 /// Takes what the worker has sent; false when it is of no more use.
 bool AseSession::listen(Reader& reader) {
   const bool is_late = steady_clock::now() >= reader.deadline;
@@ -231,8 +237,8 @@ bool AseSession::listen(Reader& reader) {
   try {
     Transfer transfer = process.receive_present(reader.size, ASE_SIZE_BYTES);
     if (transfer == Transfer::done) {
-      if (reader.size == ASE_LEFT) {
-        reader.job->asked = false;
+      if (reader.size == ASE_LEFT && !reader.job->was_left) {
+        leave(*reader.job);
         return false;
       }
       if (ase_size(reader.size) > MAX_ASE_ANSWER) {
@@ -313,8 +319,8 @@ bool AseSession::ask(Reader& reader, const std::shared_ptr<Job>& job) {
   if (transfer == Transfer::done) return true;
   // It may have left just now.
   const Transfer last = process.receive_present(reader.size, ASE_SIZE_BYTES);
-  if (last == Transfer::done && reader.size == ASE_LEFT) {
-    job->asked = false;
+  if (last == Transfer::done && reader.size == ASE_LEFT && !job->was_left) {
+    leave(*job);
   } else {
     job->answer = transfer_failure(transfer, process);
   }

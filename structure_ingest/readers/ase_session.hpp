@@ -68,6 +68,7 @@ class AseSession {
     std::string path;
     bool asked = false;
     std::optional<AseAnswer> answer{};
+    bool was_left = false;  // by a worker that ended before it saw the request
   };
   /// A worker, the file that it reads, and what it has sent of the answer.
   struct Reader {
@@ -89,6 +90,7 @@ class AseSession {
   void wait(Deadline until);
   void drop_unwanted();
   bool listen(Reader& reader);
+  static void leave(Job& job);
   AseAnswer transfer_failure(Transfer transfer, ChildProcess& process) const;
   AseAnswer late_answer() const;
   void name_environment(Reader& reader, AseAnswer& answer) const;

@@ -242,6 +242,37 @@ TEST_F(FakeWorker, MisbehaviourFailsOnlyItsFile) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
+// One that has had nothing to do for a while, also when the next request crosses its farewell.
+TEST_F(FakeWorker, MayLeaveForWantOfWork) {
+  const std::string left = scratch / "left";
+  for (const std::string end : {"os._exit(0)", "time.sleep(60)", "os.close(3); time.sleep(60)"}) {
+    AseSession session =
+        session_that("if not os.path.exists('" + left + "'):\n        open('" + left +
+                     "', 'w').close(); os.write(3, b'\\xff' * 8); " + end + "\n    reply(HELIUM)");
+    EXPECT_EQ(session.read("/good").failure, Failure::none);
+    const std::optional<pid_t> first = session.worker_id();
+    EXPECT_EQ(session.read("/bad").labels, std::vector<std::string>{"He"}) << end;
+    EXPECT_TRUE(first && session.worker_id() && session.worker_id() != first) << end;
+    std::filesystem::remove(left);
+  }
+}
+
+TEST_F(WithAse, WorkersLeaveForWantOfWork) {
+  scratch.write("POSCAR", COPPER_POSCAR);
+  std::string script = ase_worker_script();
+  const std::string usual = "IDLE_SECONDS = 60";
+  script.replace(script.find(usual), usual.size(), "IDLE_SECONDS = 0.05");
+  AseSession idle({.interpreters = {{ase_python()}}, .script = script});
+  EXPECT_EQ(idle.read("POSCAR").failure, Failure::none);
+  const std::optional<pid_t> worker = idle.worker_id();
+  ASSERT_TRUE(worker);
+  siginfo_t ended{};
+  waitid(P_PID, static_cast<id_t>(*worker), &ended, WEXITED | WNOWAIT);
+  EXPECT_EQ(std::pair(ended.si_code, ended.si_status), std::pair(int{CLD_EXITED}, 0));
+  EXPECT_EQ(idle.read("POSCAR").failure, Failure::none);
+  EXPECT_NE(idle.worker_id(), worker);
+}
+
 // Answers with the path and its process id after a while, which for "/slow" has no end; "/large"
 // has a large answer, and "/bad" ends the worker.
 constexpr const char* BUSY_WORKER = R"(
