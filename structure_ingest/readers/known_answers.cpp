@@ -68,10 +68,17 @@ std::optional<std::string> companions_digest(const std::string& path) {
 /// Whether a text of the answer names the folder of the file: the same bytes elsewhere would have
 /// another answer.
 bool names_folder(const AseAnswer& answer, const std::string& path) {
-  const std::string folder = parent_folder(path);
+  if (answer.message.empty() && answer.warnings.empty()) return false;
+  std::vector<std::string> names;
+  if (path.find('/') != std::string::npos) names.push_back(path);
+  const std::string absolute = parent_folder(absolute_path(path));
+  for (const std::string& folder : {parent_folder(path), absolute, resolve_path(absolute)}) {
+    if (folder.size() > 1) names.push_back(folder);
+  }
   const auto has_folder = [&](const std::string& text) {
-    return text.find(path) != std::string::npos ||
-           (folder.size() > 1 && text.find(folder) != std::string::npos);
+    return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+      return text.find(name) != std::string::npos;
+    });
   };
   return has_folder(answer.message) ||
          std::any_of(answer.warnings.begin(), answer.warnings.end(), has_folder);
