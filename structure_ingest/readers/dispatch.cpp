@@ -60,8 +60,9 @@ IngestedStructure failed_record(const std::string& path, const std::string& form
 IngestedStructure read_known(const std::string& path, const std::string& format,
                              internal::KnownAnswers& known, const ParseOptions& options,
                              FileContent* content) {
-  internal::HashedFile file = known.read(path);
-  const auto ask = [&](const std::string&) { return known.answer(file); };
+  internal::KnownAnswers::File known_file = known.read(path);
+  internal::HashedFile& file = known_file.bytes;
+  const auto ask = [&](const std::string&) { return known.answer(known_file); };
   IngestedStructure record = internal::parse_with_ase(
       path, format, ask, content == nullptr ? nullptr : &content->reader_warnings);
   if (options.fingerprint) record.sha256 = file.sha256().substr(0, internal::FINGERPRINT_DIGITS);

@@ -154,28 +154,28 @@ void KnownAnswers::expect(std::vector<std::string> paths) {
 void KnownAnswers::read_ahead() {
   std::size_t unknown = 0;
   std::size_t bytes = 0;
-  for (const Ahead& each : ahead_) {
-    unknown += each.is_known ? 0 : 1;
-    bytes += each.file.memory();
+  for (const File& each : ahead_) {
+    unknown += each.kept ? 0 : 1;
+    bytes += each.memory();
   }
   const auto enough = static_cast<std::size_t>(4 * processes_ + 1);
   while (!coming_.empty() && unknown < enough && ahead_.size() < MOST_AHEAD &&
          bytes < MOST_BYTES_AHEAD) {
-    Ahead& next = ahead_.emplace_back(HashedFile(std::move(coming_.front())), false);
+    File& next = ahead_.emplace_back(File{HashedFile(std::move(coming_.front())), std::nullopt});
     coming_.pop_front();
-    bytes += next.file.memory();
-    next.is_known = kept_for(next.file).has_value();
-    if (next.is_known) continue;
+    next.kept = kept_for(next.bytes);
+    bytes += next.memory();
+    if (next.kept) continue;
     ++unknown;
-    session_.expect_also(next.file.path());
+    session_.expect_also(next.bytes.path());
   }
 }
 
-HashedFile KnownAnswers::read(const std::string& path) {
-  const auto is_it = [&](const Ahead& each) { return each.file.path() == path; };
+KnownAnswers::File KnownAnswers::read(const std::string& path) {
+  const auto is_it = [&](const File& each) { return each.bytes.path() == path; };
   const auto ahead = std::find_if(ahead_.begin(), ahead_.end(), is_it);
   if (ahead != ahead_.end()) {
-    HashedFile file = std::move(ahead->file);
+    File file = std::move(*ahead);
     ahead_.erase(ahead_.begin(), ahead + 1);
     read_ahead();
     return file;
@@ -185,13 +185,16 @@ HashedFile KnownAnswers::read(const std::string& path) {
     coming_.erase(coming_.begin(), coming + 1);
     ahead_.clear();
   }
-  return HashedFile(path);
+  File file{HashedFile(path), std::nullopt};
+  file.kept = kept_for(file.bytes);
+  return file;
 }
 
-AseAnswer KnownAnswers::answer(HashedFile& file) {
-  std::optional<AseAnswer> kept = find(file);
+AseAnswer KnownAnswers::answer(File& file) {
+  std::optional<AseAnswer> kept;
+  if (file.kept) kept = ase_answer(std::string_view(*file.kept).substr(NO_COMPANIONS.size()));
   store_->count(kept.has_value());
-  return kept ? *std::move(kept) : ask(file);
+  return kept ? *std::move(kept) : ask(file.bytes);
 }
 
 /// The name of the environment that would answer now.
@@ -209,7 +212,6 @@ std::string KnownAnswers::key_of(const HashedFile& file, const std::string& envi
                     std::string(last_component(file.path())));
 }
 
-/// What is kept for a file: the digest of the companions, and the bytes of the answer.
 std::optional<std::string> KnownAnswers::kept_for(const HashedFile& file) {
   if (!file.is_readable() || environment().empty()) return std::nullopt;
   std::optional<std::string> kept = store_->find(key_of(file, environment()));
@@ -219,11 +221,6 @@ std::optional<std::string> KnownAnswers::kept_for(const HashedFile& file) {
     return std::nullopt;
   }
   return kept;
-}
-
-std::optional<AseAnswer> KnownAnswers::find(const HashedFile& file) {
-  const std::optional<std::string> kept = kept_for(file);
-  return kept ? ase_answer(std::string_view(*kept).substr(NO_COMPANIONS.size())) : std::nullopt;
 }
 
 AseAnswer KnownAnswers::ask(HashedFile& file) {

@@ -62,23 +62,24 @@ class KnownAnswers {
   /// not known are announced to the session, a few at a time.
   void expect(std::vector<std::string> paths);
 
-  /// The bytes of the file at `path`, which may have been read ahead.
-  HashedFile read(const std::string& path);
-
-  /// The answer that is kept for a file, or else that of the session, which is then kept.
-  AseAnswer answer(HashedFile& file);
-
- private:
-  struct Ahead {
-    HashedFile file;
-    bool is_known;
+  /// A file, and what is kept of it: the digest of the companions, and the bytes of the answer.
+  struct File {
+    HashedFile bytes;
+    std::optional<std::string> kept;
+    std::size_t memory() const { return bytes.memory() + (kept ? kept->size() : 0); }
   };
 
+  /// The file at `path`, which may have been read ahead.
+  File read(const std::string& path);
+
+  /// The answer that is kept for a file, or else that of the session, which is then kept.
+  AseAnswer answer(File& file);
+
+ private:
   void read_ahead();
   const std::string& environment();
   std::string key_of(const HashedFile& file, const std::string& environment) const;
   std::optional<std::string> kept_for(const HashedFile& file);
-  std::optional<AseAnswer> find(const HashedFile& file);
   AseAnswer ask(HashedFile& file);
 
   std::unique_ptr<FileStore> store_;
@@ -88,7 +89,7 @@ class KnownAnswers {
   std::string environment_;     // that would answer now; empty when that is not known
   Deadline environment_end_{};  // when it is to be looked for again
   std::deque<std::string> coming_;
-  std::deque<Ahead> ahead_;
+  std::deque<File> ahead_;
 };
 
 }  // namespace structure_ingest::internal

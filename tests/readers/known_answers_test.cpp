@@ -57,7 +57,7 @@ struct Known : tests::WithAse {
     AseAnswer answer;
     {
       KnownAnswers known(store(), {.interpreters = {{ase_python()}}, .script = script});
-      HashedFile file = known.read(path);
+      KnownAnswers::File file = known.read(path);
       answer = known.answer(file);
     }
     const bool has_label = answer.labels && answer.labels->size() == 1;
@@ -146,7 +146,7 @@ TEST_F(Known, DependOnNameAndBytesAndNotOnTheFolder) {
 TEST_F(Known, AreNotOfAFileThatChangesMeanwhile) {
   scratch.write("order.cif", "pass");
   KnownAnswers known(store(), {.interpreters = {{ase_python()}}, .script = script});
-  HashedFile file = known.read("order.cif");
+  KnownAnswers::File file = known.read("order.cif");
   scratch.write("order.cif", "raise ValueError('new')");
   EXPECT_EQ(known.answer(file).message, "new");
   scratch.write("order.cif", "pass");
@@ -163,7 +163,7 @@ TEST_F(Known, AnswerAnnouncedFiles) {
   }
   KnownAnswers known(store(), {.interpreters = {{ase_python()}}, .script = script, .processes = 2});
   const auto message = [&](const std::string& name) {
-    HashedFile file = known.read(name);
+    KnownAnswers::File file = known.read(name);
     return known.answer(file).message;
   };
   known.expect(names);
