@@ -9,8 +9,10 @@
 #include <system_error>
 #include <utility>
 
+#include "structure_ingest/base/characters.hpp"
 #include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/file.hpp"
+#include "structure_ingest/base/lines.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/cache/cache.hpp"
 #include "structure_ingest/cache/file_store.hpp"
@@ -236,6 +238,23 @@ ParsedStructure read_structure(const std::string& path, Readers& readers,
   if (fingerprint != nullptr || unread != nullptr) read_bytes(text, fingerprint, unread);
   parsed.content = content;
   return parsed;
+}
+
+std::optional<std::string> fingerprint_that_tells(const std::string& path) try {
+  const std::optional<std::string> format = format_of(path);
+  if (format != "cif" && format != "vasp") return std::nullopt;
+  Sha256 digest;
+  LineReader lines(path, {.digest = &digest});
+  if (format == "vasp") {
+    std::string_view line;
+    for (int i = 0; i < 6; ++i) line = lines.next().value_or("");
+    const std::size_t start = line.find_first_not_of(" \t");  // of the elements, since VASP 5
+    if (start == std::string_view::npos || !is_letter(line[start])) return std::nullopt;
+  }
+  lines.skip_rest();
+  return digest.hex().substr(0, FINGERPRINT_DIGITS);
+} catch (const std::system_error&) {
+  return std::nullopt;
 }
 
 bool is_xyz_file(const std::string& path) {

@@ -1,6 +1,7 @@
 // Chooses the reader of a file by its name.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "structure_ingest/readers/ase.hpp"
@@ -24,6 +25,11 @@ struct Readers {
 /// time, since ASE reads it in another process: once, for digest, fingerprint and content together.
 ParsedStructure read_structure(const std::string& path, Readers& readers,
                                const ParseOptions& options = {});
+
+/// The fingerprint of a file whose structure depends on its bytes alone: a CIF file, or a VASP file
+/// that names its elements. Nothing for others, whose cell or elements may be those of a file
+/// beside them, and for one that cannot be read.
+std::optional<std::string> fingerprint_that_tells(const std::string& path);
 
 /// Whether the built-in XYZ reader reads the file at `path`, which exists.
 bool is_xyz_file(const std::string& path);

@@ -8,7 +8,6 @@
 #include <system_error>
 #include <utility>
 
-#include "structure_ingest/base/digest.hpp"
 #include "structure_ingest/base/paths.hpp"
 #include "structure_ingest/discovery/state_entries.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
@@ -78,19 +77,11 @@ class Verifier {
     return std::nullopt;
   }
 
-  /// Whether the digests alone tell that a source gives the structure of the copy. The same bytes
-  /// of a CIF or VASP file do; the cell of an XYZ file may be that of a file beside it.
+  /// Whether the digests alone tell that a source gives the structure of the copy.
   static bool is_as_taken(const ProjectStructure& structure, const std::string& source) {
-    if (structure.record_digest.empty() || internal::is_xyz_file(source) ||
-        structure.record_digest != digest_in_name(structure.copy)) {
-      return false;
-    }
-    try {
-      return internal::sha256_hex_of_file(source).substr(0, internal::FINGERPRINT_DIGITS) ==
-             structure.sha256;
-    } catch (const std::system_error&) {
-      return false;  // the parser says why
-    }
+    return !structure.record_digest.empty() &&
+           structure.record_digest == digest_in_name(structure.copy) &&
+           structure.sha256 == internal::fingerprint_that_tells(source);
   }
 
   void check_source(const ProjectStructure& structure, Findings& findings) {

@@ -5,6 +5,8 @@
 #include "structure_ingest/base/json.hpp"
 #include "structure_ingest/discovery/hydrate.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
+#include "structure_ingest/readers/ase.hpp"
+#include "structure_ingest/readers/read_structure.hpp"
 #include "structure_ingest/upkeep/forget.hpp"
 #include "structure_ingest/upkeep/list.hpp"
 #include "structure_ingest/upkeep/verify.hpp"
@@ -100,6 +102,51 @@ TEST_F(Verify, SaysWhatIsNotAsItWas) {
     damage();
     EXPECT_EQ(found(state), expected) << what;
   }
+}
+
+// The digests tell enough of a file whose structure depends on its bytes alone.
+TEST_F(Verify, HasAseReadOnlyWhatTheDigestsDoNotTell) {
+  const char* const copper = "Cu\n1\n4 0 0\n0 4 0\n0 0 4\nCu\n1\nDirect\n0 0 0\n";
+  const char* const titled = "Cu\n1\n4 0 0\n0 4 0\n0 0 4\n1\nDirect\n0 0 0\n";
+  int asked = 0;
+  StructureParser parser = internal::parser_that_asks([&](const std::string& path) {
+    ++asked;
+    const bool is_bad = path.ends_with("bad.cif");
+    return internal::AseAnswer{
+        .failure = is_bad ? internal::AseAnswer::Failure::read : internal::AseAnswer::Failure::none,
+        .labels = {{"Cu"}},
+        .positions_ang = {{{0, 0, static_cast<double>(path.size())}}},
+        .cell_ang = {{{4, 0, 0}, {0, 4, 0}, {0, 0, 4}}}};
+  });
+  const std::vector<std::string> files = {
+      w.write("q/a.cif", "data_a"), w.write("q/POSCAR", copper), w.write("q/xx.vasp", titled),
+      w.write("q/bad.cif", "no CIF"), w.write("q/short.vasp", "Cu\n")};
+  std::filesystem::remove_all(w / "p/project_root");
+  state = {{"project_path", w / "p"}};
+  hydrate(state, {.extra_paths = files, .batch = {.parser = &parser}});
+  const std::string well = "a.cif|POSCAR|xx.vasp|bad.cif|short.vasp|";
+  Json& first = state["structure_sources"][0];
+  const Json position = first["positions_ang"][0][0];
+  const auto nothing = [] {};
+  const std::tuple<const char*, std::function<void()>, int, std::string> cases[] = {
+      {"as it was", nothing, 3, well},  // neither files that failed, nor one without elements
+      {"another record", [&] { first["positions_ang"][0][0] = 1.0; }, 4, well},
+      {"the record", [&] { first["positions_ang"][0][0] = position; }, 3, well},
+      {"no record", [&] { first["symbols"] = Json::array(); }, 4, well},
+      {"other bytes", [&] { w.write("q/POSCAR", std::string(copper) + "\n"); }, 5,
+       "a.cif|POSCAR source_changed!|xx.vasp|bad.cif|short.vasp|"},
+      {"gone", [&] { std::filesystem::remove(w / "q/xx.vasp"); }, 4,
+       "a.cif|POSCAR source_changed!|xx.vasp source_gone!|bad.cif|short.vasp|"},
+  };
+  for (const auto& [what, change, expected, text] : cases) {
+    change();
+    asked = 0;
+    EXPECT_EQ(found(state, {.parser = &parser}), text) << what;
+    EXPECT_EQ(asked, expected) << what;
+  }
+  asked = 0;
+  found(state, {.parser = &parser, .deep = true});
+  EXPECT_EQ(asked, 4);
 }
 
 TEST_F(Verify, ReadsNoSourceThatItMayNot) {
