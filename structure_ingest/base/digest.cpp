@@ -1,39 +1,38 @@
+// OpenSSL 3 calls its plain functions deprecated; see the class.
+#define OPENSSL_SUPPRESS_DEPRECATED
+
 #include "structure_ingest/base/digest.hpp"
 
 #include <openssl/evp.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <memory>
-#include <stdexcept>
 
 #include "structure_ingest/base/file.hpp"
 
 namespace structure_ingest::internal {
-namespace {
 
-void require_success(int success) {
-  if (success != 1) throw std::runtime_error("the SHA-256 digest is not available");
-}
-
-}  // namespace
-
-Sha256::Sha256() : context_(EVP_MD_CTX_new(), &EVP_MD_CTX_free) {
-  require_success(context_ ? EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) : 0);
+Sha256::Sha256() {
+  SHA256_Init(&context_);
 }
 
 void Sha256::add(std::string_view bytes) {
-  require_success(EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()));
+  SHA256_Update(&context_, bytes.data(), bytes.size());
+}
+
+std::string Sha256::bytes() {
+  std::string digest(SHA256_DIGEST_LENGTH, '\0');
+  SHA256_Final(reinterpret_cast<unsigned char*>(digest.data()), &context_);
+  return digest;
 }
 
 std::string Sha256::hex() {
-  std::array<unsigned char, 32> digest{};
-  require_success(EVP_DigestFinal_ex(context_.get(), digest.data(), nullptr));
   constexpr std::string_view digits = "0123456789abcdef";
   std::string out;
-  out.reserve(2 * digest.size());
-  for (const unsigned char byte : digest) {
+  out.reserve(std::size_t{2} * SHA256_DIGEST_LENGTH);
+  for (const char c : bytes()) {
+    const auto byte = static_cast<unsigned char>(c);
     out += digits[byte >> 4];
     out += digits[byte & 0xF];
   }
@@ -59,11 +58,9 @@ std::string sha256_hex_of_file(InputFile file) {
 }
 
 std::string sha256_bytes(std::string_view bytes) {
-  std::string digest(32, '\0');
-  require_success(EVP_Digest(bytes.data(), bytes.size(),
-                             reinterpret_cast<unsigned char*>(digest.data()), nullptr, EVP_sha256(),
-                             nullptr));
-  return digest;
+  Sha256 digest;
+  digest.add(bytes);
+  return digest.bytes();
 }
 
 std::string base64(std::string_view bytes) {
