@@ -14,6 +14,7 @@
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/lines.hpp"
 #include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
 #include "structure_ingest/cache/cache.hpp"
 #include "structure_ingest/cache/file_store.hpp"
 #include "structure_ingest/readers/ase_session.hpp"
@@ -248,8 +249,8 @@ std::optional<std::string> fingerprint_that_tells(const std::string& path) try {
   if (format == "vasp") {
     std::string_view line;
     for (int i = 0; i < 6; ++i) line = lines.next().value_or("");
-    const std::size_t start = line.find_first_not_of(" \t");  // of the elements, since VASP 5
-    if (start == std::string_view::npos || !is_letter(line[start])) return std::nullopt;
+    const std::string_view elements = stripped(line);  // since VASP 5
+    if (elements.empty() || !is_letter(elements.front())) return std::nullopt;
   }
   lines.skip_rest();
   return digest.hex().substr(0, FINGERPRINT_DIGITS);
