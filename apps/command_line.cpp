@@ -219,6 +219,11 @@ std::vector<std::string> reversed_arguments(int argc, char** argv) {
   return arguments;
 }
 
+auto find_command(const std::vector<Command>& commands, std::string_view name) {
+  return std::find_if(commands.begin(), commands.end(),
+                      [name](const Command& each) { return each.name == name; });
+}
+
 }  // namespace
 
 Status run_command_line(int argc, char** argv, const std::vector<Command>& commands) {
@@ -227,7 +232,11 @@ Status run_command_line(int argc, char** argv, const std::vector<Command>& comma
   set_help_format(program);
   program.set_help_flag("-h,--help", "Print this help and exit");
   program.require_subcommand(1, 1);
-  for (const Command& command : commands) add_command(program, command);
+  const bool is_named = argc > 1 && find_command(commands, argv[1]) != commands.end();
+  for (const Command& command : commands) {
+    // To declare the options of all takes half of the time of a small parse.
+    if (!is_named || command.name == argv[1]) add_command(program, command);
+  }
   program.footer(examples_text({"parse water.xyz crystal.cif",
                                 "hydrate --project my_project ~/water.xyz", "COMMAND --help"}));
   add_version_flag(program);
@@ -242,9 +251,7 @@ Status run_command_line(int argc, char** argv, const std::vector<Command>& comma
   }
   const std::string name = program.get_subcommands().front()->get_name();
   try {
-    return std::find_if(commands.begin(), commands.end(),
-                        [&name](const Command& each) { return each.name == name; })
-        ->run();
+    return find_command(commands, name)->run();
   } catch (const outputs::RefusedOutput& error) {
     throw WrongInput(error.what() + std::string(error.exists ? "; --force replaces it" : ""));
   } catch (const WrongOptions& error) {
