@@ -51,7 +51,7 @@ Command serve_command() {
                   .run = [arguments] { return run(*arguments); }};
   command.add("--root DIR", &arguments->roots,
               "A folder to work in, links followed; may be given more than once. Nothing outside "
-              "is read or written",
+              "is read or written, but for the cache",
               {.required = true});
   command.add("--read-only", &arguments->read_only, "Offer nothing that writes");
   add_cache_option(command, arguments->no_cache);

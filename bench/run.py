@@ -13,6 +13,7 @@ import subprocess
 import sys
 import tempfile
 
+import known_files
 from whole_processes import Jobs
 
 SIZES = (100, 1000, 20000)
@@ -121,14 +122,16 @@ def main():
     parser.add_argument("--plot", type=pathlib.Path, help="where to write the plot over sizes (SVG)")
     options = parser.parse_args()
     build = options.build.resolve()
+    os.environ["STRUCTURE_INGEST_CACHE"] = "off"  # but where files that are kept are the subject
     rounds, seconds = (1, 0.001) if options.short else (11, 0.02)
     medians = inside(build / "bench" / "structure_ingest_bench", rounds, seconds, options.filter)
     rows = list(inside_rows(medians))
     if options.filter == ".":
         memory = "/dev/shm" if os.path.isdir("/dev/shm") else None  # no waiting for the disk
         with tempfile.TemporaryDirectory(dir=memory) as folder, tempfile.TemporaryDirectory() as disk:
-            rows += Jobs(build, 1 if options.short else 9, pathlib.Path(folder),
-                         pathlib.Path(disk)).rows()
+            whole_rounds = 1 if options.short else 9
+            rows += Jobs(build, whole_rounds, pathlib.Path(folder), pathlib.Path(disk)).rows()
+            rows += known_files.rows(build, whole_rounds, pathlib.Path(folder))
     if options.short:
         rows = [(what, other, ratios, None) for what, other, ratios, _ in rows]
     print(table(rows))

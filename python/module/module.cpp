@@ -215,7 +215,7 @@ PYBIND11_MODULE(_core, module) {
   translate_exceptions();
 
   py::class_<Reader>(module, "Reader")
-      .def(py::init<bool>())
+      .def(py::init<bool, bool>())
       .def("close", &Reader::close)
       .def_property_readonly("is_closed", &Reader::is_closed);
   module.def("bind", [](const py::dict& globals, bool agent, const py::object& record_class) {

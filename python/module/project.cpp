@@ -94,16 +94,21 @@ py::object listed(const py::handle& project, const py::handle& state, bool check
   return object_of(list);
 }
 
-py::object verified(const py::handle& project, const py::handle& state) {
+py::object verified(const py::handle& project, const py::handle& state, bool deep) {
   const std::string folder = path_of(project);
   const Json json = json_or_null(state);
   Json list = Json::array();
-  {
-    const Unlocked unlocked;
-    const Verification verification = verify_project(folder, json, {.progress = interruptible()});
+  const auto verify = [&](StructureParser& parser) {
+    const Verification verification = verify_project(
+        folder, json, {.progress = interruptible(), .parser = &parser, .deep = deep});
     for (const VerifiedStructure& structure : verification.structures) {
       list.push_back(telling::verified_json(structure));
     }
+  };
+  if (deep) {
+    Reader(in_process_by_default, false).use(verify);
+  } else {
+    with_parser(nullptr, verify);
   }
   return object_of(list);
 }

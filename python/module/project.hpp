@@ -19,7 +19,7 @@ Progress interruptible();
 py::object listed(const py::handle& project, const py::handle& state, bool check);
 
 /// The same of whether they are still what was taken in.
-py::object verified(const py::handle& project, const py::handle& state);
+py::object verified(const py::handle& project, const py::handle& state, bool deep);
 
 /// Takes structures out of a state, and tells what was taken out. Throws ValueError for a name that
 /// does not tell one.

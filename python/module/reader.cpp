@@ -91,9 +91,9 @@ std::vector<std::string> own_interpreter() {
 
 std::atomic<bool> in_process_by_default = false;
 
-StructureParser new_parser(bool in_process) {
+StructureParser new_parser(bool in_process, bool cache) {
   if (in_process) return internal::parser_that_asks(locked_ask_in_process);
-  return StructureParser({.interpreters = own_interpreter()});
+  return StructureParser({.interpreters = own_interpreter(), .cache = cache});
 }
 
 IngestedStructure parse_with_ase(const std::string& path, const std::string& format) {
@@ -159,7 +159,7 @@ void SharedParser::drop_kept() {
 std::shared_ptr<Reader::Kept> Reader::kept_here() {
   if (is_closed_) throw py::value_error("the reader is closed");
   leave_to_parent();
-  if (!kept_) kept_ = std::make_shared<Kept>(in_process_);
+  if (!kept_) kept_ = std::make_shared<Kept>(in_process_, cache_);
   return kept_;
 }
 

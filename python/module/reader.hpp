@@ -20,8 +20,8 @@ namespace structure_ingest::python {
 namespace py = pybind11;
 
 /// A parser whose CIF and VASP files are read by a worker, `sys.executable` first, or in this
-/// process.
-StructureParser new_parser(bool in_process);
+/// process. The worker's answers are kept if `cache`.
+StructureParser new_parser(bool in_process, bool cache = true);
 
 /// A CIF or VASP file, read as the parsers of the functions that are given no reader have it read.
 IngestedStructure parse_with_ase(const std::string& path, const std::string& format);
@@ -33,7 +33,7 @@ extern std::atomic<bool> in_process_by_default;
 /// own, and leaves the parent's worker alone.
 class Reader {
  public:
-  explicit Reader(bool in_process) : in_process_(in_process) {}
+  Reader(bool in_process, bool cache) : in_process_(in_process), cache_(cache) {}
   ~Reader() { close(); }
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;
@@ -58,7 +58,7 @@ class Reader {
 
  private:
   struct Kept {
-    explicit Kept(bool in_process) : parser(new_parser(in_process)) {}
+    Kept(bool in_process, bool cache) : parser(new_parser(in_process, cache)) {}
     StructureParser parser;
     std::mutex mutex;
     std::atomic<std::thread::id> user{};
@@ -77,6 +77,7 @@ class Reader {
   void leave_to_parent();
 
   const bool in_process_;
+  const bool cache_;
   bool is_closed_ = false;
   std::shared_ptr<Kept> kept_;
 };

@@ -152,14 +152,14 @@ def list_structures(project_path, state=None, *, check=False):
     return _core.listed(project_path, state, check)
 
 
-def verify_project(project_path, state=None):
-    """Reads each source of a project again, and compares it with what was taken in.
+def verify_project(project_path, state=None, *, deep=False):
+    """Compares each source of a project with what was taken in, and with its copy.
 
     A list of dicts with "path", "source_file", "as_it_was" and "findings": dicts of a "code" such as
     "source_changed", whether it is a "problem", and a "text", as ``verify --json`` gives them.
-    Nothing is written.
+    A CIF or VASP file with the same bytes is read again only if ``deep``. Nothing is written.
     """
-    return _core.verified(project_path, state)
+    return _core.verified(project_path, state, deep)
 
 
 # Names that are internal, and that programs which grew up with them use.

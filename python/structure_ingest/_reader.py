@@ -92,8 +92,8 @@ class Reader:
 
     __slots__ = ("_core",)
 
-    def __init__(self, ase="worker"):
-        self._core = _core.Reader(_is_in_process(ase))
+    def __init__(self, ase="worker", cache=True):
+        self._core = _core.Reader(_is_in_process(ase), cache)
 
     def __enter__(self):
         return self
@@ -123,9 +123,12 @@ class Reader:
         return _core.hydrate(self._core, state, _list_of(extra_paths, "extra_paths"))
 
 
-def reader(ase="worker"):
-    """A Reader; ``ase`` is "worker" or "in-process", as in ``use_ase``."""
-    return Reader(ase)
+def reader(ase="worker", cache=True):
+    """A Reader; ``ase`` is "worker" or "in-process", as in ``use_ase``.
+
+    Unless ``cache``, a worker reads each file anew, and nothing is kept of it.
+    """
+    return Reader(ase, cache)
 
 
 def check_structure_file(path):
@@ -159,7 +162,7 @@ def _parse_each(kept, paths, progress):
 
 
 def _records(kept, paths, total, progress):
-    own = _core.Reader(_core.is_in_process_by_default()) if kept is None else kept
+    own = _core.Reader(_core.is_in_process_by_default(), True) if kept is None else kept
     try:
         for done, path in enumerate(paths):
             if progress is not None:

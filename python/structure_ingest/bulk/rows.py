@@ -65,9 +65,10 @@ _own = threading.local()
 
 
 def own_reader() -> Any:
-    """The reader of this thread. It keeps the process that runs ASE."""
+    """The reader of this thread. It keeps the process that runs ASE, and no answers: a run reads
+    each file once, and so many small files are a burden for the file system of a cluster."""
     if not hasattr(_own, "reader"):
-        _own.reader = Reader(False)
+        _own.reader = Reader(False, False)
     return _own.reader
 
 
