@@ -66,6 +66,8 @@ void add_steps(const bench::Folder& files, const bench::Layout& layout, std::siz
   add("JSON text/" + variant + "floor", [entry] { return entry->dump(2); });
   add("source entry/" + variant + "ours", [record] { return structure_source_entry(*record); });
   add("source entry/" + variant + "floor", [record] { return bench::minimal_entry(*record); });
+  add("JSON text, by hand/" + variant + "ours", [entry] { return json_text(*entry, 2); });
+  add("JSON text, by hand/" + variant + "floor", [record] { return bench::minimal_json(*record); });
   if (&layout != bench::LAYOUTS.data()) return;  // independent of the layout
   add("fingerprint/" + variant + "ours", [path] { return internal::sha256_hex_of_file(path); });
   add("fingerprint/" + variant + "floor", [text] { return bench::minimal_digest(text); });
@@ -82,13 +84,18 @@ std::vector<std::string> batch_of_files(const bench::Folder& files, std::size_t 
 
 /// Ingests files into a new project under `parent`; the floor writes its files only when `durable`.
 void add_ingestion(const std::string& job, const bench::Folder& files, const std::string& parent,
-                   bool durable, const std::vector<std::size_t>& sizes) {
+                   bool durable, const std::vector<std::size_t>& sizes, bool check = true) {
   for (const std::size_t atoms : sizes) {
     const std::string name = job + "/8 files/" + std::to_string(atoms) + "/";
     const std::vector<std::string> paths = batch_of_files(files, atoms);
     const auto new_folder = [parent] { return std::make_unique<bench::Folder>(parent); };
-    add_prepared(name + "ours", new_folder, [paths](const bench::Folder& project) {
-      return ingest_structure_files(project.path(), paths).size();
+    add_prepared(name + "ours", new_folder, [paths, check](const bench::Folder& project) {
+      std::size_t values = 0;
+      for (const SourceEntry& entry :
+           ingest_batch(project.path(), paths, {.batch = {.check = check}}).entries) {
+        values += entry.to_json().size();
+      }
+      return values;
     });
     add_prepared(name + "floor", new_folder, [paths, durable](const bench::Folder& project) {
       std::string manifest;
@@ -200,7 +207,8 @@ int main(int argc, char** argv) {
     for (const std::size_t atoms : {100U, 1000U, 20000U}) add_steps(files, layout, atoms);
   }
   add_ingestion("ingest", files, memory, false, {1000, 20000});
-  add_ingestion("ingest, small", files, memory, false, {100});
+  add_ingestion("ingest, small", files, memory, true, {100});
+  add_ingestion("ingest, unchecked", files, memory, true, {100}, false);
   add_ingestion("ingest, durable", files, temporary, true, {1000, 20000});
   add_hydration(files, memory);
   add_states(files);
