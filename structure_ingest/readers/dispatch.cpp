@@ -233,9 +233,9 @@ ParsedStructure read_structure(const std::string& path, Readers& readers,
   ParsedStructure parsed{.record = read(text, readers, options, content.get())};
   std::string* const fingerprint =
       options.fingerprint && parsed.record.sha256.empty() ? &parsed.record.sha256 : nullptr;
-  const bool was_for_ase =
-      (parsed.record.format == "cif" || parsed.record.format == "vasp") && readers.known == nullptr;
-  FileContent* const unread = was_for_ase ? content.get() : nullptr;
+  const bool was_for_ase = parsed.record.format == "cif" || parsed.record.format == "vasp";
+  const bool is_unread = content && was_for_ase && (readers.known == nullptr || !content->readable);
+  FileContent* const unread = is_unread ? content.get() : nullptr;
   if (fingerprint != nullptr || unread != nullptr) read_bytes(text, fingerprint, unread);
   parsed.content = content;
   return parsed;

@@ -94,26 +94,25 @@ bool can_be_kept(const AseAnswer& answer, const std::string& path) {
 
 HashedFile::HashedFile(std::string path) : path_(std::move(path)) {
   try {
-    Descriptor file = open_at(AT_FDCWD, path_, O_RDONLY | O_NONBLOCK);
-    if (!file.is_open() || fstat(file.number(), &status_) != 0) return;
-    file_.emplace(std::move(file), path_);
-    bytes_.reserve(std::min<std::uint64_t>(file_->size(), FileContent::MOST_BYTES));
+    Descriptor opened = open_at(AT_FDCWD, path_, O_RDONLY | O_NONBLOCK);
+    if (!opened.is_open() || fstat(opened.number(), &status_) != 0) return;
+    InputFile file(std::move(opened), path_);
+    bytes_.reserve(std::min<std::uint64_t>(file.size(), FileContent::MOST_BYTES));
     Sha256 digest;
     constexpr std::size_t size = std::size_t{1} << 16;  // stays in the processor's cache
     const auto piece = std::make_unique_for_overwrite<char[]>(size);
-    while (const std::size_t count = file_->read(piece.get(), size)) {
+    while (const std::size_t count = file.read(piece.get(), size)) {
       digest.add({piece.get(), count});
       bytes_.append(piece.get(), std::min(count, FileContent::MOST_BYTES - bytes_.size()));
     }
     sha256_ = digest.hex();
   } catch (const std::system_error&) {
-    file_.reset();
     bytes_ = {};
   }
 }
 
-bool HashedFile::is_unchanged() {
-  if (!file_) return false;
+bool HashedFile::is_unchanged() const {
+  if (!is_readable()) return false;
   struct stat found {};
   const auto is_same = [&] {
     return stat(path_.c_str(), &found) == 0 && found.st_dev == status_.st_dev &&
@@ -125,9 +124,7 @@ bool HashedFile::is_unchanged() {
   };
   try {
     // The clock of a file system may be too coarse to show a change.
-    if (!is_same()) return false;
-    file_->move_to(0);
-    return sha256_hex_of_file(*std::exchange(file_, std::nullopt)) == sha256_ && is_same();
+    return is_same() && sha256_hex_of_file(path_) == sha256_ && is_same();
   } catch (const std::system_error&) {
     return false;
   }

@@ -30,21 +30,17 @@ class HashedFile {
   explicit HashedFile(std::string path);
 
   const std::string& path() const { return path_; }
-  bool is_readable() const { return file_.has_value(); }
+  bool is_readable() const { return !sha256_.empty(); }
   const std::string& sha256() const { return sha256_; }
   /// The first bytes, as many as FileContent has at most.
   std::string take_bytes() { return std::move(bytes_); }
   std::size_t memory() const { return bytes_.size(); }
 
   /// Reads the file once more: whether the path still leads to it, and its bytes are the same.
-  bool is_unchanged();
-
-  /// Closes the file; `is_unchanged` is then false.
-  void close() { file_.reset(); }
+  bool is_unchanged() const;
 
  private:
   std::string path_;
-  std::optional<InputFile> file_;
   struct stat status_ {};
   std::string bytes_;
   std::string sha256_;
