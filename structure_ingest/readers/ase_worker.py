@@ -194,6 +194,9 @@ def own_files(*packages):
     """The files that this Python depends on, as the section "E" has them; none when one has a name
     that cannot be told so. Of ASE all sources of readers are named, loaded or not."""
     files = {sys.executable, os.path.join(sys.prefix, "pyvenv.cfg"), "/etc/ld.so.cache"}
+    # The folders in which packages may appear are named also when they are not there yet.
+    folders = [*site.getsitepackages(), site.getusersitepackages()]
+    files.update(folder for folder in folders if os.path.isabs(folder))
     for folder in sys.path:
         if not os.path.isabs(folder):
             return b""

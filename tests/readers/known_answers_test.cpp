@@ -143,6 +143,19 @@ TEST_F(Known, DependOnNameAndBytesAndNotOnTheFolder) {
   EXPECT_EQ(ask("one/a.cif").second, true);
 }
 
+// Packages may be installed where there were none.
+TEST_F(Known, DependOnFoldersThatAreNotThere) {
+  const tests::Environment home("HOME", scratch.path());
+  scratch.write("a.cif", "pass");
+  EXPECT_EQ(ask("a.cif").second, false);
+  EXPECT_EQ(ask("a.cif").second, true);
+  const std::string packages =
+      tests::run(ase_python() + " -c 'import site; print(site.getusersitepackages())'").output;
+  ASSERT_TRUE(packages.starts_with(scratch.path()));
+  std::filesystem::create_directories(packages.substr(0, packages.size() - 1));
+  EXPECT_EQ(ask("a.cif").second, false);
+}
+
 TEST_F(Known, AreNotOfAFileThatChangesMeanwhile) {
   scratch.write("order.cif", "pass");
   KnownAnswers known(store(), {.interpreters = {{ase_python()}}, .script = script});
