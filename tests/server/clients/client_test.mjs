@@ -46,7 +46,8 @@ function longFiles(folder, count) {
   });
 }
 
-const environment = (folder) => ({ ...process.env, XDG_CONFIG_HOME: path.join(folder, "config") });
+const environment = (folder) => ({ ...process.env, XDG_CONFIG_HOME: path.join(folder, "config"),
+  XDG_CACHE_HOME: path.join(folder, "cache") });
 
 async function connect(folder, ...options) {
   const client = new Client({ name: "test", version: "1" });
