@@ -27,7 +27,7 @@ constexpr std::string_view VERSION = "environment-1\n";
 
 /// A script may start another Python for reasons that no file tells, so that it is asked again
 /// after this time.
-constexpr std::time_t SCRIPT_SECONDS = 24 * 3600;
+constexpr std::time_t SCRIPT_SECONDS = 86400;
 
 /// The beginnings of environment variables that decide which Python a script starts, what that
 /// loads, or with which of their kernels numerical libraries compute.

@@ -191,8 +191,11 @@ void StructureParser::begin_batch(const std::vector<std::string>& paths) {
     }
   }
   if (!of_ase.empty()) session_->prepare();
-  if (session_->known) session_->known->expect(std::move(of_ase));
-  if (session_->ase) session_->ase->expect(std::move(of_ase));
+  if (session_->known) {
+    session_->known->expect(std::move(of_ase));
+  } else if (session_->ase) {
+    session_->ase->expect(std::move(of_ase));
+  }
 }
 
 IngestedStructure StructureParser::parse(const std::string& path) {

@@ -155,7 +155,7 @@ void KnownAnswers::read_ahead() {
     unknown += each.kept ? 0 : 1;
     bytes += each.memory();
   }
-  const auto enough = static_cast<std::size_t>(4 * processes_ + 1);
+  const std::size_t enough = 4 * static_cast<std::size_t>(processes_) + 1;
   while (!coming_.empty() && unknown < enough && ahead_.size() < MOST_AHEAD &&
          bytes < MOST_BYTES_AHEAD) {
     File& next = ahead_.emplace_back(File{HashedFile(std::move(coming_.front())), std::nullopt});
