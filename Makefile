@@ -1,15 +1,19 @@
 # The everyday commands. The build itself is CMake's: see CMakePresets.json.
-.PHONY: bench demo python test test-browser test-bulk test-clients relevance relevance-names release dev asan-ubsan tsan fuzz reference tidy format check-format packages clang deb
+.PHONY: bench demo python test test-browser test-bulk test-clients relevance release dev asan-ubsan tsan fuzz reference tidy format check-format packages clang deb
 
 # Only the program: the tests take longer to build than all else.
-demo: packages
-	@test -f build/release/build.ninja || cmake --preset release
+demo:
+	@tools/install-packages --program
+	@test -f build/release/build.ninja || cmake --preset release \
+	  -DSTRUCTURE_INGEST_TESTS=OFF -DSTRUCTURE_INGEST_PYTHON_PACKAGE=OFF
 	cmake --build --preset release -t structure-ingest
 	tools/demo build/release
 
 # The Python package, in build/python.
-python: packages
-	@test -f build/release/build.ninja || cmake --preset release
+python:
+	@tools/install-packages --python
+	@grep -qs PYTHON_PACKAGE:BOOL=ON build/release/CMakeCache.txt || \
+	  cmake --preset release -DSTRUCTURE_INGEST_TESTS=OFF
 	cmake --build --preset release -t structure_ingest_package
 
 test: release
@@ -31,12 +35,12 @@ test-bulk: python
 relevance: release
 	build/release/tests/relevance_report tests/collaborators/agent_modules/relevance/*_cases.tsv
 
-# Writes the names of materials anew from their sources.
-relevance-names:
-	@tools/install-packages bodr chemical-structures-data kalzium-data libavogadro-data
-	tools/relevance-names
+# "make demo" leaves the tests out.
+release: packages
+	@grep -qs STRUCTURE_INGEST_TESTS:BOOL=ON build/$@/CMakeCache.txt || cmake --preset $@
+	cmake --build --preset $@
 
-release dev: packages
+dev: packages
 	@test -f build/$@/build.ninja || cmake --preset $@
 	cmake --build --preset $@
 

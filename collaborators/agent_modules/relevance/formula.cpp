@@ -34,8 +34,15 @@ std::size_t count_length(std::string_view text, bool& variable) {
   return length;
 }
 
+/// Whether this is the name of an elastic constant: C11, C44.
+bool is_elastic_constant(std::string_view text) {
+  const auto is_index = [](char c) { return c >= '1' && c <= '6'; };
+  return text.size() == 3 && text[0] == 'C' && is_index(text[1]) && is_index(text[2]);
+}
+
 /// Reads all of `text` as one formula.
 std::optional<Formula> whole_formula(std::string_view text) {
+  if (is_elastic_constant(text)) return std::nullopt;
   Formula formula;
   std::string open;  // the closing brackets still expected
   bool counted = false;

@@ -45,7 +45,6 @@ bool is_name_ending(std::string_view ending, std::string_view language) {
 
 Lexicon::Lexicon(std::string_view language) : language_(language) {
   read_words();
-  read_names(embedded_text("generated_names.tsv"));
   read_names(embedded_text("common_names.tsv"));
 }
 
@@ -86,8 +85,7 @@ void Lexicon::read_words() {
   }
 }
 
-/// Parses a table of names: with a column for each language, or with the columns language, name,
-/// formula.
+/// Parses the table of names: a formula, and a column for each language.
 void Lexicon::read_names(std::string_view table) {
   std::size_t column = 0;
   while (!table.empty()) {
@@ -95,10 +93,7 @@ void Lexicon::read_names(std::string_view table) {
     if (line.starts_with('#')) continue;
     std::vector<std::string_view> cells;
     while (!line.empty()) cells.push_back(next_part(line, '\t'));
-    if (cells.size() == 3 && column == 0) {
-      const Elements elements = formula_at(cells[2]).elements;
-      if (cells[0] == language_ && !elements.empty()) add(cells[1], 0, &elements);
-    } else if (column == 0) {
+    if (column == 0) {
       column = static_cast<std::size_t>(std::find(cells.begin(), cells.end(), language_) -
                                         cells.begin());
     } else if (column < cells.size()) {

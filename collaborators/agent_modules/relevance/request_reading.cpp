@@ -15,18 +15,6 @@
 namespace agent_modules {
 namespace {
 
-/// Whether a material of these elements is a gas, a liquid or a molecule rather than a solid.
-bool is_fluid(const Elements& elements) {
-  constexpr std::array<std::string_view, 14> NONMETALS = {"H",  "C",  "N", "O",  "F",  "P",  "S",
-                                                          "Cl", "Br", "I", "He", "Ne", "Ar", "Xe"};
-  if (elements.size() == 1 &&
-      (elements.contains("C") || elements.contains("P") || elements.contains("S")))
-    return false;
-  return std::all_of(elements.begin(), elements.end(), [&](const std::string& element) {
-    return std::find(NONMETALS.begin(), NONMETALS.end(), element) != NONMETALS.end();
-  });
-}
-
 class Reader {
  public:
   Reader(std::string_view text, const Lexicon& lexicon, const std::set<Elements>& at_hand)
@@ -145,6 +133,17 @@ class Reader {
 };
 
 }  // namespace
+
+bool is_fluid(const Elements& elements) {
+  constexpr std::array<std::string_view, 14> NONMETALS = {"H",  "C",  "N", "O",  "F",  "P",  "S",
+                                                          "Cl", "Br", "I", "He", "Ne", "Ar", "Xe"};
+  if (elements.size() == 1 &&
+      (elements.contains("C") || elements.contains("P") || elements.contains("S")))
+    return false;
+  return std::all_of(elements.begin(), elements.end(), [&](const std::string& element) {
+    return std::find(NONMETALS.begin(), NONMETALS.end(), element) != NONMETALS.end();
+  });
+}
 
 RequestReading read_request(std::string_view request, const Lexicon& lexicon,
                             const std::set<Elements>& at_hand) {

@@ -37,4 +37,7 @@ struct RequestReading {
 RequestReading read_request(std::string_view request, const Lexicon& lexicon,
                             const std::set<Elements>& at_hand);
 
+/// Whether a material of these elements is a gas, a liquid or a molecule rather than a solid.
+bool is_fluid(const Elements& elements);
+
 }  // namespace agent_modules

@@ -1,6 +1,7 @@
 #include "collaborators/agent_modules/relevance/structure_relevance.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -83,6 +84,13 @@ std::string mentioned_name(const Structure& structure, const std::string& reques
   return {};
 }
 
+/// Whether a material of these elements is a solid of two or more. Of an element or a molecule it
+/// is never sure that the request is about that alone: "hydrogen solubility" means a metal, and
+/// "silicon first" others to come.
+bool is_solid_compound(const Elements& elements) {
+  return elements.size() > 1 && !is_fluid(elements);
+}
+
 bool share_an_element(const Elements& a, const Elements& b) {
   return std::any_of(a.begin(), a.end(), [&](const std::string& e) { return b.contains(e); });
 }
@@ -132,6 +140,9 @@ class Assessment {
     named_.insert(reading_.possible.begin(), reading_.possible.end());
     for (const Structure& structure : available)
       if (match_.empty() && is_made_of(structure.elements, mentions)) match_ = structure.name;
+    about_compounds_ = std::all_of(mentions.begin(), mentions.end(), [](const Mention& mention) {
+      return !mention.object || is_solid_compound(mention.elements);
+    });
     one_object_ =
         !mentions.empty() && !reading_.pair && !reading_.guessed &&
         std::all_of(mentions.begin(), mentions.end(), [&](const Mention& mention) {
@@ -140,6 +151,7 @@ class Assessment {
   }
 
   bool understands() const { return reading_.unclear.empty(); }
+  bool is_silent() const { return understands() && reading_.mentions.empty() && named_.empty(); }
 
   /// The number of bytes of the request that are understood.
   std::size_t understood() const { return understands() ? std::string::npos : reading_.understood; }
@@ -161,7 +173,11 @@ class Assessment {
     if (!has_object_)
       return decide(ROLE_UNKNOWN, UNSURE, "the request names no material as its object");
     const std::string about = "the request is about " + list_of_objects(reading_.mentions);
-    const std::string shares = "this structure shares no element with anything that it names";
+    if (!about_compounds_)
+      return decide(ROLE_UNRELATED, UNSURE, about + ", and may be about others, too");
+    const std::string shares =
+        "this structure shares no element with anything that it names; attach it again by name to "
+        "use it";
     if (!match_.empty())
       return decide(ROLE_UNRELATED, SURE,
                     about + ", which '" + match_ + "' matches, and " + shares);
@@ -175,8 +191,105 @@ class Assessment {
   Elements named_;     // all elements of materials that are or may be named
   std::string match_;  // the file name of a structure made of an object
   bool has_object_ = false;
+  bool about_compounds_ = false;
   bool one_object_ = false;
 };
+
+/// Whether a text is written in capitals, where CO may mean cobalt.
+bool is_in_capitals(std::string_view text) {
+  constexpr std::size_t WORD = 4;  // longer than most formulas without a digit
+  std::size_t capitals = 0;
+  bool has_word = false;
+  for (const char c : text) {
+    if (base::is_small_letter(c)) return false;
+    capitals = base::is_capital(c) ? capitals + 1 : 0;
+    has_word |= capitals == WORD;
+  }
+  return has_word;
+}
+
+/// One of the texts that say what the user wants, read in every language.
+class Request {
+ public:
+  Request(std::string_view text, const std::vector<Structure>& available)
+      : words_(base::case_folded(text)) {
+    std::set<Elements> at_hand;
+    for (const Structure& structure : available)
+      if (!structure.elements.empty()) at_hand.insert(structure.elements);
+    std::string plain = plain_text(text.substr(0, LONGEST_REQUEST));
+    if (text.size() > LONGEST_REQUEST || is_in_capitals(plain))
+      plain += " \xEF\xBF\xBD";  // in no language
+    for (const Lexicon& lexicon : lexicons())
+      assessments_.emplace_back(read_request(plain, lexicon, at_hand), available);
+    std::stable_sort(
+        assessments_.begin(), assessments_.end(),
+        [](const Assessment& a, const Assessment& b) { return a.understood() > b.understood(); });
+  }
+
+  RelevanceVerdict verdict_on(const Structure& structure) const {
+    if (const std::string name = mentioned_name(structure, words_); !name.empty())
+      return {structure.path, std::string(ROLE_REQUESTED), SURE,
+              "the request mentions the file name '" + name + "'"};
+    RelevanceVerdict verdict = assessments_[0].verdict_on(structure);
+    // When several languages understand the request, drop only if all agree.
+    for (std::size_t i = 1; i < assessments_.size() && assessments_[i].understands(); ++i)
+      if (RelevanceVerdict other = assessments_[i].verdict_on(structure);
+          other.role != ROLE_UNRELATED || other.confidence < SURE)
+        verdict = std::move(other);
+    return verdict;
+  }
+
+  /// Whether it is understood and names nothing: "Now the phonons".
+  bool is_silent() const { return assessments_[0].is_silent(); }
+
+ private:
+  std::string words_;
+  std::vector<Assessment> assessments_;  // that which understands most first
+};
+
+/// The texts that say what the user wants, the newest first.
+std::vector<std::string> request_texts(const std::string& request, const Json& state) {
+  std::vector<std::string> texts;
+  for (const char* const key : {"user_request", "source_query", "project_brief"}) {
+    const Json& value = base::value_at(state, key);
+    if (base::is_empty(value)) continue;
+    std::string text(base::stripped(base::text_of(value)));
+    if (!text.empty() && std::find(texts.begin(), texts.end(), text) == texts.end())
+      texts.push_back(std::move(text));
+  }
+  if (std::find(texts.begin(), texts.end(), request) == texts.end())
+    texts.insert(texts.begin(), request);
+  return texts;
+}
+
+/// Whether the user attached a file once more after a note had told that it was ignored.
+bool was_attached_again(const Structure& structure, const Json& state) {
+  const Json& attachments = base::value_at(state, "attachments");
+  const Json& notes = base::value_at(state, "structure_notes");
+  if (!attachments.is_array() || !notes.is_array()) return false;
+  const std::string beginning = "Ignored '" + structure.name + "' (";
+  const auto times = std::count_if(attachments.begin(), attachments.end(), [&](const Json& each) {
+    const std::string path = base::text_or_empty(base::value_at(each, "path"));
+    return !path.empty() && base::file_name(path) == structure.name;
+  });
+  return times > 1 && std::any_of(notes.begin(), notes.end(), [&](const Json& note) {
+           return note.is_string() && note.get_ref<const std::string&>().starts_with(beginning);
+         });
+}
+
+/// Judges by all texts: a structure that one of them wants, or may want, is kept. Otherwise the
+/// newest that names a material decides.
+RelevanceVerdict verdict_of_all(const std::vector<Request>& requests, const Structure& structure) {
+  std::optional<RelevanceVerdict> decision;
+  for (const Request& request : requests) {
+    RelevanceVerdict verdict = request.verdict_on(structure);
+    // What the user attaches to words that name nothing is what they are about.
+    const bool is_silent = request.is_silent() && (structure.scanned || decision);
+    if (verdict.role != ROLE_UNRELATED && !is_silent) return verdict;
+    if (!decision || decision->role != ROLE_UNRELATED) decision = std::move(verdict);
+  }
+  return *std::move(decision);
+}
 
 }  // namespace
 
@@ -188,32 +301,16 @@ RelevanceReport assess_structure_relevance(const std::vector<Json>& entries,
   std::vector<Structure> available = structures;
   if (const Json& known = base::value_at(state, "structure_sources"); known.is_array())
     for (const Json& entry : known) available.push_back(structure_of(entry));
-
-  std::set<Elements> at_hand;
-  for (const Structure& structure : available)
-    if (!structure.elements.empty()) at_hand.insert(structure.elements);
-  std::string plain = plain_text(std::string_view(request).substr(0, LONGEST_REQUEST));
-  if (request.size() > LONGEST_REQUEST) plain += " \xEF\xBF\xBD";  // in no language
-  std::vector<Assessment> assessments;
-  for (const Lexicon& lexicon : lexicons())
-    assessments.emplace_back(read_request(plain, lexicon, at_hand), available);
-  // When several languages understand the request, drop only if all agree.
-  std::stable_sort(
-      assessments.begin(), assessments.end(),
-      [](const Assessment& a, const Assessment& b) { return a.understood() > b.understood(); });
-  const std::string words = base::case_folded(request);
+  std::vector<Request> requests;
+  for (const std::string& text : request_texts(request, state))
+    requests.emplace_back(text, available);
 
   RelevanceReport report;
   std::set<std::string> sources_to_keep;
   for (const Structure& structure : structures) {
-    RelevanceVerdict verdict = assessments[0].verdict_on(structure);
-    for (std::size_t i = 1; i < assessments.size() && assessments[i].understands(); ++i)
-      if (RelevanceVerdict other = assessments[i].verdict_on(structure);
-          other.role != ROLE_UNRELATED || other.confidence < SURE)
-        verdict = std::move(other);
-    if (const std::string name = mentioned_name(structure, words); !name.empty())
-      verdict = {structure.path, std::string(ROLE_REQUESTED), SURE,
-                 "the request mentions the file name '" + name + "'"};
+    RelevanceVerdict verdict = verdict_of_all(requests, structure);
+    if (was_attached_again(structure, state))
+      verdict = {structure.path, std::string(ROLE_REQUESTED), SURE, "it was attached again"};
     if (verdict.role != ROLE_UNRELATED || verdict.confidence < SURE) {
       sources_to_keep.insert(structure.path);
       sources_to_keep.insert(structure.file_names.begin(), structure.file_names.end());

@@ -29,12 +29,14 @@ TEST(StructureRelevance, KeepsWantedAndDropsMostUnwanted) {
     double recall;
   };
   for (const auto& [table, cases, discovery, together, precision, recall] : {
-           Floor{"working_cases.tsv", 923, "attachment", true, 1, 0.83},
+           Floor{"working_cases.tsv", 923, "attachment", true, 1, 0.38},
            Floor{"working_cases.tsv", 923, "attachment", false, 1, 0},
-           Floor{"working_cases.tsv", 923, "project_folder", true, 1, 0.84},
-           Floor{"working_cases.tsv", 923, "workspace_scan", false, 1, 0.68},
-           Floor{"held_out_cases.tsv", 116, "attachment", true, 1, 0.93},
-           Floor{"held_out_cases.tsv", 116, "workspace_scan", false, 1, 0.82},
+           Floor{"working_cases.tsv", 923, "project_folder", true, 1, 0.38},
+           Floor{"working_cases.tsv", 923, "workspace_scan", false, 1, 0.35},
+           Floor{"held_out_cases.tsv", 116, "attachment", true, 1, 0.38},
+           Floor{"held_out_cases.tsv", 116, "workspace_scan", false, 1, 0.36},
+           Floor{"aimed_cases.tsv", 122, "attachment", true, 1, 1},
+           Floor{"aimed_cases.tsv", 122, "workspace_scan", false, 1, 1},
        }) {
     const auto rows = relevance_cases::read_cases(CASES + table);
     EXPECT_EQ(rows.size(), cases) << table;
@@ -66,10 +68,18 @@ TEST(StructureRelevance, GivesTheReason) {
                "Bands of TiO\u2082", "water.xyz", "ClNa", "O4Ti2", "attachment", ROLE_UNRELATED,
                0.9,
                "the request is about TiO2, which 'other.cif' matches, and this structure shares no "
-               "element with anything that it names"},
+               "element with anything that it names; attach it again by name to use it"},
            Case{"Bands of TiO2", "water.xyz", "ClNa", "Si", "project_folder", ROLE_UNRELATED, 0.9,
                 "the request is about TiO2 alone, and this structure shares no element with "
-                "anything that it names"},
+                "anything that it names; attach it again by name to use it"},
+           Case{"Bands of Si", "water.xyz", "ClNa", "Si", "attachment", ROLE_UNRELATED, 0.5,
+                "the request is about Si, and may be about others, too"},
+           Case{"Solubility of NH3", "a.cif", "ClNa", "HN", "attachment", ROLE_UNRELATED, 0.5,
+                "the request is about NH3, and may be about others, too"},
+           Case{"C11 and C44 of TiO2", "a.cif", "ClNa", "O2Ti", "attachment", ROLE_UNKNOWN, 0.5,
+                "'C11' in the request may mean this structure"},
+           Case{"RELAX MOS2", "a.cif", "ClNa", "MoS2", "attachment", ROLE_UNKNOWN, 0.5,
+                "'\xEF\xBF\xBD' in the request may mean this structure"},
            Case{"Bands of TiO2", "water.xyz", "ClNa", "Si", "attachment", ROLE_UNRELATED, 0.5,
                 "the request is about TiO2, but no structure at hand matches that"},
            Case{"Strangely TiO2", "water.xyz", "ClNa", "Si", "project_folder", ROLE_UNRELATED, 0.5,
@@ -81,7 +91,8 @@ TEST(StructureRelevance, GivesTheReason) {
            Case{"Bands of MoS2, WSe2, GaAs and InP", "x.cif", "ClNa", "InP", "attachment",
                 ROLE_UNRELATED, 0.9,
                 "the request is about MoS2, WSe2, GaAs and others, which 'other.cif' matches, and "
-                "this structure shares no element with anything that it names"},
+                "this structure shares no element with anything that it names; attach it again by "
+                "name to use it"},
            Case{"Bands of TiO2 with the tip", "a.cif", "Ag", "O2Ti", "attachment", ROLE_UNKNOWN,
                 0.5, "'tip' in the request may mean this structure"},
            Case{"Relax on Cu(111)", "a.cif", "Ag", "Cu", "attachment", ROLE_UNKNOWN, 0.5,
@@ -108,11 +119,56 @@ TEST(StructureRelevance, GivesTheReason) {
 TEST(StructureRelevance, ComparesWithTheSourcesInTheState) {
   const Json salt = entry_of("a.cif", "ClNa", "attachment");
   Json state;
-  EXPECT_FALSE(drops(first_verdict({salt}, "Bands of silicon", state)));
-  state["structure_sources"] = {Json(), entry_of("known.cif", "Si2", "attachment")};
-  EXPECT_EQ(first_verdict({salt}, "Bands of silicon", state).reason,
-            "the request is about silicon, which 'known.cif' matches, and this structure shares no "
-            "element with anything that it names");
+  EXPECT_FALSE(drops(first_verdict({salt}, "Bands of TiO2", state)));
+  state["structure_sources"] = {Json(), entry_of("known.cif", "O4Ti2", "attachment")};
+  EXPECT_EQ(first_verdict({salt}, "Bands of TiO2", state).reason,
+            "the request is about TiO2, which 'known.cif' matches, and this structure shares no "
+            "element with anything that it names; attach it again by name to use it");
+}
+
+// The texts of a state are from different times. What one of them wants, or may want, is kept.
+TEST(StructureRelevance, JudgesByAllRequests) {
+  struct Case {
+    const char* brief;
+    const char* query;
+    const char* request;
+    const char* discovery;
+    bool dropped;
+  };
+  const std::vector<Json> structures = {entry_of("t.cif", "O4Ti2", "attachment"),
+                                        entry_of("z.cif", "OZn", "attachment")};
+  for (const auto& [brief, query, request, discovery, dropped] : {
+           Case{"Relax TiO2", "", "", "attachment", true},
+           Case{"Relax TiO2", "", "Relax TiO2", "attachment", true},
+           Case{"Relax TiO2", "", "Now relax the attached GaAs in g.xyz", "attachment", false},
+           Case{"Relax TiO2", "", "Relax GaAs", "attachment", false},
+           Case{"Relax GaAs", "", "Relax TiO2", "attachment", false},
+           Case{"Relax TiO2", "Relax GaAs", "Relax TiO2", "attachment", false},
+           Case{"Relax TiO2", "", "Relax ZnO", "attachment", true},
+           Case{"Relax TiO2", "", "Relax MgO", "attachment", false},  // which is not at hand
+           Case{"Relax TiO2", "", "Relax it", "attachment", false},
+           Case{"Relax TiO2", "", "Relax", "attachment", false},
+           Case{"Relax TiO2", "", "Relax", "workspace_scan", true},
+           Case{"Relax", "", "Relax TiO2", "attachment", true},
+       }) {
+    std::vector<Json> all = {entry_of("g.xyz", "AsGa", discovery)};
+    all.insert(all.end(), structures.begin(), structures.end());
+    const Json state = {
+        {"project_brief", brief}, {"source_query", query}, {"user_request", request}};
+    EXPECT_EQ(drops(first_verdict(all, brief, state)), dropped) << brief << ", " << request;
+  }
+}
+
+TEST(StructureRelevance, KeepsWhatIsAttachedAgain) {
+  const std::vector<Json> entries = {entry_of("g.xyz", "AsGa", "attachment"),
+                                     entry_of("t.cif", "O4Ti2", "attachment")};
+  Json state = {{"attachments", {{{"path", "/a/g.xyz"}}, {{"path", "/a/t.cif"}}}},
+                {"structure_notes", {"Ignored 'g.xyz' (AsGa): of another material."}}};
+  EXPECT_TRUE(drops(first_verdict(entries, "Relax TiO2", state)));
+  state["attachments"].push_back({{"path", "/a/g.xyz"}});
+  EXPECT_EQ(first_verdict(entries, "Relax TiO2", state).reason, "it was attached again");
+  state["structure_notes"] = Json::array();
+  EXPECT_TRUE(drops(first_verdict(entries, "Relax TiO2", state)));
 }
 
 std::string text_of(const Elements& elements) {
@@ -192,7 +248,7 @@ TEST(RequestReading, DistinguishesObjectsFromPartners) {
            Case{0, "CO adsorption on Pt(111)", "CO Pt", "", ""},
            Case{0, "CO and O2 adsorption", "CO O2", "", "adsorption"},
            Case{0, "Adsorption on Cu(111) with Ag", "", "Cu Ag", "Adsorption"},
-           Case{0, "Adsorption of CO in argon", "CO", "argon", "Adsorption"},
+           Case{0, "Adsorption of CO in benzene", "CO", "benzene", "Adsorption"},
            Case{0, "Compare MgO and CaO", "MgO CaO", "", ""},
            Case{0, "Compare the adsorption of CO with O2", "CO", "O2", "Compare"},
            Case{0, "Rutile structure, TiO2 structure", "TiO2", "Rutile", ""},
@@ -212,7 +268,7 @@ TEST(RequestReading, DistinguishesObjectsFromPartners) {
            Case{0, "The gap at 300 K, 2-butanol", "", "", "butanol"},
            Case{1, "Wassermolek\u00FCl auf Gold", "Wasser", "Gold", ""},
            Case{1, "Siliziumkrawall", "", "", "Siliziumkrawall"},
-           Case{2, "Phonons de l'oxyde de magn\u00E9sium", "oxyde de magn\u00E9sium", "", ""},
+           Case{2, "Phonons de l'oxyde de cuivre", "oxyde de cuivre", "", ""},
            Case{3, "Fonones de \u00F3xido de cinc", "\u00F3xido de cinc", "", ""},
            Case{4, "\u8BA1\u7B97\u7845\u7684\u80FD\u5E26", "\u7845", "", ""},
            Case{4, "\u5728\u6C34\u4E2D", "", "\u6C34", ""},
@@ -233,7 +289,7 @@ TEST(RequestReading, DistinguishesObjectsFromPartners) {
 }
 
 TEST(StructureRelevance, AcceptsMalformedEntries) {
-  const std::string request = "Bands of silicon";
+  const std::string request = "Bands of TiO2";
   for (const char* text :
        {"null", "7", "[]", "{}", R"({"species": 3, "formula": []})", R"({"species": ["Na", 1]})",
         R"({"species": ["Na", "Xx"], "metadata": "none"})", R"({"path": ["x"], "metadata": []})"})
@@ -250,15 +306,15 @@ TEST(StructureRelevance, AcceptsMalformedEntries) {
 TEST(StructureRelevance, DropsNoNamesakeOfAKeptStructure) {
   Json salt = entry_of("a.cif", "ClNa", "attachment");
   salt["path"] = "a.cif";
-  const Json silicon = entry_of("a.cif", "Si2", "attachment");
-  const auto report = assess_structure_relevance({salt, silicon}, "Bands of silicon", Json());
+  const Json rutile = entry_of("a.cif", "O4Ti2", "attachment");
+  const auto report = assess_structure_relevance({salt, rutile}, "Bands of TiO2", Json());
   EXPECT_EQ(report.verdicts.at(0).role, ROLE_UNRELATED);
   EXPECT_EQ(report.verdicts.at(0).confidence, 0.5);
   EXPECT_EQ(report.verdicts.at(1).role, ROLE_REQUESTED);
 }
 
-const std::vector<Json> SALT_AND_SILICON = {entry_of("a.cif", "ClNa", "attachment"),
-                                            entry_of("b.cif", "Si", "attachment")};
+const std::vector<Json> SALT_AND_RUTILE = {entry_of("a.cif", "ClNa", "attachment"),
+                                           entry_of("b.cif", "O2Ti", "attachment")};
 
 TEST(StructureRelevance, AcceptsTextCutAtAnyByte) {
   const std::string text =
@@ -268,7 +324,7 @@ TEST(StructureRelevance, AcceptsTextCutAtAnyByte) {
   for (std::size_t begin = 0; begin < text.size(); ++begin) {
     for (const std::size_t length : {std::size_t{1}, std::size_t{7}, text.size()}) {
       const auto report =
-          assess_structure_relevance(SALT_AND_SILICON, text.substr(begin, length), Json()).verdicts;
+          assess_structure_relevance(SALT_AND_RUTILE, text.substr(begin, length), Json()).verdicts;
       ASSERT_EQ(report.size(), 2U);
       EXPECT_FALSE(drops(report[1])) << text.substr(begin, length);
     }
@@ -277,12 +333,12 @@ TEST(StructureRelevance, AcceptsTextCutAtAnyByte) {
 
 // Very long requests: a quadratic cost would exceed the test's time limit.
 TEST(StructureRelevance, DropsNothingForALongRequest) {
-  for (const char* piece : {"bands of silicon ", "((((", "H-", "Fe2O3", "a.b/c_d-e,f ", "coco"}) {
-    std::string request = "Bands of silicon ";
-    EXPECT_TRUE(drops(first_verdict(SALT_AND_SILICON, request)));
+  for (const char* piece : {"bands of TiO2 ", "((((", "H-", "Fe2O3", "a.b/c_d-e,f ", "coco"}) {
+    std::string request = "Bands of TiO2 ";
+    EXPECT_TRUE(drops(first_verdict(SALT_AND_RUTILE, request)));
     while (request.size() < 300000) request += piece;
-    EXPECT_FALSE(drops(first_verdict(SALT_AND_SILICON, request))) << piece;
-    EXPECT_EQ(first_verdict(SALT_AND_SILICON, request + " a.cif").role, ROLE_REQUESTED) << piece;
+    EXPECT_FALSE(drops(first_verdict(SALT_AND_RUTILE, request))) << piece;
+    EXPECT_EQ(first_verdict(SALT_AND_RUTILE, request + " a.cif").role, ROLE_REQUESTED) << piece;
   }
 }
 
