@@ -32,6 +32,14 @@ endif()
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/debian/compress.cmake)
 include(CPack)
 
+# What C++ callers need is a package of its own.
+configure_file(cmake/debian/development_package.cmake.in
+  ${PROJECT_BINARY_DIR}/CPackDevelopmentConfig.cmake @ONLY)
+if(CMAKE_INSTALL_PREFIX STREQUAL /usr)
+  install(FILES ${PROJECT_BINARY_DIR}/debian/changelog cmake/debian/copyright
+    DESTINATION share/doc/libstructure-ingest-dev COMPONENT development)
+endif()
+
 # The Python package is a package of its own.
 if(STRUCTURE_INGEST_PYTHON_PACKAGE)
   configure_file(cmake/debian/python_package.cmake.in
