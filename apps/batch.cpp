@@ -6,12 +6,14 @@
 #include <utility>
 #include <vector>
 
+#include "apps/interruption.hpp"
 #include "apps/terminal.hpp"
 #include "telling/outcomes.hpp"
 
 namespace apps {
 
 using structure_ingest::SkippedFile;
+using structure_ingest::SkipReason;
 using structure_ingest::SourceEntry;
 
 structure_ingest::BatchOptions batch_options(const BatchArguments& arguments,
@@ -20,7 +22,9 @@ structure_ingest::BatchOptions batch_options(const BatchArguments& arguments,
   return {.progress = std::ref(progress),
           .dry_run = arguments.dry_run,
           .check = !arguments.no_check,
-          .parser = &parser};
+          .parser = &parser,
+          .may_read = {},
+          .stop = is_interrupted};
 }
 
 void print_array(std::span<const SourceEntry> entries) {
@@ -34,22 +38,27 @@ void print_array(std::span<const SourceEntry> entries) {
   }
 }
 
-void print_entry(const SourceEntry& entry, Detail detail) {
+void print_entry(const SourceEntry& entry, Detail detail, bool molecules) {
   const structure_ingest::IngestedStructure& record = entry.record;
   const bool in_full = detail == Detail::all;
-  const std::string head = record.ok ? coloured("taken", GREEN) : coloured("failed", RED);
-  print_line(head + (record.ok ? "   " : "  ") + printable(record.source_path) +
+  const bool has_copy = !record.canonical_xyz_rel.empty();
+  const std::string head = !record.ok ? coloured("failed", RED) + "  "
+                           : has_copy ? coloured("taken", GREEN) + "   "
+                                      : coloured("no copy", RED) + "  ";
+  print_line(head + printable(record.source_path) +
              (in_full || !record.ok ? "" : ": " + shown_composition(record)));
   if (record.ok && in_full) {
     print_row("formula", shown_composition(record));
     print_cell(record);
-    if (!record.canonical_xyz_rel.empty()) print_row("copy", record.canonical_xyz_rel);
+    if (has_copy) print_row("copy", record.canonical_xyz_rel);
   }
   if (entry.copy_restored) print_row("", telling::COPY_RESTORED);
   if (in_full) print_row("found", telling::found_text(entry.discovery));
   // Findings say in few words what the warnings of a record that is ok say.
-  if (in_full || !record.ok || !entry.findings) print_warnings(record.warnings, record.ok);
-  if (entry.findings) print_cautions(record, *entry.findings);
+  const std::vector<structure_ingest::Finding> findings =
+      entry.findings.value_or(std::vector<structure_ingest::Finding>());
+  if (in_full || !record.ok || !entry.findings) print_warnings(record, molecules);
+  print_cautions(record, findings);
 }
 
 void print_skipped(std::span<const SkippedFile> skipped, int limit, Detail detail) {
@@ -96,7 +105,34 @@ Status status_of(std::span<const SourceEntry> entries, const std::string& manife
   if (cannot_write) return CANNOT_WRITE;
   const bool all_parsed = std::all_of(entries.begin(), entries.end(),
                                       [](const SourceEntry& entry) { return entry.record.ok; });
-  return all_parsed ? ALL_WELL : SOME_FILE_UNPARSED;
+  return all_parsed ? ALL_WELL : NOT_ALL_WELL;
+}
+
+Status status_of(std::span<const SkippedFile> skipped, const std::vector<std::string>& paths) {
+  Status status = ALL_WELL;
+  std::size_t stopped = 0;
+  for (const SkippedFile& file : skipped) {
+    const bool is_named = std::ranges::find(paths, file.path) != paths.end();
+    const bool is_from_scan = !is_named && !file.discovery.empty() &&
+                              file.discovery != structure_ingest::DISCOVERY_ATTACHMENT;
+    switch (file.reason) {
+      case SkipReason::same_file:
+      case SkipReason::canonical_copy:
+        break;
+      case SkipReason::stopped:
+        ++stopped;
+        break;
+      case SkipReason::not_a_structure_file:
+        if (is_named) status = NOT_ALL_WELL;
+        break;
+      default:
+        if (!is_from_scan) status = NOT_ALL_WELL;
+    }
+  }
+  if (stopped == 0) return status;
+  print_error("interrupted: " + std::to_string(stopped) +
+              " files were not read; what was read is taken in, and the same command goes on");
+  return INTERRUPTED;
 }
 
 }  // namespace apps

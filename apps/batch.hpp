@@ -4,6 +4,7 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 #include "apps/options.hpp"
 #include "apps/progress.hpp"
@@ -18,6 +19,7 @@ struct BatchArguments {
   bool json = false;
   bool no_check = false;
   bool verbose = false;
+  bool molecules = false;
   ReadingArguments reading;
   PathArguments paths;
 };
@@ -36,7 +38,7 @@ void print_array(std::span<const structure_ingest::SourceEntry> entries);
 
 /// Prints an entry: its source, what it holds, its canonical copy, its warnings and what
 /// findings say against it. With few details its source and formula are one line.
-void print_entry(const structure_ingest::SourceEntry& entry, Detail detail);
+void print_entry(const structure_ingest::SourceEntry& entry, Detail detail, bool molecules);
 
 /// Prints the files that were skipped and why: those that were named, together where the reason is
 /// the same, and how many of those that a scan found. With few details the first of many names
@@ -51,5 +53,11 @@ void warn_skipped(std::span<const structure_ingest::SkippedFile> skipped, int li
 /// included, and before them why ASE could not be used.
 Status status_of(std::span<const structure_ingest::SourceEntry> entries,
                  const std::string& manifest_error, const std::string& why_no_ase);
+
+/// The status for files that were skipped: not all is well where one that the user named (`paths`,
+/// as the library gets them), or that the state names, was not looked at. That the work was ended
+/// before is printed on standard error.
+Status status_of(std::span<const structure_ingest::SkippedFile> skipped,
+                 const std::vector<std::string>& paths);
 
 }  // namespace apps

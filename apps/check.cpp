@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include "apps/interruption.hpp"
 #include "apps/options.hpp"
 #include "apps/progress.hpp"
 #include "apps/structure_view.hpp"
@@ -43,23 +44,29 @@ Status check_files(const CheckArguments& arguments) {
   const Detail detail = detail_of(paths.size(), arguments.verbose);
   // The space group is a note, and takes longer to find than all else.
   const bool search_symmetry = arguments.json || detail == Detail::all;
+  end_in_order();
   Progress progress;
   Summary summary;
   for (std::size_t i = 0; i < paths.size(); ++i) {
+    if (is_interrupted()) {
+      progress.clear();
+      summary.print();
+      warn_interrupted(i, paths.size(), "");
+      return INTERRUPTED;
+    }
     progress(i, paths.size(), paths[i].path);
     const structure_ingest::ParsedStructure parsed =
         parser.parse(paths[i].path, {.fingerprint = true, .content = true});
     const IngestedStructure& record = parsed.record;
     const std::vector<Finding> findings =
         structure_ingest::check_structure(parsed, {.search_symmetry = search_symmetry});
-    if (structure_ingest::worst_severity(findings) == Severity::error) status = SOME_FILE_UNPARSED;
+    if (structure_ingest::worst_severity(findings) == Severity::error) status = NOT_ALL_WELL;
     if (isatty(STDOUT_FILENO) != 0) progress.clear();
     if (arguments.json) {
       print_line(structure_ingest::json_text(telling::record_json(record, findings)));
     } else {
       print_checked(record, findings, paths[i].origin, detail);
-      summary.add(record);
-      summary.add(findings);
+      summary.add(record, findings);
     }
     if (!can_print()) break;
   }
@@ -96,7 +103,7 @@ Command check_command() {
   command.add("--explain CODE", &arguments->explain, "Say what the finding CODE means");
   add_verbose_option(command, arguments->verbose);
   add_reading_options(command, arguments->reading);
-  add_path_options(command, arguments->paths, "Structure files");
+  add_path_options(command, arguments->paths, "Structure files, or folders of them");
   return command;
 }
 

@@ -128,9 +128,9 @@ std::string refused_option(const CLI::App* command, const CLI::App& program,
 }
 
 constexpr const char* EXIT_STATUS =
-    "Exit status: 0 all well, 1 some file could not be parsed, a check found an error\n"
-    "or something is not as it was, 2 wrong usage or an unusable state, 3 something\n"
-    "could not be written.";
+    "Exit status: 0 all well, 1 some file could not be parsed or was not looked at, a\n"
+    "check found an error or something is not as it was, 2 wrong usage or an unusable\n"
+    "state, 3 something could not be written, 130 interrupted.";
 
 std::string examples_text(const std::vector<std::string>& examples) {
   std::string text = "Examples:\n";

@@ -16,9 +16,10 @@ namespace apps {
 /// Exit statuses. When several apply, the largest is returned.
 enum Status {
   ALL_WELL = 0,
-  SOME_FILE_UNPARSED = 1,  // or, of a check, has an error
+  NOT_ALL_WELL = 1,  // a file was not read or not taken in, or something was found to be wrong
   WRONG_USAGE = 2,
   CANNOT_WRITE = 3,
+  INTERRUPTED = 130,
 };
 
 /// Input of the program itself (options, state) that cannot be used; leads to WRONG_USAGE.
@@ -84,5 +85,7 @@ Command picture_command();
 Command report_command();
 Command serve_command();
 Command cache_command();
+Command prune_command();
+Command doctor_command();
 
 }  // namespace apps

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "apps/batch.hpp"
+#include "apps/interruption.hpp"
 #include "apps/summary.hpp"
 #include "apps/terminal.hpp"
 #include "telling/outcomes.hpp"
@@ -23,8 +24,11 @@ struct HydrateArguments {
 };
 
 /// Why an entry was kept: the assessor's verdict on it, if it was asked.
-std::string reason_kept(const SourceEntry& entry, const structure_ingest::RelevanceReport& report) {
-  for (const structure_ingest::RelevanceVerdict& verdict : report.verdicts) {
+std::string reason_kept(const SourceEntry& entry, const HydrateOutcome& outcome) {
+  for (const structure_ingest::DroppedStructure& undone : outcome.undone) {
+    if (undone.source_file == entry.source_file()) return "named again after it had been dropped";
+  }
+  for (const structure_ingest::RelevanceVerdict& verdict : outcome.report.verdicts) {
     if (verdict.source == entry.path()) {
       return verdict.role + (verdict.reason.empty() ? "" : ": " + verdict.reason);
     }
@@ -39,13 +43,12 @@ void print_known(const KnownSource& known) {
   if (!text.empty()) print_row("", text);
 }
 
-void print_outcome(const HydrateOutcome& outcome, int limit, Detail detail) {
+void print_outcome(const HydrateOutcome& outcome, int limit, Detail detail, bool molecules) {
   Summary summary;
   for (const SourceEntry& entry : outcome.taken) {
-    print_entry(entry, detail);
-    if (detail == Detail::all) print_row("kept", reason_kept(entry, outcome.report));
-    summary.add(entry.record);
-    if (entry.findings) summary.add(*entry.findings);
+    print_entry(entry, detail, molecules);
+    if (detail == Detail::all) print_row("kept", reason_kept(entry, outcome));
+    summary.add(entry.record, entry.findings.value_or(std::vector<structure_ingest::Finding>()));
     for (const structure_ingest::ReplacedStructure& old : outcome.replaced) {
       if (old.source_file != entry.source_file()) continue;
       print_row("replaces", telling::replaced_text(old));
@@ -90,12 +93,14 @@ HydrateOutcome hydrate(Json& state, const HydrateArguments& arguments,
                        const std::vector<std::string>& paths) {
   const BatchArguments& batch = arguments.batch;
   structure_ingest::StructureParser parser(parser_options(batch.reading));
+  end_in_order();
   Progress progress;
   return structure_ingest::hydrate(state, {.extra_paths = paths,
                                            .collaborators = modules_that_warn(),
                                            .limit = read_limit(batch.limit),
                                            .batch = batch_options(batch, parser, progress),
                                            .refresh = arguments.refresh,
+                                           .named_again = true,
                                            .note_findings = arguments.note_findings});
 }
 
@@ -108,6 +113,16 @@ bool found_nothing_new(const HydrateOutcome& outcome) {
          std::none_of(outcome.skipped.begin(), outcome.skipped.end(), [](const auto& skipped) {
            return skipped.reason == structure_ingest::SkipReason::past_limit;
          });
+}
+
+/// Not all is well where the state keeps something else than a file gives now, or where a file that
+/// the user named still gives nothing.
+Status status_of_known(const HydrateOutcome& outcome, const std::vector<std::string>& paths) {
+  const auto is_ill = [&paths](const KnownSource& known) {
+    return known.changed || (!known.problem.empty() &&
+                             (known.ok || std::ranges::find(paths, known.path) != paths.end()));
+  };
+  return std::ranges::any_of(outcome.known, is_ill) ? NOT_ALL_WELL : ALL_WELL;
 }
 
 /// Throws a lack of memory on, by which a state may be changed by half.
@@ -149,14 +164,15 @@ Status run(const HydrateArguments& arguments) {
     if (batch.dry_run) print_line(DRY_RUN);
     const std::size_t files = outcome.taken.size() + outcome.dropped.size() + outcome.known.size() +
                               outcome.skipped.size();
-    print_outcome(outcome, limit, detail_of(files, batch.verbose));
+    print_outcome(outcome, limit, detail_of(files, batch.verbose), batch.molecules);
     if (found_nothing_new(outcome)) print_line("Nothing new.");
   }
   if (outcome.error) {
     throw WrongInput(state_file_of(arguments.state) +
                      ": nothing was taken in: " + telling::message_of(outcome.error));
   }
-  return status_of(outcome.taken, outcome.manifest_error, outcome.why_no_ase);
+  const Status status = status_of(outcome.taken, outcome.manifest_error, outcome.why_no_ase);
+  return std::max({status, status_of(outcome.skipped, paths), status_of_known(outcome, paths)});
 }
 
 }  // namespace
@@ -184,8 +200,10 @@ Command hydrate_command() {
   command.add("--note-findings", &arguments->note_findings,
               "Add a note to the state for each error and warning that the check finds");
   add_verbose_option(command, batch.verbose);
+  add_molecules_option(command, batch.molecules);
   add_reading_options(command, batch.reading);
-  add_project_path_options(command, batch.paths, "More structure files, as if attached");
+  add_project_path_options(command, batch.paths,
+                           "More structure files, or folders of them, as if attached");
   return command;
 }
 

@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <system_error>
 
 #include "apps/batch.hpp"
+#include "apps/interruption.hpp"
 #include "apps/summary.hpp"
 #include "apps/terminal.hpp"
 #include "collaborators/agent_modules/atomic_io.hpp"
@@ -48,6 +50,7 @@ Status run(const IngestArguments& arguments) {
   options.discovery_by_path = read_discovery(arguments.discovery);
   structure_ingest::StructureParser parser(parser_options(batch.reading));
   const std::vector<std::string> paths = paths_into_project(batch.paths);
+  end_in_order();
   Progress progress;
   options.batch = batch_options(batch, parser, progress);
   const structure_ingest::IngestOutcome outcome =
@@ -61,15 +64,15 @@ Status run(const IngestArguments& arguments) {
     const Detail detail = detail_of(paths.size(), batch.verbose);
     Summary summary;
     for (const structure_ingest::SourceEntry& entry : outcome.entries) {
-      print_entry(entry, detail);
-      summary.add(entry.record);
-      if (entry.findings) summary.add(*entry.findings);
+      print_entry(entry, detail, batch.molecules);
+      summary.add(entry.record, entry.findings.value_or(std::vector<structure_ingest::Finding>()));
     }
     print_skipped(outcome.skipped, options.limit, detail);
     if (outcome.entries.empty() && outcome.skipped.empty()) print_line("Nothing to ingest.");
     summary.print();
   }
-  return status_of(outcome.entries, outcome.manifest_error, outcome.why_no_ase);
+  const Status status = status_of(outcome.entries, outcome.manifest_error, outcome.why_no_ase);
+  return std::max(status, status_of(outcome.skipped, paths));
 }
 
 }  // namespace
@@ -90,8 +93,9 @@ Command ingest_command() {
   command.add("--no-check", &batch.no_check, "Do not check the structures");
   command.add("--dry-run", &batch.dry_run, "Write nothing; say what would be done");
   add_verbose_option(command, batch.verbose);
+  add_molecules_option(command, batch.molecules);
   add_reading_options(command, batch.reading);
-  add_project_path_options(command, batch.paths, "Structure files");
+  add_project_path_options(command, batch.paths, "Structure files, or folders of them");
   return command;
 }
 

@@ -42,8 +42,9 @@ int run(int argc, char** argv) {
       {apps::parse_command(), apps::check_command(), apps::ingest_command(),
        apps::hydrate_command(), apps::owner_command(), apps::belongs_command(),
        apps::trust_command(), apps::scan_command(), apps::list_command(), apps::verify_command(),
-       apps::forget_command(), apps::extract_command(), apps::picture_command(),
-       apps::report_command(), apps::serve_command(), apps::cache_command()}));
+       apps::forget_command(), apps::prune_command(), apps::extract_command(),
+       apps::picture_command(), apps::report_command(), apps::serve_command(),
+       apps::cache_command(), apps::doctor_command()}));
 }
 
 /// Memory that is kept for the way out when there is no other: destroying a JSON value takes some,

@@ -52,8 +52,8 @@ Status write_frame(const FrameArguments& arguments, const structure_ingest::Fram
       parser, arguments.file, choice,
       [&](const IngestedStructure& record, const std::string& frame) {
         if (!record.ok) {
-          print_error(record.source_path + ": " + record.warnings.front());
-          status = SOME_FILE_UNPARSED;
+          print_error(record.source_path + ": " + structure_ingest::why_not_read(record));
+          status = NOT_ALL_WELL;
           return;
         }
         structure_ingest::internal::replace_file(arguments.output, content_of(record));
@@ -63,16 +63,41 @@ Status write_frame(const FrameArguments& arguments, const structure_ingest::Fram
   return status;
 }
 
+constexpr const char* STANDARD_OUTPUT = "-";
+
+Status extract_to_standard_output(const FrameArguments& arguments,
+                                  const structure_ingest::FrameChoice& choice) {
+  structure_ingest::StructureParser parser(parser_options(arguments.reading));
+  Status status = ALL_WELL;
+  structure_ingest::visit_frames(
+      parser, arguments.file, choice, [&](const IngestedStructure& record, const std::string&) {
+        if (!record.ok) {
+          print_error(record.source_path + ": " + structure_ingest::why_not_read(record));
+          status = NOT_ALL_WELL;
+          return;
+        }
+        for (const std::string& warning : record.warnings) {
+          print_error(record.source_path + ": " + warning);
+        }
+        print_text(structure_ingest::canonical_xyz_text(record));
+      });
+  warn_why_no_ase(parser.why_ase_is_unavailable());
+  return status;
+}
+
 Status extract(const FrameArguments& arguments) {
   const auto choice = read_one_frame(arguments.frame, "extract writes");
+  if (arguments.output == STANDARD_OUTPUT) return extract_to_standard_output(arguments, choice);
+  outputs::ending_of_output(arguments.output, {".xyz", ".extxyz"});
   structure_ingest::StructureParser parser(parser_options(arguments.reading));
-  std::vector<std::string> warnings;
+  IngestedStructure written;
   const Status status =
-      write_frame(arguments, choice, parser, [&warnings](const IngestedStructure& record) {
-        warnings = record.warnings;
+      write_frame(arguments, choice, parser, [&written](const IngestedStructure& record) {
+        written.ok = record.ok;
+        written.warnings = record.warnings;
         return structure_ingest::canonical_xyz_text(record);
       });
-  print_warnings(warnings, true);
+  print_warnings(written);
   return status;
 }
 
@@ -129,9 +154,11 @@ Command extract_command() {
   Command command{
       .name = "extract",
       .about = "Write one frame of a file as exact extended XYZ, as a project would copy it",
-      .examples = {"extract relaxation.xyz --frame last -o relaxed.xyz"},
+      .examples = {"extract relaxation.xyz --frame last -o relaxed.xyz",
+                   "extract crystal.cif -o - | head -2"},
       .run = [arguments] { return extract(*arguments); }};
-  add_frame_options(command, *arguments, "The file to write");
+  add_frame_options(command, *arguments,
+                    "The file to write, *.xyz or *.extxyz; '-' for standard output");
   return command;
 }
 

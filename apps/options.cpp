@@ -13,6 +13,7 @@
 #include <thread>
 #include <utility>
 
+#include "apps/folder_files.hpp"
 #include "apps/structure_view.hpp"
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/paths.hpp"
@@ -86,12 +87,22 @@ void require_paths(const PathArguments& arguments) {
 }
 
 std::vector<GivenPath> given_paths(const PathArguments& arguments) {
-  std::vector<GivenPath> paths;
-  for (const std::string& path : arguments.paths) paths.push_back({path, ""});
+  std::vector<GivenPath> given;
+  for (const std::string& path : arguments.paths) given.push_back({path, ""});
   if (!arguments.files_from.empty()) {
     const std::string name = arguments.files_from == "-" ? "standard input" : arguments.files_from;
     add_lines(content_of(arguments.files_from, name), arguments.null_separated ? '\0' : '\n', name,
-              paths);
+              given);
+  }
+  std::vector<GivenPath> paths;
+  for (GivenPath& each : given) {
+    if (arguments.relative_to_project || each.path.empty() || !base::is_directory(each.path)) {
+      paths.push_back(std::move(each));
+      continue;
+    }
+    for (std::string& file : structure_files_below(each.path)) {
+      paths.push_back({std::move(file), each.origin});
+    }
   }
   return paths;
 }
@@ -126,6 +137,10 @@ void add_verbose_option(Command& command, bool& verbose) {
   command.add("--verbose", &verbose,
               "Show all of each file; of " + std::to_string(MANY_FILES) +
                   " or more each has a line, and more where there is something to look at");
+}
+
+void add_molecules_option(Command& command, bool& molecules) {
+  command.add("--molecules", &molecules, "Do not warn of each file that it has no cell");
 }
 
 void add_reading_options(Command& command, ReadingArguments& arguments) {

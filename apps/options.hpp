@@ -39,7 +39,8 @@ void add_project_path_options(Command& command, PathArguments& arguments,
 void require_paths(const PathArguments& arguments);
 
 /// The paths in order, arguments first, each byte for byte as it was given; empty lines of a list
-/// are skipped. Throws WrongInput, with file and line, for a list that cannot be read or used.
+/// are skipped. A folder stands for the structure files below it. Throws WrongInput, with file and
+/// line, for a list that cannot be read or used.
 std::vector<GivenPath> given_paths(const PathArguments& arguments);
 
 /// The paths without their origins.
@@ -61,6 +62,9 @@ void add_state_options(Command& command, StateArguments& arguments,
 
 /// Declares --verbose.
 void add_verbose_option(Command& command, bool& verbose);
+
+/// Declares --molecules.
+void add_molecules_option(Command& command, bool& molecules);
 
 // ---- How files are read ----
 

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "apps/interruption.hpp"
 #include "apps/options.hpp"
 #include "apps/progress.hpp"
 #include "apps/structure_view.hpp"
@@ -20,6 +21,7 @@ struct ParseArguments {
   std::string block;
   bool no_check = false;
   bool verbose = false;
+  bool molecules = false;
   ReadingArguments reading;
   PathArguments paths;
 };
@@ -52,11 +54,10 @@ class Output {
       print_heading(record, part, detail_);
       // Findings say in few words what the warnings of a record that is ok say.
       const bool is_told = detail_ == Detail::few && record.ok && checks() && part.empty();
-      if (!is_told) print_warnings(record.warnings, record.ok);
+      if (!is_told) print_warnings(record, arguments_.molecules);
       print_cautions(record, findings);
       if (!record.ok && !origin.empty()) print_row("listed", origin);
-      summary_.add(record);
-      summary_.add(findings);
+      summary_.add(record, findings);
     }
   }
 
@@ -85,13 +86,20 @@ Status run(const ParseArguments& arguments) {
   if (!arguments.frame.empty()) choice = read_frame_choice(arguments.frame);
   structure_ingest::StructureParser parser(parser_options(arguments.reading));
   if (arguments.block.empty()) parser.begin_batch(texts_of(paths));
+  end_in_order();
   Progress progress;
   Output output(arguments, paths.size());
   std::string reason_told;
   for (std::size_t i = 0; i < paths.size(); ++i) {
+    if (is_interrupted()) {
+      progress.clear();
+      output.end();
+      warn_interrupted(i, paths.size(), "");
+      return INTERRUPTED;
+    }
     progress(i, paths.size(), paths[i].path);
     const auto add = [&](const structure_ingest::ParsedStructure& parsed, const std::string& part) {
-      if (!parsed.record.ok) status = SOME_FILE_UNPARSED;
+      if (!parsed.record.ok) status = NOT_ALL_WELL;
       if (isatty(STDOUT_FILENO) != 0) progress.clear();
       output.add(parsed, part, paths[i].origin);
     };
@@ -140,8 +148,9 @@ Command parse_command() {
   command.add("--no-check", &arguments->no_check,
               "Leave out the cautions: what 'check' calls an error or a warning");
   add_verbose_option(command, arguments->verbose);
+  add_molecules_option(command, arguments->molecules);
   add_reading_options(command, arguments->reading);
-  add_path_options(command, arguments->paths, "Structure files");
+  add_path_options(command, arguments->paths, "Structure files, or folders of them");
   return command;
 }
 

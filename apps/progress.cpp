@@ -1,6 +1,5 @@
 #include "apps/progress.hpp"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -36,14 +35,6 @@ void erase_line_at_the_end() {
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(signal, &action, nullptr);
   }
-}
-
-std::size_t terminal_width() {
-  constexpr std::size_t USUAL = 80;
-  winsize size{};
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg)
-  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return USUAL;
-  return size.ws_col;
 }
 
 std::string duration(double seconds) {
@@ -85,7 +76,7 @@ void Progress::operator()(std::size_t done, std::size_t total, const std::string
   if (now - start_ < DELAY || (line_is_shown != 0 && now - shown_at_ < INTERVAL)) return;
   const double seconds = std::chrono::duration<double>(now - start_).count();
   // The last column stays free: some terminals go to the next line after it.
-  std::cerr << ERASE << progress_line(done, total, path, seconds, terminal_width() - 1)
+  std::cerr << ERASE << progress_line(done, total, path, seconds, terminal_width(STDERR_FILENO) - 1)
             << std::flush;
   line_is_shown = 1;
   shown_at_ = now;

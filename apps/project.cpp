@@ -27,6 +27,8 @@ struct ProjectArguments {
   bool json = false;
   bool verbose = false;
   bool deep = false;
+  bool failed = false;
+  bool csv = false;
   ReadingArguments reading;
 };
 
@@ -50,10 +52,20 @@ std::string or_dash(const std::string& text) {
   return text.empty() ? "-" : text;
 }
 
-void print_listing(const ProjectListing& listing) {
+/// Why a file gave no structure; empty for one that did.
+std::string why_failed(const ProjectStructure& structure) {
+  structure_ingest::IngestedStructure record;
+  record.ok = structure.ok;
+  record.warnings = structure.warnings;
+  return structure_ingest::why_not_read(record,
+                                        structure.findings.value_or(std::vector<Finding>()));
+}
+
+/// A line each; `why` tells of each file that was not read why.
+void print_listing(const std::vector<ProjectStructure>& structures, bool why) {
   std::vector<TableRow> rows = {
       {"FORMULA", "ATOMS", "CELL", "FOUND", "COPIED (UTC)", "FINDINGS", "SOURCE"}};
-  for (const ProjectStructure& structure : listing.structures) {
+  for (const ProjectStructure& structure : structures) {
     rows.push_back(
         {structure.ok ? structure.formula : "not parsed",
          structure.ok ? std::to_string(structure.natoms) : "-",
@@ -64,29 +76,61 @@ void print_listing(const ProjectListing& listing) {
          or_dash(telling::severity_counts(structure.findings.value_or(std::vector<Finding>()))),
          structure.source_file.empty() ? "(copy) " + structure.path : structure.source_file});
   }
-  if (rows.size() > 1) {
+  if (why) {
+    for (const ProjectStructure& structure : structures) {
+      print_line(printable(structure.source_file));
+      print_row("error", why_failed(structure));
+    }
+  } else if (rows.size() > 1) {
     print_table(rows, {1});
-  } else {
-    print_line("No structures.");
+  }
+}
+
+void print_csv(const std::vector<ProjectStructure>& structures) {
+  print_csv_row({"source", "copy", "ok", "formula", "atoms", "cell", "found", "copied", "errors",
+                 "warnings", "notes", "error"});
+  for (const ProjectStructure& structure : structures) {
+    const auto count = [&structure](structure_ingest::Severity severity) {
+      if (!structure.findings) return std::string();
+      return std::to_string(std::ranges::count(*structure.findings, severity, &Finding::severity));
+    };
+    print_csv_row(
+        {structure.source_file, structure.copy, structure.ok ? "yes" : "no", structure.formula,
+         structure.ok ? std::to_string(structure.natoms) : "",
+         !structure.ok        ? ""
+         : structure.has_cell ? "yes"
+                              : "no",
+         structure.discovery, structure.copied_at ? telling::utc_time(*structure.copied_at) : "",
+         count(structure_ingest::Severity::error), count(structure_ingest::Severity::warning),
+         count(structure_ingest::Severity::note), why_failed(structure)});
   }
 }
 
 Status list(const ProjectArguments& arguments) {
   const ProjectState project = read_project_state(arguments.state);
-  const ProjectListing listing =
+  require_project(project);
+  ProjectListing listing =
       structure_ingest::list_structures(project.project, project.state, {.check = true});
+  if (arguments.failed) {
+    std::erase_if(listing.structures, [](const ProjectStructure& each) { return each.ok; });
+  }
   if (arguments.json) {
     Json structures = Json::array();
     for (const ProjectStructure& structure : listing.structures) {
       structures.push_back(telling::structure_json(structure, project.project));
     }
     print_line(structure_ingest::json_text(structures));
+  } else if (arguments.csv) {
+    print_csv(listing.structures);
   } else {
-    print_listing(listing);
+    print_listing(listing.structures, arguments.failed);
+    if (listing.structures.empty()) {
+      print_line(arguments.failed ? "No file that was not read." : "No structures.");
+    }
     const std::size_t others = listing.other_copies.size();
-    if (others > 0) {
+    if (others > 0 && !arguments.failed) {
       print_line("Besides, " + std::to_string(others) + (others == 1 ? " copy" : " copies") +
-                 " of structures that the state does not have (see verify).");
+                 " of structures that the state does not have (see verify and prune).");
     }
   }
   if (!listing.manifest_error.empty()) print_error(listing.manifest_error);
@@ -125,6 +169,7 @@ void print_verification(const Verification& verification, bool verbose) {
 
 Status verify(const ProjectArguments& arguments) {
   const ProjectState project = read_project_state(arguments.state);
+  require_project(project);
   ReadingArguments reading = arguments.reading;
   if (arguments.deep) reading.no_cache = true;
   structure_ingest::StructureParser parser(parser_options(reading));
@@ -152,19 +197,23 @@ Status verify(const ProjectArguments& arguments) {
   if (!verification.manifest_error.empty()) print_error(verification.manifest_error);
   const bool well = verification.is_as_it_was() && project.moved_from.empty() &&
                     verification.manifest_error.empty();
-  return well ? ALL_WELL : SOME_FILE_UNPARSED;
+  return well ? ALL_WELL : NOT_ALL_WELL;
 }
 
 }  // namespace
 
 Command list_command() {
   auto arguments = std::make_shared<ProjectArguments>();
-  Command command{.name = "list",
-                  .about = "List the structures that a project holds",
-                  .examples = {"list --project my_project", "list --json | jq '.[].formula'"},
-                  .run = [arguments] { return list(*arguments); }};
+  Command command{
+      .name = "list",
+      .about = "List the structures that a project holds",
+      .examples = {"list --project my_project", "list --failed", "list --json | jq '.[].formula'"},
+      .run = [arguments] { return list(*arguments); }};
   add_state_options(command, arguments->state, "The project folder (default: the current one)");
   command.add("--json", &arguments->json, "One JSON array of the structures");
+  command.add("--csv", &arguments->csv, "The same as comma-separated values",
+              {.excludes = {"--json"}});
+  command.add("--failed", &arguments->failed, "Only the files that gave no structure, and why");
   return command;
 }
 

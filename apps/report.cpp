@@ -47,6 +47,7 @@ Report report_on_files(const ReportArguments& arguments) {
 
 Report report_on_project(const ReportArguments& arguments) {
   const ProjectState project = read_project_state(arguments.state);
+  require_project(project);
   std::vector<std::string> made_from = outputs::files_of_project(project.project);
   made_from.push_back(project.file);
   outputs::require_replaceable(arguments.output, arguments.force, made_from);
@@ -75,7 +76,7 @@ Status run(const ReportArguments& arguments) {
   const std::size_t unread = report.structures.size() - read;
   print_line(printable(arguments.output) + ": " + internal::counted(read, "structure") +
              (unread == 0 ? "" : ", " + std::to_string(unread) + " not parsed"));
-  return unread == 0 ? ALL_WELL : SOME_FILE_UNPARSED;
+  return unread == 0 ? ALL_WELL : NOT_ALL_WELL;
 }
 
 }  // namespace
@@ -94,7 +95,7 @@ Command report_command() {
               {.required = true});
   command.add("--force", &arguments->force, "Replace any other file as well");
   add_reading_options(command, arguments->reading);
-  add_path_options(command, arguments->paths, "Structure files");
+  add_path_options(command, arguments->paths, "Structure files, or folders of them");
   return command;
 }
 

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "apps/folder_files.hpp"
 #include "apps/options.hpp"
 #include "apps/structure_view.hpp"
 #include "apps/terminal.hpp"
@@ -22,19 +23,9 @@ struct ScanArguments {
   std::string project;
   bool json = false;
   bool verbose = false;
+  bool paths = false;
+  bool null_separated = false;
 };
-
-/// Says which folders were left out, and why.
-void warn_left_out(const std::vector<std::string>& folders, const std::string& root,
-                   const char* why) {
-  constexpr std::size_t MOST = 3;
-  for (std::size_t i = 0; i < std::min(folders.size(), MOST); ++i) {
-    print_error(base::join_path(root, folders[i]) + ": " + why + "; left out");
-  }
-  if (folders.size() > MOST) {
-    print_error(std::to_string(folders.size() - MOST) + " folders more: " + why + "; left out");
-  }
-}
 
 void print_file(const structure_ingest::ScannedFile& file, Detail detail) {
   print_line(printable(file.path));
@@ -60,21 +51,24 @@ Status run(const ScanArguments& arguments) {
   Json files = Json::array();
   for (const std::string& relative : tree.structure_files) {
     const structure_ingest::ScannedFile file = scanned.describe(base::join_path(root, relative));
-    if (arguments.json) {
+    if (arguments.paths) {
+      if (file.taken) print_text(file.path + (arguments.null_separated ? '\0' : '\n'));
+    } else if (arguments.json) {
       files.push_back(telling::scanned_json(file));
     } else {
       print_file(file, detail);
     }
   }
-  if (arguments.json) {
+  if (arguments.paths) {
+    // Others read them.
+  } else if (arguments.json) {
     print_line(structure_ingest::json_text(files));
   } else if (tree.structure_files.empty()) {
     print_line("No structure files.");
   } else if (detail == Detail::few) {
     print_line(base::counted(tree.structure_files.size(), "structure file"));
   }
-  warn_left_out(tree.unreadable_folders, root, "cannot be read");
-  warn_left_out(tree.untrusted_folders, root, "listed as untrusted");
+  warn_left_out(tree, root);
   return ALL_WELL;
 }
 
@@ -85,10 +79,16 @@ Command scan_command() {
   Command command{
       .name = "scan",
       .about = "List the structure files under a directory, with their kind and project",
-      .examples = {"scan ~/calculations", "scan ~/calculations --project my_project"},
+      .examples = {"scan ~/calculations", "scan ~/calculations --project my_project",
+                   "scan --paths ~/data | structure-ingest check --files-from -"},
       .run = [arguments] { return run(*arguments); }};
   command.add("--project DIR", &arguments->project, "The project that scans (default: DIR itself)");
   command.add("--json", &arguments->json, "One JSON array of the files");
+  command.add("--paths", &arguments->paths,
+              "Only the paths, one a line, as --files-from takes them", {.excludes = {"--json"}});
+  command.add("-0,--null", &arguments->null_separated,
+              "With a NUL character after each path instead of a line feed",
+              {.needs = {"--paths"}});
   add_verbose_option(command, arguments->verbose);
   command.add("DIR", &arguments->directory, "The directory", {.required = true});
   return command;

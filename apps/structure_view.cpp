@@ -54,8 +54,13 @@ void print_cell(const structure_ingest::IngestedStructure& record) {
   if (density) print_row("density", number_text(*density, 4) + " g/cm\u00B3");
 }
 
-void print_warnings(const std::vector<std::string>& warnings, bool ok) {
-  for (const std::string& warning : warnings) print_row(ok ? "warning" : "error", warning);
+void print_warnings(const structure_ingest::IngestedStructure& record, bool molecules) {
+  for (std::size_t i = 0; i < record.warnings.size(); ++i) {
+    if (molecules && record.warnings[i].starts_with("No cell/lattice information")) continue;
+    const bool is_reason = !record.ok && i == 0;
+    print_row(record.ok ? "warning" : "error",
+              is_reason ? structure_ingest::why_not_read(record) : record.warnings[i]);
+  }
 }
 
 void warn_why_no_ase(const std::string& reason) {
@@ -65,9 +70,11 @@ void warn_why_no_ase(const std::string& reason) {
 void print_cautions(const structure_ingest::IngestedStructure& record,
                     std::span<const structure_ingest::Finding> findings) {
   for (const structure_ingest::Finding& finding : findings) {
-    // The warnings of our own reader have said already why a file was not read.
-    const bool is_said =
-        finding.code == "not_read" && record.format != "cif" && record.format != "vasp";
+    // The warnings of our own reader have said already why a file was not read, and one of ASE that
+    // ends before its reason has got that of the finding.
+    const bool is_of_ase = record.format == "cif" || record.format == "vasp";
+    const bool is_said = finding.code == "not_read" && (!is_of_ase || record.warnings.empty() ||
+                                                        record.warnings[0].ends_with(": "));
     const bool is_note = finding.severity == structure_ingest::Severity::note;
     if (!is_note && !is_said) print_row("caution", telling::finding_text(finding));
   }

@@ -29,8 +29,9 @@ void print_heading(const structure_ingest::IngestedStructure& record, const std:
 /// Nothing is printed that the record does not say: no cell, no row.
 void print_cell(const structure_ingest::IngestedStructure& record);
 
-/// Prints the warnings of a record: why it is not ok, or what to know of it.
-void print_warnings(const std::vector<std::string>& warnings, bool ok);
+/// Prints the warnings of a record: why it is not ok, or what to know of it. Where `molecules` are
+/// expected, that there is no cell is not worth a warning.
+void print_warnings(const structure_ingest::IngestedStructure& record, bool molecules = false);
 
 /// Prints on standard error why ASE cannot be used, unless `reason` is empty: the warning of a
 /// record is the same for all reasons.

@@ -12,10 +12,9 @@ namespace apps {
 
 class Summary {
  public:
-  void add(const structure_ingest::IngestedStructure& record);
-
-  /// Adds the findings on one structure, of which each code counts once.
-  void add(std::span<const structure_ingest::Finding> findings);
+  /// Adds a structure with the findings on it, of which each code counts once.
+  void add(const structure_ingest::IngestedStructure& record,
+           std::span<const structure_ingest::Finding> findings = {});
 
   /// Prints how many files were read, and how many of them failed, or have a warning or a finding,
   /// by its kind. Nothing for up to ten files: they can be seen at a glance.

@@ -58,7 +58,8 @@ TableRow structure_row(const std::string& name, const structure_ingest::Ingested
   TableRow row = {name};
   if (!record.ok) {
     row.resize(structure_headings().size() - 1);
-    row.push_back(record.warnings.empty() ? "not parsed" : record.warnings.front());
+    const std::string why = structure_ingest::why_not_read(record);
+    row.push_back(why.empty() ? "not parsed" : why);
     return row;
   }
   const auto number = [digits](const std::optional<double>& value) {

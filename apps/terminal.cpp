@@ -1,5 +1,6 @@
 #include "apps/terminal.hpp"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <utf8proc.h>
 
@@ -48,6 +49,10 @@ void print_error(const std::string& text) {
   std::cerr << "structure-ingest: " << printable_message(text) << '\n';
 }
 
+void print_text(std::string_view text) {
+  std::cout << text;
+}
+
 bool can_print() {
   return std::cout.good();
 }
@@ -63,6 +68,19 @@ std::size_t columns_of(std::string_view text) {
     at += std::max<utf8proc_ssize_t>(length, 1);
   }
   return columns;
+}
+
+std::size_t terminal_width(int descriptor) {
+  constexpr std::size_t USUAL = 80;
+  winsize size{};
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg)
+  if (ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return USUAL;
+  return size.ws_col;
+}
+
+std::size_t text_width() {
+  static const std::size_t width = std::clamp<std::size_t>(terminal_width(STDOUT_FILENO), 40, 120);
+  return width;
 }
 
 std::string wrapped(std::string_view text, std::size_t indent, std::size_t width) {

@@ -30,18 +30,28 @@ bool has_capable_terminal();
 void print_line(const std::string& text);
 void print_error(const std::string& text);
 
+/// Prints a text byte for byte, for another program to read.
+void print_text(std::string_view text);
+
 /// Whether standard output still takes what is printed; false when it is full.
 bool can_print();
 
 /// How many columns of a terminal a printable text takes.
 std::size_t columns_of(std::string_view text);
 
-/// Prints `begin` and `text` in lines of up to 80 columns: `text` is broken at blanks, and goes on
-/// below its own beginning. A longer word stays whole, so that a path can be copied.
+/// The columns of the terminal behind a descriptor; 80 where there is none.
+std::size_t terminal_width(int descriptor);
+
+/// Up to which column standard output is filled: all of a terminal of 40 to 120 columns, where
+/// lines can still be read, and else 80.
+std::size_t text_width();
+
+/// Prints `begin` and `text` in lines of `text_width` columns: `text` is broken at blanks, and goes
+/// on below its own beginning. A longer word stays whole, so that a path can be copied.
 void print_wrapped(const std::string& begin, std::string_view text);
 
 /// `text` broken in the same way, at `width` columns, with `indent` blanks before each line but the
 /// first; no line feed at the end.
-std::string wrapped(std::string_view text, std::size_t indent, std::size_t width = 80);
+std::string wrapped(std::string_view text, std::size_t indent, std::size_t width = text_width());
 
 }  // namespace apps

@@ -171,7 +171,9 @@ std::string next_after(const HydrateOutcome& outcome, bool dry_run) {
   }
   if (past_limit) next += "More files were found than considered: a larger limit takes them. ";
   if (!outcome.dropped.empty()) {
-    next += "Tell the user which structures were left out as unrelated, and why. ";
+    next +=
+        "Tell the user which structures were left out as unrelated, and why; to take one all the "
+        "same, name its path in another call. ";
   }
   if (outcome.taken.empty()) {
     return next +
@@ -232,6 +234,7 @@ Answer hydrate_project(Workspace& workspace, const Json& arguments, const Call& 
     options.limit = limit;
     options.batch = batch_options(workspace, call, dry_run);
     options.refresh = arguments.at("refresh") == true;
+    options.named_again = true;
     outcome = structure_ingest::hydrate(state, options);
     // A state that was changed by half must not be written.
     if (outcome.error) refuse_hydration(outcome);

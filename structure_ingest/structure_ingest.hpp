@@ -30,6 +30,7 @@
 #include "structure_ingest/picture/drawing.hpp"            // IWYU pragma: export
 #include "structure_ingest/picture/picture.hpp"            // IWYU pragma: export
 #include "structure_ingest/project/ownership.hpp"          // IWYU pragma: export
+#include "structure_ingest/readers/ase_status.hpp"         // IWYU pragma: export
 #include "structure_ingest/readers/dispatch.hpp"           // IWYU pragma: export
 #include "structure_ingest/readers/frames.hpp"             // IWYU pragma: export
 #include "structure_ingest/readers/parsed_structure.hpp"   // IWYU pragma: export
@@ -38,6 +39,7 @@
 #include "structure_ingest/upkeep/forget.hpp"              // IWYU pragma: export
 #include "structure_ingest/upkeep/list.hpp"                // IWYU pragma: export
 #include "structure_ingest/upkeep/project_structure.hpp"   // IWYU pragma: export
+#include "structure_ingest/upkeep/prune.hpp"               // IWYU pragma: export
 #include "structure_ingest/upkeep/verify.hpp"              // IWYU pragma: export
 
 /// Reading structure files, taking them into projects, and asking whose project a file lies in.

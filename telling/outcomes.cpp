@@ -59,9 +59,10 @@ std::string comparison_text(const KnownSource& known) {
 
 const char* skip_code(SkipReason reason) {
   // In the order of the enumerators.
-  constexpr std::array CODES = {"not_a_structure_file", "same_file",  "canonical_copy",
-                                "other_project",        "past_limit", "not_allowed"};
-  static_assert(CODES.size() == static_cast<std::size_t>(SkipReason::not_allowed) + 1);
+  constexpr std::array CODES = {
+      "not_a_structure_file", "same_file",   "canonical_copy", "other_project",
+      "past_limit",           "not_allowed", "stopped"};
+  static_assert(CODES.size() == static_cast<std::size_t>(SkipReason::stopped) + 1);
   return CODES[static_cast<std::size_t>(reason)];
 }
 
@@ -79,6 +80,8 @@ std::string skip_text(const SkippedFile& file, int limit) {
              (file.other.empty() ? "." : ", " + in_quotes(file.other) + ".");
     case SkipReason::not_allowed:
       return "It, or a link beside it, leads to a place that may not be read.";
+    case SkipReason::stopped:
+      return "The work was ended before.";
     case SkipReason::past_limit:
       break;
   }

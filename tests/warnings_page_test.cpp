@@ -163,8 +163,8 @@ TEST(WarningsPage, HoldsEverySentenceOfTheSources) {
   for (const char* layer : {"readers", "ingest", "discovery"}) {
     for (const auto& entry : fs::directory_iterator(ROOT + "/structure_ingest/" + layer)) {
       const std::string name = entry.path().filename();
-      const bool has_other_texts =
-          name == "canonical_xyz.cpp" || name == "source_entry.cpp" || name == "cif_blocks.cpp";
+      const bool has_other_texts = name == "canonical_xyz.cpp" || name == "source_entry.cpp" ||
+                                   name == "cif_blocks.cpp" || name == "ase_status.cpp";
       if (entry.path().extension() != ".cpp" || has_other_texts) continue;
       for (const std::string& sentence : sentences_in(entry.path())) {
         ++sentences;

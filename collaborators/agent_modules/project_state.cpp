@@ -7,6 +7,7 @@
 
 #include "collaborators/agent_modules/atomic_io.hpp"
 #include "structure_ingest/base/durable.hpp"
+#include "structure_ingest/structure_ingest.hpp"
 
 namespace agent_modules {
 namespace {
@@ -102,6 +103,20 @@ ProjectState read_project_state(const StateLocation& location) {
   }
   found.project = normal_folder(found.project);
   return found;
+}
+
+void require_project(const ProjectState& project) {
+  std::error_code ignored;
+  const auto has = [&](std::string_view name) {
+    return fs::exists(fs::path(project.project) / name, ignored);
+  };
+  if (!project.state.is_null() || has(structure_ingest::INGEST_MANIFEST_REL) ||
+      has(structure_ingest::INGESTED_DIRNAME)) {
+    return;
+  }
+  const auto owner = structure_ingest::owning_project_root(project.project);
+  throw StateError(project.project + ": not a project: it has no " + PROJECT_STATE +
+                   (owner ? "; it lies in the project " + *owner : ""));
 }
 
 void change_state(const StateLocation& location, const std::function<void(Json&)>& change) {

@@ -40,6 +40,10 @@ struct ProjectState {
 /// state that cannot be read or, in a file of its own, is missing.
 ProjectState read_project_state(const StateLocation& location);
 
+/// Throws StateError for a folder that is no project: it has neither a state, nor a manifest, nor
+/// copies of structures. The message names the project that the folder lies in, if any.
+void require_project(const ProjectState& project);
+
 /// Lets `change` work on the state and writes it back when it is different afterwards; the folder
 /// of the state stays locked meanwhile. A project that has no state yet gets one, and a project
 /// folder that is missing is created, unless nothing comes of it; the state of a project's own is

@@ -107,6 +107,7 @@ py::dict hydrate_in_full(Reader* reader, const py::object& mapping, const py::ha
                          .limit = considered(limit),
                          .batch = {.progress = interruptible(), .dry_run = dry_run, .check = check},
                          .refresh = refresh,
+                         .named_again = true,
                          .note_findings = note_findings};
   const internal::StateHost host = state.host();
   const HydrateOutcome outcome = with_parser(reader, [&](StructureParser& parser) {

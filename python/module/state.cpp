@@ -358,9 +358,14 @@ void State::apply(const internal::StateChange& change) {
   if (!change.replaced.empty()) take_out_replaced(change.replaced);
   mapping_["structure_sources"] = taken + existing_;
   std::vector<std::string> known;
+  std::vector<std::string> undone;
   for (const Json& note : *value("structure_notes")) {
-    if (note.is_string()) known.push_back(note.get<std::string>());
+    if (!note.is_string()) continue;
+    const auto& text = note.get_ref<const std::string&>();
+    (internal::is_undone(change, text) ? undone : known).push_back(text);
   }
+  drop_notes(undone);
+  if (!undone.empty()) value("structure_notes");  // reads what is left into notes_
   py::list notes = notes_;
   for (const std::string& note : internal::new_notes(known, change.notes)) {
     notes.append(str_of(note));

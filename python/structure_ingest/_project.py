@@ -21,7 +21,8 @@ def hydrate(state, *, extra_paths=None, limit=8, refresh=False, dry_run=False, c
     """``hydrate_user_structures`` with all options, and what became of each file.
 
     ``limit`` files are considered. With ``refresh`` a source that has changed since it was taken in
-    is taken in anew, in the place of its old entries and of the notes on them. With ``dry_run``
+    is taken in anew, in the place of its old entries and of the notes on them. A path that was
+    dropped as unrelated, or did not exist, is taken when it is among ``extra_paths`` again. With ``dry_run``
     nothing is written and the state stays as it is. The structures are checked, and what was found
     is kept in the project, unless ``check`` is false; ``note_findings`` adds a note for each error
     and warning.

@@ -35,7 +35,7 @@ void replace_file(const std::string& path, const std::function<void(const TextSi
 class FileReplacements {
  public:
   /// A file that could not be replaced, by the number that the caller gave it, and the parts of its
-  /// file_error().
+  /// FileError.
   struct Failure {
     std::size_t number;
     const char* what;
@@ -98,8 +98,8 @@ inline constexpr std::chrono::milliseconds LOCK_WAIT = std::chrono::seconds(10);
 
 /// Thrown by FolderLock: with EWOULDBLOCK when another process holds the lock for too long,
 /// otherwise when the lock file cannot be created or locked.
-struct LockError : std::filesystem::filesystem_error {
-  explicit LockError(const std::filesystem::filesystem_error& error) : filesystem_error(error) {}
+struct LockError : FileError {
+  explicit LockError(const FileError& error) : FileError(error) {}
 };
 
 /// Holds the lock of a folder while it lives. It locks the file ".structure_ingest.lock" in the

@@ -50,12 +50,13 @@ class SizeSignalBlocked {
 
 }  // namespace
 
-std::filesystem::filesystem_error file_error(const char* what, const std::string& path, int error) {
-  return {what, shortened(path, PATH_MAX), std::error_code(error, std::generic_category())};
-}
+FileError::FileError(const char* what, const std::string& path, int error)
+    : filesystem_error(what, shortened(path, PATH_MAX),
+                       std::error_code(error, std::generic_category())),
+      message_(std::string(what) + " " + path1().string() + ": " + code().message()) {}
 
 void throw_file_error(const char* what, const std::string& path, int error) {
-  throw file_error(what, path, error);
+  throw FileError(what, path, error);
 }
 
 const char* c_path(const std::string& path) {

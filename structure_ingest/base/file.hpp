@@ -1,5 +1,5 @@
 // Files: descriptors and system calls, opening, and reading regular files in pieces or whole. All
-// errors here are std::filesystem::filesystem_error, with the path and the system's reason.
+// errors here are FileError, with the path and the system's reason.
 #pragma once
 
 #include <fcntl.h>
@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -48,11 +49,18 @@ auto retried(Call call) {
   }
 }
 
-/// The error with a path and a system error number. Quotes only a part of a path that is too long
-/// for the system.
-std::filesystem::filesystem_error file_error(const char* what, const std::string& path, int error);
+/// An error with a path and a system error number: "cannot write /a/b: Permission denied". Quotes
+/// only a part of a path that is too long for the system.
+class FileError : public std::filesystem::filesystem_error {
+ public:
+  FileError(const char* what, const std::string& path, int error);
+  const char* what() const noexcept override { return message_.what(); }
 
-/// Throws it.
+ private:
+  std::runtime_error message_;  // is copied without an error of its own
+};
+
+/// Throws one.
 [[noreturn]] void throw_file_error(const char* what, const std::string& path, int error = errno);
 
 /// The C form of a path. Throws for a path with a NUL character, which would silently cut it short.

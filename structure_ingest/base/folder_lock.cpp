@@ -72,7 +72,7 @@ Descriptor locked_file(const std::string& folder, milliseconds most_wait, bool m
     if (errno != EWOULDBLOCK) throw_file_error("cannot lock", path);
     if (steady_clock::now() >= end) {
       const std::string what = "waited " + std::to_string(most_wait.count()) +
-                               " ms for another program that holds a lock";
+                               " ms for another program that holds the lock";
       throw_file_error(what.c_str(), path, EWOULDBLOCK);
     }
     std::this_thread::sleep_for(pause);
@@ -112,7 +112,7 @@ void remove_unused(const std::vector<std::string>& created) {
 
 FolderLock::FolderLock(const std::string& folder, milliseconds most_wait, bool may_be_link) try
     : file_(locked_file(folder, most_wait, may_be_link)) {
-} catch (const std::filesystem::filesystem_error& error) {
+} catch (const FileError& error) {
   throw LockError(error);
 }
 

@@ -41,6 +41,14 @@ struct CheckedStructure {
 /// Reads one structure file as `parse_structure_file` does, and checks it, symmetry included.
 STRUCTURE_INGEST_API CheckedStructure check_structure_file(const std::string& path);
 
+/// Why a file gave no structure, by its record and the findings on it: the reader's words and,
+/// where these end before the reason, that of the finding. Empty for a record that is ok.
+STRUCTURE_INGEST_API std::string why_not_read(const IngestedStructure& record,
+                                              std::span<const Finding> findings);
+
+/// The same of a record alone, which is checked where that tells more.
+STRUCTURE_INGEST_API std::string why_not_read(const IngestedStructure& record);
+
 /// The worst severity among findings; a note when there are none.
 STRUCTURE_INGEST_API Severity worst_severity(std::span<const Finding> findings);
 

@@ -6,6 +6,7 @@
 #include "structure_ingest/base/numbers.hpp"
 #include "structure_ingest/base/utf8.hpp"
 #include "structure_ingest/base/words.hpp"
+#include "structure_ingest/check/check.hpp"
 #include "structure_ingest/check/input.hpp"
 #include "structure_ingest/check/wording.hpp"
 #include "structure_ingest/readers/dispatch.hpp"
@@ -91,6 +92,8 @@ std::string problem_of_file(const CheckInput& input, std::string_view warning) {
   return problem_of_xyz(input.content, warning);
 }
 
+constexpr std::string_view NO_STRUCTURE = "The file gave no structure: ";
+
 std::string not_read(const CheckInput& input) {
   if (input.record.ok) return {};
   const std::vector<std::string>& warnings = input.record.warnings;
@@ -98,7 +101,7 @@ std::string not_read(const CheckInput& input) {
   std::string why = problem_of_file(input, warning);
   if (why.empty()) why = without_end(warning, ".:");
   if (why.empty()) why = "its reader does not say why";
-  return "The file gave no structure: " + why + ".";
+  return std::string(NO_STRUCTURE) + why + ".";
 }
 
 }  // namespace
@@ -110,3 +113,24 @@ std::vector<Observation> check_readable(const CheckInput& input) {
 }
 
 }  // namespace structure_ingest::internal
+
+namespace structure_ingest {
+
+std::string why_not_read(const IngestedStructure& record, std::span<const Finding> findings) {
+  if (record.ok || record.warnings.empty()) return {};
+  const std::string& warning = record.warnings.front();
+  if (!warning.ends_with(": ")) return warning;
+  for (const Finding& finding : findings) {
+    if (finding.code == "not_read" && finding.message.starts_with(internal::NO_STRUCTURE)) {
+      return warning + finding.message.substr(internal::NO_STRUCTURE.size());
+    }
+  }
+  return warning;
+}
+
+std::string why_not_read(const IngestedStructure& record) {
+  const bool has_reason = record.warnings.empty() || !record.warnings.front().ends_with(": ");
+  return why_not_read(record, has_reason ? std::vector<Finding>() : check_structure(record));
+}
+
+}  // namespace structure_ingest

@@ -3,16 +3,20 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "structure_ingest/base/json_values.hpp"
 #include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/words.hpp"
+#include "structure_ingest/check/check.hpp"
 #include "structure_ingest/discovery/candidates.hpp"
 #include "structure_ingest/discovery/relevance_filter.hpp"
 #include "structure_ingest/discovery/state_entries.hpp"
 #include "structure_ingest/discovery/state_host.hpp"
 #include "structure_ingest/ingest/entries.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/project/source_file.hpp"
 
 namespace structure_ingest {
 namespace {
@@ -46,14 +50,14 @@ CandidateSearch find_candidates(const StateHost& host, const HydrateOptions& opt
   return search;
 }
 
-/// The sources that are taken in anew, by their keys, and whether their old entries are ok.
-using RenewedSources = std::map<std::string, bool>;
+/// The sources that are taken in anew, by their keys, and what the state has of them.
+using RenewedSources = std::map<std::string, internal::KnownEntry>;
 
 /// The places of the entries that are new to the state, and of those that are to take the place of
 /// old ones; what there is to say of the others goes to the outcome.
 Places places_of_new(const Entries& entries,
                      const std::map<std::string, internal::KnownEntry>& known,
-                     const StateHost& host, bool refresh, RenewedSources& renewed,
+                     const StateHost& host, const HydrateOptions& options, RenewedSources& renewed,
                      HydrateOutcome& outcome) {
   Places fresh;
   for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -67,18 +71,18 @@ Places places_of_new(const Entries& entries,
     }
     const internal::KnownEntry& old = found->second;
     const bool changed = old.source == source && internal::has_changed(old, record);
-    if (refresh && changed && record.ok) {
+    const bool is_renewed = options.refresh || (options.named_again && old.was_missing);
+    if (is_renewed && changed && record.ok) {
       fresh.push_back(i);
-      renewed.emplace(key, old.ok);
+      renewed.emplace(key, old);
       continue;
     }
-    outcome.known.push_back(
-        {.path = record.source_path,
-         .ok = old.ok,
-         .changed = changed,
-         .problem = record.ok || record.warnings.empty() ? "" : record.warnings.front(),
-         .taken_for = old.source == source ? "" : old.source,
-         .copy_restored = entries[i].copy_restored});
+    outcome.known.push_back({.path = record.source_path,
+                             .ok = old.ok,
+                             .changed = changed,
+                             .problem = why_not_read(record),
+                             .taken_for = old.source == source ? "" : old.source,
+                             .copy_restored = entries[i].copy_restored});
   }
   return fresh;
 }
@@ -89,7 +93,7 @@ void keep_old_of_dropped(const RenewedSources& renewed, HydrateOutcome& outcome)
     const auto old = renewed.find(internal::source_key(dropped.source_file));
     if (old == renewed.end()) return false;
     outcome.known.push_back({.path = dropped.source_file,
-                             .ok = old->second,
+                             .ok = old->second.ok,
                              .changed = true,
                              .unrelated = internal::reason_of(dropped)});
     return true;
@@ -102,7 +106,9 @@ void replace_old(const RenewedSources& renewed, const StateHost& host,
   for (const std::size_t i : change.taken) {
     const std::string source = internal::source_text_of(host.entry(i));
     const std::string key = internal::source_key(source);
-    if (!renewed.contains(key) || !change.replaced.insert(key).second) continue;
+    const auto known = renewed.find(key);
+    if (known == renewed.end() || !change.replaced.insert(key).second) continue;
+    if (known->second.was_missing) continue;  // there was no structure
     const Json& sources = internal::value_of(host, "structure_sources");
     const auto old = std::find_if(sources.begin(), sources.end(), [&key](const Json& known) {
       return known.is_object() && internal::source_key(internal::source_text_of(known)) == key;
@@ -129,6 +135,41 @@ void note_taken(const Entries& entries, const StateHost& host, bool note_finding
   for (const std::size_t i : change.taken) {
     internal::append_findings_of(entries[i], change.notes);
   }
+}
+
+/// Whether a note of the state begins so.
+bool is_noted(const StateHost& host, const std::string& beginning) {
+  const Json& notes = internal::value_of(host, "structure_notes");
+  return notes.is_array() && std::any_of(notes.begin(), notes.end(), [&](const Json& note) {
+           return note.is_string() && note.get_ref<const std::string&>().starts_with(beginning);
+         });
+}
+
+/// The notes that tell that these entries were ignored, by their beginnings, and their sources.
+std::vector<std::pair<std::string, std::string>> notes_as_ignored(const StateHost& host,
+                                                                  const Places& places) {
+  std::vector<std::pair<std::string, std::string>> notes;
+  for (const std::size_t i : places) {
+    internal::EntryNames names = internal::names_of(host.entry(i));
+    std::string beginning = internal::beginning_of_note(names.file_name, names.formula);
+    if (!is_noted(host, beginning)) continue;
+    notes.emplace_back(std::move(beginning), std::move(names.source_file));
+  }
+  return notes;
+}
+
+/// The source files that were named again after they had been ignored.
+std::set<std::string> ignored_before(const StateHost& host, const HydrateOptions& options,
+                                     const std::string& project, const Places& fresh) {
+  std::set<std::string> named;
+  for (const std::string& path : options.extra_paths) {
+    named.insert(internal::candidate_path(std::string(internal::stripped(path)), project));
+  }
+  std::set<std::string> sources;
+  for (const auto& [beginning, source] : notes_as_ignored(host, fresh)) {
+    if (named.contains(source)) sources.insert(source);
+  }
+  return sources;
 }
 
 HydrateOutcome hydrate_unguarded(const StateHost& host, const HydrateOptions& options) {
@@ -158,10 +199,13 @@ HydrateOutcome hydrate_unguarded(const StateHost& host, const HydrateOptions& op
   if (batch.check && !batch.dry_run) internal::keep_findings(search.project, entries);
 
   RenewedSources renewed;
-  const Places fresh = places_of_new(entries, known, host, options.refresh, renewed, outcome);
+  const Places fresh = places_of_new(entries, known, host, options, renewed, outcome);
   if (fresh.empty()) return outcome;
-  internal::RelevanceResult relevant =
-      internal::drop_unrelated(host, fresh, options.collaborators.ROLE_UNRELATED);
+  internal::RelevanceResult relevant = internal::drop_unrelated(
+      host, fresh, options.collaborators.ROLE_UNRELATED,
+      options.named_again ? ignored_before(host, options, search.project, fresh)
+                          : std::set<std::string>());
+  outcome.undone = std::move(relevant.undone);
   outcome.dropped = std::move(relevant.dropped);
   outcome.report = std::move(relevant.report);
   keep_old_of_dropped(renewed, outcome);
@@ -173,9 +217,14 @@ HydrateOutcome hydrate_unguarded(const StateHost& host, const HydrateOptions& op
   }
   replace_old(renewed, host, change, outcome);
   note_taken(entries, host, options.note_findings, change);
+  if (options.named_again) {
+    for (auto& [beginning, source] : notes_as_ignored(host, change.taken)) {
+      change.undone.insert(beginning);
+    }
+  }
   // Find notes that are no list before anything is changed, where a failure half-way would cost old
   // entries, and where nothing is changed at all.
-  if (options.refresh || batch.dry_run) {
+  if (options.refresh || batch.dry_run || !change.replaced.empty()) {
     internal::for_each_element(internal::value_of(host, "structure_notes"), [](const Json&) {});
   }
   if (!batch.dry_run) host.apply(change);

@@ -32,6 +32,10 @@ struct HydrateOptions {
   /// the place of the old ones and of the notes on them, and a note says so. One that cannot be
   /// read any more, or whose new structure is unrelated to the request, stays as it was.
   bool refresh = false;
+  /// Whether naming a file once more among `extra_paths` mends what became of it: one that the
+  /// notes of the state tell of as ignored is taken whatever the request says, and one that did not
+  /// exist and can be read now takes the place of its entry. The notes on that go.
+  bool named_again = false;
   /// Whether each finding that is an error or a warning becomes a note as well, behind the others:
   /// for an assistant that reads nothing but its state.
   bool note_findings = false;
@@ -107,6 +111,7 @@ struct HydrateOutcome {
   std::vector<KnownSource> known;             ///< left out since the state has them
   std::vector<SkippedFile> skipped{};         ///< passed over without being read
   std::vector<ReplacedStructure> replaced{};  ///< by one of `taken`
+  std::vector<DroppedStructure> undone{};     ///< would have been dropped, but were named again
   RelevanceReport report;                     ///< the assessor's; empty if it was not asked
   std::string manifest_error{};  ///< why the manifest could not be written, if it was not
   std::string why_no_ase{};      ///< why ASE could not be used for a file; otherwise empty

@@ -41,14 +41,17 @@ void put_sources(Json& state, std::vector<Json>& entries, const std::vector<std:
   sources.swap(merged);
 }
 
-void add_notes(Json& state, const std::vector<std::string>& proposed) {
+void change_notes(Json& state, const StateChange& change) {
   Json::array_t list;
   std::vector<std::string> known;
   for_each_element(value_at(state, "structure_notes"), [&](const Json& note) {
+    if (note.is_string()) {
+      if (is_undone(change, note.get_ref<const std::string&>())) return;
+      known.push_back(note.get<std::string>());
+    }
     list.push_back(note);
-    if (note.is_string()) known.push_back(note.get<std::string>());
   });
-  const std::vector<std::string> added = new_notes(known, proposed);
+  const std::vector<std::string> added = new_notes(known, change.notes);
   list.insert(list.end(), added.begin(), added.end());
   state["structure_notes"] = Json(std::move(list));
 }
@@ -56,7 +59,7 @@ void add_notes(Json& state, const std::vector<std::string>& proposed) {
 void apply(const StateChange& change, Json& state, std::vector<Json>& entries) {
   if (!change.replaced.empty()) take_out_sources(state, change.replaced);
   put_sources(state, entries, change.taken);
-  add_notes(state, change.notes);
+  change_notes(state, change);
 }
 
 RelevanceReport assess(const Collaborators& collaborators, const std::vector<Json>& entries,

@@ -45,7 +45,8 @@ EntryNames names_of(const Json& entry) {
 }
 
 RelevanceResult drop_unrelated(const StateHost& host, const std::vector<std::size_t>& places,
-                               const std::string& role_unrelated) {
+                               const std::string& role_unrelated,
+                               const std::set<std::string>& wanted) {
   RelevanceResult result;
   const std::string request = request_in(host);
   if (!request.empty() && !places.empty()) {
@@ -71,9 +72,12 @@ RelevanceResult drop_unrelated(const StateHost& host, const std::vector<std::siz
     if (reason == reasons.end()) reason = reasons.find(entry.path);
     if (reason == reasons.end()) {
       result.kept.push_back(place);
-    } else {
-      result.dropped.push_back({entry.file_name, entry.formula, reason->second, entry.source_file});
+      continue;
     }
+    const bool is_wanted = wanted.contains(entry.source_file);
+    (is_wanted ? result.undone : result.dropped)
+        .push_back({entry.file_name, entry.formula, reason->second, entry.source_file});
+    if (is_wanted) result.kept.push_back(place);
   }
   return result;
 }
@@ -82,10 +86,12 @@ std::string reason_of(const DroppedStructure& dropped) {
   return dropped.reason.empty() ? "it does not match the requested material" : dropped.reason;
 }
 
+std::string beginning_of_note(const std::string& name, const std::string& formula) {
+  return "Ignored '" + name + "' (" + (formula.empty() ? "unknown formula" : formula) + "): ";
+}
+
 std::string note_on(const DroppedStructure& dropped) {
-  return "Ignored '" + dropped.name + "' (" +
-         (dropped.formula.empty() ? "unknown formula" : dropped.formula) +
-         "): " + reason_of(dropped) + ".";
+  return beginning_of_note(dropped.name, dropped.formula) + reason_of(dropped) + ".";
 }
 
 }  // namespace structure_ingest::internal

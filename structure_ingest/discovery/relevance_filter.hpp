@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,17 +29,22 @@ EntryNames names_of(const Json& entry);
 struct RelevanceResult {
   std::vector<std::size_t> kept;  // places in the batch, in their order
   std::vector<DroppedStructure> dropped;
-  RelevanceReport report;  // what the assessor said, if it was asked
+  std::vector<DroppedStructure> undone;  // kept all the same
+  RelevanceReport report;                // what the assessor said, if it was asked
 };
 
 /// Drops those of the entries at `places` that the host's assessor judges unrelated to the request
 /// with a confidence of at least 0.8. Without a request or entries the assessor is not asked; then,
-/// and when it fails, all are kept.
+/// and when it fails, all are kept. Those of the source files `wanted` are kept in any case.
 RelevanceResult drop_unrelated(const StateHost& host, const std::vector<std::size_t>& places,
-                               const std::string& role_unrelated);
+                               const std::string& role_unrelated,
+                               const std::set<std::string>& wanted = {});
 
 /// Why a structure was dropped, in words.
 std::string reason_of(const DroppedStructure& dropped);
+
+/// How the note on a dropped structure begins: "Ignored 'a.xyz' (H2O): ".
+std::string beginning_of_note(const std::string& name, const std::string& formula);
 
 /// The note on a dropped structure.
 std::string note_on(const DroppedStructure& dropped);

@@ -12,6 +12,7 @@
 #include "structure_ingest/discovery/relevance_filter.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/source_entry.hpp"
+#include "structure_ingest/readers/read_structure.hpp"
 #include "structure_ingest/record/ingested_structure.hpp"
 
 namespace structure_ingest::internal {
@@ -78,10 +79,13 @@ std::map<std::string, KnownEntry> known_sources(const StateHost& state) {
     if (!entry.is_object()) return;
     const std::string text = source_text_of(entry);
     if (stripped(text).empty()) return;
-    known.emplace(source_key(text), KnownEntry{.source = text,
-                                               .sha256 = text_or_empty(value_at(entry, "sha256")),
-                                               .path = text_or_empty(value_at(entry, "path")),
-                                               .ok = value_at(entry, "ok") == true});
+    KnownEntry found{.source = text,
+                     .sha256 = text_or_empty(value_at(entry, "sha256")),
+                     .path = text_or_empty(value_at(entry, "path")),
+                     .ok = value_at(entry, "ok") == true};
+    found.was_missing = !found.ok && found.sha256.empty() &&
+                        strings_at(entry, "warnings") == std::vector<std::string>{NO_SUCH_FILE};
+    known.emplace(source_key(text), std::move(found));
   });
   return known;
 }
@@ -103,6 +107,11 @@ std::vector<std::string> new_notes(const std::vector<std::string>& known,
     if (all.insert(note).second) notes.push_back(note);
   }
   return notes;
+}
+
+bool is_undone(const StateChange& change, const std::string& note) {
+  return std::any_of(change.undone.begin(), change.undone.end(),
+                     [&note](const std::string& beginning) { return note.starts_with(beginning); });
 }
 
 std::vector<std::string> notes_on(const Json& entry) {

@@ -19,6 +19,7 @@ struct KnownEntry {
   std::string sha256;  // the fingerprint; empty when it has none
   std::string path;    // of its canonical copy, or its source
   bool ok = false;
+  bool was_missing = false;  // the file did not exist: the entry holds nothing of it
 };
 
 /// The sources that a state has: their keys, equal for one source in any letter case and with
@@ -36,6 +37,9 @@ bool has_changed(const KnownEntry& known, const IngestedStructure& record);
 /// The notes of `proposed` that are not among `known`, each once.
 std::vector<std::string> new_notes(const std::vector<std::string>& known,
                                    const std::vector<std::string>& proposed);
+
+/// Whether a note is to be taken out, since it begins so.
+bool is_undone(const StateChange& change, const std::string& note);
 
 /// The notes on an entry that was taken in.
 std::vector<std::string> notes_on(const Json& entry);

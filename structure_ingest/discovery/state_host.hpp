@@ -26,6 +26,7 @@ struct StateChange {
   /// The keys of sources whose old entries, and the notes on them, are taken out before that. Only
   /// a refreshing hydration has some.
   std::set<std::string> replaced{};
+  std::set<std::string> undone{};    // the beginnings of notes that are taken out
   std::vector<std::string> notes{};  // proposed ones: each is added unless it is there
 };
 

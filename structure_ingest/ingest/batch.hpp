@@ -44,6 +44,9 @@ struct BatchOptions {
   StructureParser* parser = nullptr;
   /// A candidate that may not be read is skipped.
   MayRead may_read{};
+  /// Asked before each file is read; may be empty. From true on the files that are left are
+  /// skipped, and what was read is taken in as if there had been no others.
+  std::function<bool()> stop{};
 };
 
 /// How many candidates a call considers unless it is told otherwise.

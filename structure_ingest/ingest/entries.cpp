@@ -145,7 +145,7 @@ void finish_copies(FileReplacements& copies, const std::string& project,
     IngestedStructure& record = entries[failure.number].record;
     const std::string path = join_path(project, record.canonical_xyz_rel);
     record.warnings.push_back(NO_COPY +
-                              std::string(file_error(failure.what, path, failure.error).what()));
+                              std::string(FileError(failure.what, path, failure.error).what()));
     record.canonical_xyz_rel.clear();
     entries[failure.number].copy_restored = false;
   }
@@ -160,6 +160,12 @@ void read_files(const BatchInput& input, std::size_t considered, std::vector<Sel
   FileReplacements copies(input.project, std::string(INGESTED_DIRNAME));
   parser.begin_batch(paths_to_read_ahead(files));
   for (auto& [number, source] : files) {
+    if (options.stop && options.stop()) {
+      outcome.skipped.push_back({.path = source.path,
+                                 .reason = SkipReason::stopped,
+                                 .discovery = input.candidates[number].how});
+      continue;
+    }
     if (options.progress) options.progress(number, considered, source.path);
     if (is_canonical_copy(source.resolved)) finish_copies(copies, input.project, outcome.entries);
     ParsedStructure parsed =

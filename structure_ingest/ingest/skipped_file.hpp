@@ -13,6 +13,7 @@ enum class SkipReason {
   other_project,         ///< it lies in another project and is not attached
   past_limit,            ///< there were more candidates than the call considers
   not_allowed,           ///< the caller does not let it be read
+  stopped,               ///< the caller ended the batch before
 };
 
 /// A candidate that was passed over.

@@ -79,7 +79,7 @@ IngestedStructure read_known(const std::string& path, const std::string& format,
 IngestedStructure read(const std::string& path, internal::Readers& readers,
                        const ParseOptions& options, FileContent* content) {
   if (!internal::is_regular_file(path)) {
-    return failed_record(path, "unknown", "File does not exist.");
+    return failed_record(path, "unknown", internal::NO_SUCH_FILE);
   }
   const std::optional<std::string> format = format_of(path);
   if (!format) return failed_record(path, "unknown", "Unsupported structure file format.");

@@ -15,6 +15,7 @@
 #include "structure_ingest/base/file.hpp"
 #include "structure_ingest/base/lines.hpp"
 #include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/base/temporary_file.hpp"
 #include "structure_ingest/base/words.hpp"
 #include "structure_ingest/readers/cif_blocks.hpp"
 #include "structure_ingest/readers/companion_cell.hpp"
@@ -62,7 +63,7 @@ class TemporaryFolder {
   TemporaryFolder() {
     path_ = (std::filesystem::temp_directory_path() / "structure-ingest-XXXXXX").string();
     if (mkdtemp(path_.data()) == nullptr) {
-      throw std::filesystem::filesystem_error("mkdtemp", path_, {errno, std::generic_category()});
+      internal::throw_file_error(internal::CANNOT_WRITE, path_);
     }
   }
   ~TemporaryFolder() {
@@ -106,7 +107,7 @@ std::string_view text_of_block(std::string_view text, const std::string& name, s
 std::size_t visit_xyz_frames(const std::string& path, std::size_t first, const VisitFrame& visit) {
   const std::string text = base::path_text(path);
   if (!base::is_regular_file(text)) {
-    visit(1, failed(text, "File does not exist."));
+    visit(1, failed(text, internal::NO_SUCH_FILE));
     return 0;
   }
   base::CompanionFiles companions;

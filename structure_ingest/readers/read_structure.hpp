@@ -14,6 +14,9 @@ namespace structure_ingest::internal {
 
 class KnownAnswers;
 
+/// The warning of a record whose file is not there.
+inline constexpr const char* NO_SUCH_FILE = "File does not exist.";
+
 /// State that the readers share while they read the files of one batch.
 struct Readers {
   AskAse ask_ase;

@@ -48,9 +48,7 @@ bool are_alike(const ProjectStructure& a, const ProjectStructure& b) {
 }
 
 [[noreturn]] void fail(const std::string& project, const std::string& copy, int error) {
-  throw std::filesystem::filesystem_error("cannot remove the copy",
-                                          internal::join_path(project, copy),
-                                          std::error_code(error, std::generic_category()));
+  internal::throw_file_error("cannot remove the copy", internal::join_path(project, copy), error);
 }
 
 /// Whether the file `name` of an open folder is byte for byte what was written as this copy.

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "structure_ingest/base/paths.hpp"
+#include "structure_ingest/check/check.hpp"
 #include "structure_ingest/discovery/state_entries.hpp"
 #include "structure_ingest/ingest/canonical_xyz.hpp"
 #include "structure_ingest/ingest/copies.hpp"
@@ -31,9 +32,27 @@ class Verifier {
   Verifier(std::string project, const VerifyOptions& options)
       : project_(std::move(project)), options_(options) {}
 
-  Findings verify(const ProjectStructure& structure) {
-    Findings findings;
-    check_source(structure, findings);
+  /// What a first look at a source tells, and the file that is to be read; empty for none.
+  struct Source {
+    std::string to_read{};
+    Findings findings{};
+  };
+
+  /// Looks at all sources, so that the processes that run ASE can read ahead.
+  std::vector<Source> look_at_sources(const std::vector<ProjectStructure>& structures) {
+    std::vector<Source> sources;
+    std::vector<std::string> to_read;
+    for (const ProjectStructure& structure : structures) {
+      const Source& source = sources.emplace_back(look_at_source(structure));
+      if (!source.to_read.empty()) to_read.push_back(source.to_read);
+    }
+    parser().begin_batch(to_read);
+    return sources;
+  }
+
+  Findings verify(const ProjectStructure& structure, Source source) {
+    Findings findings = std::move(source.findings);
+    if (!source.to_read.empty()) check_source(structure, source.to_read, findings);
     check_copy(structure, findings);
     find_duplicates(structure, findings);
     return findings;
@@ -84,24 +103,29 @@ class Verifier {
            structure.sha256 == internal::fingerprint_that_tells(source);
   }
 
-  void check_source(const ProjectStructure& structure, Findings& findings) {
-    if (structure.source_file.empty()) return;  // nothing tells where it came from
-    const std::optional<std::string> source = find_source(structure, findings);
-    if (!source) {
+  Source look_at_source(const ProjectStructure& structure) const {
+    Source source;
+    if (structure.source_file.empty()) return source;  // nothing tells where it came from
+    const std::optional<std::string> found = find_source(structure, source.findings);
+    if (!found) {
       // One that was missing from the beginning is as it was.
       if (structure.ok || !structure.sha256.empty()) {
-        add(findings, VerifyCode::source_gone, "its source is gone");
+        add(source.findings, VerifyCode::source_gone, "its source is gone");
       }
-      return;
+    } else if (options_.may_read && !options_.may_read(*found)) {
+      add(source.findings, VerifyCode::source_not_allowed, "its source may not be read here");
+    } else if (options_.deep || !is_as_taken(structure, *found)) {
+      source.to_read = *found;
     }
-    if (options_.may_read && !options_.may_read(*source)) {
-      add(findings, VerifyCode::source_not_allowed, "its source may not be read here");
-      return;
-    }
-    if (!options_.deep && is_as_taken(structure, *source)) return;
-    StructureParser& parser = options_.parser == nullptr ? parser_ : *options_.parser;
-    const IngestedStructure record = parser.parse(*source, {.fingerprint = true}).record;
-    const std::string why = record.warnings.empty() ? "" : ": " + record.warnings.front();
+    return source;
+  }
+
+  StructureParser& parser() { return options_.parser == nullptr ? parser_ : *options_.parser; }
+
+  void check_source(const ProjectStructure& structure, const std::string& source,
+                    Findings& findings) {
+    const IngestedStructure record = parser().parse(source, {.fingerprint = true}).record;
+    const std::string why = record.ok ? "" : ": " + why_not_read(record);
     const bool changed = !structure.sha256.empty() && structure.sha256 != record.sha256;
     if (!record.ok) {
       if (changed) {
@@ -197,12 +221,14 @@ Verification verify_project(const std::string& project, const Json& state,
   ProjectListing listing = list_structures(project, state, {.record_digests = !options.deep});
   Verification verification{.structures = {}, .manifest_error = std::move(listing.manifest_error)};
   Verifier verifier(internal::resolve_path(project), options);
+  std::vector<Verifier::Source> sources = verifier.look_at_sources(listing.structures);
   const std::size_t total = listing.structures.size();
   for (ProjectStructure& structure : listing.structures) {
     if (options.progress) {
       options.progress(verification.structures.size(), total, structure.path);
     }
-    Findings findings = verifier.verify(structure);
+    const std::size_t place = verification.structures.size();
+    Findings findings = verifier.verify(structure, std::move(sources[place]));
     verification.structures.push_back({std::move(structure), std::move(findings)});
   }
   for (std::string& copy : listing.other_copies) {

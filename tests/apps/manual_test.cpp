@@ -61,7 +61,7 @@ TEST(Help, FitsATerminalAndHasExamples) {
   EXPECT_EQ(output_of(STRUCTURE_INGEST_PROGRAM " hydrate --version"),
             output_of(STRUCTURE_INGEST_PROGRAM " --version"));
   Words commands = subcommands();
-  EXPECT_EQ(commands.size(), 16U);
+  EXPECT_EQ(commands.size(), 18U);
   commands.insert("");
   for (const std::string& command : commands) {
     const std::string text = help(command);

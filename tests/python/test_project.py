@@ -58,6 +58,28 @@ def test_a_changed_source_is_refreshed(si, folder, held):
                    for note in held["structure_notes"][2:])
 
 
+def test_a_file_is_named_again(si, folder):
+    (folder / "tio2.xyz").write_text("3\n\nTi 0 0 0\nO 2 0 0\nO 0 2 0\n")
+    state = {"project_path": folder / "project", "user_request": "Relax TiO2",
+             "structure_notes": [7, "Ignored 'other.xyz' (Si): mine."]}
+    paths = [folder / "tio2.xyz", folder / "silicon.xyz", folder / "late.xyz"]
+    told = si.hydrate(state, extra_paths=paths)
+    assert [dropped["formula"] for dropped in told["dropped"]] == ["Si"]
+    assert state["structure_notes"][2].startswith("Ignored 'silicon.xyz' (Si): the request is about")
+    (folder / "late.xyz").write_text(CUBE % "O")
+    tio2 = state["structure_sources"][0]
+    assert si.hydrate_user_structures(state, extra_paths=paths[1:]) == []
+    assert len(state["structure_sources"]) == 2
+    told = si.hydrate(state, extra_paths=paths[1:])
+    assert [entry["formula"] for entry in told["taken"]] == ["Si", "O"] and not told["replaced"]
+    assert [entry["formula"] for entry in state["structure_sources"]] == ["Si", "O", "O2Ti"]
+    assert state["structure_sources"][2] is tio2
+    notes = state["structure_notes"]
+    assert notes[:2] == [7, "Ignored 'other.xyz' (Si): mine."]
+    assert not any("Ignored 'silicon" in note or "late.xyz" in note for note in notes[2:]
+               if not note.startswith("User structure ingested"))
+
+
 def test_what_is_forgotten(si, folder, held):
     entries, notes = list(held["structure_sources"]), list(held["structure_notes"])
     for name, message in (("gone.xyz", "gone.xyz: no structure of that name; nothing was forgotten"),
