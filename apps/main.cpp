@@ -98,7 +98,11 @@ int main(int argc, char** argv) {
     apps::print_error(error.what());
     return apps::WRONG_USAGE;
   } catch (const std::system_error& error) {
-    apps::print_error(error.what());
+    // What the standard library says of a file begins with that, which tells nobody anything.
+    constexpr std::string_view BEGINNING = "filesystem error: ";
+    std::string_view text = error.what();
+    if (text.starts_with(BEGINNING)) text.remove_prefix(BEGINNING.size());
+    apps::print_error(std::string(text));
     return apps::CANNOT_WRITE;
   } catch (const std::bad_alloc&) {
     apps::print_error("not enough memory");

@@ -23,14 +23,18 @@ using structure_ingest::ProjectStructure;
 using structure_ingest::VerifiedStructure;
 using structure_ingest::VerifyFinding;
 
-/// A project and its state. Throws ToolError for a folder that is not there.
+/// A project and its state. Throws ToolError for a folder that is not there, or is no project.
 ProjectState state_of(const Workspace& workspace, const Json& arguments) {
   const std::string project = workspace.roots().locate_project(arguments.at("project"));
-  if (!base::is_directory(project)) {
-    throw ToolError("There is no project " + in_quotes(project) +
-                    ". hydrate_project creates one as it takes structures in.");
+  ProjectState found;
+  if (base::is_directory(project)) {
+    found = agent_modules::read_project_state({.project = project});
+    if (agent_modules::is_project(found)) return found;
   }
-  return agent_modules::read_project_state({.project = project});
+  const auto owner = structure_ingest::owning_project_root(project);
+  throw ToolError("There is no project " + in_quotes(project) +
+                  (owner ? "; it lies in the project " + in_quotes(*owner) : "") +
+                  ". hydrate_project creates one as it takes structures in.");
 }
 
 /// The name by which the state knows what the client means: a copy is known by its path in the

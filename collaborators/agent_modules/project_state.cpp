@@ -105,15 +105,17 @@ ProjectState read_project_state(const StateLocation& location) {
   return found;
 }
 
-void require_project(const ProjectState& project) {
+bool is_project(const ProjectState& project) {
   std::error_code ignored;
   const auto has = [&](std::string_view name) {
     return fs::exists(fs::path(project.project) / name, ignored);
   };
-  if (!project.state.is_null() || has(structure_ingest::INGEST_MANIFEST_REL) ||
-      has(structure_ingest::INGESTED_DIRNAME)) {
-    return;
-  }
+  return !project.state.is_null() || has(structure_ingest::INGEST_MANIFEST_REL) ||
+         has(structure_ingest::INGESTED_DIRNAME);
+}
+
+void require_project(const ProjectState& project) {
+  if (is_project(project)) return;
   const auto owner = structure_ingest::owning_project_root(project.project);
   throw StateError(project.project + ": not a project: it has no " + PROJECT_STATE +
                    (owner ? "; it lies in the project " + *owner : ""));

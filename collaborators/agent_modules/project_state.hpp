@@ -40,8 +40,11 @@ struct ProjectState {
 /// state that cannot be read or, in a file of its own, is missing.
 ProjectState read_project_state(const StateLocation& location);
 
-/// Throws StateError for a folder that is no project: it has neither a state, nor a manifest, nor
-/// copies of structures. The message names the project that the folder lies in, if any.
+/// Whether a folder is a project: it has a state, a manifest or copies of structures.
+bool is_project(const ProjectState& project);
+
+/// Throws StateError for a folder that is none. The message names the project that the folder lies
+/// in, if any.
 void require_project(const ProjectState& project);
 
 /// Lets `change` work on the state and writes it back when it is different afterwards; the folder

@@ -106,9 +106,9 @@ void replace_old(const RenewedSources& renewed, const StateHost& host,
   for (const std::size_t i : change.taken) {
     const std::string source = internal::source_text_of(host.entry(i));
     const std::string key = internal::source_key(source);
-    const auto known = renewed.find(key);
-    if (known == renewed.end() || !change.replaced.insert(key).second) continue;
-    if (known->second.was_missing) continue;  // there was no structure
+    const auto before = renewed.find(key);
+    if (before == renewed.end() || !change.replaced.insert(key).second) continue;
+    if (before->second.was_missing) continue;  // there was no structure
     const Json& sources = internal::value_of(host, "structure_sources");
     const auto old = std::find_if(sources.begin(), sources.end(), [&key](const Json& known) {
       return known.is_object() && internal::source_key(internal::source_text_of(known)) == key;
