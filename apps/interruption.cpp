@@ -1,6 +1,10 @@
 #include "apps/interruption.hpp"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
+#include <string_view>
 
 #include "apps/terminal.hpp"
 
@@ -9,8 +13,14 @@ namespace {
 
 volatile std::sig_atomic_t was_asked = 0;
 
+constexpr std::string_view TOLD =
+    "structure-ingest: ending after the present file; once more ends at once\n";
+
 void ask(int /*signal*/) {
+  const int error = errno;  // of the call that was interrupted
   was_asked = 1;
+  static_cast<void>(!write(STDERR_FILENO, TOLD.data(), TOLD.size()));
+  errno = error;
 }
 
 }  // namespace

@@ -160,6 +160,7 @@ TEST_F(ToolsTest, SayWhatIsWrongWithACall) {
            {"hydrate_project", R"({"project": "q", "paths": ["he.xyz", "/etc/passwd"]})",
             "No file of this call was taken."},
            {"list_structures", R"({"project": "none"})", "There is no project"},
+           {"list_structures", R"({"project": "."})", "There is no project"},
            {"list_structures", R"({"project": "odd"})", "the state is malformed"},
            {"hydrate_project", R"({"project": "odd"})", "the state is malformed"},
            {"verify_project", R"({"project": "../outside"})", "outside the roots"},
