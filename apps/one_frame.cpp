@@ -88,7 +88,7 @@ Status extract_to_standard_output(const FrameArguments& arguments,
 Status extract(const FrameArguments& arguments) {
   const auto choice = read_one_frame(arguments.frame, "extract writes");
   if (arguments.output == STANDARD_OUTPUT) return extract_to_standard_output(arguments, choice);
-  outputs::ending_of_output(arguments.output, {".xyz", ".extxyz"});
+  outputs::require_xyz_name(arguments.output);
   structure_ingest::StructureParser parser(parser_options(arguments.reading));
   IngestedStructure written;
   const Status status =

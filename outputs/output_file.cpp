@@ -54,6 +54,10 @@ std::string ending_of_output(const std::string& path, const std::vector<std::str
   throw RefusedOutput(path + ": its name must end with " + known);
 }
 
+void require_xyz_name(const std::string& path) {
+  if (fs::path(path).has_extension()) ending_of_output(path, {".xyz", ".extxyz"});
+}
+
 void require_replaceable(const std::string& output, bool force,
                          const std::vector<std::string>& made_from) {
   if (output.empty()) throw RefusedOutput("the name of the file to write is empty");

@@ -18,6 +18,10 @@ struct RefusedOutput : std::invalid_argument {
 /// an output must not replace a structure file by mistake.
 std::string ending_of_output(const std::string& path, const std::vector<std::string>& endings);
 
+/// Throws RefusedOutput for an output whose ending promises anything but XYZ; one without an ending
+/// promises nothing.
+void require_xyz_name(const std::string& path);
+
 /// Throws RefusedOutput unless one may write `output`. A file that it is made from, or that a
 /// project holds or took in, is never replaced, by whatever link or spelling it is named; another
 /// file that exists needs `force`, unless it is a page or a picture of ours.

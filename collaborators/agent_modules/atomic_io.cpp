@@ -1,5 +1,6 @@
 #include "collaborators/agent_modules/atomic_io.hpp"
 
+#include <cerrno>
 #include <cstddef>
 #include <filesystem>
 #include <system_error>
@@ -19,8 +20,7 @@ namespace {
 /// Throws if a text of this size could not be read again: an unreadable state would be lost.
 void require_readable(std::size_t size, const std::string& path) {
   if (size <= base::MAX_WHOLE_FILE) return;
-  throw std::filesystem::filesystem_error("cannot write what could not be read again", path,
-                                          std::make_error_code(std::errc::file_too_large));
+  base::throw_file_error("cannot write what could not be read again", path, EFBIG);
 }
 
 }  // namespace

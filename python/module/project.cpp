@@ -144,7 +144,7 @@ py::object extract(Reader* reader, const py::handle& path, const py::handle& out
   const std::string target = path_of(output);
   const FrameChoice choice = choice_of(frame);
   return record_object(with_parser(reader, [&](StructureParser& parser) {
-    outputs::ending_of_output(target, {".xyz", ".extxyz"});
+    outputs::require_xyz_name(target);
     require_output(target, force, {file});
     IngestedStructure found;
     visit_frames(parser, file, choice,
