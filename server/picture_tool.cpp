@@ -17,8 +17,9 @@ Answer picture_of_structure(Workspace& workspace, const Json& arguments, const C
   const structure_ingest::IngestedStructure record = workspace.parser().parse(path);
   call.check();
   if (!record.ok) {
-    throw ToolError(std::string(NOT_READ) + " The warnings are: " +
-                    (record.warnings.empty() ? "none" : in_quotes(record.warnings.back())) + ".");
+    const std::string why = structure_ingest::why_not_read(record);
+    throw ToolError(std::string(NOT_READ) +
+                    " The warnings are: " + (why.empty() ? "none" : in_quotes(why)) + ".");
   }
   const auto number = [&arguments](const char* name) { return arguments.at(name).get<int>(); };
   const auto view = arguments.at("view").get<std::string>();

@@ -149,7 +149,7 @@ py::object extract(Reader* reader, const py::handle& path, const py::handle& out
     IngestedStructure found;
     visit_frames(parser, file, choice,
                  [&](const IngestedStructure& record, const std::string&) { found = record; });
-    if (!found.ok) throw std::invalid_argument(file + ": " + found.warnings.front());
+    if (!found.ok) throw std::invalid_argument(file + ": " + why_not_read(found));
     internal::replace_file(target, canonical_xyz_text(found));
     return found;
   }));
