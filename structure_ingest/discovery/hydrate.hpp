@@ -71,8 +71,8 @@ class NewEntries {
 /// Returns the new entries; none when there are none, and none of a dry run. `state` is a mapping
 /// that the caller owns; it must not be used by two calls at once. Throws nothing: an error that no
 /// step expects is reported through `record_suppressed_error`, and the result is empty.
-STRUCTURE_INGEST_API NewEntries hydrate_user_structures(Json& state,
-                                                        const HydrateOptions& options = {});
+STRUCTURE_INGEST_NO_DANGLING STRUCTURE_INGEST_API NewEntries
+hydrate_user_structures(Json& state, const HydrateOptions& options = {});
 
 /// A structure that was left out of the state, since it is unrelated to the request.
 struct DroppedStructure {
