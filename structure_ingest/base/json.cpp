@@ -194,8 +194,9 @@ bool copy_element(dom::element element, Json& value, std::size_t depth) {
     case dom::element_type::NULL_VALUE:
       value = nullptr;
       return true;
+    default:
+      return false;  // an integer of more digits, which newer versions of the parser know
   }
-  return false;
 }
 
 }  // namespace
@@ -210,6 +211,8 @@ JsonError::JsonError(const std::string& why, std::size_t at_line, std::size_t at
       column(at_column) {}
 
 std::optional<Json> internal::read_plain_json(std::string_view text) {
+  // Some versions of the parser skip a byte-order mark.
+  if (text.starts_with("\xEF\xBB\xBF")) return {};
   dom::parser parser;
   dom::element root;
   if (parser.parse(text.data(), text.size(), true).get(root) != simdjson::SUCCESS) return {};
@@ -223,6 +226,7 @@ Json internal::read_any_json(std::string_view text) {
   if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
     throw JsonError("a NUL character after " + std::to_string(nul) + " bytes");
   }
+  if (internal::stripped(text).empty()) throw JsonError("it is empty", 1, 1);
   Json value;
   Builder builder(text, value);
   Json::sax_parse(text.begin(), text.end(), &builder);
